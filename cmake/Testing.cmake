@@ -1,0 +1,22 @@
+# GoogleTest from the distribution's sources, so that it is built with this build's compiler and sanitizers.
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+find_path(GOOGLETEST_SOURCE_DIR googletest/CMakeLists.txt PATHS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+include(GoogleTest)
+
+# rendereraudio_test(NAME LABEL label [SOURCES ...] [LIBRARIES ...]): one GoogleTest program. Each program is
+# one entry for ctest: starting one process for every case would cost a second each under Wine.
+function(rendereraudio_test name)
+    cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    rendereraudio_warnings(${name})
+    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    add_test(NAME ${name} COMMAND ${name}
+        --gtest_brief=1 --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${name}.xml)
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 300)
+    endif()
+    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+endfunction()

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "kovra/time.h"
+#include "mediacore/frame.h"
+#include "pipeline/export.h"
+#include "pipeline/pipelinejob.h"
+#include "pipeline/pipelinesessionparams.h"
+#include "pipeline/pipelinestate.h"
+
+namespace Media {
+
+/// Runs render jobs on worker threads. Jobs of one session run in the order of their submission and never
+/// two at a time, because each needs the session's exclusive state; jobs of different sessions run side by
+/// side. Client-state updates are delivered on the workers too, between the jobs.
+///
+/// **Threads:** every operation from any thread, except that the pipeline must not be destroyed by one of
+/// its own workers.
+/// **Ownership:** the renderer is borrowed and must outlive the pipeline.
+class MEDIAPIPELINE_API Pipeline {
+public:
+    using SessionId_t = std::uint32_t;
+    /// No session has this number.
+    static constexpr SessionId_t InvalidSession = 0;
+
+    /// What became of one job, told on the worker that ran it, before the session's next job runs.
+    struct Report_t {
+        SessionId_t session = InvalidSession;
+        /// Counts the session's submitted jobs from 0.
+        std::uint64_t jobNumber = 0;
+        PipelineStageJob::Outcome_t outcome = PipelineStageJob::Outcome_t::Uncompleted;
+        /// What was asked for, and what the renderer expects.
+        Kovra::JiffyTime requested;
+        Kovra::JiffyTime achieved;
+        /// How long the renderer worked on it, in nanoseconds.
+        std::int64_t renderNanoSec = 0;
+    };
+    using Observer = std::function<void(Report_t const&)>;
+
+    /// The renderer that audio goes to, for the whole process; null when there is none.
+    static IPipelineRenderer const* GetAudioRenderer();
+    /// Makes `renderer` (borrowed; null for none) the one that `GetAudioRenderer` returns.
+    static void SetAudioRenderer(IPipelineRenderer* renderer);
+
+    /// Starts `workers` threads (at least 1), named "Media.Pipeline.Worker".
+    Pipeline(IPipelineRenderer& renderer, std::size_t workers, Observer observer = {});
+    /// Drops what has not run yet, waits for what runs, ends every session.
+    ~Pipeline();
+    Pipeline(Pipeline const&) = delete;
+    Pipeline& operator=(Pipeline const&) = delete;
+
+    /// Registers a session with the renderer; `InvalidSession` when the renderer gives it no state.
+    SessionId_t OpenSession(PipelineSessionParams_t params);
+
+    /// Lets the session's waiting jobs run, then ends it. Unknown sessions are ignored. Waits for the jobs
+    /// unless a worker calls it.
+    void CloseSession(SessionId_t session);
+
+    /// Queues a job for `frame` (raw or coded; null makes a job without a frame), to be heard at
+    /// `presentation`. False when the session is unknown.
+    bool Submit(SessionId_t session, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation);
+
+    /// Stores the client's wishes and queues their delivery; updates that wait are merged. False when the
+    /// session is unknown.
+    bool SetClientState(SessionId_t session, PipelineClientState_t const& state);
+
+    /// Waits until no job and no update waits or runs.
+    void Drain();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace Media

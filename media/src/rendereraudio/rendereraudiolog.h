@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "kovra/configitem.h"
+#include "kovra/log.h"
+#include "mediacore/metadatatypes.h"
+
+namespace Media {
+
+/// The logger of one source file, fetched when the module is loaded.
+inline std::shared_ptr<Kovra::LoggerFacade> FetchLogger(char const* channel) {
+    return Kovra::LogManager::Instance().GetLogger(channel, nullptr, std::string());
+}
+
+/// Pushes one record, fed with `arguments` (`int` or `unsigned int`), when `level` is wanted. Any thread.
+template <class... Arguments>
+void WriteLog(Kovra::LoggerFacade const& logger, Kovra::LogLevel_t const& level, char const* text,
+              Arguments... arguments) {
+    if (!logger.IsEnabled(level)) {
+        return;
+    }
+    Kovra::LogExec record(level, text);
+    static_cast<void>((record % ... % arguments));
+    logger.get().Push(record);
+}
+
+} // namespace Media

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "codec/audiocodecproxy.h"
+#include "kovra/buffer.h"
+#include "kovra/time.h"
+#include "rendereraudiodirectsound.h"
+#include "rendereraudioplaybackbuffer.h"
+#include "rendereraudioring.h"
+
+namespace Media {
+
+/// The playback buffer's data. Written on the session's threads and read there, unless a comment names the
+/// playback thread; what both touch is atomic.
+struct RendererAudioPlaybackBuffer::Record {
+    explicit Record(RendererAudioPlaybackDevice& device_) : device(&device_) {}
+
+    /// Borrowed; never null.
+    RendererAudioPlaybackDevice* const device;
+    /// Null until created. Read by the playback thread too, which knows the buffer only while it is set.
+    boost::intrusive_ptr<IDirectSoundBuffer8> soundBuffer;
+    /// `soundBuffer`'s notification interface; may be null beside it.
+    boost::intrusive_ptr<IDirectSoundNotify> notify;
+    /// The one notification point: the byte behind the written data, and the device's event.
+    std::unique_ptr<DSBPOSITIONNOTIFY> const notifyPosition = std::make_unique<DSBPOSITIONNOTIFY>();
+    /// Work memory of signal processing, set up and held for the buffer's life.
+    boost::intrusive_ptr<Kovra::Buffer> dspState;
+    /// Ring length; 0 before the first creation.
+    std::uint32_t ringSamples = 0;
+    /// Rate of the frame that created the sound buffer, in Hz.
+    std::uint32_t sourceFrequency = 0;
+    /// Last given to `SetFrequency`, in Hz; 0 before the first start.
+    std::uint32_t playFrequency = 0;
+    /// Bytes a sample position.
+    std::uint32_t bytesPerSample = Ring::SampleSizeBytes;
+    /// Position of the latest frame's first sample. Read by the playback thread.
+    std::atomic<std::uint32_t> writePos{0};
+    /// Position just behind the latest frame's last sample.
+    std::uint32_t writeEnd = 0;
+    /// Position up to which played data is cleared. Written by both threads.
+    std::atomic<std::uint32_t> clearedEnd{0};
+    /// `writePos` at the end of the previous service pass. Playback thread only.
+    std::uint32_t lastServicedWritePos = 0;
+    /// Drift accumulators, in samples, wrapping.
+    std::uint32_t measuredLagSum = 0;
+    std::uint32_t expectedLagSum = 0;
+    /// Nanoseconds a sample position; 1 before the first creation.
+    std::int64_t nsPerSample = 1;
+    /// Timestamp at ring position 0, in nanoseconds; 0 means none. Cleared by the playback thread.
+    std::atomic<std::int64_t> baseTimestamp{0};
+    /// When the presentation step last ran to its end; construction counts as such, so that a session whose
+    /// presentations all fail goes idle a second later. Read by the playback thread.
+    std::atomic<Kovra::JiffyTime> lastPresentTime{Kovra::JiffyTime::Now()};
+    Kovra::JiffyTime driftWindowStart = Kovra::JiffyTime::Now();
+    /// Linear, as the client gave it.
+    float volume = 1.0F;
+    /// 0.0 left to 1.0 right, as the client gave it.
+    float pan = 0.5F;
+    /// The last sample written into the ring.
+    std::uint16_t lastSample = 0;
+    /// Set by every frame written, cleared by the playback thread's idle stop.
+    std::atomic<std::uint8_t> active{0};
+    AudioCodecProxy codec;
+    /// What the last decode produced; empty if nothing.
+    std::shared_ptr<FrameAud> decodedFrame;
+};
+
+static_assert(std::atomic<Kovra::JiffyTime>::is_always_lock_free,
+              "the service pass must not wait for the session");
+
+} // namespace Media

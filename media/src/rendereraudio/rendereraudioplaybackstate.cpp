@@ -1,0 +1,45 @@
+#include "rendereraudioplaybackstate.h"
+
+#include "mediacore/metadatatypes.h"
+
+namespace Media {
+
+RendererAudioPlaybackState::RendererAudioPlaybackState(RendererAudioPlaybackDevice& device)
+    : buffer_(device) {}
+
+RendererAudioPlaybackState::~RendererAudioPlaybackState() = default;
+
+bool RendererAudioPlaybackState::Render(std::shared_ptr<FrameAud> const& frame,
+                                        Kovra::JiffyTime& presentation) {
+    if (frame == nullptr) {
+        return false;
+    }
+    boost::mutex::scoped_lock const guard(bufferMutex_);
+    if (!buffer_.HasSoundBuffer()) {
+        buffer_.CreateSoundBuffer(frame);
+    }
+    if (!buffer_.HasSoundBuffer()) {
+        return false;
+    }
+    bool const isWritten = buffer_.WriteFrame(frame);
+    buffer_.Present(presentation);
+    return isWritten;
+}
+
+bool RendererAudioPlaybackState::HasSoundBuffer() const {
+    boost::mutex::scoped_lock const guard(bufferMutex_);
+    return buffer_.HasSoundBuffer();
+}
+
+bool RendererAudioPlaybackState::UpdateClientState() {
+    PipelineClientState_t client;
+    if (!GetClientState(client)) {
+        return false;
+    }
+    boost::mutex::scoped_lock const guard(bufferMutex_);
+    buffer_.SetPan(client.balance);
+    buffer_.SetVolume(client.volume, false);
+    return true;
+}
+
+} // namespace Media

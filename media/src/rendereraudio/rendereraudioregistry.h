@@ -1,0 +1,101 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <boost/thread/mutex.hpp>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "rendereraudiodirectsound.h"
+
+namespace Media {
+
+/// The live buffers of one device, each with the event that DirectSound signals for it, and one event that
+/// wakes the device's thread.
+///
+/// **Threads:** `Add` and `Remove` from any thread, under the device's lock that they take themselves;
+/// `GetBuffers` with that lock held; the rest from any thread without it.
+/// **Ownership:** owns the events; the buffers are plain pointers that come and go by their own doing.
+template <class Buffer>
+class RendererAudioRegistry {
+public:
+    /// Entry 0 is the wake event, entry i the event of buffer i.
+    using Events = std::vector<HANDLE>;
+
+    /// `lock` is the device's and must outlive the registry. An event that cannot be created is kept as a
+    /// null handle: waits on the list then fail.
+    explicit RendererAudioRegistry(boost::mutex& lock)
+        : lock_(lock),
+          events_(std::make_shared<Events const>(1, CreateEventA(nullptr, FALSE, FALSE, nullptr))),
+          buffers_(1, nullptr) {}
+
+    ~RendererAudioRegistry() { Close(GetEvents()->front()); }
+
+    RendererAudioRegistry(RendererAudioRegistry const&) = delete;
+    RendererAudioRegistry& operator=(RendererAudioRegistry const&) = delete;
+
+    /// Lets one wait of the device's thread return.
+    void Wake() const { Signal(GetEvents()->front()); }
+
+    /// Registers `buffer` and returns its event (auto-reset, not signalled), which stays the registry's.
+    HANDLE Add(Buffer& buffer) {
+        HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        boost::mutex::scoped_lock const guard(lock_);
+        // The thread returns from its wait and waits again on the longer list.
+        Wake();
+        Events events(*GetEvents());
+        events.push_back(event);
+        buffers_.push_back(&buffer);
+        Publish(std::move(events));
+        return event;
+    }
+
+    /// Forgets `buffer` and closes its event; an unknown buffer is ignored.
+    void Remove(Buffer const& buffer) {
+        boost::mutex::scoped_lock const guard(lock_);
+        auto const found = std::find(buffers_.begin() + 1, buffers_.end(), &buffer);
+        if (found == buffers_.end()) {
+            return;
+        }
+        Wake();
+        Events events(*GetEvents());
+        auto const index = found - buffers_.begin();
+        Close(events[static_cast<std::size_t>(index)]);
+        buffers_.erase(found);
+        events.erase(events.begin() + index);
+        Publish(std::move(events));
+    }
+
+    /// The events as they stand: a snapshot that never changes, so that a wait can use it without the lock.
+    std::shared_ptr<Events const> GetEvents() const { return std::atomic_load(&events_); }
+
+    /// Parallel to the events; entry 0 is null.
+    std::vector<Buffer*> const& GetBuffers() const { return buffers_; }
+
+private:
+    void Publish(Events events) {
+        std::atomic_store(&events_,
+                          std::shared_ptr<Events const>(std::make_shared<Events const>(std::move(events))));
+    }
+
+    static void Signal(HANDLE event) {
+        if (event != nullptr) {
+            SetEvent(event);
+        }
+    }
+
+    static void Close(HANDLE event) {
+        if (event != nullptr) {
+            CloseHandle(event);
+        }
+    }
+
+    boost::mutex& lock_;
+    // --- shared without a lock (atomic)
+    std::shared_ptr<Events const> events_;
+    // --- guarded by the device's lock
+    std::vector<Buffer*> buffers_;
+};
+
+} // namespace Media
