@@ -1,5 +1,5 @@
-# Boost and FFmpeg, each as imported targets: Windows builds take those that tools/setup built (or the vcpkg
-# manifest on Windows itself), native builds the distribution's.
+# Boost and FFmpeg, each behind a target of our own: builds for Windows take what tools/setup built (what the
+# vcpkg manifest brings on Windows itself), native builds the distribution's.
 set(RENDERERAUDIO_DEPENDENCIES ${PROJECT_SOURCE_DIR}/build/dependencies.cmake)
 if(CMAKE_CROSSCOMPILING AND EXISTS ${RENDERERAUDIO_DEPENDENCIES})
     include(${RENDERERAUDIO_DEPENDENCIES})
@@ -9,27 +9,25 @@ endif()
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
+# The headers alone are part of the host libraries' interface; the libraries are not.
+add_library(rendereraudio_boost_headers INTERFACE)
 add_library(rendereraudio_boost INTERFACE)
+target_link_libraries(rendereraudio_boost INTERFACE rendereraudio_boost_headers)
 if(CMAKE_CROSSCOMPILING)
     if(NOT BOOST_WINDOWS_ROOT)
         message(FATAL_ERROR "Boost for Windows is missing: run tools/setup/setup first")
     endif()
-    set(CMAKE_POLICY_DEFAULT_CMP0074 NEW)
     foreach(component thread log)
-        file(GLOB import_library ${BOOST_WINDOWS_ROOT}/lib/libboost_${component}[-.]*dll.a)
-        list(LENGTH import_library count)
-        if(NOT count EQUAL 1)
-            message(FATAL_ERROR "expected one import library of boost_${component}, found: ${import_library}")
-        endif()
-        target_link_libraries(rendereraudio_boost INTERFACE ${import_library})
+        target_link_libraries(rendereraudio_boost INTERFACE
+            ${BOOST_WINDOWS_ROOT}/lib/libboost_${component}.dll.a)
     endforeach()
-    target_include_directories(rendereraudio_boost SYSTEM INTERFACE ${BOOST_WINDOWS_ROOT}/include)
+    target_include_directories(rendereraudio_boost_headers SYSTEM INTERFACE ${BOOST_WINDOWS_ROOT}/include)
     target_compile_definitions(rendereraudio_boost INTERFACE BOOST_ALL_DYN_LINK BOOST_ALL_NO_LIB)
 else()
     find_package(Boost 1.65 REQUIRED COMPONENTS thread log)
+    target_link_libraries(rendereraudio_boost_headers INTERFACE Boost::headers)
     target_link_libraries(rendereraudio_boost INTERFACE Boost::thread Boost::log)
 endif()
-target_compile_definitions(rendereraudio_boost INTERFACE BOOST_BIND_GLOBAL_PLACEHOLDERS)
 
 add_library(rendereraudio_ffmpeg INTERFACE)
 if(CMAKE_CROSSCOMPILING)

@@ -1,1 +1,53 @@
-# Filled by the install rules.
+# cmake --install gives a relocatable tree: bin with every DLL that the module needs at run time, import
+# libraries, public headers and a CMake package; CPack makes a zip of it.
+if(NOT WIN32)
+    return()
+endif()
+include(CMakePackageConfigHelpers)
+
+set(package_dir lib/cmake/RendererAudio)
+set(libraries rendereraudio mediacodec mediapipeline mediacore devparams kovra)
+
+install(TARGETS ${libraries} EXPORT RendererAudioTargets
+    RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION lib)
+install(TARGETS audiohost RUNTIME DESTINATION bin)
+foreach(library kovra mediacore pipeline codec devparams)
+    install(DIRECTORY host/${library}/include/ DESTINATION include)
+endforeach()
+install(FILES
+    media/src/rendereraudio/rendereraudio.h
+    media/src/rendereraudio/rendereraudiodirectsound.h
+    media/src/rendereraudio/rendereraudioexport.h
+    media/src/rendereraudio/rendereraudioplaybackdevice.h
+    DESTINATION include/rendereraudio)
+install(EXPORT RendererAudioTargets NAMESPACE Media:: DESTINATION ${package_dir})
+
+configure_package_config_file(cmake/RendererAudioConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/RendererAudioConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/RendererAudioConfig.cmake
+    ${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+if(CMAKE_CROSSCOMPILING)
+    # What the linker found in the tool chain and in the cached builds, beside our own DLLs.
+    foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
+            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        if(NOT IS_ABSOLUTE "${path}")
+            message(FATAL_ERROR "the tool chain has no ${name}")
+        endif()
+        install(FILES ${path} DESTINATION bin)
+    endforeach()
+    install(DIRECTORY ${BOOST_WINDOWS_ROOT}/bin/ ${FFMPEG_WINDOWS_ROOT}/bin/ DESTINATION bin
+        FILES_MATCHING PATTERN "*.dll")
+endif()
+install(FILES README.md CHANGELOG.md DESTINATION .)
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_NAME rendereraudio)
+set(CPACK_PACKAGE_VENDOR "rendereraudio developers")
+set(CPACK_PACKAGE_FILE_NAME rendereraudio-${PROJECT_VERSION}-windows-x86_64)
+include(CPack)

@@ -6,6 +6,12 @@ find_path(GOOGLETEST_SOURCE_DIR googletest/CMakeLists.txt PATHS /usr/src/googlet
 add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 include(GoogleTest)
 
+# A sanitizer that finds something fails the test.
+set(RENDERERAUDIO_TEST_ENVIRONMENT
+    ASAN_OPTIONS=detect_leaks=1:halt_on_error=1
+    TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
+    UBSAN_OPTIONS=print_stacktrace=1)
+
 # rendereraudio_test(NAME LABEL label [SOURCES ...] [LIBRARIES ...]): one GoogleTest program. Each program is
 # one entry for ctest: starting one process for every case would cost a second each under Wine.
 function(rendereraudio_test name)
@@ -18,5 +24,6 @@ function(rendereraudio_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 300)
     endif()
-    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT}
+        ENVIRONMENT "${RENDERERAUDIO_TEST_ENVIRONMENT}")
 endfunction()
