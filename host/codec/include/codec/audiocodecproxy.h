@@ -30,10 +30,18 @@ public:
     std::vector<std::shared_ptr<FrameAud>> Decode(std::vector<std::shared_ptr<FrameAud>> const& frames);
 
     /// Converts raw PCM frames to `coding` (only `RawPcm` is possible), `channels` (1 to 8) and `frequency`
-    /// (Hz, 1 to 768000), one result frame for each input frame that completes samples. `duration` tells how
-    /// long the first input frame is and sizes the work memory; 0 lets the frames tell. With `flush` the
-    /// samples still held by the resampler's filter are appended and the filter starts anew. Unusable
-    /// arguments or frames yield an empty vector.
+    /// (Hz, 1 to 768000, at most 192 times more or less than the frames'), one result frame for each input
+    /// frame that completes samples, with its timestamp, sequence number and source name.
+    ///
+    /// Every frame gives exactly its share: n frames of 20 ms give n x 960 samples at 48000 Hz, the first
+    /// one included. In exchange a change of rate delays the sound by a constant 16 input samples (2 ms at
+    /// 8000 Hz, 0.4 ms at 44100 Hz; more towards lower rates), which start as silence. A change of channels
+    /// alone delays nothing.
+    ///
+    /// `duration` tells how long the first input frame is, for implementations that size their work memory
+    /// by it; this one finds it in the frames. With `flush` the delayed rest is appended as a frame of its
+    /// own, timed at the end of the last input frame, and the filter starts anew. Unusable arguments yield
+    /// an empty vector, unusable frames are left out. Never throws but for `std::bad_alloc`.
     std::vector<std::shared_ptr<FrameAud>> Transcode(std::vector<std::shared_ptr<FrameAud>> const& frames,
                                                      MediaCoding_t coding, unsigned char channels,
                                                      unsigned int frequency, Kovra::SysTime duration,
