@@ -102,7 +102,9 @@ struct LogRecord {
 };
 
 /// The process-wide registry of channels and sinks, on Boost.Log severity-and-channel loggers. No sink is
-/// there at first: a library that only logs prints nothing.
+/// there at first: a library that only logs prints nothing. It is never destroyed: libraries may log from
+/// their static initialisers and destructors, but what is pushed after the static objects of Boost.Log have
+/// ended reaches the observer only.
 ///
 /// **Threads:** all operations from any thread.
 class KOVRA_API LogManager {

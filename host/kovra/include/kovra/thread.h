@@ -27,8 +27,8 @@ KOVRA_API ThreadPriority_t GetThreadPriority();
 /// What is kept of a thread's name, without the terminator.
 constexpr std::size_t MaxThreadNameBytes = 127;
 
-/// Names the calling thread for debuggers and logs. `name` (UTF-8) is copied, up to `MaxThreadNameBytes`; null
-/// counts as empty.
+/// Names the calling thread for debuggers and logs. `name` (UTF-8) is copied, up to `MaxThreadNameBytes`;
+/// null counts as empty.
 KOVRA_API void SetThreadName(char const* name);
 
 /// The calling thread's name as given, empty before that. Valid until the thread names itself again or

@@ -3,6 +3,7 @@
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "kovra/buffer.h"
 #include "kovra/time.h"
@@ -67,8 +68,9 @@ public:
     std::uint32_t GetFrequency() const { return params_->GetFrequency(); }
     std::uint32_t GetNumChannels() const { return params_->GetNumChannels(); }
 
-    /// How long the frame sounds. Raw PCM: from its bytes and parameters (0 when a parameter is 0). Coded:
-    /// what `SetDuration` said, 0 before that.
+    /// How long the frame sounds. Raw PCM: the whole samples in the bytes of all slices at the frequency,
+    /// channel count and bits of the parameters, rounded down (0 when a parameter is 0). Coded: what
+    /// `SetDuration` said, 0 before that.
     virtual Kovra::SysTime GetDuration() const;
     void SetDuration(Kovra::SysTime duration) { duration_ = duration; }
 

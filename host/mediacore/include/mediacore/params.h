@@ -3,6 +3,7 @@
 #include <atomic>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "mediacore/export.h"
