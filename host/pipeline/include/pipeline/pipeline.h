@@ -39,6 +39,7 @@ public:
         /// How long the renderer worked on it, in nanoseconds.
         std::int64_t renderNanoSec = 0;
     };
+    /// Called with each report. What it throws is dropped.
     using Observer = std::function<void(Report_t const&)>;
 
     /// The renderer that audio goes to, for the whole process; null when there is none.
@@ -56,19 +57,21 @@ public:
     /// Registers a session with the renderer; `InvalidSession` when the renderer gives it no state.
     SessionId_t OpenSession(PipelineSessionParams_t params);
 
-    /// Lets the session's waiting jobs run, then ends it. Unknown sessions are ignored. Waits for the jobs
-    /// unless a worker calls it.
+    /// Lets the session's waiting jobs and update run, then ends it: its state is told (`Unregister`) and let
+    /// go. The session takes no new work from the moment of the call. Unknown sessions are ignored. Waits for
+    /// the end unless a worker of this pipeline calls it.
     void CloseSession(SessionId_t session);
 
     /// Queues a job for `frame` (raw or coded; null makes a job without a frame), to be heard at
-    /// `presentation`. False when the session is unknown.
+    /// `presentation`. A job whose rendering throws counts as uncompleted. False when the session is unknown.
     bool Submit(SessionId_t session, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation);
 
-    /// Stores the client's wishes and queues their delivery; updates that wait are merged. False when the
-    /// session is unknown.
+    /// Stores the client's wishes and queues their delivery, ahead of the waiting jobs; updates that wait are
+    /// merged. False when the session is unknown.
     bool SetClientState(SessionId_t session, PipelineClientState_t const& state);
 
-    /// Waits until no job and no update waits or runs.
+    /// Waits until no job and no update waits or runs. Returns at once on a worker of this pipeline, which
+    /// would wait for itself.
     void Drain();
 
 private:

@@ -4,6 +4,7 @@
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "kovra/time.h"
 #include "mediacore/frame.h"

@@ -41,6 +41,7 @@ public:
     virtual void Unregister();
 
     /// Called after the client state has changed, on a worker thread. False when there is none to apply.
+    /// Applies nothing unless overridden.
     virtual bool UpdateClientState();
 
     /// Copies the session's client state to `state`; false, with `state` untouched, when no client has set
@@ -69,7 +70,8 @@ public:
 private:
     friend class PipelineStateAccess;
 
-    /// Gives the state to `job`: 0, or -1 when another job has it.
+    /// Gives the state to `job`: 0 (also when it has it already), or -1 when another job has it or `job` is
+    /// null.
     virtual int Acquire(PipelineJob const* job);
     /// Takes it back: 0, or -1 when `job` does not have it.
     virtual int Release(PipelineJob const* job);
