@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "samples.h"
+
+namespace AudioHost {
+
+/// Waits until the file at `path` (UTF-8) stops growing, at most 2 s. `sleep` lets that many milliseconds
+/// pass.
+void WaitUntilStill(std::string const& path, std::function<void(int)> const& sleep);
+
+/// The samples of a raw file: signed 16-bit little-endian, mono, `SoundRateHz`. A half sample at the end is
+/// left out. Throws `HostError` (`FileMissing`) when it cannot be read.
+Samples ReadRawSound(std::string const& path);
+
+} // namespace AudioHost

@@ -1,0 +1,201 @@
+#include "play.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "feeder.h"
+#include "heardfile.h"
+#include "kovra/log.h"
+#include "kovra/thread.h"
+#include "mediafile.h"
+#include "pipeline/pipeline.h"
+#include "progress.h"
+#include "report.h"
+#include "summary.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr std::size_t Workers = 2;
+constexpr char const* RendererChannels = "Media.RendererAudio";
+
+/// Runs something when it goes out of scope, whatever the way.
+class AtEnd {
+public:
+    explicit AtEnd(std::function<void()> action) : action_(std::move(action)) {}
+    ~AtEnd() { action_(); }
+    AtEnd(AtEnd const&) = delete;
+    AtEnd& operator=(AtEnd const&) = delete;
+
+private:
+    std::function<void()> action_;
+};
+
+void OpenRenderer(Media::IPipelineRenderer& renderer) {
+    int const status = renderer.Initialize();
+    if (status < 0) {
+        throw HostError(ExitCode_t::NoOutput, "the audio output cannot be opened (status " +
+                                                  std::to_string(status) + "); is there an output device?");
+    }
+}
+
+void RequireWritable(std::string const& path) {
+    if (!path.empty() && !std::ofstream(std::filesystem::u8path(path), std::ios::app)) {
+        throw HostError(ExitCode_t::Usage, "'" + path + "' cannot be written.");
+    }
+}
+
+/// A file without a session yet, or with one.
+struct Source {
+    std::unique_ptr<MediaFile> file;
+    Media::Pipeline::SessionId_t session = Media::Pipeline::InvalidSession;
+    std::size_t number = 0;
+};
+
+std::vector<Source> OpenFiles(std::vector<std::string> const& paths) {
+    for (std::string const& path : paths) {
+        RequireSound(path);
+    }
+    Kovra::SysTime const base = Kovra::SysTime::Now();
+    std::vector<Source> sources;
+    for (std::string const& path : paths) {
+        sources.push_back({std::make_unique<MediaFile>(path, base)});
+    }
+    return sources;
+}
+
+void OpenSessions(Media::Pipeline& pipeline, PlayRecorder& recorder, PlayOptions const& options,
+                  std::vector<Source>& sources) {
+    for (Source& source : sources) {
+        source.session = pipeline.OpenSession({});
+        if (source.session == Media::Pipeline::InvalidSession) {
+            throw HostError(ExitCode_t::NoOutput, "there is no audio output device.");
+        }
+        SessionRecord record;
+        record.name = source.file->GetName();
+        record.description = source.file->GetDescription();
+        record.durationNanoSec = source.file->GetDurationNanoSec();
+        source.number = recorder.AddSession(source.session, std::move(record));
+        if (options.volume || options.balance) {
+            Media::PipelineClientState_t state;
+            state.volume = options.volume.value_or(state.volume);
+            state.balance = options.balance.value_or(state.balance);
+            pipeline.SetClientState(source.session, state);
+        }
+    }
+}
+
+/// Feeds on a thread of its own, since writing to a slow terminal may take its time.
+bool FeedWithProgress(Feeder& feeder, PlayRecorder const& recorder, PlayOptions const& options,
+                      Surroundings const& surroundings, Kovra::JiffyTime start) {
+    auto const limit = static_cast<std::int64_t>(options.seconds * static_cast<double>(NanoSecPerSec));
+    std::future<bool> fed = std::async(std::launch::async, [&] {
+        Kovra::SetThreadName("AudioHost.Feeder");
+        Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
+        return feeder.Run(start, options.leadMilliSec, limit);
+    });
+    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
+    while (fed.wait_for(interval) != std::future_status::ready) {
+        line.Show(recorder.GetProgress());
+    }
+    line.End();
+    return fed.get();
+}
+
+PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surroundings,
+                     std::vector<Source> sources) {
+    OpenRenderer(surroundings.renderer);
+    AtEnd const close([&] { surroundings.renderer.Shutdown(); });
+    Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
+    AtEnd const forget([] { Media::Pipeline::SetAudioRenderer(nullptr); });
+
+    PlayRecorder recorder(!options.reportPath.empty() || !options.heardPath.empty());
+    Kovra::LogManager::Instance().SetObserver([&recorder](Kovra::LogRecord const& log) {
+        if (log.channel.rfind(RendererChannels, 0) == 0) {
+            recorder.AddLog(log);
+        }
+    });
+    AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
+
+    bool isComplete = false;
+    {
+        Media::Pipeline pipeline(
+            surroundings.renderer, Workers,
+            [&recorder](Media::Pipeline::Report_t const& report) { recorder.AddReport(report); });
+        OpenSessions(pipeline, recorder, options, sources);
+        Feeder feeder(pipeline, recorder, surroundings.stop);
+        for (Source& source : sources) {
+            feeder.Add(source.session, source.number, std::move(source.file));
+        }
+        Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
+        recorder.SetStart(start);
+        isComplete = FeedWithProgress(feeder, recorder, options, surroundings, start);
+        for (Source const& source : sources) {
+            pipeline.CloseSession(source.session);
+        }
+    }
+    PlayRecord record = recorder.Take();
+    record.leadMilliSec = options.leadMilliSec;
+    record.isInterrupted = !isComplete;
+    return record;
+}
+
+void CompareWithHeard(std::string const& path, PlayRecord& record) {
+    WaitUntilStill(path,
+                   [](int milliSec) { std::this_thread::sleep_for(std::chrono::milliseconds(milliSec)); });
+    record.heard = ReadRawSound(path);
+    std::vector<SampleView> sounds;
+    for (SessionRecord const& session : record.sessions) {
+        SampleView sound(session.sound);
+        // What an interruption cut off was never due.
+        auto const size = static_cast<std::int64_t>(sound.GetSize());
+        std::int64_t const cut = record.isInterrupted ? MilliSecToSamples(record.leadMilliSec) : 0;
+        sounds.push_back(sound.Cut(0, size - cut));
+    }
+    record.comparison = CompareSounds(MixSounds(sounds), record.heard);
+}
+
+void RequirePlayed(PlayRecord const& record) {
+    for (SessionRecord const& session : record.sessions) {
+        if (session.jobsSucceeded == 0 && session.jobsFailed > 0) {
+            throw HostError(ExitCode_t::NoOutput, "the audio output took none of the " +
+                                                      std::to_string(session.jobsFailed) + " frames of '" +
+                                                      session.name + "'.");
+        }
+    }
+}
+
+} // namespace
+
+ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
+    std::vector<Source> sources = OpenFiles(options.files);
+    RequireWritable(options.reportPath);
+    if (!options.logPath.empty() && !Kovra::LogManager::Instance().SetFile(options.logPath)) {
+        throw HostError(ExitCode_t::Usage, "'" + options.logPath + "' cannot be written.");
+    }
+    PlayRecord record = PlayFiles(options, surroundings, std::move(sources));
+    if (!options.heardPath.empty()) {
+        CompareWithHeard(options.heardPath, record);
+    }
+    surroundings.out << FormatSummary(record) << std::flush;
+    if (!options.reportPath.empty()) {
+        std::ofstream report(std::filesystem::u8path(options.reportPath), std::ios::binary);
+        report << FormatReport(record);
+        if (!report.flush()) {
+            throw HostError(ExitCode_t::Internal,
+                            "the report '" + options.reportPath + "' could not be written.");
+        }
+        surroundings.out << "Report: " << options.reportPath << std::endl;
+    }
+    RequirePlayed(record);
+    return record.isInterrupted ? ExitCode_t::Interrupted : ExitCode_t::Ok;
+}
+
+} // namespace AudioHost

@@ -1,0 +1,193 @@
+#include "report.h"
+
+#include <algorithm>
+#include <ctime>
+#include <vector>
+
+#include "reportcharts.h"
+#include "reportstyle.h"
+#include "stats.h"
+#include "summary.h"
+#include "textformat.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr double NanoSecPerSecond = 1e9;
+/// A page with more rows than these would be slow to open and slower to read.
+constexpr std::size_t MostEventRows = 300;
+
+std::string FormatUtc(Kovra::SysTime time) {
+    auto const seconds = static_cast<std::time_t>(time.NanoSec() / NanoSecPerSec);
+    std::tm const* const parts = std::gmtime(&seconds); // the report is written by one thread
+    char text[32] = "";
+    if (parts) {
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", parts);
+    }
+    return text;
+}
+
+std::string Tag(std::string const& name, std::string const& text) {
+    return "<" + name + ">" + EscapeHtml(text) + "</" + name.substr(0, name.find(' ')) + ">";
+}
+
+std::string Tile(std::string const& value, std::string const& label) {
+    return "<div class=\"tile\">" + Tag("b", value) + Tag("span", label) + "</div>\n";
+}
+
+std::string Header(PlayRecord const& record) {
+    std::string names;
+    for (SessionRecord const& session : record.sessions) {
+        names += (names.empty() ? "" : ", ") + session.name;
+    }
+    return "<header>" + Tag("h1", "Playback report") +
+           Tag("p", names + " \xC2\xB7 " + FormatUtc(record.startedAt) + " \xC2\xB7 heard " +
+                        std::to_string(record.leadMilliSec) + " ms after being handed over") +
+           "</header>\n";
+}
+
+std::string Tiles(PlayRecord const& record) {
+    std::uint64_t frames = 0;
+    std::uint64_t failed = 0;
+    std::uint64_t changes = 0;
+    std::int64_t sent = 0;
+    std::vector<double> errors;
+    for (SessionRecord const& session : record.sessions) {
+        frames += session.framesSent;
+        failed += session.jobsFailed;
+        changes += CountEvents(session, EventKind_t::FrequencyChange);
+        sent = std::max(sent, session.sentNanoSec);
+        std::vector<double> const own = Magnitudes(ErrorsOf(session));
+        errors.insert(errors.end(), own.begin(), own.end());
+    }
+    std::string html = "<div class=\"tiles\">\n" +
+                       Tile(FormatFixed(static_cast<double>(sent) / NanoSecPerSecond, 1) + " s", "played") +
+                       Tile(std::to_string(frames), "frames handed over") +
+                       Tile(std::to_string(failed), "of them failed") +
+                       Tile(FormatFixed(Median(errors), 1) + " ms", "median presentation error") +
+                       Tile(FormatFixed(Percentile(errors, 0.95), 1) + " ms", "95 % of frames within") +
+                       Tile(std::to_string(changes), "frequency changes");
+    if (record.comparison) {
+        html += Tile(FormatFixed(100.0 * record.comparison->GetMatchedShare(), 1) + " %", "heard as sent");
+    }
+    return html + "</div>\n";
+}
+
+std::string Sentences(std::string const& title, std::vector<std::string> const& sentences) {
+    std::string html = Tag("h3", title) + "<p>";
+    for (std::string const& sentence : sentences) {
+        html += EscapeHtml(sentence) + " ";
+    }
+    return html + "</p>\n";
+}
+
+std::string InWords(PlayRecord const& record) {
+    Verdict const verdict = Judge(record);
+    std::string html = "<section><p class=\"verdict " + std::string(verdict.isGood ? "good" : "bad") + "\">" +
+                       EscapeHtml(verdict.text) + "</p>\n" + Tiles(record);
+    for (SessionRecord const& session : record.sessions) {
+        html += Sentences(session.name, DescribeSession(session));
+    }
+    if (record.comparison) {
+        html += Sentences("What came out of the loudspeaker", DescribeComparison(*record.comparison));
+    }
+    return html + "</section>\n";
+}
+
+std::string Row(std::string const& label, std::string const& value) {
+    return "<tr>" + Tag("td", label) + "<td class=\"number\">" + EscapeHtml(value) + "</td></tr>\n";
+}
+
+std::string SessionTable(SessionRecord const& session) {
+    std::vector<double> const errors = ErrorsOf(session);
+    std::vector<double> const magnitudes = Magnitudes(errors);
+    std::string const duration =
+        session.durationNanoSec > 0
+            ? FormatFixed(static_cast<double>(session.durationNanoSec) / NanoSecPerSecond, 3) + " s"
+            : "unknown";
+    std::string html =
+        "<section>" + Tag("h3", session.name) + "<div class=\"scroll\"><table>\n" +
+        Row("File", session.description) + Row("Duration of the file", duration) +
+        Row("Handed over", FormatFixed(static_cast<double>(session.sentNanoSec) / NanoSecPerSecond, 3) +
+                               " s in " + FormatCount(session.framesSent, "frame")) +
+        Row("Jobs that succeeded", std::to_string(session.jobsSucceeded)) +
+        Row("Jobs that failed", std::to_string(session.jobsFailed)) +
+        Row("Presentation error, median of its magnitude", FormatFixed(Median(magnitudes), 3) + " ms") +
+        Row("Presentation error, 95th percentile", FormatFixed(Percentile(magnitudes, 0.95), 3) + " ms") +
+        Row("Presentation error, earliest and latest", FormatSigned(Percentile(errors, 0.0), 3) + " ms, " +
+                                                           FormatSigned(Percentile(errors, 1.0), 3) + " ms") +
+        Row("Changes of the playback frequency",
+            std::to_string(CountEvents(session, EventKind_t::FrequencyChange)));
+    for (EventKind_t const kind : {EventKind_t::DriftReset, EventKind_t::LateStop, EventKind_t::PacketLoss,
+                                   EventKind_t::SmallGap, EventKind_t::RateChange}) {
+        if (std::uint64_t const count = CountEvents(session, kind)) {
+            html += Row(std::string("Log: ") + KindInWords(kind), std::to_string(count));
+        }
+    }
+    return html + "</table></div></section>\n";
+}
+
+struct EventRow {
+    EventGroup group;
+    std::string session;
+};
+
+std::vector<EventRow> CollectEvents(PlayRecord const& record) {
+    std::vector<EventRow> rows;
+    for (SessionRecord const& session : record.sessions) {
+        for (EventGroup const& group : GroupEvents(session.events)) {
+            rows.push_back({group, session.name});
+        }
+    }
+    for (EventGroup const& group : GroupEvents(record.otherEvents)) {
+        rows.push_back({group, "-"});
+    }
+    std::stable_sort(rows.begin(), rows.end(), [](EventRow const& a, EventRow const& b) {
+        return a.group.firstNanoSec < b.group.firstNanoSec;
+    });
+    return rows;
+}
+
+std::string EventTable(PlayRecord const& record) {
+    std::vector<EventRow> const rows = CollectEvents(record);
+    if (rows.empty()) {
+        return "";
+    }
+    std::string html = Tag("h2", "Log records") +
+                       "<div class=\"scroll\"><table>\n<tr><th class=\"number\">Time (s)</th><th>Session</th>"
+                       "<th>Record</th><th class=\"number\">Times</th></tr>\n";
+    for (std::size_t i = 0; i < std::min(rows.size(), MostEventRows); ++i) {
+        EventGroup const& group = rows[i].group;
+        std::string time = FormatFixed(static_cast<double>(group.firstNanoSec) / NanoSecPerSecond, 3);
+        if (group.lastNanoSec > group.firstNanoSec) {
+            time += " to " + FormatFixed(static_cast<double>(group.lastNanoSec) / NanoSecPerSecond, 3);
+        }
+        html += "<tr><td class=\"number\">" + time + "</td>" + Tag("td", rows[i].session) +
+                Tag("td", group.text) + "<td class=\"number\">" + std::to_string(group.count) +
+                "</td></tr>\n";
+    }
+    html += "</table></div>\n";
+    if (rows.size() > MostEventRows) {
+        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MostEventRows) + " more are left out.");
+    }
+    return html;
+}
+
+} // namespace
+
+std::string FormatReport(PlayRecord const& record) {
+    std::string html =
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>Playback "
+        "report</title>\n"
+        "<style>" +
+        std::string(ReportStyle) + "</style>\n</head>\n<body>\n" + Header(record) + InWords(record) +
+        Tag("h2", "Over time") + FormatCharts(record) + Tag("h2", "Sessions");
+    for (SessionRecord const& session : record.sessions) {
+        html += SessionTable(session);
+    }
+    return html + EventTable(record) + "</body>\n</html>\n";
+}
+
+} // namespace AudioHost

@@ -1,0 +1,254 @@
+#include "reportcharts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "stats.h"
+#include "svgplot.h"
+#include "textformat.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr double NanoSecPerSecond = 1e9;
+constexpr double MilliSecPerSec = 1000.0;
+constexpr double FullScale = 32768.0;
+constexpr int TimeTicks = 10;
+constexpr char const* TimeLabel = "Time since the first frame was handed over (s)";
+/// Short, as waveforms are low.
+constexpr char const* AmplitudeLabel = "Of full scale";
+constexpr double WaveHeight = 150.0;
+constexpr double ChartHeight = 190.0;
+constexpr double CloseUpMilliSec = 20.0;
+/// More notes than these would be a wall of text; the table has them all.
+constexpr std::size_t MostNotes = 30;
+
+double ToSec(std::int64_t nanoSec) {
+    return static_cast<double>(nanoSec) / NanoSecPerSecond;
+}
+
+/// What all pictures share.
+struct Scene {
+    PlayRecord const& record;
+    PlotRange seconds;
+    Samples sent;
+    /// When the first sample is due.
+    double soundStart = 0.0;
+};
+
+Scene Survey(PlayRecord const& record) {
+    Scene scene{record, {0.0, 0.0}, {}, static_cast<double>(record.leadMilliSec) / MilliSecPerSec};
+    std::vector<SampleView> sounds;
+    std::int64_t end = 0;
+    for (SessionRecord const& session : record.sessions) {
+        sounds.emplace_back(session.sound);
+        end = std::max(end, session.sentNanoSec);
+    }
+    scene.sent = MixSounds(sounds);
+    scene.seconds.most = std::max(0.1, ToSec(end) + scene.soundStart);
+    return scene;
+}
+
+struct LegendEntry {
+    std::string text;
+    std::size_t series = 0;
+};
+
+std::string Figure(std::string const& title, std::vector<LegendEntry> const& legend, std::string const& svg) {
+    std::string html = "<figure><figcaption><b>" + EscapeHtml(title) + "</b>";
+    for (LegendEntry const& entry : legend) {
+        html += "<span class=\"key\"><i class=\"series" + std::to_string(entry.series % 6 + 1) + "\"></i>" +
+                EscapeHtml(entry.text) + "</span>";
+    }
+    return html + "</figcaption>\n" + svg + "</figure>\n";
+}
+
+std::vector<LegendEntry> SessionLegend(PlayRecord const& record) {
+    std::vector<LegendEntry> legend;
+    for (std::size_t i = 0; record.sessions.size() > 1 && i < record.sessions.size(); ++i) {
+        legend.push_back({record.sessions[i].name, i});
+    }
+    return legend;
+}
+
+/// Events worth a line through the pictures: those that a listener may hear.
+void AddMarks(Scene const& scene, SvgPlot& plot) {
+    for (SessionRecord const& session : scene.record.sessions) {
+        for (EventGroup const& group : GroupEvents(session.events)) {
+            if (group.kind != EventKind_t::SmallGap && group.kind != EventKind_t::FrequencyChange) {
+                plot.AddMark(ToSec(group.firstNanoSec), KindInWords(group.kind),
+                             group.kind != EventKind_t::Started);
+            }
+        }
+    }
+}
+
+std::string Waveform(Scene const& scene, std::string const& title, SampleView sound, double start,
+                     double scale, std::size_t series) {
+    SvgPlot plot(title, WaveHeight, scene.seconds, {-scale, scale});
+    plot.AddAxes(TimeLabel, AmplitudeLabel, TimeTicks, std::vector<double>{-scale, 0.0, scale});
+    plot.AddEnvelope(sound, start, series);
+    AddMarks(scene, plot);
+    return Figure(title, {}, plot.Finish());
+}
+
+/// The next whole tenth, or hundredth of something quiet, that holds the peak.
+double WaveScale(int peak) {
+    double const share = peak / FullScale;
+    double const step = share > 0.1 ? 0.1 : 0.01;
+    return std::max(step, std::ceil(share / step) * step);
+}
+
+std::string Waveforms(Scene const& scene) {
+    if (scene.sent.empty()) {
+        return "";
+    }
+    bool const hasHeard = scene.record.comparison && scene.record.comparison->isFound;
+    double const scale = WaveScale(std::max(Peak(scene.sent), hasHeard ? Peak(scene.record.heard) : 0));
+    std::string html =
+        Waveform(scene, "Sound sent, placed where it was due", scene.sent, scene.soundStart, scale, 0);
+    if (hasHeard) {
+        double const start = scene.soundStart - SamplesToSec(scene.record.comparison->medianLagSamples);
+        html += Waveform(scene, "Sound heard, its delay taken out", scene.record.heard, start, scale, 1);
+    }
+    return html;
+}
+
+std::string CloseUp(Scene const& scene) {
+    if (!scene.record.comparison || !scene.record.comparison->isFound) {
+        return "";
+    }
+    WindowMatch const* best = nullptr;
+    double bestLevel = 0.0;
+    for (WindowMatch const& window : scene.record.comparison->windows) {
+        double const level = LevelDecibel(SampleView(scene.sent).Cut(window.sentStart, CompareWindowSamples));
+        if (window.IsMatch() && (!best || level > bestLevel)) {
+            best = &window;
+            bestLevel = level;
+        }
+    }
+    std::int64_t const start = best->sentStart + CompareWindowSamples / 2;
+    std::int64_t const count = MilliSecToSamples(static_cast<std::int64_t>(CloseUpMilliSec));
+    SampleView const sent = SampleView(scene.sent).Cut(start, count);
+    SampleView const heard = SampleView(scene.record.heard).Cut(start + best->lag, count);
+    double const scale = WaveScale(std::max(Peak(sent), Peak(heard)));
+    SvgPlot plot("Close-up of sent and heard", ChartHeight, {0.0, CloseUpMilliSec}, {-scale, scale});
+    plot.AddAxes(
+        "Time from " + FormatFixed(SamplesToSec(static_cast<double>(start)), 3) + " s into the sound (ms)",
+        AmplitudeLabel, TimeTicks, std::vector<double>{-scale, 0.0, scale});
+    std::size_t series = 0;
+    for (SampleView const& sound : {sent, heard}) {
+        std::vector<PlotPoint> points;
+        for (std::size_t i = 0; i < sound.GetSize(); ++i) {
+            points.push_back({SamplesToMilliSec(static_cast<double>(i)), sound[i] / FullScale});
+        }
+        plot.AddLine(points, series++);
+    }
+    return Figure("Close-up where it is loudest: sent and heard on top of each other",
+                  {{"sent", 0}, {"heard", 1}}, plot.Finish());
+}
+
+/// A range around 0 that holds almost all of `values`, and single outliers only up to its edge.
+PlotRange RangeAround(std::vector<double> const& values, double least) {
+    double const limit = std::max(least, 1.25 * Percentile(Magnitudes(values), 0.995));
+    return {-limit, limit};
+}
+
+std::string DelayHeard(Scene const& scene) {
+    if (!scene.record.comparison || !scene.record.comparison->isFound) {
+        return "";
+    }
+    SoundComparison const& comparison = *scene.record.comparison;
+    std::vector<PlotPoint> points;
+    std::vector<double> values;
+    for (WindowMatch const& window : comparison.windows) {
+        if (window.IsMatch()) {
+            double const middle = static_cast<double>(window.sentStart + CompareWindowSamples / 2);
+            double const lag = static_cast<double>(window.lag) - comparison.medianLagSamples;
+            values.push_back(SamplesToMilliSec(lag));
+            points.push_back({scene.soundStart + SamplesToSec(middle), values.back()});
+        }
+    }
+    SvgPlot plot("Delay as heard", ChartHeight, scene.seconds, RangeAround(values, 5.0));
+    plot.AddAxes(TimeLabel, "Delay (ms)", TimeTicks, 4);
+    AddMarks(scene, plot);
+    plot.AddLine(points, 1);
+    return Figure("Delay as heard, against its median (above 0: late)", {}, plot.Finish());
+}
+
+std::string PresentationError(Scene const& scene) {
+    std::vector<double> values;
+    for (SessionRecord const& session : scene.record.sessions) {
+        std::vector<double> const errors = ErrorsOf(session);
+        values.insert(values.end(), errors.begin(), errors.end());
+    }
+    SvgPlot plot("Presentation error over time", ChartHeight, scene.seconds, RangeAround(values, 5.0));
+    plot.AddAxes(TimeLabel, "Error (ms)", TimeTicks, 4);
+    AddMarks(scene, plot);
+    for (std::size_t i = 0; i < scene.record.sessions.size(); ++i) {
+        std::vector<PlotPoint> points;
+        for (PresentationPoint const& point : scene.record.sessions[i].points) {
+            points.push_back({ToSec(point.timeNanoSec), point.errorMilliSec});
+        }
+        plot.AddLine(points, i);
+    }
+    return Figure("Presentation error: expected minus requested (above 0: late)", SessionLegend(scene.record),
+                  plot.Finish());
+}
+
+std::string PlaybackFrequency(Scene const& scene) {
+    SvgPlot plot("Playback frequency over time", ChartHeight - 30.0, scene.seconds, {47940.0, 48060.0});
+    plot.AddAxes(TimeLabel, "Frequency (Hz)", TimeTicks, std::vector<double>{47960.0, 48000.0, 48040.0});
+    AddMarks(scene, plot);
+    for (std::size_t i = 0; i < scene.record.sessions.size(); ++i) {
+        std::vector<PlotPoint> points;
+        for (FrequencyStep const& step : scene.record.sessions[i].steps) {
+            points.push_back({ToSec(step.timeNanoSec), static_cast<double>(step.hz)});
+        }
+        plot.AddSteps(points, std::min(ToSec(scene.record.sessions[i].sentNanoSec), scene.seconds.most), i);
+    }
+    return Figure("Playback frequency of the sound buffer", SessionLegend(scene.record), plot.Finish());
+}
+
+std::string LogEvents(Scene const& scene) {
+    std::vector<PlotNote> notes;
+    auto const add = [&](std::vector<PlayEvent> const& events, std::size_t series) {
+        for (EventGroup const& group : GroupEvents(events)) {
+            double const from = ToSec(group.firstNanoSec);
+            if (from <= scene.seconds.most) {
+                std::string const count = group.count > 1 ? " \xC3\x97 " + std::to_string(group.count) : "";
+                notes.push_back({from, std::min(ToSec(group.lastNanoSec), scene.seconds.most),
+                                 group.text + count, series});
+            }
+        }
+    };
+    for (std::size_t i = 0; i < scene.record.sessions.size(); ++i) {
+        add(scene.record.sessions[i].events, i);
+    }
+    add(scene.record.otherEvents, scene.record.sessions.size());
+    if (notes.empty()) {
+        return "";
+    }
+    std::stable_sort(notes.begin(), notes.end(),
+                     [](auto const& a, auto const& b) { return a.from < b.from; });
+    std::string const rest =
+        notes.size() > MostNotes ? " (the first " + std::to_string(MostNotes) + ", all below)" : "";
+    notes.resize(std::min(notes.size(), MostNotes));
+    SvgPlot plot("Log events over time", SvgPlot::NotesHeight(notes, scene.seconds), scene.seconds,
+                 {0.0, 1.0});
+    plot.AddAxes(TimeLabel, "", TimeTicks, std::vector<double>{});
+    plot.AddNotes(notes);
+    return Figure("Log of the renderer" + rest, SessionLegend(scene.record), plot.Finish());
+}
+
+} // namespace
+
+std::string FormatCharts(PlayRecord const& record) {
+    Scene const scene = Survey(record);
+    return Waveforms(scene) + PresentationError(scene) + PlaybackFrequency(scene) + LogEvents(scene) +
+           DelayHeard(scene) + CloseUp(scene);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,226 @@
+#include "summary.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "stats.h"
+#include "textformat.h"
+
+namespace AudioHost {
+
+namespace {
+
+/// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
+constexpr double GoodErrorMilliSec = 45.0;
+constexpr double GoodMatchedShare = 0.95;
+/// Below this a recording holds noise at most.
+constexpr double SilentLevelDecibel = -80.0;
+/// Holes and jumps from here on are heard as a click or a stumble.
+constexpr double AudibleHoleMilliSec = 10.0;
+
+std::string Milli(double samples) {
+    return FormatFixed(SamplesToMilliSec(samples), 1) + " ms";
+}
+std::string At(std::int64_t sample) {
+    return FormatClock(sample * NanoSecPerSec / SoundRateHz);
+}
+
+std::string DescribeErrors(SessionRecord const& session) {
+    if (session.points.empty()) {
+        return "No frame was presented, so there is no presentation error to tell.";
+    }
+    std::vector<double> const errors = Magnitudes(ErrorsOf(session));
+    return "Presentation error: median " + FormatFixed(Median(errors), 1) +
+           " ms, 95 % of the frames within " + FormatFixed(Percentile(errors, 0.95), 1) + " ms.";
+}
+
+std::string DescribeFrequency(SessionRecord const& session) {
+    std::uint64_t const changes = CountEvents(session, EventKind_t::FrequencyChange);
+    if (session.steps.empty()) {
+        return "Playback did not start.";
+    }
+    if (changes == 0) {
+        return "Playback frequency: 48000 Hz throughout.";
+    }
+    auto const [least, most] =
+        std::minmax_element(session.steps.begin(), session.steps.end(),
+                            [](FrequencyStep const& a, FrequencyStep const& b) { return a.hz < b.hz; });
+    return "Playback frequency: " + FormatCount(changes, "change") + ", between " +
+           std::to_string(least->hz) + " and " + std::to_string(most->hz) + " Hz.";
+}
+
+std::string DescribeEvents(std::vector<PlayEvent> const& events) {
+    std::map<EventKind_t, std::uint64_t> counts;
+    for (PlayEvent const& event : events) {
+        // Told in a sentence of their own.
+        if (event.kind != EventKind_t::FrequencyChange) {
+            ++counts[event.kind];
+        }
+    }
+    std::string text;
+    for (auto const& [kind, count] : counts) {
+        text += (text.empty() ? "" : "; ") + std::string(KindInWords(kind)) +
+                (count > 1 ? " (" + std::to_string(count) + " times)" : "");
+    }
+    return text.empty() ? "The log has nothing to tell." : "From the log: " + text + ".";
+}
+
+std::string DescribeDelay(SoundComparison const& comparison) {
+    double const drift = comparison.lagDriftSamples;
+    std::string const change =
+        std::fabs(SamplesToMilliSec(drift)) < 0.05
+            ? "kept that delay to the end"
+            : (drift > 0 ? "fell behind by " : "gained ") + Milli(std::fabs(drift)) + " up to the end";
+    double const start = SamplesToSec(comparison.firstSampleAt);
+    std::string const first =
+        start < 0.0 ? "The recording starts " + FormatFixed(-start, 3) + " s into the sound"
+                    : "The first sample was heard " + FormatFixed(start, 3) + " s into the recording";
+    return first + "; the sound " + change + " (90 % of it within " + Milli(comparison.lagSpreadSamples) +
+           ", median delay " +
+           FormatSigned(SamplesToMilliSec(comparison.medianLagSamples - comparison.firstSampleAt), 1) +
+           " ms from the first).";
+}
+
+std::string DescribeLevels(SoundComparison const& comparison) {
+    double const difference = comparison.heardLevelDecibel - comparison.sentLevelDecibel;
+    return "Level: sent " + FormatFixed(comparison.sentLevelDecibel, 1) + " dBFS, heard " +
+           FormatFixed(comparison.heardLevelDecibel, 1) + " dBFS, difference " + FormatSigned(difference, 1) +
+           " dB.";
+}
+
+std::string DescribeJumps(std::vector<TimelineJump> const& jumps) {
+    std::string text;
+    for (TimelineJump const& jump : jumps) {
+        char const* const kind = jump.kind == TimelineJump::Kind_t::Missing    ? " missing"
+                                 : jump.kind == TimelineJump::Kind_t::Repeated ? " repeated"
+                                                                               : " of silence put in";
+        text += (text.empty() ? "" : "; ") + Milli(static_cast<double>(jump.samples)) + kind + " at " +
+                At(jump.sentSample);
+    }
+    return text.empty() ? "Nothing is missing and nothing was heard twice." : "Out of step: " + text + ".";
+}
+
+std::string DescribeLost(std::vector<SoundSpan> const& lost) {
+    std::int64_t total = 0;
+    for (SoundSpan const& span : lost) {
+        total += span.samples;
+    }
+    return FormatCount(lost.size(), "part") + ", together " +
+           FormatFixed(SamplesToSec(static_cast<double>(total)), 2) + " s, was not heard as sent (first at " +
+           At(lost.front().start) + ").";
+}
+
+void Append(std::string& text, std::vector<std::string> const& sentences) {
+    for (std::string const& sentence : sentences) {
+        text += "  " + sentence + "\n";
+    }
+}
+
+bool IsHeardWell(SoundComparison const& comparison) {
+    std::int64_t longest = comparison.longestHole.samples;
+    for (TimelineJump const& jump : comparison.jumps) {
+        longest = std::max(longest, jump.samples);
+    }
+    return comparison.GetMatchedShare() >= GoodMatchedShare &&
+           SamplesToMilliSec(static_cast<double>(longest)) < AudibleHoleMilliSec;
+}
+
+} // namespace
+
+Verdict Judge(PlayRecord const& record) {
+    std::uint64_t failed = 0;
+    std::uint64_t succeeded = 0;
+    double worst = 0.0;
+    for (SessionRecord const& session : record.sessions) {
+        failed += session.jobsFailed;
+        succeeded += session.jobsSucceeded;
+        worst = std::max(worst, Percentile(Magnitudes(ErrorsOf(session)), 0.95));
+    }
+    if (succeeded == 0) {
+        return {false,
+                record.isInterrupted ? "Interrupted before anything was played" : "Nothing was played"};
+    }
+    if (failed > 0) {
+        return {false, FormatCount(failed, "frame") + " failed"};
+    }
+    if (record.comparison && !record.comparison->isFound) {
+        bool const isSilent = record.comparison->heardLevelDecibel < SilentLevelDecibel;
+        return {false, isSilent ? "Nothing of the sound was heard" : "What was heard is not what was sent"};
+    }
+    if (record.comparison && !IsHeardWell(*record.comparison)) {
+        return {false, "Parts of the sound were not heard as sent"};
+    }
+    if (worst > GoodErrorMilliSec) {
+        return {false, "Played, but not in time"};
+    }
+    std::string const end = record.isInterrupted ? ", until interrupted" : "";
+    return {true, (record.comparison ? "Played and heard as sent" : "Played in time") + end};
+}
+
+std::vector<std::string> DescribeSession(SessionRecord const& session) {
+    std::vector<std::string> sentences;
+    std::string const failures =
+        session.jobsFailed == 0 ? "none of them failed" : std::to_string(session.jobsFailed) + " failed";
+    std::string const whole =
+        session.durationNanoSec > session.sentNanoSec + NanoSecPerSec / 2
+            ? " of " + FormatFixed(static_cast<double>(session.durationNanoSec) / NanoSecPerSec, 1) + " s"
+            : "";
+    sentences.push_back(session.description + ".");
+    sentences.push_back(FormatFixed(static_cast<double>(session.sentNanoSec) / NanoSecPerSec, 1) + " s" +
+                        whole + " in " + FormatCount(session.framesSent, "frame") + ", " + failures + ".");
+    sentences.push_back(DescribeErrors(session));
+    sentences.push_back(DescribeFrequency(session));
+    sentences.push_back(DescribeEvents(session.events));
+    return sentences;
+}
+
+std::vector<std::string> DescribeComparison(SoundComparison const& comparison) {
+    if (!comparison.isFound) {
+        return {"Nothing of what was sent could be found in the recording.", DescribeLevels(comparison)};
+    }
+    std::vector<std::string> sentences;
+    sentences.push_back(FormatFixed(100.0 * comparison.GetMatchedShare(), 1) +
+                        " % of the quarter seconds with sound in them were heard as sent (" +
+                        std::to_string(comparison.windowsMatched) + " of " +
+                        std::to_string(comparison.windowsWithSignal) + ").");
+    sentences.push_back(DescribeDelay(comparison));
+    sentences.push_back(DescribeLevels(comparison));
+    if (comparison.unrecordedSamples > 0) {
+        sentences.push_back(FormatFixed(SamplesToSec(static_cast<double>(comparison.unrecordedSamples)), 2) +
+                            " s of the sound lie outside the recording.");
+    }
+    if (comparison.silentStartSamples > 0) {
+        sentences.push_back("The first " + Milli(static_cast<double>(comparison.silentStartSamples)) +
+                            " were not heard.");
+    }
+    sentences.push_back(
+        comparison.longestHole.samples == 0
+            ? "No silent hole."
+            : "Longest silent hole: " + Milli(static_cast<double>(comparison.longestHole.samples)) + " at " +
+                  At(comparison.longestHole.start) + ".");
+    sentences.push_back(DescribeJumps(comparison.jumps));
+    if (!comparison.lost.empty()) {
+        sentences.push_back(DescribeLost(comparison.lost));
+    }
+    return sentences;
+}
+
+std::string FormatSummary(PlayRecord const& record) {
+    std::string text = Judge(record).text + " (lead " + std::to_string(record.leadMilliSec) + " ms).\n";
+    for (SessionRecord const& session : record.sessions) {
+        text += session.name + "\n";
+        Append(text, DescribeSession(session));
+    }
+    if (!record.otherEvents.empty()) {
+        text += "All sessions\n";
+        Append(text, {DescribeEvents(record.otherEvents)});
+    }
+    if (record.comparison) {
+        text += "Heard\n";
+        Append(text, DescribeComparison(*record.comparison));
+    }
+    return text;
+}
+
+} // namespace AudioHost

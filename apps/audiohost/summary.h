@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "playrecord.h"
+
+namespace AudioHost {
+
+/// How well it went, in a few words.
+struct Verdict {
+    bool isGood = false;
+    std::string text;
+};
+
+Verdict Judge(PlayRecord const& record);
+
+/// What happened to one file, a sentence an element.
+std::vector<std::string> DescribeSession(SessionRecord const& session);
+
+/// What came out of the loudspeaker, a sentence an element.
+std::vector<std::string> DescribeComparison(SoundComparison const& comparison);
+
+/// The whole summary for a terminal, with line ends.
+std::string FormatSummary(PlayRecord const& record);
+
+} // namespace AudioHost

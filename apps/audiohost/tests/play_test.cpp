@@ -1,0 +1,82 @@
+#include "play.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "pipeline/pipeline.h"
+#include "testfiles.h"
+#include "testrenderer.h"
+#include "testsounds.h"
+
+namespace AudioHost {
+
+using testing::HasSubstr;
+
+namespace {
+
+struct Fixture {
+    TestFolder folder;
+    TestRenderer renderer;
+    StopSignal stop;
+    std::ostringstream out;
+    PlayOptions options;
+
+    Fixture() { options.files = {folder.Write("voice.wav", MakeWav({}, BytesOf(MakeVoice(96000))))}; }
+
+    ExitCode_t Run() { return Play(options, {renderer, stop, out}); }
+
+    ExitCode_t RunToError() {
+        try {
+            return Run();
+        } catch (HostError const& error) {
+            return error.GetCode();
+        }
+    }
+};
+
+} // namespace
+
+TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
+    Fixture fixture;
+    fixture.options.reportPath = fixture.folder.PathOf("report.html");
+    fixture.stop.Request();
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("Interrupted before anything was played"));
+    std::ifstream report(std::filesystem::u8path(fixture.options.reportPath));
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(report), {}), HasSubstr("voice.wav"));
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+    EXPECT_EQ(Media::Pipeline::GetAudioRenderer(), nullptr);
+}
+
+TEST(Play, WithoutAnOutputDeviceEndsWithItsCodeAndShutsDown) {
+    Fixture fixture;
+    fixture.renderer.hasOutput = false;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+}
+
+TEST(Play, WithAnOutputThatDoesNotOpenEndsWithItsCode) {
+    Fixture fixture;
+    fixture.renderer.status = -200;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
+}
+
+TEST(Play, ChecksEveryFileBeforeItOpensTheOutput) {
+    Fixture fixture;
+    fixture.options.files.push_back(fixture.folder.PathOf("none.wav"));
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
+    EXPECT_EQ(fixture.renderer.shutdowns, 0);
+}
+
+TEST(Play, WithAReportThatCannotBeWrittenSaysSoBeforeItPlays) {
+    Fixture fixture;
+    fixture.options.reportPath = fixture.folder.PathOf("no folder/report.html");
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
+    EXPECT_EQ(fixture.renderer.shutdowns, 0);
+}
+
+} // namespace AudioHost

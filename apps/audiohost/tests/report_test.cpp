@@ -1,0 +1,108 @@
+#include "report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "testrecord.h"
+#include "testsounds.h"
+
+namespace AudioHost {
+
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+/// Empty when every element is closed in order and no stray markup character stands in a text, else what is
+/// wrong.
+std::string FindMarkupError(std::string const& html) {
+    std::vector<std::string> open;
+    for (std::size_t at = html.find('<'); at != std::string::npos; at = html.find('<', at + 1)) {
+        std::size_t const end = html.find('>', at);
+        if (end == std::string::npos || html.find('<', at + 1) < end) {
+            return "broken tag at " + html.substr(at, 40);
+        }
+        std::string const tag = html.substr(at + 1, end - at - 1);
+        std::string const name = tag.substr(0, tag.find_first_of(" /", tag.front() == '/' ? 1 : 0));
+        if (tag.front() == '!' || tag.back() == '/') {
+            continue;
+        }
+        if (tag.front() != '/') {
+            open.push_back(name);
+        } else if (open.empty() || "/" + open.back() != name) {
+            return "closes " + name + " in " + (open.empty() ? "nothing" : open.back());
+        } else {
+            open.pop_back();
+        }
+    }
+    return open.empty() ? "" : open.back() + " stays open";
+}
+
+} // namespace
+
+TEST(FindMarkupError, FindsThem) {
+    EXPECT_EQ(FindMarkupError("<!DOCTYPE html><a><b/></a>"), "");
+    EXPECT_NE(FindMarkupError("<a><b></a></b>"), "");
+    EXPECT_NE(FindMarkupError("<a>"), "");
+    EXPECT_NE(FindMarkupError("<a>1 < 2</a>"), "");
+}
+
+TEST(FormatReport, IsWellFormedAndLoadsNothing) {
+    for (PlayRecord const& record : {MakeRecord(), MakeHeardRecord(), PlayRecord()}) {
+        std::string const html = FormatReport(record);
+        EXPECT_EQ(FindMarkupError(html), "");
+        EXPECT_THAT(html, Not(HasSubstr("http")));
+        EXPECT_THAT(html, Not(HasSubstr("src=")));
+        EXPECT_THAT(html, Not(HasSubstr("<script")));
+        EXPECT_THAT(html, Not(HasSubstr("nan")));
+        EXPECT_THAT(html, Not(HasSubstr("inf,")));
+    }
+}
+
+TEST(FormatReport, TellsTheNumbersOfTheRecord) {
+    std::string const html = FormatReport(MakeHeardRecord());
+    EXPECT_THAT(html, HasSubstr("voice.wav \xC2\xB7 2026-01-02 03:04:05 UTC"));
+    EXPECT_THAT(html, HasSubstr("<b>2.0 s</b><span>played</span>"));
+    EXPECT_THAT(html, HasSubstr("<b>100</b><span>frames handed over</span>"));
+    EXPECT_THAT(html, HasSubstr("<b>4.0 ms</b><span>95 % of frames within</span>"));
+    EXPECT_THAT(html, HasSubstr("<b>100.0 %</b><span>heard as sent</span>"));
+    EXPECT_THAT(html, HasSubstr("<td>Log: small gap closed</td><td class=\"number\">30</td>"));
+    EXPECT_THAT(html, HasSubstr("-4.000 ms, +1.000 ms"));
+}
+
+TEST(FormatReport, ShowsEveryPictureOfAHeardPlayback) {
+    std::string const html = FormatReport(MakeHeardRecord());
+    for (char const* const title : {"Sound sent", "Sound heard", "Presentation error", "Playback frequency",
+                                    "Log of the renderer", "Delay as heard", "Close-up"}) {
+        EXPECT_THAT(html, HasSubstr(std::string("<figcaption><b>") + title));
+    }
+    EXPECT_THAT(html, HasSubstr("Adjusting audio frequency to 47960 Hz</text>"));
+}
+
+TEST(FormatReport, WithoutARecordingShowsOnlyWhatWasSent) {
+    PlayRecord record = MakeHeardRecord();
+    record.comparison.reset();
+    std::string const html = FormatReport(record);
+    EXPECT_THAT(html, HasSubstr("<figcaption><b>Sound sent"));
+    EXPECT_THAT(html, Not(HasSubstr("Sound heard")));
+    EXPECT_THAT(html, Not(HasSubstr("Close-up")));
+}
+
+TEST(FormatReport, OfSeveralSessionsHasALegendAndATableForEach) {
+    PlayRecord record = MakeRecord();
+    record.sessions.push_back(MakeSession("<other> & more.mp3"));
+    std::string const html = FormatReport(record);
+    EXPECT_EQ(FindMarkupError(html), "");
+    EXPECT_THAT(html, HasSubstr("<i class=\"series2\"></i>&lt;other&gt; &amp; more.mp3"));
+    EXPECT_THAT(html, HasSubstr("<h3>&lt;other&gt; &amp; more.mp3</h3><div class=\"scroll\"><table>"));
+}
+
+TEST(FormatReport, JoinsManyLogRecordsOfAKind) {
+    std::string const html = FormatReport(MakeRecord());
+    EXPECT_THAT(html, HasSubstr("0.100 to 0.129"));
+    EXPECT_THAT(html, HasSubstr("AudioBuffer ignoring small gap (2 samples) \xC3\x97 30</text>"));
+}
+
+} // namespace AudioHost

@@ -1,0 +1,138 @@
+#include "summary.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "testrecord.h"
+#include "testsounds.h"
+
+namespace AudioHost {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+TEST(Judge, OfAPlaybackInTimeIsGood) {
+    Verdict const verdict = Judge(MakeRecord());
+    EXPECT_TRUE(verdict.isGood);
+    EXPECT_EQ(verdict.text, "Played in time");
+}
+
+TEST(Judge, OfAPlaybackHeardAsSentSaysSo) {
+    EXPECT_EQ(Judge(MakeHeardRecord()).text, "Played and heard as sent");
+}
+
+TEST(Judge, NamesFailedFramesFirst) {
+    PlayRecord record = MakeRecord();
+    record.sessions[0].jobsFailed = 3;
+    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).text, "3 frames failed");
+}
+
+TEST(Judge, OfFramesThatArePresentedTooLateIsBad) {
+    PlayRecord record = MakeRecord();
+    for (PresentationPoint& point : record.sessions[0].points) {
+        point.errorMilliSec = 46.0;
+    }
+    EXPECT_EQ(Judge(record).text, "Played, but not in time");
+}
+
+TEST(Judge, OfAHoleIsBad) {
+    PlayRecord record = MakeHeardRecord();
+    record.comparison->longestHole = {48000, 480};
+    EXPECT_FALSE(Judge(record).isGood);
+    record.comparison->longestHole = {48000, 479};
+    EXPECT_TRUE(Judge(record).isGood);
+}
+
+TEST(Judge, OfAJumpIsBad) {
+    PlayRecord record = MakeHeardRecord();
+    record.comparison->jumps = {{TimelineJump::Kind_t::Repeated, 48000, 480}};
+    EXPECT_FALSE(Judge(record).isGood);
+    record.comparison->jumps[0].samples = 479;
+    EXPECT_TRUE(Judge(record).isGood);
+}
+
+TEST(Judge, OfSilenceOrAnotherSoundHeardIsBad) {
+    PlayRecord record = MakeHeardRecord();
+    record.comparison = CompareSounds(record.sessions[0].sound, Samples(96000, 0));
+    EXPECT_EQ(Judge(record).text, "Nothing of the sound was heard");
+    record.comparison = CompareSounds(record.sessions[0].sound, MakeVoice(96000, 7));
+    EXPECT_EQ(Judge(record).text, "What was heard is not what was sent");
+}
+
+TEST(Judge, OfAnInterruptionSaysSo) {
+    PlayRecord record = MakeRecord();
+    record.isInterrupted = true;
+    EXPECT_EQ(Judge(record).text, "Played in time, until interrupted");
+    record.sessions[0] = SessionRecord();
+    EXPECT_EQ(Judge(record).text, "Interrupted before anything was played");
+}
+
+TEST(DescribeSession, TellsFramesErrorsFrequenciesAndLog) {
+    std::vector<std::string> const sentences = DescribeSession(MakeSession("voice.wav"));
+    EXPECT_THAT(sentences, Contains("2.0 s in 100 frames, none of them failed."));
+    // Magnitudes: 90 of 1 and 10 of 4; the 95th percentile lies among the latter.
+    EXPECT_THAT(sentences, Contains("Presentation error: median 1.0 ms, 95 % of the frames within 4.0 ms."));
+    EXPECT_THAT(sentences, Contains("Playback frequency: 2 changes, between 47960 and 48000 Hz."));
+    EXPECT_THAT(sentences, Contains("From the log: playback started; small gap closed (30 times)."));
+}
+
+TEST(DescribeSession, OfAPartTellsTheWholeToo) {
+    SessionRecord session = MakeSession("voice.wav");
+    session.durationNanoSec = 12 * NanoSecPerSec;
+    EXPECT_THAT(DescribeSession(session), Contains("2.0 s of 12.0 s in 100 frames, none of them failed."));
+}
+
+TEST(DescribeSession, WithoutAnyPresentationHasNoErrorToTell) {
+    SessionRecord session;
+    session.jobsFailed = 7;
+    EXPECT_THAT(DescribeSession(session), Contains(HasSubstr("No frame was presented")));
+    EXPECT_THAT(DescribeSession(session), Contains("Playback did not start."));
+}
+
+TEST(DescribeComparison, TellsShareDelayLevelAndThatNothingIsWrong) {
+    std::vector<std::string> const sentences = DescribeComparison(*MakeHeardRecord().comparison);
+    EXPECT_THAT(sentences,
+                Contains("100.0 % of the quarter seconds with sound in them were heard as sent (8 of 8)."));
+    EXPECT_THAT(sentences, Contains(HasSubstr("The first sample was heard 0.500 s into the recording")));
+    EXPECT_THAT(sentences, Contains(HasSubstr("difference 0.0 dB")));
+    EXPECT_THAT(sentences, Contains("No silent hole."));
+    EXPECT_THAT(sentences, Contains("Nothing is missing and nothing was heard twice."));
+}
+
+TEST(DescribeComparison, TellsHolesJumpsAndLosses) {
+    SoundComparison comparison = *MakeHeardRecord().comparison;
+    comparison.silentStartSamples = 1920;
+    comparison.longestHole = {48000, 960};
+    comparison.jumps = {{TimelineJump::Kind_t::Missing, 96000, 1920},
+                        {TimelineJump::Kind_t::Repeated, 0, 480}};
+    comparison.lost = {{24000, 12000}};
+    std::vector<std::string> const sentences = DescribeComparison(comparison);
+    EXPECT_THAT(sentences, Contains("The first 40.0 ms were not heard."));
+    EXPECT_THAT(sentences, Contains("Longest silent hole: 20.0 ms at 0:01.0."));
+    EXPECT_THAT(sentences, Contains("Out of step: 40.0 ms missing at 0:02.0; 10.0 ms repeated at 0:00.0."));
+    EXPECT_THAT(sentences, Contains("1 part, together 0.25 s, was not heard as sent (first at 0:00.5)."));
+}
+
+TEST(DescribeComparison, OfARecorderThatStartedLateSaysSo) {
+    PlayRecord record = MakeHeardRecord();
+    SampleView const late = SampleView(record.heard).Cut(24000 + 12000, 96000);
+    std::vector<std::string> const sentences =
+        DescribeComparison(CompareSounds(record.sessions[0].sound, late));
+    EXPECT_THAT(sentences, Contains(HasSubstr("The recording starts 0.250 s into the sound;")));
+    EXPECT_THAT(sentences, Contains("0.25 s of the sound lie outside the recording."));
+    EXPECT_THAT(sentences, Contains(HasSubstr("100.0 %")));
+}
+
+TEST(FormatSummary, NamesEveryFileAndTheLead) {
+    PlayRecord record = MakeHeardRecord();
+    record.sessions.push_back(MakeSession("music.mp3"));
+    record.otherEvents.push_back({EventKind_t::IdleStop, 0, "Idle AudioBuffer playback stopped (1200 ms)"});
+    std::string const text = FormatSummary(record);
+    EXPECT_EQ(text.rfind("Played and heard as sent (lead 200 ms).\nvoice.wav\n", 0), 0U);
+    EXPECT_THAT(text, HasSubstr("\nmusic.mp3\n"));
+    EXPECT_THAT(text, HasSubstr("\nAll sessions\n  From the log: stopped as idle.\n"));
+    EXPECT_THAT(text, HasSubstr("\nHeard\n"));
+}
+
+} // namespace AudioHost

@@ -1,0 +1,200 @@
+#include <gtest/gtest.h>
+
+#include "helpers.h"
+#include "simulation/testworld.h"
+
+// Play and write cursor against the clock. One second of sound is 96,000 bytes.
+
+namespace Simulation {
+namespace {
+
+TEST(SoundBuffer_Play, MovesTheCursorWithTheClock) {
+    TestWorld world;
+    Playable playable;
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().Advance(20'833);
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    world.Clock().Advance(1);
+    EXPECT_EQ(playable.PlayCursor(), 2u);
+    world.Clock().AdvanceTo(ManualClock::StartMonotonicNanoSec + NanoSecPerSec);
+    EXPECT_EQ(playable.PlayCursor(), 96'000u);
+    EXPECT_EQ(world.OnlyBuffer().PlayByte(), 96'000u);
+    EXPECT_EQ(world.OnlyBuffer().PlayFrame(), 48'000u);
+}
+
+TEST(SoundBuffer_Play, WrapsAtTheRingsEndWhenLooping) {
+    TestWorld world;
+    Playable playable;
+    playable->SetCurrentPosition(RingBytes - 2);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().Advance(20'833);
+    EXPECT_EQ(playable.PlayCursor(), RingBytes - 2);
+    world.Clock().Advance(1);
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+}
+
+TEST(SoundBuffer_Play, EndsAtTheRingsEndWhenNotLooping) {
+    TestWorld world;
+    Playable playable;
+    playable->Play(0, 0, 0);
+    world.Clock().Advance(5 * NanoSecPerSec - 1);
+    EXPECT_EQ(playable.PlayCursor(), RingBytes - 2);
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+    world.Clock().Advance(1);
+    EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+}
+
+TEST(SoundBuffer_Play, ComesBackFromLoopingToTheEndAhead) {
+    TestWorld world;
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(7000);
+    playable->Play(0, 0, 0);
+    world.Clock().AdvanceMilliSec(2999);
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
+}
+
+TEST(SoundBuffer_Stop, KeepsThePosition) {
+    TestWorld world;
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(100);
+    playable->Stop();
+    world.Clock().AdvanceMilliSec(100);
+    EXPECT_EQ(playable.PlayCursor(), 9'600u);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(100);
+    EXPECT_EQ(playable.PlayCursor(), 19'200u);
+}
+
+TEST(SoundBuffer_SetCurrentPosition, JumpsWhilePlayingAndWhileStopped) {
+    TestWorld world;
+    Playable playable;
+    EXPECT_EQ(playable->SetCurrentPosition(10'400), DS_OK);
+    EXPECT_EQ(playable.PlayCursor(), 10'400u);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(10);
+    EXPECT_EQ(playable.PlayCursor(), 11'360u);
+    EXPECT_EQ(playable->SetCurrentPosition(100), DS_OK);
+    EXPECT_EQ(playable.PlayCursor(), 100u);
+    world.Clock().AdvanceMilliSec(10);
+    EXPECT_EQ(playable.PlayCursor(), 1'060u);
+}
+
+TEST(SoundBuffer_SetCurrentPosition, TakesPositionsInTheRing) {
+    TestWorld const world;
+    Playable playable;
+    EXPECT_EQ(playable->SetCurrentPosition(RingBytes - 1), DS_OK);
+    // A position within a frame counts as the frame's start.
+    EXPECT_EQ(playable.PlayCursor(), RingBytes - 2);
+    EXPECT_EQ(playable->SetCurrentPosition(RingBytes), DSERR_INVALIDPARAM);
+}
+
+TEST(SoundBuffer_SetFrequency, TakesEffectFromNowOn) {
+    TestWorld world;
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(1000);
+    playable->SetFrequency(48'040);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(playable.PlayCursor(), (48'000u + 48'040u) * 2);
+    playable->SetFrequency(47'960);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(playable.PlayCursor(), (48'000u + 48'040u + 47'960u) * 2);
+}
+
+TEST(DeviceSettings_SetSkew, SpeedsTheCursorFromNowOn) {
+    TestWorld world;
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(1000);
+    world.Device().SetSkewPartsPerMillion(1000);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(playable.PlayCursor(), (48'000u + 48'048u) * 2);
+    world.Device().SetSkewPartsPerMillion(-1000);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(playable.PlayCursor(), (48'000u + 48'048u + 47'952u) * 2);
+}
+
+TEST(DeviceSettings_SetSkew, HoldsForBuffersMadeLater) {
+    TestWorld world;
+    world.Device().SetSkewPartsPerMillion(0.5);
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    // 12 h at 48000.024 Hz: 1036.8 frames more than the whole rings.
+    world.Clock().AdvanceMilliSec(12LL * 3600 * 1000);
+    EXPECT_EQ(playable.PlayCursor(), 1'036u * 2);
+}
+
+TEST(DeviceSettings_SetCursorStep, ReportsTheCursorInLateSteps) {
+    TestWorld world;
+    world.Device().SetCursorStep(480);
+    Playable playable;
+    playable->SetCurrentPosition(1'000);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().Advance(10 * NanoSecPerMilliSec - 1);
+    EXPECT_EQ(playable.PlayCursor(), 1'000u);
+    world.Clock().Advance(1);
+    EXPECT_EQ(playable.PlayCursor(), 1'960u);
+    world.Clock().Advance(10 * NanoSecPerMilliSec - 1);
+    EXPECT_EQ(playable.PlayCursor(), 1'960u);
+    // The true cursor goes on.
+    EXPECT_EQ(world.OnlyBuffer().PlayByte(), 1'000u + 959 * 2);
+}
+
+TEST(DeviceSettings_SetCursorStep, BringsTheFirstStepForwardByThePhase) {
+    TestWorld world;
+    world.Device().SetCursorStep(480, 96);
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    // 480 - 96 = 384 frames take 8 ms.
+    world.Clock().Advance(8 * NanoSecPerMilliSec - 1);
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    world.Clock().Advance(1);
+    EXPECT_EQ(playable.PlayCursor(), 768u);
+    world.Clock().Advance(10 * NanoSecPerMilliSec);
+    EXPECT_EQ(playable.PlayCursor(), 768u + 960);
+}
+
+TEST(DeviceSettings_SetWriteLead, PutsTheWriteCursorAheadWhilePlaying) {
+    TestWorld world;
+    world.Device().SetWriteLead(720);
+    Playable playable;
+    EXPECT_EQ(playable.WriteCursor(), 0u);
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(playable.WriteCursor(), 96u + 1'440);
+    playable->SetCurrentPosition(RingBytes - 2);
+    EXPECT_EQ(playable.WriteCursor(), 1'438u);
+}
+
+TEST(DeviceSettings_SetStartDelay, HoldsTheCursorBackAfterPlay) {
+    TestWorld world;
+    world.Device().SetStartDelay(15 * NanoSecPerMilliSec);
+    Playable playable;
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+    world.Clock().AdvanceMilliSec(15);
+    EXPECT_EQ(playable.PlayCursor(), 0u);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(playable.PlayCursor(), 96u);
+}
+
+TEST(SoundBuffer_GetCurrentPosition, CountsBytesOfWholeFrames) {
+    TestWorld world;
+    Playable playable(960'000, MakeFormat(2));
+    playable->Play(0, 0, DSBPLAY_LOOPING);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(playable.PlayCursor(), 48u * 4);
+    EXPECT_EQ(playable->GetCurrentPosition(nullptr, nullptr), DSERR_INVALIDPARAM);
+}
+
+} // namespace
+} // namespace Simulation

@@ -1,0 +1,86 @@
+#include "simulation/bufferdescription.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "helpers.h"
+#include "simulation/testworld.h"
+
+namespace Simulation {
+namespace {
+
+struct Case {
+    char const* name;
+    std::function<void(DSBUFFERDESC&, WAVEFORMATEX&)> change;
+    HRESULT result;
+    bool isMistake;
+};
+
+class BufferDescription_Judge : public testing::TestWithParam<Case> {};
+
+TEST_P(BufferDescription_Judge, GivesTheVerdictOfTheRealThing) {
+    WAVEFORMATEX format = MakeFormat();
+    DSBUFFERDESC description = MakeDescription(format);
+    GetParam().change(description, format);
+    DescriptionVerdict const verdict = JudgeDescription(&description);
+    EXPECT_EQ(verdict.result, GetParam().result);
+    EXPECT_EQ(!verdict.mistake.empty(), GetParam().isMistake) << verdict.mistake;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BufferDescription_Judge,
+    testing::Values(
+        Case{"AsItShouldBe", [](DSBUFFERDESC&, WAVEFORMATEX&) {}, DS_OK, false},
+        Case{"OldSize", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwSize = sizeof(DSBUFFERDESC1); }, DS_OK,
+             false},
+        Case{"SizeOneLess", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwSize -= 1; }, DSERR_INVALIDPARAM, true},
+        Case{"SizeOneMore", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwSize += 1; }, DSERR_INVALIDPARAM, true},
+        Case{"Reserved", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwReserved = 1; }, DSERR_INVALIDPARAM, true},
+        Case{"Primary", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwFlags = DSBCAPS_PRIMARYBUFFER; },
+             DSERR_UNSUPPORTED, false},
+        Case{"TwoPlaces", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwFlags |= DSBCAPS_LOCHARDWARE; },
+             DSERR_INVALIDPARAM, true},
+        Case{"SpaceAndPan", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwFlags |= DSBCAPS_CTRL3D; },
+             DSERR_INVALIDPARAM, true},
+        Case{"NoFormat", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.lpwfxFormat = nullptr; }, DSERR_INVALIDPARAM,
+             true},
+        Case{"BytesBelowLeast", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MIN - 2; },
+             DSERR_INVALIDPARAM, true},
+        Case{"BytesLeast", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MIN; }, DS_OK,
+             false},
+        Case{"BytesMost", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MAX - 1; }, DS_OK,
+             false},
+        Case{"BytesAboveMost", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MAX + 1u; },
+             DSERR_INVALIDPARAM, true},
+        Case{"BytesOdd", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes += 1; }, DSERR_INVALIDPARAM,
+             true},
+        Case{"NotPcm", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.wFormatTag = 3; }, DSERR_BADFORMAT, false},
+        Case{"NoChannel", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(0); }, DSERR_INVALIDPARAM,
+             true},
+        Case{"TwoChannels", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(2); }, DS_OK, false},
+        Case{"ThreeChannels", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(3); }, DSERR_BADFORMAT,
+             false},
+        Case{"EightBits", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 48'000, 8); }, DS_OK, false},
+        Case{"TwelveBits", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.wBitsPerSample = 12; }, DSERR_INVALIDPARAM,
+             true},
+        Case{"RateBelowLeast", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 99); },
+             DSERR_INVALIDPARAM, true},
+        Case{"RateLeast", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 100); }, DS_OK, false},
+        Case{"RateMost", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 200'000); }, DS_OK, false},
+        Case{"RateAboveMost", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 200'001); },
+             DSERR_INVALIDPARAM, true},
+        Case{"WrongAlignment", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.nBlockAlign = 1; }, DSERR_INVALIDPARAM,
+             true},
+        Case{"WrongAverage", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.nAvgBytesPerSec += 1; },
+             DSERR_INVALIDPARAM, true}),
+    [](testing::TestParamInfo<Case> const& tested) { return std::string(tested.param.name); });
+
+TEST(BufferDescription_JudgeNull, IsAMistake) {
+    EXPECT_EQ(JudgeDescription(nullptr).result, DSERR_INVALIDPARAM);
+    EXPECT_FALSE(JudgeDescription(nullptr).mistake.empty());
+}
+
+} // namespace
+} // namespace Simulation

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <boost/thread/thread.hpp>
+
+#include "kovra/thread.h"
+#include "simulation/dsoundheaders.h"
+#include "simulation/world.h"
+
+// The few steps that nearly every test of the simulation begins with.
+
+namespace Simulation {
+
+inline constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+inline constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+inline constexpr DWORD RingBytes = 480'000;
+inline constexpr DWORD UsualFlags = DSBCAPS_GLOBALFOCUS | DSBCAPS_CTRLPOSITIONNOTIFY | DSBCAPS_CTRLVOLUME |
+                                    DSBCAPS_CTRLPAN | DSBCAPS_CTRLFREQUENCY | DSBCAPS_LOCSOFTWARE;
+
+/// A PCM format whose derived fields fit.
+inline WAVEFORMATEX MakeFormat(WORD channels = 1, DWORD rate = 48'000, WORD bits = 16) {
+    WAVEFORMATEX format{};
+    format.wFormatTag = WAVE_FORMAT_PCM;
+    format.nChannels = channels;
+    format.nSamplesPerSec = rate;
+    format.wBitsPerSample = bits;
+    format.nBlockAlign = static_cast<WORD>(channels * bits / 8);
+    format.nAvgBytesPerSec = rate * format.nBlockAlign;
+    return format;
+}
+
+inline DSBUFFERDESC MakeDescription(WAVEFORMATEX& format, DWORD bytes = RingBytes, DWORD flags = UsualFlags) {
+    DSBUFFERDESC description{};
+    description.dwSize = sizeof description;
+    description.dwFlags = flags;
+    description.dwBufferBytes = bytes;
+    description.lpwfxFormat = &format;
+    return description;
+}
+
+/// A DirectSound object with its level set; releases itself.
+class Sound {
+public:
+    Sound() {
+        DirectSoundCreate8(nullptr, &sound_, nullptr);
+        sound_->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY);
+    }
+    Sound(Sound const&) = delete;
+    Sound& operator=(Sound const&) = delete;
+    ~Sound() { sound_->Release(); }
+    IDirectSound8* operator->() const { return sound_; }
+
+private:
+    IDirectSound8* sound_ = nullptr;
+};
+
+/// A buffer of the usual kind with its three interfaces; releases itself.
+class Playable {
+public:
+    explicit Playable(DWORD bytes = RingBytes, WAVEFORMATEX format = MakeFormat(), DWORD flags = UsualFlags) {
+        DSBUFFERDESC const description = MakeDescription(format, bytes, flags);
+        sound_->CreateSoundBuffer(&description, &first, nullptr);
+        first->QueryInterface(IID_IDirectSoundBuffer8, reinterpret_cast<void**>(&buffer));
+        first->QueryInterface(IID_IDirectSoundNotify, reinterpret_cast<void**>(&notify));
+    }
+    Playable(Playable const&) = delete;
+    Playable& operator=(Playable const&) = delete;
+    ~Playable() {
+        if (notify != nullptr) {
+            notify->Release();
+        }
+        buffer->Release();
+        first->Release();
+    }
+    IDirectSoundBuffer8* operator->() const { return buffer; }
+
+    /// Locks, fills with `value`, unlocks.
+    void Fill(DWORD offset, DWORD bytes, std::int16_t value) {
+        void* address[2];
+        DWORD length[2];
+        buffer->Lock(offset, bytes, &address[0], &length[0], &address[1], &length[1], 0);
+        for (int part = 0; part < 2; ++part) {
+            auto* const samples = static_cast<std::int16_t*>(address[part]);
+            for (DWORD i = 0; i < length[part] / 2; ++i) {
+                samples[i] = value;
+            }
+        }
+        buffer->Unlock(address[0], length[0], address[1], length[1]);
+    }
+    DWORD PlayCursor() {
+        DWORD byte = 0;
+        buffer->GetCurrentPosition(&byte, nullptr);
+        return byte;
+    }
+    DWORD WriteCursor() {
+        DWORD byte = 0;
+        buffer->GetCurrentPosition(nullptr, &byte);
+        return byte;
+    }
+
+    IDirectSoundBuffer* first = nullptr;
+    IDirectSoundBuffer8* buffer = nullptr;
+    IDirectSoundNotify* notify = nullptr;
+
+private:
+    Sound sound_;
+};
+
+/// An auto-reset event that closes itself.
+class TestEvent {
+public:
+    explicit TestEvent(bool isManualReset = false, bool isSignalled = false)
+        : handle(CreateEventA(nullptr, isManualReset, isSignalled, nullptr)) {}
+    TestEvent(TestEvent const&) = delete;
+    TestEvent& operator=(TestEvent const&) = delete;
+    ~TestEvent() { CloseHandle(handle); }
+    bool IsSignalled() const { return WaitForMultipleObjects(1, &handle, FALSE, 0) == WAIT_OBJECT_0; }
+
+    HANDLE const handle;
+};
+
+/// Collects complaints instead of failing the test.
+class Complaints {
+public:
+    World::Reporter Reporter() {
+        return [this](std::string const& text) { texts.push_back(text); };
+    }
+    std::vector<std::string> texts;
+};
+
+} // namespace Simulation

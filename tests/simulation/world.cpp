@@ -1,0 +1,268 @@
+#include "simulation/world.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "simulation/directsoundinterface.h"
+#include "simulation/fatal.h"
+#include "simulation/soundbufferinterface.h"
+
+namespace Simulation {
+
+namespace {
+
+World* current = nullptr;
+
+} // namespace
+
+World::World(Reporter reporter)
+    : reporter_(reporter != nullptr ? std::move(reporter) : Reporter(Fatal)),
+      device_(*this),
+      scheduler_(*this, clock_) {
+    PlatformLock const lock(PlatformMutex());
+    if (current != nullptr) {
+        Fatal("there is a World already");
+    }
+    device_.SetInitialDevices();
+    clock_.SetDriver(this);
+    current = this;
+}
+
+World::~World() {
+    ExpectClean();
+    PlatformLock const lock(PlatformMutex());
+    if (scheduler_.BlockedThreads() != 0) {
+        Fatal("the World ends under threads that wait in it");
+    }
+    clock_.SetDriver(nullptr);
+    current = nullptr;
+}
+
+World& World::Current(char const* caller) {
+    PlatformLock const lock(PlatformMutex());
+    if (current == nullptr) {
+        Fatal(std::string(caller) + " is called with no World");
+    }
+    return *current;
+}
+
+World* World::Find() {
+    return current;
+}
+
+// --- sound
+
+std::vector<SoundBuffer*> World::Buffers() const {
+    PlatformLock const lock(PlatformMutex());
+    std::vector<SoundBuffer*> buffers;
+    for (auto const& buffer : buffers_) {
+        buffers.push_back(&buffer->Model());
+    }
+    return buffers;
+}
+
+std::vector<SoundBuffer*> World::LiveBuffers() const {
+    std::vector<SoundBuffer*> buffers = Buffers();
+    buffers.erase(std::remove_if(buffers.begin(), buffers.end(),
+                                 [](SoundBuffer const* buffer) {
+                                     return buffer->References() == 0 && buffer->NotifyReferences() == 0;
+                                 }),
+                  buffers.end());
+    return buffers;
+}
+
+SoundBuffer& World::OnlyBuffer() const {
+    std::vector<SoundBuffer*> const buffers = LiveBuffers();
+    if (buffers.size() != 1) {
+        Fatal("OnlyBuffer: there are " + std::to_string(buffers.size()));
+    }
+    return *buffers.front();
+}
+
+SoundBuffer& World::LatestBuffer() const {
+    std::vector<SoundBuffer*> const buffers = Buffers();
+    if (buffers.empty()) {
+        Fatal("LatestBuffer: none was made");
+    }
+    return *buffers.back();
+}
+
+std::size_t World::LiveSounds() const {
+    PlatformLock const lock(PlatformMutex());
+    return static_cast<std::size_t>(std::count_if(sounds_.begin(), sounds_.end(),
+                                                  [](auto const& sound) { return sound->references != 0; }));
+}
+
+std::size_t World::SoundCount() const {
+    PlatformLock const lock(PlatformMutex());
+    return sounds_.size();
+}
+
+DWORD World::CooperativeLevel() const {
+    PlatformLock const lock(PlatformMutex());
+    return sounds_.empty() ? 0 : sounds_.back()->Level();
+}
+
+HWND World::CooperativeWindow() const {
+    PlatformLock const lock(PlatformMutex());
+    return sounds_.empty() ? nullptr : sounds_.back()->Window();
+}
+
+std::uint32_t World::SoundReferences() const {
+    PlatformLock const lock(PlatformMutex());
+    return sounds_.empty() ? 0 : sounds_.back()->references;
+}
+
+HWND World::DesktopWindow() {
+    constexpr std::uintptr_t Value = 0x10010;
+    return reinterpret_cast<HWND>(Value);
+}
+
+DirectSoundInterface& World::MakeSound() {
+    auto const number = static_cast<std::uint32_t>(sounds_.size() + 1);
+    sounds_.push_back(std::make_unique<DirectSoundInterface>(*this, number));
+    return *sounds_.back();
+}
+
+SoundBufferInterface& World::MakeBuffer(DSBUFFERDESC const& description) {
+    auto const number = static_cast<std::uint32_t>(buffers_.size() + 1);
+    buffers_.push_back(std::make_unique<SoundBufferInterface>(*this, number, description));
+    return *buffers_.back();
+}
+
+std::int64_t World::NextDeviceEventNanoSec() const {
+    std::int64_t next = INT64_MAX;
+    for (auto const& buffer : buffers_) {
+        next = std::min(next, buffer->Model().NextEventNanoSec());
+    }
+    return next;
+}
+
+void World::RunDeviceEvent(std::int64_t nanoSec) {
+    for (auto const& buffer : buffers_) {
+        if (buffer->Model().NextEventNanoSec() <= nanoSec) {
+            buffer->Model().RunEvent(nanoSec);
+            return;
+        }
+    }
+}
+
+void World::Reschedule() {
+    scheduler_.Reschedule();
+}
+
+void World::RunUntil(std::int64_t targetNanoSec) {
+    PlatformLock lock(PlatformMutex());
+    scheduler_.RunUntil(lock, targetNanoSec);
+}
+
+// --- Win32 events and threads
+
+std::size_t World::OpenHandles() const {
+    PlatformLock const lock(PlatformMutex());
+    return events_.OpenCount();
+}
+
+bool World::IsSignalled(HANDLE handle) const {
+    PlatformLock const lock(PlatformMutex());
+    EventObject const* const event = events_.Find(handle);
+    return event != nullptr && event->isSignalled;
+}
+
+std::uint32_t World::EventNumber(HANDLE handle) const {
+    PlatformLock const lock(PlatformMutex());
+    return events_.NumberOf(handle);
+}
+
+void World::WaitForBlockedThreads(std::size_t count) {
+    PlatformLock lock(PlatformMutex());
+    scheduler_.WaitUntil(
+        lock, [this, count] { return scheduler_.IsQuiet() && scheduler_.BlockedThreads() == count; },
+        std::to_string(count) + " blocked threads");
+}
+
+void World::WaitForBlockedThread(std::string const& name) {
+    PlatformLock lock(PlatformMutex());
+    scheduler_.WaitUntil(
+        lock, [this, &name] { return scheduler_.IsBlocked(name); }, "a blocked thread '" + name + "'");
+}
+
+void World::WaitForWaitCalls(std::uint64_t count) {
+    PlatformLock lock(PlatformMutex());
+    scheduler_.WaitUntil(
+        lock, [this, count] { return scheduler_.WaitCalls() >= count; },
+        std::to_string(count) + " calls of WaitForMultipleObjects");
+}
+
+std::uint64_t World::WaitCalls() const {
+    PlatformLock const lock(PlatformMutex());
+    return scheduler_.WaitCalls();
+}
+
+std::size_t World::BlockedThreads() const {
+    PlatformLock const lock(PlatformMutex());
+    return scheduler_.BlockedThreads();
+}
+
+// --- complaints
+
+void World::AllowMisuse(bool isAllowed) {
+    PlatformLock const lock(PlatformMutex());
+    isMisuseAllowed_ = isAllowed;
+}
+
+void World::ReportMisuse(std::string const& text) {
+    misuse_.push_back(text);
+    if (!isMisuseAllowed_) {
+        reporter_("misuse: " + text);
+    }
+}
+
+std::vector<std::string> World::Misuse() const {
+    PlatformLock const lock(PlatformMutex());
+    return misuse_;
+}
+
+std::vector<std::string> World::TakeMisuse() {
+    PlatformLock const lock(PlatformMutex());
+    return std::exchange(misuse_, {});
+}
+
+std::vector<std::string> World::Leaks() const {
+    PlatformLock const lock(PlatformMutex());
+    std::vector<std::string> leaks;
+    for (auto const& sound : sounds_) {
+        if (sound->references != 0) {
+            leaks.push_back("DirectSound object " + std::to_string(sound->Number()) + " has " +
+                            std::to_string(sound->references) + " references");
+        }
+    }
+    for (auto const& interface_ : buffers_) {
+        SoundBuffer const& buffer = interface_->Model();
+        std::string const name = "sound buffer " + std::to_string(buffer.Number());
+        if (buffer.references != 0) {
+            leaks.push_back(name + " has " + std::to_string(buffer.references) + " references");
+        }
+        if (buffer.notifyReferences != 0) {
+            leaks.push_back(name + " has " + std::to_string(buffer.notifyReferences) +
+                            " references to its notify interface");
+        }
+        if (std::size_t const open = buffer.OpenLockCount(); open != 0) {
+            leaks.push_back(name + " has " + std::to_string(open) + " open locks");
+        }
+    }
+    for (EventObject const& event : events_.All()) {
+        if (event.isOpen) {
+            leaks.push_back("event " + std::to_string(event.number) + " is not closed");
+        }
+    }
+    return leaks;
+}
+
+void World::ExpectClean() const {
+    for (std::string const& leak : Leaks()) {
+        reporter_("leak: " + leak);
+    }
+}
+
+} // namespace Simulation

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "noise.h"
+#include "soundcompare.h"
+#include "stage.h"
+#include "stats.h"
+#include "tracking.h"
+
+namespace SystemTest {
+
+/// How long before its presentation a frame is submitted, where a test does not care.
+constexpr std::int64_t UsualLeadMilliSec = 200;
+
+/// Recording after the last frame's submission: lead, output delay, and patience with a busy machine.
+constexpr std::int64_t UsualTailMilliSec = 800;
+
+/// What rounding and dither may leave of silence.
+constexpr int SilencePeakLsb = 2;
+
+/// A session's start clears the ring up to the play cursor, which stands before the frames written until
+/// then: the two frames that come before the second presentation need not be heard.
+constexpr std::int64_t ClearedAtStartMilliSec = 40;
+
+/// Number of samples in a sound of this length.
+constexpr std::size_t SamplesOf(std::int64_t milliSec) {
+    return static_cast<std::size_t>(AudioHost::MilliSecToSamples(milliSec));
+}
+
+/// One of up to five sounds that play at the same time without being cut off.
+AudioHost::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, Band band = WideBand);
+
+/// Tests that listen to the module. One stage for all tests of a suite.
+class PlaybackTest : public testing::Test {
+protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    void SetUp() override;
+
+    static Stage& OnStage() { return *stage_; }
+
+    /// Where `sent`, presented from `presentationMilliSec` of the score on, begins in `heard`, which was
+    /// recorded from the score's start on. Nothing, and a failure, when it is not there within a second.
+    static std::optional<std::int64_t> FindPlayed(AudioHost::SampleView sent, AudioHost::SampleView heard,
+                                                  std::int64_t presentationMilliSec);
+
+    /// How much later than presented `sent` was heard: median over its windows, in milliseconds, the output's
+    /// delay included. Other sounds may play at the same time. Nothing, and a failure, when it was not heard.
+    static std::optional<double> GetLatenessMilliSec(AudioHost::SampleView sent, AudioHost::SampleView heard,
+                                                     std::int64_t presentationMilliSec);
+
+    /// Makes the stream of a sound.
+    using StreamMaker = std::function<Stream(AudioHost::SampleView)>;
+
+    /// Plays several sounds of `samples` samples, one a little after the other, and fails unless they came
+    /// out completely, in order, without a repeat and at their level within half a decibel. A window counts
+    /// as lost, and a jump as one, when it happened to most of the sounds at the same place (see
+    /// `TakeMedian`).
+    static void ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream);
+
+private:
+    static std::unique_ptr<Stage> stage_;
+};
+
+} // namespace SystemTest

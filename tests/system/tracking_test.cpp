@@ -1,0 +1,192 @@
+#include "tracking.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "correlation.h"
+#include "noise.h"
+#include "soundcompare.h"
+
+namespace SystemTest {
+namespace {
+
+using AudioHost::Samples;
+using AudioHost::SampleView;
+
+constexpr std::int64_t DelaySamples = 2345;
+
+/// A recording of `sound` after `DelaySamples` of silence, with some silence behind it.
+Samples Record(Samples const& sound) {
+    Samples recording(DelaySamples);
+    recording.insert(recording.end(), sound.begin(), sound.end());
+    recording.resize(recording.size() + DelaySamples);
+    return recording;
+}
+
+/// Only the sound itself is there, so a window that is half missing is still found by a likeness of 0.7.
+constexpr TrackSettings AloneTrack = {960, 19200, 0.9};
+
+std::vector<HeardWindow> Track(Samples const& sent, Samples const& recording) {
+    return TrackWindows(sent, recording, DelaySamples, AloneTrack);
+}
+
+Delivery Judge(Samples const& sent, Samples const& recording) {
+    return SumUp(Track(sent, recording));
+}
+
+TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
+    Samples const noise = MakeNoise(1, 48000, TelephoneBand);
+
+    // 6000 of 32768 is -14.75 dB; cutting off the highest peaks takes next to nothing from it.
+    EXPECT_NEAR(AudioHost::LevelDecibel(noise), -14.75, 0.05);
+    // Every sixth sample, held: had the noise much above 4000 Hz, another sixth would hold another level.
+    Samples first;
+    Samples second;
+    for (std::size_t i = 0; i + 3 < noise.size(); i += 6) {
+        first.push_back(noise[i]);
+        second.push_back(noise[i + 3]);
+    }
+    EXPECT_NEAR(AudioHost::LevelDecibel(first), AudioHost::LevelDecibel(second), 0.1);
+}
+
+TEST(Tracking_MakeNoise, IsAnotherForEverySeed) {
+    Samples const one = MakeNoise(1, 48000);
+    Samples const other = MakeNoise(2, 48000);
+
+    EXPECT_EQ(one, MakeNoise(1, 48000));
+    EXPECT_EQ(FindStart(other, one), std::nullopt);
+}
+
+TEST(Tracking_FindStart, FindsASoundAmongFourOthersAsLoud) {
+    Samples const sent = MakeNoise(1, 24000);
+    Samples mixed = Record(sent);
+    for (std::int16_t& sample : mixed) {
+        sample = static_cast<std::int16_t>(sample / 5);
+    }
+    for (std::uint32_t seed = 2; seed < 6; ++seed) {
+        Samples const other = MakeNoise(seed, mixed.size());
+        for (std::size_t i = 0; i < mixed.size(); ++i) {
+            mixed[i] = static_cast<std::int16_t>(mixed[i] + other[i] / 5);
+        }
+    }
+
+    EXPECT_EQ(FindStart(sent, mixed), DelaySamples);
+}
+
+TEST(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
+    Samples const sent = MakeNoise(1, 48000);
+
+    Delivery const delivery = Judge(sent, Record(sent));
+
+    // 48000 samples hold 50 windows of 960.
+    EXPECT_EQ(delivery.windows, 50);
+    EXPECT_EQ(delivery.lost, 0);
+    EXPECT_EQ(delivery.jumps, 0);
+}
+
+TEST(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
+    Samples const sent = MakeNoise(1, 48000);
+    // About the middle, so the first sample comes 20 samples late: 0.5 x 48000 x 833 ppm.
+    Samples const slow = Record(AudioHost::ChangeSpeed(sent, 47960.0 / 48000.0));
+
+    Delivery const delivery = Judge(sent, slow);
+
+    // At the ends the change of speed finds no samples any more and holds the last one: one window each.
+    EXPECT_LE(delivery.lost, 2);
+    EXPECT_EQ(delivery.jumps, 0);
+}
+
+TEST(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
+    Samples const sent = MakeNoise(1, 48000);
+    Samples recording = Record(sent);
+    // In the middle of the window that begins at 9600.
+    recording.insert(recording.begin() + DelaySamples + 10080, 480, 0);
+
+    Delivery const delivery = Judge(sent, recording);
+
+    EXPECT_EQ(delivery.jumps, 1);
+    EXPECT_EQ(delivery.lost, 1);
+}
+
+TEST(Tracking_SumUp, MissingFrameIsLostAndAJump) {
+    Samples const sent = MakeNoise(1, 48000);
+    Samples recording = Record(sent);
+    auto const at = recording.begin() + DelaySamples + 9600;
+    recording.erase(at, at + 960);
+
+    Delivery const delivery = Judge(sent, recording);
+
+    EXPECT_EQ(delivery.jumps, 1);
+    EXPECT_EQ(delivery.lost, 1);
+}
+
+TEST(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
+    Samples const sent = MakeNoise(1, 48000);
+    Samples recording = Record(sent);
+    std::fill_n(recording.begin() + DelaySamples + 9600, 3 * 960, std::int16_t{0});
+
+    Delivery const delivery = Judge(sent, recording);
+
+    EXPECT_EQ(delivery.lost, 3);
+    EXPECT_EQ(delivery.jumps, 0);
+}
+
+TEST(Tracking_SumUp, FrameHeardTwiceIsAJump) {
+    Samples const sent = MakeNoise(1, 48000);
+    Samples recording = Record(sent);
+    Samples const frame(recording.begin() + DelaySamples + 9600, recording.begin() + DelaySamples + 10560);
+    recording.insert(recording.begin() + DelaySamples + 10560, frame.begin(), frame.end());
+
+    Delivery const delivery = Judge(sent, recording);
+
+    EXPECT_EQ(delivery.jumps, 1);
+    EXPECT_EQ(delivery.lost, 0);
+}
+
+/// Three sounds; `change` is done to the recording of each at the place that `Place(i)` gives.
+template <class Place, class Change>
+Delivery JudgeThree(Place place, Change change) {
+    std::vector<std::vector<HeardWindow>> tracks;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        Samples const sent = MakeNoise(i + 1, 48000);
+        Samples recording = Record(sent);
+        change(recording, DelaySamples + place(i));
+        tracks.push_back(Track(sent, recording));
+    }
+    return SumUp(TakeMedian(tracks));
+}
+
+void SilenceFrame(Samples& recording, std::int64_t at) {
+    std::fill_n(recording.begin() + at, 960, std::int16_t{0});
+}
+
+void InsertSilence(Samples& recording, std::int64_t at) {
+    recording.insert(recording.begin() + at, 480, 0);
+}
+
+TEST(Tracking_TakeMedian, WhatHappensToEverySoundAtAnotherPlaceIsTheMachinesDoing) {
+    auto const place = [](std::uint32_t i) { return static_cast<std::int64_t>(9600 * (i + 1)); };
+
+    Delivery const silenced = JudgeThree(place, SilenceFrame);
+    Delivery const stalled = JudgeThree(place, InsertSilence);
+
+    EXPECT_EQ(silenced.lost, 0);
+    EXPECT_EQ(stalled.jumps, 0);
+}
+
+TEST(Tracking_TakeMedian, WhatHappensToEverySoundAtTheSamePlaceIsThePlayersDoing) {
+    auto const place = [](std::uint32_t) { return std::int64_t{9600}; };
+
+    Delivery const silenced = JudgeThree(place, SilenceFrame);
+    Delivery const stalled = JudgeThree(place, InsertSilence);
+
+    EXPECT_EQ(silenced.lost, 1);
+    EXPECT_EQ(stalled.jumps, 1);
+}
+
+} // namespace
+} // namespace SystemTest

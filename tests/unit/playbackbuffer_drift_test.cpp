@@ -1,0 +1,246 @@
+#include "support/playbackbuffertest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using UnitTest::Debug;
+using UnitTest::Info;
+
+constexpr std::int64_t OneMilliSec = 1'000'000;
+
+/// The buffer plays, 4800 samples before the newest frame; the presentations ask for 96 ms = 4608 samples.
+class PlaybackBuffer_ControlDrift : public UnitTest::PlaybackBufferTest {
+protected:
+    PlaybackBuffer_ControlDrift() {
+        Create();
+        PutCursorAt(5200);
+        Play();
+        GetRecord().writePos = 10000;
+        GetRecord().clearedEnd = 5200;
+        GetRecord().playFrequency = 48000;
+    }
+
+    /// A window of this length with these sums.
+    void SetWindow(std::int64_t elapsedMilliSec, std::uint32_t measured, std::uint32_t expected) {
+        GetRecord().driftWindowStart = Ago(elapsedMilliSec);
+        GetRecord().measuredLagSum = measured;
+        GetRecord().expectedLagSum = expected;
+    }
+
+    /// 96'000'000 / 20833 = 4608.07.
+    void Present() {
+        auto presentation = Ahead(96 * OneMilliSec);
+        buffer->Present(presentation);
+        // The lag of 4800 samples sounds for 99.99 ms.
+        EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
+        EXPECT_EQ(GetRecord().lastPresentTime.load(), Kovra::JiffyTime::Now());
+    }
+
+    void ExpectNewWindow() {
+        EXPECT_EQ(GetRecord().driftWindowStart, Kovra::JiffyTime::Now());
+        EXPECT_EQ(GetRecord().measuredLagSum, 0U);
+        EXPECT_EQ(GetRecord().expectedLagSum, 0U);
+    }
+
+    void ExpectAccumulated(Kovra::JiffyTime windowStart, std::uint32_t measured, std::uint32_t expected) {
+        EXPECT_EQ(GetRecord().driftWindowStart, windowStart);
+        EXPECT_EQ(GetRecord().measuredLagSum, measured);
+        EXPECT_EQ(GetRecord().expectedLagSum, expected);
+        EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
+        EXPECT_THAT(TakeLog(), IsEmpty());
+    }
+
+    std::vector<std::string> TakeFrequencies() { return TakeCalls({Call_t::BufferSetFrequency}); }
+};
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowOf1023MillisecondsOnlyAccumulates) {
+    SetWindow(1023, 100, 1000);
+    Present();
+    ExpectAccumulated(Ago(1023), 100 + 4800, 1000 + 4608);
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowJustBelow1024MillisecondsOnlyAccumulates) {
+    SetWindow(0, 100, 1000);
+    auto const start = Ahead(-1024 * OneMilliSec + 1);
+    GetRecord().driftWindowStart = start;
+    Present();
+    ExpectAccumulated(start, 100 + 4800, 1000 + 4608);
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowOf1024MillisecondsIsJudged) {
+    SetWindow(1024, 100, 1000);
+    Present();
+    ExpectNewWindow();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(47960)"));
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowOf1025MillisecondsIsJudged) {
+    SetWindow(1025, 100, 1000);
+    Present();
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, FirstMeasurementIsAccumulatedHoweverOldTheWindow) {
+    SetWindow(5000, 100, 0);
+    Present();
+    ExpectAccumulated(Ago(5000), 100 + 4800, 4608);
+    Present();
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowOf25DaysOfTheOtherSignIsJudged) {
+    // 2^31 ms are -2^31 in 32 bits.
+    SetWindow(2'147'483'648, 100, 1000);
+    Present();
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, WindowOf50DaysBeginsAnewIn32Bits) {
+    // 2^32 + 1023 ms are 1023 in 32 bits, 2^32 - 1023 are -1023.
+    SetWindow(4'294'968'319, 100, 1000);
+    Present();
+    ExpectAccumulated(Ago(4'294'968'319), 100 + 4800, 1000 + 4608);
+    SetWindow(4'294'966'273, 100, 1000);
+    Present();
+    ExpectAccumulated(Ago(4'294'966'273), 100 + 4800, 1000 + 4608);
+    SetWindow(4'294'968'320, 100, 1000);
+    Present();
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, SumsWrapAt32Bits) {
+    SetWindow(0, UINT32_MAX - 799, UINT32_MAX - 607);
+    Present();
+    // 4800 - 800 and 4608 - 608.
+    ExpectAccumulated(Ago(0), 4000, 4000);
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, SumWrappedToZeroCountsAsNone) {
+    SetWindow(0, 100, UINT32_MAX - 4607);
+    Present();
+    ExpectAccumulated(Ago(0), 4900, 0);
+    SetWindow(1024, 4900, 0);
+    Present();
+    ExpectAccumulated(Ago(1024), 9700, 4608);
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, RatioOf97PercentSlowsDown) {
+    SetWindow(1100, 9700, 10000);
+    Present();
+    EXPECT_THAT(TakeCalls(CallSet::All()),
+                ElementsAre("GetStatus()", "GetCurrentPosition()", "SetFrequency(47960)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 47960 Hz")));
+    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_EQ(Sound().Frequency(), 47960U);
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, RatioOf103PercentSpeedsUp) {
+    SetWindow(1100, 10300, 10000);
+    Present();
+    EXPECT_THAT(TakeCalls(CallSet::All()),
+                ElementsAre("GetStatus()", "GetCurrentPosition()", "SetFrequency(48040)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 48040 Hz")));
+    EXPECT_EQ(GetRecord().playFrequency, 48040U);
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, RatioWithinTheBandComesBackToNominal) {
+    GetRecord().playFrequency = 47960;
+    SetWindow(1100, 10150, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(48000)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 48000 Hz")));
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, NominalStaysNominalWithoutACall) {
+    SetWindow(1100, 10150, 10000);
+    Present();
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, SlowStaysSlowWithoutACall) {
+    GetRecord().playFrequency = 47960;
+    SetWindow(1100, 9700, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), IsEmpty());
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    ExpectNewWindow();
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, SlowBecomesFastWithoutAStopAtNominal) {
+    GetRecord().playFrequency = 47960;
+    SetWindow(1100, 10300, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(48040)"));
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, RatiosOnTheBoundsAreWithinTheBand) {
+    SetWindow(1100, 9800, 10000);
+    Present();
+    SetWindow(1100, 10200, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), IsEmpty());
+    SetWindow(1100, 97'999'999, 100'000'000);
+    Present();
+    SetWindow(1100, 102'000'001, 100'000'000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(47960)", "SetFrequency(48040)"));
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, TheMeasurementThatEndsTheWindowIsNotCounted) {
+    // With 4800 and 4608 it would be 14780 / 14608 = 1.012.
+    SetWindow(1024, 9980, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), IsEmpty());
+    // Alone 0.979 is too slow; with the measurement (9790 + 4800) / 14608 = 0.9988.
+    SetWindow(1024, 9790, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(47960)"));
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, ARefusedFrequencyCountsAsSet) {
+    world.Faults().Fail(Call_t::BufferSetFrequency, 1, DSERR_GENERIC);
+    SetWindow(1100, 9700, 10000);
+    Present();
+    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 47960 Hz")));
+    ExpectNewWindow();
+    SetWindow(1100, 9700, 10000);
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(47960) = 0x80004005"));
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, RecordsThatNobodyWantsAreNotMade) {
+    Kovra::LogManager::Instance().SetLevel("Media.RendererAudioPlaybackBuffer", Kovra::LogLevel_t::Info);
+    SetWindow(1100, 9700, 10000);
+    Present();
+    Kovra::LogManager::Instance().SetLevel("Media.RendererAudioPlaybackBuffer", Kovra::LogLevel_t::Debug);
+    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(PlaybackBuffer_ControlDrift, PresentationsOfASecondFillAWindowAndThenJudgeIt) {
+    // 24 presentations 40 ms apart, each frame written 40 ms = 1920 samples further: the cursor moves as
+    // much.
+    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
+    for (int n = 0; n < 26; ++n) {
+        auto presentation = Ahead(96 * OneMilliSec);
+        buffer->Present(presentation);
+        EXPECT_EQ(GetRecord().measuredLagSum, (n + 1) * 4800U);
+        EXPECT_EQ(GetRecord().expectedLagSum, (n + 1) * 4608U);
+        world.Clock().AdvanceMilliSec(40);
+        GetRecord().writePos = GetRecord().writePos + 1920;
+    }
+    // 26 * 40 ms = 1040 ms; 4800 / 4608 = 1.04.
+    Present();
+    EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(48040)"));
+    ExpectNewWindow();
+}
+
+} // namespace

@@ -1,0 +1,402 @@
+#include "support/playbackbuffertest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using UnitTest::Debug;
+using UnitTest::Info;
+
+constexpr std::int64_t OneMilliSec = 1'000'000;
+
+class PlaybackBuffer_Present : public UnitTest::PlaybackBufferTest {
+protected:
+    /// The buffer stands still, the newest frame at position 10000, the last presentation a second ago.
+    PlaybackBuffer_Present() {
+        Create();
+        GetRecord().writePos = 10000;
+        GetRecord().writeEnd = 10480;
+        GetRecord().notifyPosition->dwOffset = 20960;
+        GetRecord().lastPresentTime = longAgo;
+        GetRecord().driftWindowStart = longAgo;
+        GetRecord().measuredLagSum = 11;
+        GetRecord().expectedLagSum = 13;
+    }
+
+    void PresentAhead(std::int64_t nanoSec) {
+        presentation = Ahead(nanoSec);
+        buffer->Present(presentation);
+    }
+
+    void ExpectSumsUntouched() {
+        EXPECT_EQ(GetRecord().measuredLagSum, 11U);
+        EXPECT_EQ(GetRecord().expectedLagSum, 13U);
+        EXPECT_EQ(GetRecord().driftWindowStart, longAgo);
+    }
+
+    bool IsPresentedNow() { return GetRecord().lastPresentTime.load() == Kovra::JiffyTime::Now(); }
+    bool IsPresentationUntouched() { return GetRecord().lastPresentTime.load() == longAgo; }
+
+    Kovra::JiffyTime const longAgo = Ago(1000);
+    Kovra::JiffyTime presentation;
+};
+
+class PlaybackBuffer_PresentWhilePlaying : public PlaybackBuffer_Present {
+protected:
+    /// The play cursor at 5200, 4800 samples before the newest frame; cleared up to there.
+    PlaybackBuffer_PresentWhilePlaying() {
+        PutCursorAt(5200);
+        Play();
+        GetRecord().clearedEnd = 5200;
+        GetRecord().playFrequency = 48000;
+    }
+};
+
+// --- in the past
+
+TEST_F(PlaybackBuffer_Present, OneNanosecondInThePastStopsTheBuffer) {
+    Play();
+    PresentAhead(-1);
+    EXPECT_FALSE(Sound().IsPlaying());
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("Stop()"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer presentation requested in the past, stopping")));
+    EXPECT_TRUE(IsPresentationUntouched());
+    EXPECT_EQ(presentation, Ahead(-1));
+    ExpectSumsUntouched();
+}
+
+TEST_F(PlaybackBuffer_Present, InThePastAStoppedBufferIsStoppedAgain) {
+    PresentAhead(-HourNanoSec);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("Stop()"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer presentation requested in the past, stopping")));
+}
+
+TEST_F(PlaybackBuffer_Present, InThePastARefusalToStopIsIgnored) {
+    world.Faults().Fail(Call_t::BufferStop, 1, DSERR_PRIOLEVELNEEDED);
+    PresentAhead(-1);
+    EXPECT_THAT(TakeCalls(), ElementsAre("Stop() = 0x88780046"));
+    EXPECT_TRUE(IsPresentationUntouched());
+}
+
+TEST_F(PlaybackBuffer_Present, TheGreatestDistanceIntoThePastStopsToo) {
+    presentation = Kovra::JiffyTime(INT64_MIN);
+    buffer->Present(presentation);
+    EXPECT_THAT(TakeCalls(), ElementsAre("Stop()"));
+}
+
+TEST_F(PlaybackBuffer_Present, PlaysAgainFromTheNextTimeThatIsNotInThePast) {
+    Play();
+    PresentAhead(-1);
+    TakeCalls();
+    PresentAhead(0);
+    EXPECT_TRUE(Sound().IsPlaying());
+}
+
+// --- start
+
+TEST_F(PlaybackBuffer_Present, StartsSoThatTheNewestFrameIsHeardInTime) {
+    PresentAhead(100 * OneMilliSec);
+    // 100 ms are 4800.08 samples: 10000 - 4800 = 5200, byte 10400. The buffer's event is number 2.
+    EXPECT_THAT(TakeCalls(CallSet::All()),
+                ElementsAre("GetStatus()", "SetCurrentPosition(10400)", "SetFrequency(48000)",
+                            "SetNotificationPositions(1, 20960, 2)", "SetVolume(0)", "Play(1)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer playback started")));
+    EXPECT_TRUE(Sound().IsPlaying());
+    EXPECT_TRUE(Sound().IsLooping());
+    EXPECT_EQ(Sound().PlayFrame(), 5200U);
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_TRUE(IsPresentedNow());
+    EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
+    ExpectSumsUntouched();
+}
+
+TEST_F(PlaybackBuffer_Present, TheNewestFramePassesUnderTheCursorAtThePresentationTime) {
+    auto& speaker = Sound().EnableSpeaker();
+    Sound().Write(10000, {4711});
+    auto const due = Ahead(100 * OneMilliSec);
+    PresentAhead(100 * OneMilliSec);
+    world.Clock().AdvanceMilliSec(200);
+    auto const heard = Sound().GetSpeaker().TimeOfValue(4711);
+    ASSERT_TRUE(heard);
+    // 4800 samples at 48000 Hz.
+    EXPECT_EQ(*heard, due.NanoSec());
+    EXPECT_GT(speaker.HeardFrames(), 4800U);
+}
+
+TEST_F(PlaybackBuffer_Present, AtOnceStartsAtTheFrameItself) {
+    PresentAhead(0);
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(20000)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer playback started")));
+}
+
+TEST_F(PlaybackBuffer_Present, OneNanosecondAheadStartsAtTheFrameItself) {
+    PresentAhead(1);
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(20000)"));
+}
+
+TEST_F(PlaybackBuffer_Present, StartsBeforeTheStartOfTheRingNearItsEnd) {
+    GetRecord().writePos = 100;
+    PresentAhead(100 * OneMilliSec);
+    // 100 - 4800 + 240000 = 235300.
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(470600)"));
+}
+
+TEST_F(PlaybackBuffer_Present, TimesAreTakenModuloFiveSeconds) {
+    PresentAhead(FiveSecNanoSec);
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(20000)"));
+    EXPECT_TRUE(Sound().IsPlaying());
+}
+
+TEST_F(PlaybackBuffer_Present, YearsAheadTheTimeIsTakenModuloFiveSecondsToo) {
+    // Three years of 365 days are a multiple of five seconds.
+    PresentAhead(94'608'000'000'000'000 + 100 * OneMilliSec);
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(10400)"));
+}
+
+TEST_F(PlaybackBuffer_Present, JustBelowFiveSecondsReachesThreeSamplesFurtherThanTheRing) {
+    PresentAhead(FiveSecNanoSec - 1);
+    // 10000 - 240003 + 240000 = 9997.
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(19994)"));
+}
+
+TEST_F(PlaybackBuffer_Present, JustBelowFiveSecondsAtTheStartOfTheRingWrapsTheThirtyTwoBits) {
+    GetRecord().writePos = 0;
+    PresentAhead(FiveSecNanoSec - 1);
+    // 0 - 240003 + 240000 = -3, as 32 bits 4'294'967'293, modulo 240000 = 167293.
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(334586)"));
+}
+
+TEST_F(PlaybackBuffer_Present, RestoresTheClientsVolumeAtTheStart) {
+    buffer->SetVolume(0.5F, false);
+    GetRecord().soundBuffer->SetVolume(-10000);
+    PresentAhead(0);
+    EXPECT_EQ(Sound().Volume(), -2121);
+}
+
+TEST_F(PlaybackBuffer_Present, StartsAtTheNominalFrequencyAgain) {
+    GetRecord().playFrequency = 47960;
+    GetRecord().soundBuffer->SetFrequency(47960);
+    PresentAhead(0);
+    EXPECT_EQ(Sound().Frequency(), 48000U);
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+}
+
+TEST_F(PlaybackBuffer_Present, TheNotificationIsTheEndOfTheWrittenData) {
+    PresentAhead(0);
+    auto const points = Sound().NotificationPoints();
+    ASSERT_EQ(points.size(), 1U);
+    EXPECT_EQ(points[0].dwOffset, 20960U);
+    EXPECT_EQ(points[0].hEventNotify, GetRecord().notifyPosition->hEventNotify);
+}
+
+TEST_F(PlaybackBuffer_Present, StartsWithoutTheNotifyInterface) {
+    GetRecord().notify.reset();
+    PresentAhead(100 * OneMilliSec);
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "SetCurrentPosition(10400)", "SetFrequency(48000)",
+                                         "SetVolume(0)", "Play(1)"));
+    EXPECT_TRUE(IsPresentedNow());
+}
+
+TEST_F(PlaybackBuffer_Present, StartsABufferWhoseMemoryIsLost) {
+    Sound().Lose();
+    PresentAhead(0);
+    EXPECT_THAT(TakeCalls({Call_t::BufferPlay}), ElementsAre("Play(1) = 0x88780096"));
+    EXPECT_TRUE(IsPresentedNow());
+}
+
+/// One refused call of those that start playback: all the others are made and the step ends as usual.
+class PlaybackBuffer_PresentRefused : public PlaybackBuffer_Present,
+                                      public testing::WithParamInterface<Simulation::Call_t> {};
+
+TEST_P(PlaybackBuffer_PresentRefused, StartsAllTheSame) {
+    world.Faults().Fail(GetParam(), 1, DSERR_GENERIC);
+    PresentAhead(100 * OneMilliSec);
+    EXPECT_THAT(
+        TakeFullNames(CallSet::Buffer()),
+        ElementsAre("SoundBuffer::GetStatus", "SoundBuffer::SetCurrentPosition", "SoundBuffer::SetFrequency",
+                    "SoundNotify::SetNotificationPositions", "SoundBuffer::SetVolume", "SoundBuffer::Play"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer playback started")));
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_TRUE(IsPresentedNow());
+    EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, PlaybackBuffer_PresentRefused,
+                         testing::Values(Simulation::Call_t::BufferSetCurrentPosition,
+                                         Simulation::Call_t::BufferSetFrequency,
+                                         Simulation::Call_t::NotifySetNotificationPositions,
+                                         Simulation::Call_t::BufferSetVolume, Simulation::Call_t::BufferPlay),
+                         [](auto const& planned) { return std::string(ToShortString(planned.param)); });
+
+// --- states that cannot be read
+
+TEST_F(PlaybackBuffer_Present, EndsWhenTheStatusCannotBeRead) {
+    world.Faults().Fail(Call_t::BufferGetStatus, 1, DSERR_GENERIC);
+    PresentAhead(100 * OneMilliSec);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetStatus() = 0x80004005"));
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    EXPECT_TRUE(IsPresentationUntouched());
+    EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
+    ExpectSumsUntouched();
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, EndsWhenTheCursorCannotBeReadButCountsAsPresented) {
+    world.Faults().Fail(Call_t::BufferGetCurrentPosition, 1, DSERR_GENERIC);
+    PresentAhead(100 * OneMilliSec);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetStatus()", "GetCurrentPosition() = 0x80004005"));
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    EXPECT_TRUE(IsPresentedNow());
+    EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
+    ExpectSumsUntouched();
+}
+
+TEST_F(PlaybackBuffer_Present, DoesNothingWithoutASoundBuffer) {
+    Media::RendererAudioPlaybackBuffer fresh(device);
+    presentation = Ahead(100 * OneMilliSec);
+    fresh.Present(presentation);
+    EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
+    EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(PlaybackBuffer_Present, InThePastWithoutASoundBufferIsLoggedAlike) {
+    Media::RendererAudioPlaybackBuffer fresh(device);
+    presentation = Ahead(-1);
+    fresh.Present(presentation);
+    EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer presentation requested in the past, stopping")));
+}
+
+// --- the lag, and what was played
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, GivesBackWhenTheNewestFrameWillBeHeard) {
+    PresentAhead(90 * OneMilliSec);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetStatus()", "GetCurrentPosition()"));
+    // 4800 * 20833 = 99'998'400 ns: 99 whole milliseconds.
+    EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
+    EXPECT_TRUE(IsPresentedNow());
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, TheLagIsCountedFromThePlayCursorNotTheWriteCursor) {
+    world.Device().SetWriteLead(960);
+    PresentAhead(90 * OneMilliSec);
+    EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, TheLagIsCountedRoundTheRing) {
+    PutCursorAt(239000);
+    GetRecord().clearedEnd = 239000;
+    GetRecord().writePos = 1000;
+    PresentAhead(0);
+    // 2000 * 20833 = 41'666'000 ns.
+    EXPECT_EQ(presentation, Ahead(41 * OneMilliSec));
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf14999And15000SamplesIsLeftToDriftControl) {
+    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
+    GetRecord().writePos = 5200 + 14999;
+    PresentAhead(300 * OneMilliSec);
+    EXPECT_EQ(GetRecord().measuredLagSum, 11U + 14999U);
+    GetRecord().writePos = 5200 + 15000;
+    PresentAhead(300 * OneMilliSec);
+    EXPECT_EQ(GetRecord().measuredLagSum, 11U + 14999U + 15000U);
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    // 15000 * 20833 = 312'495'000 ns.
+    EXPECT_EQ(presentation, Ahead(312 * OneMilliSec));
+    EXPECT_EQ(Sound().PlayFrame(), 5200U);
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf15001SamplesResetsTheCursor) {
+    GetRecord().writePos = 5200 + 15001;
+    GetRecord().playFrequency = 48040;
+    PresentAhead(100 * OneMilliSec);
+    // 20201 - 4800 = 15401.
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetStatus()", "GetCurrentPosition()",
+                                                       "SetCurrentPosition(30802)", "SetFrequency(48000)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer timestamp drift too high, resetting")));
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(Sound().PlayFrame(), 15401U);
+    EXPECT_TRUE(Sound().IsPlaying());
+    ExpectSumsUntouched();
+    // The lag before the reset: 15001 * 20833 = 312'515'833 ns.
+    EXPECT_EQ(presentation, Ahead(312 * OneMilliSec));
+    EXPECT_TRUE(IsPresentedNow());
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, AFrameJustBehindTheCursorLagsAlmostAWholeRing) {
+    GetRecord().writePos = 5199;
+    PresentAhead(0);
+    EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(10398)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer timestamp drift too high, resetting")));
+    // 239999 * 20833 = 4'999'899'167 ns.
+    EXPECT_EQ(presentation, Ahead(4999 * OneMilliSec));
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, AResetThatIsRefusedIsIgnored) {
+    GetRecord().writePos = 5200 + 15001;
+    world.Faults().Fail(Call_t::BufferSetCurrentPosition, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::BufferSetFrequency, 1, DSERR_GENERIC);
+    PresentAhead(100 * OneMilliSec);
+    EXPECT_THAT(TakeFullNames(CallSet::Buffer()),
+                ElementsAre("SoundBuffer::GetStatus", "SoundBuffer::GetCurrentPosition",
+                            "SoundBuffer::SetCurrentPosition", "SoundBuffer::SetFrequency"));
+    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_TRUE(IsPresentedNow());
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsNotClearedBelow15000Samples) {
+    GetRecord().clearedEnd = 5200 - 14999 + RingSamples;
+    PresentAhead(0);
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
+    EXPECT_EQ(GetRecord().clearedEnd, 230201U);
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataOf15000SamplesIsClearedInWholeGranules) {
+    GetRecord().clearedEnd = 5200 - 15000 + RingSamples;
+    Soil(0, RingSamples);
+    PresentAhead(0);
+    // From 230200 on 117 * 128 = 14976 samples: 9800 up to the end of the ring, 5176 behind.
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()", "Lock(460400, 29952)",
+                                         "Unlock(19600, 10352)"));
+    EXPECT_TRUE(Sound().IsSilent(230200, 14976));
+    EXPECT_TRUE(IsSoiled(5176, RingSamples - 14976));
+    EXPECT_EQ(GetRecord().clearedEnd, 5176U);
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsClearedBeforeAReset) {
+    GetRecord().clearedEnd = 5200 - 15001 + RingSamples;
+    GetRecord().writePos = 5200 + 15001;
+    PresentAhead(0);
+    EXPECT_THAT(TakeCalls(),
+                ElementsAre("GetStatus()", "GetCurrentPosition()", "Lock(460398, 29952)",
+                            "Unlock(19602, 10350)", "SetCurrentPosition(40402)", "SetFrequency(48000)"));
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, ClearingThatIsRefusedIsIgnored) {
+    GetRecord().clearedEnd = 5200 - 15000 + RingSamples;
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
+    PresentAhead(0);
+    EXPECT_EQ(GetRecord().clearedEnd, 230200U);
+    EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
+    EXPECT_TRUE(IsPresentedNow());
+}
+
+TEST_F(PlaybackBuffer_PresentWhilePlaying, InAStereoBufferTheCursorBehindTheRingIsFoldedIntoIt) {
+    buffer = std::make_unique<Media::RendererAudioPlaybackBuffer>(device);
+    Create(2);
+    Play();
+    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
+    GetRecord().writePos = 10000;
+    // Byte 490000 is position 245000, which is 5000 in the ring: 5000 samples before the frame.
+    PutCursorAt(245000);
+    PresentAhead(0);
+    EXPECT_EQ(GetRecord().measuredLagSum, 5000U);
+    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    // 5000 * 20833 = 104'165'000 ns.
+    EXPECT_EQ(presentation, Ahead(104 * OneMilliSec));
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
+}
+
+} // namespace

@@ -1,0 +1,304 @@
+#include "support/playbackbuffertest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using UnitTest::Info;
+
+class PlaybackBuffer_Service : public UnitTest::PlaybackBufferTest {
+protected:
+    /// Playing, the cursor 15000 samples behind the cleared end, no new frame since the last pass.
+    PlaybackBuffer_Service() {
+        Create();
+        Soil(0, RingSamples);
+        PutCursorAt(15000);
+        Play();
+        GetRecord().active = 1;
+        GetRecord().writePos = 30000;
+        GetRecord().lastServicedWritePos = 30000;
+    }
+
+    void ServiceAfter(std::int64_t idleMilliSec) {
+        GetRecord().lastPresentTime = Ago(idleMilliSec);
+        buffer->Service();
+    }
+
+    void ExpectNothingDone() {
+        EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+        ExpectNotStopped();
+    }
+
+    void ExpectPlayedDataCleared() {
+        EXPECT_THAT(TakeCalls(CallSet::All()),
+                    ElementsAre("GetCurrentPosition()", "Lock(0, 29952)", "Unlock(29952, 0)"));
+        EXPECT_TRUE(Sound().IsSilent(0, 14976));
+        EXPECT_TRUE(IsSoiled(14976, RingSamples - 14976));
+        EXPECT_EQ(GetRecord().clearedEnd, 14976U);
+        ExpectNotStopped();
+    }
+
+    void ExpectNotStopped() {
+        EXPECT_THAT(TakeLog(), IsEmpty());
+        EXPECT_TRUE(Sound().IsPlaying());
+        EXPECT_EQ(GetRecord().active, 1U);
+        EXPECT_EQ(GetRecord().baseTimestamp, Origin);
+        EXPECT_EQ(GetRecord().lastServicedWritePos, GetRecord().writePos);
+    }
+
+    void ExpectStopped(std::string const& record) {
+        EXPECT_THAT(TakeCalls(CallSet::All()),
+                    ElementsAre("SetVolume(-10000)", "Stop()", "Lock(0, 480000)", "Unlock(480000, 0)"));
+        EXPECT_THAT(TakeLog(), ElementsAre(Info(record)));
+        EXPECT_FALSE(Sound().IsPlaying());
+        EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
+        EXPECT_EQ(GetRecord().active, 0U);
+        EXPECT_EQ(GetRecord().baseTimestamp, 0);
+        EXPECT_EQ(GetRecord().clearedEnd, 0U);
+        EXPECT_EQ(GetRecord().lastServicedWritePos, GetRecord().writePos);
+    }
+};
+
+// --- nothing to do
+
+TEST_F(PlaybackBuffer_Service, OfAnInactiveBufferOnlyRemembersTheWritePosition) {
+    GetRecord().active = 0;
+    GetRecord().lastServicedWritePos = 1;
+    ServiceAfter(5000);
+    EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    EXPECT_EQ(GetRecord().lastServicedWritePos, 30000U);
+    EXPECT_EQ(GetRecord().active, 0U);
+}
+
+TEST_F(PlaybackBuffer_Service, JustAfterAPresentationDoesNothing) {
+    ServiceAfter(0);
+    ExpectNothingDone();
+}
+
+TEST_F(PlaybackBuffer_Service, Exactly500MillisecondsAfterAPresentationDoesNothing) {
+    ServiceAfter(500);
+    ExpectNothingDone();
+}
+
+TEST_F(PlaybackBuffer_Service, JustBelow501MillisecondsAfterAPresentationDoesNothing) {
+    GetRecord().lastPresentTime = Ahead(-501'000'000 + 1);
+    buffer->Service();
+    ExpectNothingDone();
+}
+
+TEST_F(PlaybackBuffer_Service, InTheGraceANewFrameIsRememberedOnly) {
+    GetRecord().lastServicedWritePos = 29520;
+    ServiceAfter(500);
+    ExpectNothingDone();
+}
+
+// --- clearing
+
+TEST_F(PlaybackBuffer_Service, From501MillisecondsOnClearsWhatWasPlayed) {
+    ServiceAfter(501);
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, At600MillisecondsWithoutANewFrameClearsOnly) {
+    ServiceAfter(600);
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, Exactly1000MillisecondsWithoutANewFrameClearsOnly) {
+    ServiceAfter(1000);
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, JustBelow1001MillisecondsClearsOnly) {
+    GetRecord().lastPresentTime = Ahead(-1'001'000'000 + 1);
+    buffer->Service();
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, At1500MillisecondsWithANewFrameClearsOnly) {
+    GetRecord().lastServicedWritePos = 29520;
+    ServiceAfter(1500);
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, At1500MillisecondsAFramePutBackIsANewOneToo) {
+    GetRecord().lastServicedWritePos = 30480;
+    ServiceAfter(1500);
+    ExpectPlayedDataCleared();
+}
+
+TEST_F(PlaybackBuffer_Service, PlayedDataOf14999SamplesIsNotClearedYet) {
+    PutCursorAt(14999);
+    ServiceAfter(600);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetCurrentPosition()"));
+    EXPECT_TRUE(IsSoiled(0, RingSamples));
+    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    ExpectNotStopped();
+}
+
+TEST_F(PlaybackBuffer_Service, WhatLiesBetweenThePlayAndTheWriteCursorIsNotPlayedYet) {
+    world.Device().SetWriteLead(960);
+    PutCursorAt(14999);
+    ServiceAfter(600);
+    EXPECT_TRUE(IsSoiled(0, RingSamples));
+    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+}
+
+TEST_F(PlaybackBuffer_Service, PlayedDataIsClearedRoundTheRing) {
+    GetRecord().clearedEnd = 239900;
+    PutCursorAt(14901);
+    ServiceAfter(600);
+    // 14901 + 100 = 15001 samples are due, 14976 of them are cleared: 100 up to the end, 14876 behind.
+    EXPECT_THAT(TakeCalls(CallSet::All()),
+                ElementsAre("GetCurrentPosition()", "Lock(479800, 29952)", "Unlock(200, 29752)"));
+    EXPECT_EQ(GetRecord().clearedEnd, 14876U);
+}
+
+TEST_F(PlaybackBuffer_Service, ClearsTheBufferThatPlaysOn) {
+    GetRecord().lastPresentTime = Ago(0);
+    PutCursorAt(0);
+    // 600 ms are 28800 samples, 225 * 128.
+    world.Clock().AdvanceMilliSec(600);
+    buffer->Service();
+    EXPECT_THAT(TakeCalls(CallSet::All()),
+                ElementsAre("GetCurrentPosition()", "Lock(0, 57600)", "Unlock(57600, 0)"));
+    EXPECT_EQ(GetRecord().clearedEnd, 28800U);
+}
+
+TEST_F(PlaybackBuffer_Service, ClearsNothingWhenTheCursorCannotBeRead) {
+    world.Faults().Fail(Call_t::BufferGetCurrentPosition, 1, DSERR_GENERIC);
+    GetRecord().lastServicedWritePos = 1;
+    ServiceAfter(600);
+    EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetCurrentPosition() = 0x80004005"));
+    EXPECT_TRUE(IsSoiled(0, RingSamples));
+    ExpectNotStopped();
+}
+
+TEST_F(PlaybackBuffer_Service, ClearingThatIsRefusedIsIgnored) {
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
+    ServiceAfter(600);
+    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    ExpectNotStopped();
+}
+
+TEST_F(PlaybackBuffer_Service, RestoresALostBufferToClearIt) {
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
+    ServiceAfter(600);
+    EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()", "Lock(0, 29952) = 0x88780096", "Restore()",
+                                         "Lock(0, 29952)", "Unlock(29952, 0)"));
+    EXPECT_EQ(GetRecord().clearedEnd, 14976U);
+}
+
+// --- idle stop
+
+TEST_F(PlaybackBuffer_Service, At1001MillisecondsWithoutANewFrameStopsTheBuffer) {
+    ServiceAfter(1001);
+    ExpectStopped("Idle AudioBuffer playback stopped (1001 ms)");
+}
+
+TEST_F(PlaybackBuffer_Service, StopsAtTheSecondPassAfterTheLastFrame) {
+    GetRecord().lastServicedWritePos = 29520;
+    ServiceAfter(1500);
+    ExpectPlayedDataCleared();
+    ServiceAfter(1700);
+    ExpectStopped("Idle AudioBuffer playback stopped (1700 ms)");
+}
+
+TEST_F(PlaybackBuffer_Service, StoppedBufferIsNotStoppedAgain) {
+    ServiceAfter(1001);
+    TakeCalls();
+    TakeLog();
+    ServiceAfter(1201);
+    EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(PlaybackBuffer_Service, KeepsTheClientsVolumeForTheNextStart) {
+    buffer->SetVolume(0.5F, false);
+    ServiceAfter(1001);
+    EXPECT_EQ(Sound().Volume(), -10000);
+    EXPECT_EQ(GetRecord().volume, 0.5F);
+    // The next frame is the new origin, and the next presentation starts at the client's volume.
+    EXPECT_TRUE(Write(3'000'000'000, 480, 7));
+    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 3'000'000'000);
+    EXPECT_EQ(GetRecord().writePos, 0U);
+    auto presentation = Ahead(0);
+    buffer->Present(presentation);
+    EXPECT_TRUE(Sound().IsPlaying());
+    EXPECT_EQ(Sound().Volume(), -2121);
+}
+
+TEST_F(PlaybackBuffer_Service, TheIdleTimeIsA32BitDifference) {
+    // 2^32 + 500 and 2^32 + 1001 ms are 500 and 1001, 2^31 ms are -2^31.
+    ServiceAfter(4'294'967'796);
+    ExpectNothingDone();
+    ServiceAfter(2'147'483'648);
+    ExpectNothingDone();
+    ServiceAfter(4'294'968'297);
+    ExpectStopped("Idle AudioBuffer playback stopped (1001 ms)");
+}
+
+TEST_F(PlaybackBuffer_Service, TheGreatestIdleTimeStopsTheBuffer) {
+    ServiceAfter(2'147'483'647);
+    ExpectStopped("Idle AudioBuffer playback stopped (2147483647 ms)");
+}
+
+TEST_F(PlaybackBuffer_Service, IdleStopGoesOnWhenVolumeIsRefused) {
+    world.Faults().Fail(Call_t::BufferSetVolume, 1, DSERR_GENERIC);
+    ServiceAfter(1001);
+    EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000) = 0x80004005", "Stop()", "Lock(0, 480000)",
+                                         "Unlock(480000, 0)"));
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
+}
+
+TEST_F(PlaybackBuffer_Service, IdleStopGoesOnWhenStoppingIsRefused) {
+    world.Faults().Fail(Call_t::BufferStop, 1, DSERR_GENERIC);
+    ServiceAfter(1001);
+    EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000)", "Stop() = 0x80004005", "Lock(0, 480000)",
+                                         "Unlock(480000, 0)"));
+    EXPECT_EQ(GetRecord().active, 0U);
+    EXPECT_EQ(GetRecord().baseTimestamp, 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
+}
+
+TEST_F(PlaybackBuffer_Service, IdleStopGoesOnWhenTheRingCannotBeLocked) {
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
+    GetRecord().clearedEnd = 777;
+    ServiceAfter(1001);
+    EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000)", "Stop()", "Lock(0, 480000) = 0x80004005"));
+    EXPECT_EQ(GetRecord().active, 0U);
+    EXPECT_EQ(GetRecord().baseTimestamp, 0);
+    EXPECT_EQ(GetRecord().clearedEnd, 777U);
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
+}
+
+TEST_F(PlaybackBuffer_Service, ABufferThatWasNeverPresentedGoesIdleASecondAfterItsMaking) {
+    Media::RendererAudioPlaybackBuffer fresh(device);
+    EXPECT_TRUE(fresh.WriteFrame(UnitTest::ConstantFrame(Origin, 480, 7)));
+    world.Clock().AdvanceMilliSec(1000);
+    fresh.Service();
+    EXPECT_EQ(Peer::GetRecord(fresh).active, 1U);
+    TakeLog();
+    world.Clock().AdvanceMilliSec(1);
+    fresh.Service();
+    EXPECT_EQ(Peer::GetRecord(fresh).active, 0U);
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
+}
+
+TEST_F(PlaybackBuffer_Service, DoesNotNeedASoundBuffer) {
+    Media::RendererAudioPlaybackBuffer fresh(device);
+    Peer::GetRecord(fresh).active = 1;
+    Peer::GetRecord(fresh).writePos = 5;
+    Peer::GetRecord(fresh).lastPresentTime = Ago(600);
+    fresh.Service();
+    EXPECT_EQ(Peer::GetRecord(fresh).lastServicedWritePos, 5U);
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    Peer::GetRecord(fresh).lastPresentTime = Ago(1001);
+    fresh.Service();
+    EXPECT_EQ(Peer::GetRecord(fresh).active, 0U);
+    EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
+    EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
+}
+
+} // namespace

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <boost/thread/mutex.hpp>
+#include <boost/thread/thread.hpp>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "simulation/world.h"
+#include "support/builders.h"
+#include "support/peers.h"
+
+namespace UnitTest {
+
+using DevicePeer = Media::RendererAudioPlaybackDevicePeer;
+
+// Looks into a playback device. **Threads:** while no other thread changes what is looked at.
+
+inline std::vector<HANDLE> EventsOf(Media::RendererAudioPlaybackDevice& device) {
+    return *DevicePeer::GetState(device).registry.GetEvents();
+}
+
+inline std::vector<Media::RendererAudioPlaybackBuffer*> BuffersOf(
+    Media::RendererAudioPlaybackDevice& device) {
+    return DevicePeer::GetState(device).registry.GetBuffers();
+}
+
+inline std::map<std::string, GUID> KnownDevicesOf(Media::RendererAudioPlaybackDevice& device) {
+    return DevicePeer::GetState(device).devices.GetDevices();
+}
+
+inline bool HasSound(Media::RendererAudioPlaybackDevice& device) {
+    return DevicePeer::GetState(device).sound != nullptr;
+}
+
+inline bool HasThread(Media::RendererAudioPlaybackDevice& device) {
+    return DevicePeer::GetState(device).thread.load() != nullptr;
+}
+
+/// True when another thread could take `lock` now.
+inline bool CanBeLockedElsewhere(boost::mutex& lock) {
+    bool isFree = false;
+    std::thread([&] {
+        isFree = lock.try_lock();
+        if (isFree) {
+            lock.unlock();
+        }
+    }).join();
+    return isFree;
+}
+
+/// A playback buffer without sound, registered with a device for as long as it lives, that tells whether the
+/// service pass has come by.
+class RegisteredBuffer {
+public:
+    explicit RegisteredBuffer(Media::RendererAudioPlaybackDevice& device) : device_(device), buffer_(device) {
+        Rearm();
+        event_ = device.AddBuffer(buffer_);
+    }
+    ~RegisteredBuffer() { device_.RemoveBuffer(buffer_); }
+    RegisteredBuffer(RegisteredBuffer const&) = delete;
+    RegisteredBuffer& operator=(RegisteredBuffer const&) = delete;
+
+    /// From here on `WasServiced` is false until the next pass. **Threads:** while no pass can run.
+    void Rearm() {
+        GetRecord().writePos.store(MarkSamples);
+        GetRecord().lastServicedWritePos = 0;
+    }
+    bool WasServiced() { return GetRecord().lastServicedWritePos == MarkSamples; }
+
+    Media::RendererAudioPlaybackBuffer& Get() { return buffer_; }
+    HANDLE GetEvent() const { return event_; }
+
+private:
+    /// A pass copies the write position, whatever else it does.
+    static constexpr std::uint32_t MarkSamples = 2;
+
+    Media::RendererAudioPlaybackBufferPeer::Record& GetRecord() {
+        return Media::RendererAudioPlaybackBufferPeer::GetRecord(buffer_);
+    }
+
+    Media::RendererAudioPlaybackDevice& device_;
+    Media::RendererAudioPlaybackBuffer buffer_;
+    HANDLE event_ = nullptr;
+};
+
+/// The texts of the calls in `calls` that the thread named `threadName` made; the test's own has no name.
+inline std::vector<std::string> TextsOfThread(Simulation::World& world, std::string const& threadName,
+                                              Simulation::CallSet const& calls) {
+    std::vector<std::string> texts;
+    for (auto const& record : world.Journal().Records(calls)) {
+        if (record.threadName == threadName) {
+            texts.push_back(record.Text());
+        }
+    }
+    return texts;
+}
+
+/// All calls but those that only count references.
+inline Simulation::CallSet CallsButReferences() {
+    return Simulation::CallSet::All() - Simulation::CallSet::References();
+}
+
+constexpr char const* PlaybackThreadName = "Media.RendererAudio.Playback";
+
+} // namespace UnitTest
