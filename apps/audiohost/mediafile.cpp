@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "hosterror.h"
-#include "soundcompare.h"
+#include "soundlevel.h"
 
 namespace AudioHost {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "soundlevel.h"
 #include "stats.h"
 #include "svgplot.h"
 #include "textformat.h"

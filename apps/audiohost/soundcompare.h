@@ -1,35 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "samples.h"
+#include "soundsearch.h"
 
 namespace AudioHost {
-
-/// Length of the windows that are looked up one by one. A quarter of a second is long enough to be found in
-/// speech and short enough that a playback speed 833 ppm off, the most that drift control uses, shifts its
-/// ends by five samples only.
-constexpr std::int64_t CompareWindowSamples = 12000;
-/// A window may have moved this far since the one before: beyond the longest jump of the play cursor (312.5
-/// ms).
-constexpr std::int64_t CompareSearchSamples = 19200;
-/// A window counts as heard from this likeness on.
-constexpr float MatchCorrelation = 0.9F;
-
-/// One window of what was sent and where it was heard.
-struct WindowMatch {
-    std::int64_t sentStart = 0;
-    /// Loud enough to be looked for, and within the recording; the rest says nothing otherwise.
-    bool hasSignal = false;
-    /// Highest likeness found, -1.0 to 1.0.
-    float correlation = 0.0F;
-    /// Sample number in the recording minus sample number in what was sent.
-    std::int64_t lag = 0;
-
-    bool IsMatch() const { return hasSignal && correlation > MatchCorrelation; }
-};
 
 /// A place where the recording's time departs from what was sent.
 struct TimelineJump {
@@ -81,20 +58,7 @@ struct SoundComparison {
     double GetMatchedShare() const;
 };
 
-/// Root mean square in decibels against a full-scale square wave; -120 for silence.
-double LevelDecibel(SampleView samples);
-
-/// Greatest magnitude, 0 to 32768.
-int Peak(SampleView samples);
-
-/// Sample number in `heard` minus sample number in `sent`, from the loudest stretches of `sent`; nothing
-/// when it cannot be told.
-std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard);
-
-/// Looks up every window of `sent` in `heard`, each near the one before; the first near `lag`.
-std::vector<WindowMatch> MatchWindows(SampleView sent, SampleView heard, std::int64_t lag);
-
-/// Everything above together.
+/// Looks `sent` up in `heard` and judges what became of it.
 SoundComparison CompareSounds(SampleView sent, SampleView heard);
 
 /// The sum of several sounds that play at once, cut off at full scale as a mixer does.

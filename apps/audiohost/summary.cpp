@@ -14,6 +14,7 @@ namespace {
 /// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
 constexpr double GoodErrorMilliSec = 45.0;
 constexpr double GoodMatchedShare = 0.95;
+constexpr std::size_t MostJumpsTold = 5;
 /// Below this a recording holds noise at most.
 constexpr double SilentLevelDecibel = -80.0;
 /// Holes and jumps from here on are heard as a click or a stumble.
@@ -91,12 +92,16 @@ std::string DescribeLevels(SoundComparison const& comparison) {
 
 std::string DescribeJumps(std::vector<TimelineJump> const& jumps) {
     std::string text;
-    for (TimelineJump const& jump : jumps) {
+    for (std::size_t i = 0; i < std::min(jumps.size(), MostJumpsTold); ++i) {
+        TimelineJump const& jump = jumps[i];
         char const* const kind = jump.kind == TimelineJump::Kind_t::Missing    ? " missing"
                                  : jump.kind == TimelineJump::Kind_t::Repeated ? " repeated"
                                                                                : " of silence put in";
         text += (text.empty() ? "" : "; ") + Milli(static_cast<double>(jump.samples)) + kind + " at " +
                 At(jump.sentSample);
+    }
+    if (jumps.size() > MostJumpsTold) {
+        text += "; and " + std::to_string(jumps.size() - MostJumpsTold) + " more";
     }
     return text.empty() ? "Nothing is missing and nothing was heard twice." : "Out of step: " + text + ".";
 }
@@ -106,8 +111,8 @@ std::string DescribeLost(std::vector<SoundSpan> const& lost) {
     for (SoundSpan const& span : lost) {
         total += span.samples;
     }
-    return FormatCount(lost.size(), "part") + ", together " +
-           FormatFixed(SamplesToSec(static_cast<double>(total)), 2) + " s, was not heard as sent (first at " +
+    return "Not heard as sent: " + FormatCount(lost.size(), "part") + ", together " +
+           FormatFixed(SamplesToSec(static_cast<double>(total)), 2) + " s (first at " +
            At(lost.front().start) + ").";
 }
 

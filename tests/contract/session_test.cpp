@@ -49,7 +49,8 @@ void LiveOnce(Simulation::TestWorld& world) {
 }
 
 TEST(Library_Session, GivesEveryReferenceAndEveryHandleBack) {
-    // The world complains by itself about references that are left when it ends. Its first life brings in
+    constexpr int Lives = 20;
+    // The world complains by itself about references that are left when it ends. The first life brings in
     // what stays: the libraries, and what threads leave in them.
     {
         Simulation::TestWorld world;
@@ -57,13 +58,14 @@ TEST(Library_Session, GivesEveryReferenceAndEveryHandleBack) {
     }
     std::uint32_t const handles = CountHandles();
     std::uint32_t const threads = CountThreads();
-    {
+
+    for (int i = 0; i < Lives; ++i) {
         Simulation::TestWorld world;
         LiveOnce(world);
     }
 
-    EXPECT_EQ(CountHandles(), handles);
-    EXPECT_EQ(CountThreads(), threads);
+    EXPECT_LE(CountHandles(), handles + PassingResources);
+    EXPECT_LE(CountThreads(), threads + PassingResources);
     EXPECT_FALSE(LoadedModule::IsLoaded());
 }
 

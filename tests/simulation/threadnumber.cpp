@@ -1,6 +1,7 @@
 #include "simulation/threadnumber.h"
 
 #include <atomic>
+#include <boost/thread/tss.hpp>
 
 #include "simulation/platformmutex.h"
 #include "simulation/world.h"
@@ -11,9 +12,9 @@ namespace {
 
 std::atomic<std::uint64_t> lastThreadNumber{0};
 
-class ThreadMark {
-public:
-    ThreadMark() = default;
+/// Kept by each thread until it ends.
+struct ThreadMark {
+    explicit ThreadMark(std::uint64_t number_) : number(number_) {}
     ThreadMark(ThreadMark const&) = delete;
     ThreadMark& operator=(ThreadMark const&) = delete;
     ~ThreadMark() {
@@ -23,14 +24,25 @@ public:
         }
     }
 
-    std::uint64_t const number = ++lastThreadNumber;
+    std::uint64_t const number;
 };
+
+/// Boost's, since the memory of a `thread_local` object is gone under mingw before its destructor runs. It
+/// lives for ever, as threads may end after the program's statics.
+boost::thread_specific_ptr<ThreadMark>& Mark() {
+    static auto* const mark = new boost::thread_specific_ptr<ThreadMark>;
+    return *mark;
+}
 
 } // namespace
 
 std::uint64_t ThisThreadNumber() {
-    thread_local ThreadMark const mark;
-    return mark.number;
+    thread_local std::uint64_t number = 0;
+    if (number == 0) {
+        number = ++lastThreadNumber;
+        Mark().reset(new ThreadMark(number));
+    }
+    return number;
 }
 
 } // namespace Simulation

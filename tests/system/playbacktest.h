@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "noise.h"
-#include "soundcompare.h"
+#include "soundlevel.h"
 #include "stage.h"
 #include "stats.h"
 #include "tracking.h"

@@ -1,6 +1,7 @@
-#include <cmath>
+#include <map>
+#include <memory>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "playbacktest.h"
@@ -15,12 +16,15 @@ using AudioHost::SampleView;
 /// Single starts are tens of milliseconds off on a busy machine: the median over several is judged.
 constexpr double StartToleranceMilliSec = 15.0;
 
-/// Sound this much before or after its picture is acceptable by EBU R37. A quiet machine stays within 15 ms
-/// (0.02 of the lead that drift control leaves, a step of the play cursor, the whole milliseconds of the
-/// report); on a busy one the play cursor stands still now and then, and drift control takes 1.2 s for every
-/// millisecond of that.
-constexpr double EarlyLimitMilliSec = 40.0;
-constexpr double LateLimitMilliSec = 60.0;
+/// What a session reports of its first second and a half: 0.02 of the lead that drift control leaves, a step
+/// of the play cursor (10 ms), and the whole milliseconds of the report. Single starts are worse on a busy
+/// machine, and drift control takes 1.2 s for every millisecond of that: the median over several is judged.
+constexpr double ReportedErrorLimitMilliSec = 0.02 * UsualLeadMilliSec + 10.0 + 1.0;
+
+/// Between 47960 or 48040 Hz and 48000 Hz. A quarter of it is far more than the places of windows are rounded
+/// by, and far less than between one frequency and the next.
+constexpr double RateStepSamplesPerSec = 40.0;
+constexpr double RateToleranceSamplesPerSec = RateStepSamplesPerSec / 4;
 
 constexpr char const* StartedText = "playback started";
 constexpr char const* IdleText = "Idle AudioBuffer playback stopped";
@@ -51,6 +55,27 @@ protected:
             text += std::to_string(value) + " ";
         }
         RecordProperty(name, text);
+    }
+
+    /// How fast a sound falls behind, in samples a second: median over all its seconds, of which a busy
+    /// machine disturbs some. Nothing, and a failure, when it is not heard.
+    static std::optional<double> GetLagChangePerSec(SampleView sent, SampleView heard,
+                                                    std::int64_t presentationMilliSec) {
+        auto const start = FindPlayed(sent, heard, presentationMilliSec);
+        if (!start) {
+            return std::nullopt;
+        }
+        auto const windows = TrackWindows(sent, heard, *start, CoarseTrack);
+        auto const windowsPerSec =
+            static_cast<std::size_t>(AudioHost::SoundRateHz / CoarseTrack.windowSamples);
+        std::vector<double> changes;
+        for (std::size_t k = 0; k + windowsPerSec < windows.size(); ++k) {
+            HeardWindow const& after = windows[k + windowsPerSec];
+            if (windows[k].isHeard && after.isHeard) {
+                changes.push_back(static_cast<double>(after.lag - windows[k].lag));
+            }
+        }
+        return AudioHost::Median(changes);
     }
 };
 
@@ -196,28 +221,67 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
     EXPECT_GT(OnStage().CountLogged(PastText), 0U);
 }
 
-TEST_F(RendererAudio_Presentation, AchievedTimesStayCloseToTheRequestedOnes) {
-    AudioHost::Samples const sent = MakeNoise(7, SamplesOf(20'000));
-    Session const session(OnStage());
+TEST_F(RendererAudio_Presentation, AchievedTimesAreCloseToTheRequestedOnes) {
+    constexpr std::uint32_t Sessions = 8;
+    constexpr std::int64_t SoundMilliSec = 1500;
+    // No multiple of 10 ms, so that the starts fall on different places of the output's steps.
+    constexpr std::int64_t StaggerMilliSec = 433;
+    Stream const stream = MakeRawStream(MakeQuietNoise(7, SamplesOf(SoundMilliSec)));
+    std::vector<std::unique_ptr<Session>> sessions;
     Score score;
-    session.Play(score, MakeRawStream(sent), 0, UsualLeadMilliSec);
+    for (std::uint32_t i = 0; i < Sessions; ++i) {
+        sessions.push_back(std::make_unique<Session>(OnStage()));
+        sessions.back()->Play(score, stream, i * StaggerMilliSec, UsualLeadMilliSec);
+    }
+
+    OnStage().Perform(score, 0);
+
+    std::map<Media::Pipeline::SessionId_t, std::vector<double>> errors;
+    for (auto const& report : OnStage().TakeReports()) {
+        EXPECT_EQ(report.outcome, Media::PipelineStageJob::Outcome_t::Succeeded);
+        errors[report.session].push_back(
+            static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
+            NanoSecPerMilliSec);
+    }
+    std::vector<double> medians;
+    for (auto const& [session, values] : errors) {
+        EXPECT_EQ(values.size(), stream.size());
+        medians.push_back(AudioHost::Median(values));
+    }
+    ASSERT_EQ(medians.size(), Sessions);
+    RecordNumbers("errorMilliSec", medians);
+    EXPECT_NEAR(AudioHost::Median(medians), 0.0, ReportedErrorLimitMilliSec);
+}
+
+TEST_F(RendererAudio_Presentation, ThatMovesIsFollowedAtASlowerOrFasterRate) {
+    constexpr std::int64_t MoveMilliSec = 2000;
+    constexpr std::int64_t EndMilliSec = 14'000;
+    // A drift window may begin just before the move, and the next one has to pass before the rate changes.
+    constexpr std::int64_t FollowingMilliSec = 5000;
+    // Both moves are less than the way to a reset (a lag of 312 ms), and more than twelve seconds take back.
+    constexpr std::int64_t SoonMilliSec = 150;
+    constexpr std::int64_t LateMilliSec = 250;
+    std::vector<AudioHost::Samples> const sounds = {MakeQuietNoise(8, SamplesOf(EndMilliSec)),
+                                                    MakeQuietNoise(9, SamplesOf(EndMilliSec))};
+    std::vector<Stream> const streams = {MakeRawStream(sounds[0]), MakeRawStream(sounds[1])};
+    Session const delayed(OnStage());
+    Session const hurried(OnStage());
+    Score score;
+    delayed.Play(score, Cut(streams[0], 0, MoveMilliSec), 0, SoonMilliSec);
+    delayed.Play(score, Cut(streams[0], MoveMilliSec, EndMilliSec), 0, LateMilliSec);
+    hurried.Play(score, Cut(streams[1], 0, MoveMilliSec), 0, LateMilliSec);
+    hurried.Play(score, Cut(streams[1], MoveMilliSec, EndMilliSec), 0, SoonMilliSec);
 
     HeardSound const heard = OnStage().Perform(score, UsualTailMilliSec);
 
-    std::vector<double> errors;
-    for (auto const& report : OnStage().TakeReports()) {
-        EXPECT_EQ(report.outcome, Media::PipelineStageJob::Outcome_t::Succeeded);
-        errors.push_back(static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
-                         NanoSecPerMilliSec);
-    }
-    ASSERT_EQ(errors.size(), 1000U);
-    RecordNumbers("errorMilliSecAt5And50And95Percent",
-                  {AudioHost::Percentile(errors, 0.05), AudioHost::Median(errors),
-                   AudioHost::Percentile(errors, 0.95)});
-    EXPECT_GE(AudioHost::Median(errors), -EarlyLimitMilliSec);
-    EXPECT_LE(AudioHost::Median(errors), LateLimitMilliSec);
-    // What is reported is true: the sound is there.
-    EXPECT_TRUE(FindPlayed(sent, heard.left, UsualLeadMilliSec));
+    auto const delayedRate = GetLagChangePerSec(CutSound(sounds[0], FollowingMilliSec, EndMilliSec),
+                                                heard.left, FollowingMilliSec + SoonMilliSec);
+    auto const hurriedRate = GetLagChangePerSec(CutSound(sounds[1], FollowingMilliSec, EndMilliSec),
+                                                heard.left, FollowingMilliSec + LateMilliSec);
+    ASSERT_TRUE(delayedRate && hurriedRate);
+    RecordNumbers("lagChangeSamplesPerSec", {*delayedRate, *hurriedRate});
+    EXPECT_NEAR(*delayedRate, RateStepSamplesPerSec, RateToleranceSamplesPerSec);
+    EXPECT_NEAR(*hurriedRate, -RateStepSamplesPerSec, RateToleranceSamplesPerSec);
 }
 
 } // namespace

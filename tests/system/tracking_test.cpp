@@ -9,7 +9,7 @@
 
 #include "correlation.h"
 #include "noise.h"
-#include "soundcompare.h"
+#include "soundlevel.h"
 
 namespace SystemTest {
 namespace {

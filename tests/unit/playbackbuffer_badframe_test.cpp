@@ -82,6 +82,7 @@ TEST_F(PlaybackBuffer_WriteBadFrame, FrameOfNoBytesIsPlacedAndRefused) {
     GetRecord().writeEnd = 480;
     EXPECT_FALSE(buffer->WriteFrame(FrameOfBytes(480, 0)));
     ExpectPlacedButEmpty();
+    EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_WriteBadFrame, FrameOfOneByteWritesItAndNoSample) {

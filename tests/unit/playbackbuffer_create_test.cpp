@@ -5,7 +5,6 @@
 
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using UnitTest::CodedFrame;

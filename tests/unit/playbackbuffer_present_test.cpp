@@ -4,7 +4,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using UnitTest::Debug;
 using UnitTest::Info;
 
 constexpr std::int64_t OneMilliSec = 1'000'000;

@@ -186,6 +186,9 @@ TEST(Ring_MilliSecTruncated, CountsWholeMilliseconds) {
     // 48 * 20833 = 999'984, 49 * 20833 = 1'020'817.
     EXPECT_EQ(MilliSecTruncated(48, NsPerSample), 0);
     EXPECT_EQ(MilliSecTruncated(49, NsPerSample), 1);
+    // 58849 * 20833 = 1'226'001'217 and 62545 * 20833 = 1'302'999'985: just above and just below a whole one.
+    EXPECT_EQ(MilliSecTruncated(58849, NsPerSample), 1226);
+    EXPECT_EQ(MilliSecTruncated(62545, NsPerSample), 1302);
     // 15000 * 20833 = 312'495'000.
     EXPECT_EQ(MilliSecTruncated(15000, NsPerSample), 312);
     // 239999 * 20833 = 4'999'899'167, beyond 32 bits.

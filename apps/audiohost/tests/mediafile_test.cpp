@@ -6,6 +6,7 @@
 
 #include "hosterror.h"
 #include "soundcompare.h"
+#include "soundlevel.h"
 #include "testfiles.h"
 #include "testsounds.h"
 

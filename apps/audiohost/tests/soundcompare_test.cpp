@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "soundlevel.h"
 #include "testsounds.h"
 
 namespace AudioHost {

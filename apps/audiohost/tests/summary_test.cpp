@@ -111,7 +111,14 @@ TEST(DescribeComparison, TellsHolesJumpsAndLosses) {
     EXPECT_THAT(sentences, Contains("The first 40.0 ms were not heard."));
     EXPECT_THAT(sentences, Contains("Longest silent hole: 20.0 ms at 0:01.0."));
     EXPECT_THAT(sentences, Contains("Out of step: 40.0 ms missing at 0:02.0; 10.0 ms repeated at 0:00.0."));
-    EXPECT_THAT(sentences, Contains("1 part, together 0.25 s, was not heard as sent (first at 0:00.5)."));
+    EXPECT_THAT(sentences, Contains("Not heard as sent: 1 part, together 0.25 s (first at 0:00.5)."));
+}
+
+TEST(DescribeComparison, OfManyJumpsTellsFiveAndCountsTheRest) {
+    SoundComparison comparison = *MakeHeardRecord().comparison;
+    comparison.jumps.assign(7, {TimelineJump::Kind_t::Missing, 0, 480});
+    EXPECT_THAT(DescribeComparison(comparison),
+                Contains(HasSubstr("10.0 ms missing at 0:00.0; and 2 more.")));
 }
 
 TEST(DescribeComparison, OfARecorderThatStartedLateSaysSo) {

@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "kovra/configitem.h"
 #include "kovra/thread.h"
 
 using Kovra::CodeLocation;
@@ -54,7 +53,8 @@ void Require(bool condition, char const* text) {
     }
 }
 
-/// Made before anything of the log, it ends when the last of it is gone.
+/// Made before anything of the log (which is why nothing that fetches a logger at load is included above), it
+/// ends when the last of it is gone.
 class LogsWhenAllIsGone {
 public:
     ~LogsWhenAllIsGone() {
@@ -213,11 +213,6 @@ TEST_F(LogManager_GetLogger, ChannelsThatWereFetchedAreListedInOrder) {
             listed.push_back(name);
     }
     EXPECT_THAT(listed, ElementsAre("Test.List.A", "Test.List.B"));
-}
-
-TEST_F(LogManager_GetLogger, LibrariesThatIncludeConfigurationItemsHaveTheirLoggerFromLoadOn) {
-    EXPECT_EQ(Kovra::ConfigItemLogger->GetChannel(), "Kovra.ConfigItem");
-    EXPECT_EQ(Kovra::ConfigItemLogger, GetLogger("Kovra.ConfigItem"));
 }
 
 TEST_F(LogManager_GetLogger, LoggerFetchedAtLoadWorks) {
