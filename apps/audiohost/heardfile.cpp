@@ -24,6 +24,10 @@ std::uintmax_t SizeOf(std::string const& path) {
 
 } // namespace
 
+std::int64_t CountRawSamples(std::string const& path) {
+    return static_cast<std::int64_t>(SizeOf(path) / sizeof(std::int16_t));
+}
+
 void WaitUntilStill(std::string const& path, std::function<void(int)> const& sleep) {
     std::uintmax_t size = SizeOf(path);
     int still = 0;

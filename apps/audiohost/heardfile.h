@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
 #include "samples.h"
 
 namespace AudioHost {
+
+/// Samples in the raw file at `path` (UTF-8) so far; 0 when there is none.
+std::int64_t CountRawSamples(std::string const& path);
 
 /// Waits until the file at `path` (UTF-8) stops growing, at most 2 s. `sleep` lets that many milliseconds
 /// pass.

@@ -25,6 +25,11 @@ namespace {
 constexpr std::size_t Workers = 2;
 constexpr char const* RendererChannels = "Media.RendererAudio";
 
+/// How much earlier than by the growth of the recording a sound may appear in it, and how much later than it
+/// was due: recorders write in pieces, and an audio server holds up to two seconds.
+constexpr std::int64_t EarlierMilliSec = 500;
+constexpr std::int64_t LaterMilliSec = 2500;
+
 /// Runs something when it goes out of scope, whatever the way.
 class AtEnd {
 public:
@@ -125,6 +130,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
     AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
 
     bool isComplete = false;
+    std::int64_t heardBefore = 0;
     {
         Media::Pipeline pipeline(
             surroundings.renderer, Workers,
@@ -134,6 +140,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
         for (Source& source : sources) {
             feeder.Add(source.session, source.number, std::move(source.file));
         }
+        heardBefore = CountRawSamples(options.heardPath);
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
         recorder.SetStart(start);
         isComplete = FeedWithProgress(feeder, recorder, options, surroundings, start);
@@ -143,6 +150,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
     }
     PlayRecord record = recorder.Take();
     record.leadMilliSec = options.leadMilliSec;
+    record.heardBefore = heardBefore;
     record.isInterrupted = !isComplete;
     return record;
 }
@@ -159,7 +167,9 @@ void CompareWithHeard(std::string const& path, PlayRecord& record) {
         std::int64_t const cut = record.isInterrupted ? MilliSecToSamples(record.leadMilliSec) : 0;
         sounds.push_back(sound.Cut(0, size - cut));
     }
-    record.comparison = CompareSounds(MixSounds(sounds), record.heard);
+    LagRange const range = {record.heardBefore - MilliSecToSamples(EarlierMilliSec),
+                            record.heardBefore + MilliSecToSamples(record.leadMilliSec + LaterMilliSec)};
+    record.comparison = CompareSounds(MixSounds(sounds), record.heard, range);
 }
 
 void RequirePlayed(PlayRecord const& record) {

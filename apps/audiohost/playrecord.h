@@ -58,6 +58,8 @@ struct PlayRecord {
     std::vector<SessionRecord> sessions;
     /// Records that belong to no frame, such as a stop for idleness.
     std::vector<PlayEvent> otherEvents;
+    /// Samples that a recorder had put down when playing began.
+    std::int64_t heardBefore = 0;
     /// What a recorder heard, and the verdict; empty without a recording.
     Samples heard;
     std::optional<SoundComparison> comparison;

@@ -168,9 +168,9 @@ double SoundComparison::GetMatchedShare() const {
                : static_cast<double>(windowsMatched) / static_cast<double>(windowsWithSignal);
 }
 
-SoundComparison CompareSounds(SampleView sent, SampleView heard) {
+SoundComparison CompareSounds(SampleView sent, SampleView heard, std::optional<LagRange> const& range) {
     SoundComparison result;
-    std::optional<std::int64_t> const lag = FindLag(sent, heard);
+    std::optional<std::int64_t> const lag = FindLag(sent, heard, range);
     if (lag) {
         result.windows = MatchWindows(sent, heard, *lag);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "samples.h"
@@ -58,8 +59,9 @@ struct SoundComparison {
     double GetMatchedShare() const;
 };
 
-/// Looks `sent` up in `heard` and judges what became of it.
-SoundComparison CompareSounds(SampleView sent, SampleView heard);
+/// Looks `sent` up in `heard`, its beginning within `range` if given, and judges what became of it.
+SoundComparison CompareSounds(SampleView sent, SampleView heard,
+                              std::optional<LagRange> const& range = std::nullopt);
 
 /// The sum of several sounds that play at once, cut off at full scale as a mixer does.
 Samples MixSounds(std::vector<SampleView> const& sounds);

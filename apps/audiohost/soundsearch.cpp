@@ -111,11 +111,12 @@ std::int64_t LoudestStart(SampleView sent, std::int64_t length) {
     return best;
 }
 
-FoundLag FindPattern(SampleView pattern, SampleView heard) {
+/// Looks for the place in [from, end) at which `pattern` begins.
+FoundLag FindPattern(SampleView pattern, SampleView heard, std::int64_t from, std::int64_t end) {
     FoundLag best;
-    for (std::int64_t at = 0; at < static_cast<std::int64_t>(heard.GetSize()); at += SearchBlockSamples) {
-        SampleView const block =
-            heard.Cut(at, SearchBlockSamples + static_cast<std::int64_t>(pattern.GetSize()));
+    for (std::int64_t at = from; at < end; at += SearchBlockSamples) {
+        std::int64_t const places = std::min(SearchBlockSamples, end - at);
+        SampleView const block = heard.Cut(at, places + static_cast<std::int64_t>(pattern.GetSize()));
         FoundLag const found = LookUp(pattern, block, 0);
         if (found.correlation > best.correlation) {
             best = {found.correlation, at + found.lag};
@@ -130,7 +131,8 @@ bool IsWindowRecorded(SampleView heard, std::int64_t start) {
     return start >= 0 && start + CompareWindowSamples <= static_cast<std::int64_t>(heard.GetSize());
 }
 
-std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard) {
+std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard, std::optional<LagRange> const& range) {
+    auto const recorded = static_cast<std::int64_t>(heard.GetSize());
     auto const size = static_cast<std::int64_t>(sent.GetSize());
     FoundLag best;
     std::int64_t const step = std::max(PatternSamples, (size + PatternsTried - 1) / PatternsTried);
@@ -139,7 +141,10 @@ std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard) {
         std::int64_t const length =
             std::min<std::int64_t>(PatternSamples, static_cast<std::int64_t>(within.GetSize()));
         std::int64_t const start = part + LoudestStart(within, length);
-        FoundLag const found = FindPattern(sent.Cut(start, length), heard);
+        std::int64_t const from = range ? std::clamp<std::int64_t>(start + range->least, 0, recorded) : 0;
+        std::int64_t const end =
+            range ? std::clamp<std::int64_t>(start + range->most + 1, from, recorded) : recorded;
+        FoundLag const found = FindPattern(sent.Cut(start, length), heard, from, end);
         if (found.correlation > best.correlation) {
             best = {found.correlation, found.lag - start};
         }

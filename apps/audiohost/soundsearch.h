@@ -36,9 +36,17 @@ struct WindowMatch {
 /// True when the window that starts at `start` of the recording lies within it.
 bool IsWindowRecorded(SampleView heard, std::int64_t start);
 
-/// Sample number in `heard` minus sample number in `sent`, from the loudest stretches of `sent`; nothing
-/// when it cannot be told.
-std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard);
+/// Where in the recording a sound may begin, in samples of the recording, both ends included. Sound that
+/// repeats itself is like the recording in several places: only the range tells which one is meant.
+struct LagRange {
+    std::int64_t least = 0;
+    std::int64_t most = 0;
+};
+
+/// Sample number in `heard` minus sample number in `sent`, from the loudest stretches of `sent`, within
+/// `range` if given; nothing when it cannot be told.
+std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard,
+                                    std::optional<LagRange> const& range = std::nullopt);
 
 /// Looks up every window of `sent` in `heard`, each near the one before; the first near `lag`.
 std::vector<WindowMatch> MatchWindows(SampleView sent, SampleView heard, std::int64_t lag);

@@ -157,7 +157,8 @@ Verdict Judge(PlayRecord const& record) {
         return {false, "Parts of the sound were not heard as sent"};
     }
     if (worst > GoodErrorMilliSec) {
-        return {false, "Played, but not in time"};
+        return {false, (record.comparison ? "Heard as sent, but up to " : "Played, but up to ") +
+                           FormatFixed(worst, 0) + " ms out of time"};
     }
     std::string const end = record.isInterrupted ? ", until interrupted" : "";
     return {true, (record.comparison ? "Played and heard as sent" : "Played in time") + end};

@@ -64,7 +64,7 @@ BuildBoostTree() {
 
 BuildBoost() {
     [[ ! -d $BoostRoot ]] || return 0
-    BoostWork=$Cache/work/$(basename "$BoostRoot")
+    BoostWork=$Cache/unfinished/$(basename "$BoostRoot")
     BoostLog=$Cache/logs/boost.log
     mkdir -p "$BoostWork"
     FetchSource boost1.81 "$BoostVersion" "$BoostWork/source"
@@ -105,7 +105,7 @@ BuildFfmpegTree() {
 
 BuildFfmpeg() {
     [[ ! -d $FfmpegRoot ]] || return 0
-    FfmpegWork=$Cache/work/$(basename "$FfmpegRoot")
+    FfmpegWork=$Cache/unfinished/$(basename "$FfmpegRoot")
     FfmpegLog=$Cache/logs/ffmpeg.log
     mkdir -p "$FfmpegWork"
     FetchSource ffmpeg "$FfmpegVersion" "$FfmpegWork/source"

@@ -20,6 +20,12 @@ TEST(ReadRawSound, OfAMissingFileSaysSo) {
     EXPECT_THROW(ReadRawSound(folder.PathOf("none.raw")), HostError);
 }
 
+TEST(CountRawSamples, CountsWholeSamplesAndNoneOfAMissingFile) {
+    TestFolder const folder;
+    EXPECT_EQ(CountRawSamples(folder.Write("h.raw", "abcde")), 2);
+    EXPECT_EQ(CountRawSamples(folder.PathOf("none.raw")), 0);
+}
+
 TEST(WaitUntilStill, EndsAfterThreeLooksWithoutChange) {
     TestFolder const folder;
     int slept = 0;

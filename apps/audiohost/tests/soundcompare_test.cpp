@@ -100,6 +100,26 @@ TEST(CompareSounds, FindsASoundFarIntoALongRecording) {
     EXPECT_EQ(result.GetMatchedShare(), 1.0);
 }
 
+TEST(CompareSounds, FindsASoundThatRepeatsItselfWhereTheRangeSays) {
+    Samples const once = MakeVoice(4 * SecondSamples);
+    Samples const sent = Join({once, once, once});
+    // Of the three likenesses of the first four seconds the one at HeadSamples is the first.
+    SoundComparison const result =
+        CompareSounds(sent, Record(sent), LagRange{HeadSamples - 1000, HeadSamples + 1000});
+    ASSERT_TRUE(result.isFound);
+    EXPECT_EQ(result.firstSampleAt, HeadSamples);
+    EXPECT_EQ(result.unrecordedSamples, 0);
+    EXPECT_EQ(result.windowsMatched, result.windowsWithSignal);
+}
+
+TEST(CompareSounds, FindsASoundAtBothEndsOfTheRangeAndNotBeyond) {
+    Samples const sent = MakeVoice(4 * SecondSamples);
+    Samples const heard = Record(sent);
+    EXPECT_TRUE(CompareSounds(sent, heard, LagRange{HeadSamples, HeadSamples + 1}).isFound);
+    EXPECT_TRUE(CompareSounds(sent, heard, LagRange{HeadSamples - 1, HeadSamples}).isFound);
+    EXPECT_FALSE(CompareSounds(sent, heard, LagRange{HeadSamples + 2000, HeadSamples + 9000}).isFound);
+}
+
 TEST(CompareSounds, HalfTheAmplitudeIsSixDecibelLess) {
     Samples const sent = MakeVoice(2 * SecondSamples);
     Samples quieter = sent;

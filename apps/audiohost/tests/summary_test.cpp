@@ -33,7 +33,7 @@ TEST(Judge, OfFramesThatArePresentedTooLateIsBad) {
     for (PresentationPoint& point : record.sessions[0].points) {
         point.errorMilliSec = 46.0;
     }
-    EXPECT_EQ(Judge(record).text, "Played, but not in time");
+    EXPECT_EQ(Judge(record).text, "Played, but up to 46 ms out of time");
 }
 
 TEST(Judge, OfAHoleIsBad) {
