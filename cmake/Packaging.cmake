@@ -16,7 +16,6 @@ foreach(library kovra mediacore pipeline codec devparams)
 endforeach()
 install(FILES
     media/src/rendereraudio/rendereraudio.h
-    media/src/rendereraudio/rendereraudiodirectsound.h
     media/src/rendereraudio/rendereraudioexport.h
     media/src/rendereraudio/rendereraudioplaybackdevice.h
     DESTINATION include/rendereraudio)

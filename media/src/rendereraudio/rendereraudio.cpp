@@ -1,6 +1,5 @@
 #include "rendereraudio.h"
 
-#include <exception>
 #include <memory>
 #include <string>
 
@@ -69,7 +68,7 @@ int RendererAudio::Initialize() {
         if (status != Status::Success && status != Status::NoDriver) {
             return status;
         }
-    } catch (std::exception const&) {
+    } catch (...) {
         return Status::OutOfMemory;
     }
     enabled_.store(true, std::memory_order_release);
@@ -103,7 +102,7 @@ void RendererAudio::RegisterSession(PipelineSessionParams_t& params,
             return;
         }
         state = boost::intrusive_ptr<PipelineState>(new RendererAudioPlaybackState(playbackDevice_));
-    } catch (std::exception const&) {
+    } catch (...) {
         // Out of memory or threads: the session is refused, and `state` says so.
     }
 }
@@ -114,7 +113,7 @@ void RendererAudio::Divide(boost::intrusive_ptr<PipelineStageRenderJob> const& j
     }
     try {
         RenderJob(*job);
-    } catch (std::exception const&) {
+    } catch (...) {
         // A codec without memory, say: the frame is lost and the job stays uncompleted.
     }
 }

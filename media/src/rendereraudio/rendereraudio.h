@@ -19,7 +19,7 @@ namespace Media {
 ///
 /// **Threads:** `Divide` and `RegisterSession` from any of the pipeline's threads at once. `Initialize`,
 /// `Shutdown` and destruction from one thread, while no other is inside the renderer.
-/// **Ownership:** the host's. Nothing is thrown by its operations.
+/// **Ownership:** the host's. Nothing is thrown but by the constructor, without memory.
 class RENDERERAUDIO_API RendererAudio : public IPipelineRenderer {
 public:
     RendererAudio();
@@ -31,10 +31,11 @@ public:
     /// The renderer that the pipeline uses for audio, or null when it uses none or one of another class.
     static RendererAudio const* Instance();
 
-    /// Opens the playback device. 0 when it is open, when the machine has no sound driver, and when the
-    /// renderer is enabled already; else a negative status, and the renderer stays disabled: -26 (outputs
-    /// cannot be enumerated), -41 (invalid argument), -200 (taken by another program), -202 (out of memory or
-    /// threads), -1 (cooperative level refused).
+    /// Opens the playback device. 0 when it is open, when the machine has no sound driver, when DirectSound
+    /// fails with a code that has no status of its own, and when the renderer is enabled already; else a
+    /// negative status, and the renderer stays disabled: -26 (outputs cannot be enumerated), -41 (invalid
+    /// argument), -200 (taken by another program), -202 (out of memory or threads), -1 (cooperative level
+    /// refused).
     int Initialize() override;
 
     /// Closes the playback device, also when the renderer is not enabled.

@@ -10,8 +10,8 @@
 namespace Media {
 
 /// The devices that enumeration found, by description: two devices of one description share an entry, and
-/// the later one's GUID stands. Kept for a host that wants to show them; the module always opens the
-/// system's default device.
+/// the later one's GUID stands. The module always opens the system's default device: all that it asks of the
+/// table is whether any device is known.
 ///
 /// **Threads:** any, under the device's lock that every operation takes itself.
 class RendererAudioDeviceTable {

@@ -7,9 +7,10 @@
 #define WIN32_LEAN_AND_MEAN
 #endif
 #include <windows.h>
-// dsound.h takes its types from mmsystem.h, which windows.h leaves out under WIN32_LEAN_AND_MEAN.
+// dsound.h takes its types from mmsystem.h, which windows.h leaves out under WIN32_LEAN_AND_MEAN: the order
+// of these two is forced.
 #include <mmsystem.h>
-// The order of these two is forced.
+
 #include <dsound.h>
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>

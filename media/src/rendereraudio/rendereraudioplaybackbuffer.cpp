@@ -1,6 +1,7 @@
 #include "rendereraudioplaybackbuffer.h"
 
 #include <cstring>
+#include <exception>
 #include <optional>
 #include <string>
 #include <utility>
@@ -159,11 +160,13 @@ void RendererAudioPlaybackBuffer::RebuildForRate(std::shared_ptr<FrameAud> const
 }
 
 void RendererAudioPlaybackBuffer::PlaceFrame(std::int64_t timestampNanoSec) {
-    if (record_->baseTimestamp.load(std::memory_order_relaxed) == 0) {
-        record_->baseTimestamp.store(timestampNanoSec, std::memory_order_relaxed);
+    // Read once: the playback thread may reset it meanwhile.
+    std::int64_t base = record_->baseTimestamp.load(std::memory_order_relaxed);
+    if (base == 0) {
+        base = timestampNanoSec;
+        record_->baseTimestamp.store(base, std::memory_order_relaxed);
     }
-    std::int64_t const offsetNanoSec =
-        Ring::WrappingDifference(timestampNanoSec, record_->baseTimestamp.load(std::memory_order_relaxed));
+    std::int64_t const offsetNanoSec = Ring::WrappingDifference(timestampNanoSec, base);
     std::uint32_t position = 0;
     if (offsetNanoSec < 0) {
         ClearRange(0, record_->ringSamples);
@@ -196,15 +199,20 @@ void RendererAudioPlaybackBuffer::JudgeGap() {
 
 bool RendererAudioPlaybackBuffer::DecodeFrame(std::shared_ptr<FrameAud> const& frame) {
     record_->decodedFrame.reset();
-    std::vector<std::shared_ptr<FrameAud>> decoded = record_->codec.Decode({frame});
-    // The channel count of a frame that already has the ring's rate is left as it is.
-    if (!decoded.empty() && decoded.front() != nullptr &&
-        decoded.front()->GetFrequency() != Ring::NominalFrequencyHz) {
-        decoded = record_->codec.Transcode(decoded, MediaCoding_t::RawPcm, DecodedChannels,
-                                           Ring::NominalFrequencyHz, decoded.front()->GetDuration(), false);
-    }
-    if (!decoded.empty()) {
-        record_->decodedFrame = std::move(decoded.back());
+    try {
+        std::vector<std::shared_ptr<FrameAud>> decoded = record_->codec.Decode({frame});
+        // The channel count of a frame that already has the ring's rate is left as it is.
+        if (!decoded.empty() && decoded.front() != nullptr &&
+            decoded.front()->GetFrequency() != Ring::NominalFrequencyHz) {
+            decoded =
+                record_->codec.Transcode(decoded, MediaCoding_t::RawPcm, DecodedChannels,
+                                         Ring::NominalFrequencyHz, decoded.front()->GetDuration(), false);
+        }
+        if (!decoded.empty()) {
+            record_->decodedFrame = std::move(decoded.back());
+        }
+    } catch (std::exception const&) {
+        // A codec without memory has decoded nothing; what is in the ring is presented all the same.
     }
     return record_->decodedFrame != nullptr;
 }

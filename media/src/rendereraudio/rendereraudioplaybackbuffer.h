@@ -44,12 +44,14 @@ public:
     bool WriteFrame(std::shared_ptr<FrameAud> const& frame);
 
     /// Starts playback so that the newest frame is heard at `presentationTime`, or keeps it in step by the
-    /// playback frequency, or jumps when it is more than 312.5 ms off, or stops it when the time lies in the
-    /// past. While playing, `presentationTime` comes back as the moment when the frame will be heard.
+    /// playback frequency, or jumps when the newest frame lies more than 312.5 ms ahead of the play cursor,
+    /// or stops it when the time lies in the past. While playing, it clears what has been played, and
+    /// `presentationTime` comes back as the moment when the frame will be heard. When DirectSound tells
+    /// neither status nor position, nothing is done and the time stays as it is.
     void Present(Kovra::JiffyTime& presentationTime);
 
-    /// The service pass: clears what has been played, and stops a buffer that has had no presentation for
-    /// more than a second.
+    /// The service pass: clears what has been played once the presentations have paused for half a second,
+    /// and stops a buffer that has had none for more than a second and no new frame since the previous pass.
     void Service();
 
     /// Stores and applies a linear volume, 0.0 to 1.0; values outside are clamped as they are applied. Does

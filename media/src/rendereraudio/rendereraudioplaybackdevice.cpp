@@ -55,7 +55,7 @@ int RendererAudioPlaybackDevice::Open() {
         return Status::Refused;
     }
     // The pointer, which tells the thread to go on, is stored only now: a thread quicker than this line finds
-    // it null and ends at once (PlaybackDevice_Open pins it). The next Open after a Close starts another.
+    // it null and ends at once (PlaybackThread_Start pins it). The next Open after a Close starts another.
     auto thread =
         std::make_unique<boost::thread>(boost::bind(&RendererAudioPlaybackDevice::RunPlaybackThread, this));
     state_->thread.store(thread.release(), std::memory_order_release);
@@ -70,9 +70,15 @@ void RendererAudioPlaybackDevice::Close() {
     std::unique_ptr<boost::thread> const thread(state_->thread.exchange(nullptr, std::memory_order_acq_rel));
     state_->registry.Wake();
     if (thread != nullptr) {
+        // A host that interrupts its own boost::thread must not leave this one unjoined.
+        boost::this_thread::disable_interruption const uninterrupted;
         thread->join();
     }
     state_->sound.reset();
+}
+
+bool RendererAudioPlaybackDevice::IsOpen() const {
+    return GetSound() != nullptr;
 }
 
 boost::intrusive_ptr<IDirectSound8> RendererAudioPlaybackDevice::GetSound() const {
@@ -80,7 +86,7 @@ boost::intrusive_ptr<IDirectSound8> RendererAudioPlaybackDevice::GetSound() cons
     return state_->devices.GetDevices().empty() ? nullptr : state_->sound;
 }
 
-HANDLE RendererAudioPlaybackDevice::AddBuffer(RendererAudioPlaybackBuffer& buffer) {
+void* RendererAudioPlaybackDevice::AddBuffer(RendererAudioPlaybackBuffer& buffer) {
     return state_->registry.Add(buffer);
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <memory>
 
-#include "rendereraudiodirectsound.h"
+// Declared only: a host that includes the module's headers shall not get DirectSound's.
+struct IDirectSound8;
 
 namespace Media {
 
@@ -28,7 +30,7 @@ public:
     /// Enumerates the outputs unless some are known, creates DirectSound on the default one with the priority
     /// cooperative level on the desktop window, and starts the playback thread. Does nothing when open.
     ///
-    /// 0; -26 (nothing enumerated), the statuses of `StatusOfCreateFailure`, -1 (cooperative level refused).
+    /// 0; -26 (enumeration failed), the statuses of `StatusOfCreateFailure`, -1 (cooperative level refused).
     /// A failure of creation without a status of its own gives 0 with the device still closed. Passes
     /// through what thread creation throws; the device is then closed.
     int Open();
@@ -38,14 +40,14 @@ public:
     void Close();
 
     /// The device is open and at least one output is known.
-    bool IsOpen() const { return GetSound() != nullptr; }
+    bool IsOpen() const;
 
     /// The DirectSound object to create sound buffers with; null unless `IsOpen`.
     boost::intrusive_ptr<IDirectSound8> GetSound() const;
 
-    /// Registers `buffer` for servicing and returns its event, for DirectSound to signal. The event is the
-    /// device's, closed by `RemoveBuffer`; null when the system has none left.
-    HANDLE AddBuffer(RendererAudioPlaybackBuffer& buffer);
+    /// Registers `buffer` for servicing and returns its event (a Win32 handle), for DirectSound to signal.
+    /// The event is the device's, closed by `RemoveBuffer`; null when the system has none left.
+    void* AddBuffer(RendererAudioPlaybackBuffer& buffer);
 
     /// Ends the servicing of `buffer`: when this returns, no service pass of it runs or will run. An unknown
     /// buffer is ignored.

@@ -13,7 +13,7 @@ namespace Media {
 
 /// The playback device's data.
 struct RendererAudioPlaybackDevice::State {
-    /// Null while closed. Written by `Open` and `Close`, read under `lock`.
+    /// Null while closed. Written by `Open` under `lock` and by `Close` without it, read under `lock`.
     boost::intrusive_ptr<IDirectSound8> sound;
 
     /// Owned. Not null: the playback thread goes on. Stored after the thread has been started and cleared

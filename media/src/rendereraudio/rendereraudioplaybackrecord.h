@@ -52,7 +52,7 @@ struct RendererAudioPlaybackBuffer::Record {
     /// Timestamp at ring position 0, in nanoseconds; 0 means none. Cleared by the playback thread.
     std::atomic<std::int64_t> baseTimestamp{0};
     /// When the presentation step last ran to its end; construction counts as such, so that a session whose
-    /// presentations all fail goes idle a second later. Read by the playback thread.
+    /// presentations all fail goes idle a second after its last frame. Read by the playback thread.
     std::atomic<Kovra::JiffyTime> lastPresentTime{Kovra::JiffyTime::Now()};
     Kovra::JiffyTime driftWindowStart = Kovra::JiffyTime::Now();
     /// Linear, as the client gave it.

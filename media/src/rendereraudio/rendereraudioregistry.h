@@ -5,6 +5,7 @@
 #include <boost/thread/mutex.hpp>
 #include <cstddef>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "rendereraudiodirectsound.h"
@@ -30,7 +31,7 @@ public:
           events_(std::make_shared<Events const>(1, CreateEventA(nullptr, FALSE, FALSE, nullptr))),
           buffers_(1, nullptr) {}
 
-    ~RendererAudioRegistry() { Close(GetEvents()->front()); }
+    ~RendererAudioRegistry() { OwnedEvent const wakeEvent(GetEvents()->front()); }
 
     RendererAudioRegistry(RendererAudioRegistry const&) = delete;
     RendererAudioRegistry& operator=(RendererAudioRegistry const&) = delete;
@@ -40,15 +41,17 @@ public:
 
     /// Registers `buffer` and returns its event (auto-reset, not signalled), which stays the registry's.
     HANDLE Add(Buffer& buffer) {
-        HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        OwnedEvent event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
         boost::mutex::scoped_lock const guard(lock_);
+        // What may throw comes first, so that the two lists change together or not at all.
+        auto events = std::make_shared<Events>(*GetEvents());
+        events->push_back(event.get());
+        buffers_.reserve(events->size());
         // The thread returns from its wait and waits again on the longer list.
         Wake();
-        Events events(*GetEvents());
-        events.push_back(event);
         buffers_.push_back(&buffer);
         Publish(std::move(events));
-        return event;
+        return event.release();
     }
 
     /// Forgets `buffer` and closes its event; an unknown buffer is ignored.
@@ -58,12 +61,12 @@ public:
         if (found == buffers_.end()) {
             return;
         }
+        auto events = std::make_shared<Events>(*GetEvents());
+        auto const entry = events->begin() + (found - buffers_.begin());
+        OwnedEvent const event(*entry);
+        events->erase(entry);
         Wake();
-        Events events(*GetEvents());
-        auto const index = found - buffers_.begin();
-        Close(events[static_cast<std::size_t>(index)]);
         buffers_.erase(found);
-        events.erase(events.begin() + index);
         Publish(std::move(events));
     }
 
@@ -74,20 +77,16 @@ public:
     std::vector<Buffer*> const& GetBuffers() const { return buffers_; }
 
 private:
-    void Publish(Events events) {
-        std::atomic_store(&events_,
-                          std::shared_ptr<Events const>(std::make_shared<Events const>(std::move(events))));
-    }
+    struct EventCloser {
+        void operator()(HANDLE event) const { CloseHandle(event); }
+    };
+    using OwnedEvent = std::unique_ptr<void, EventCloser>;
+
+    void Publish(std::shared_ptr<Events const> events) { std::atomic_store(&events_, std::move(events)); }
 
     static void Signal(HANDLE event) {
         if (event != nullptr) {
             SetEvent(event);
-        }
-    }
-
-    static void Close(HANDLE event) {
-        if (event != nullptr) {
-            CloseHandle(event);
         }
     }
 

@@ -73,7 +73,9 @@ constexpr std::uint32_t SamplesAheadTruncated(std::int64_t aheadNanoSec, std::in
     return static_cast<std::uint32_t>(aheadNanoSec % TimeSpanNanoSec / nsPerSample);
 }
 
-/// Where the play cursor must stand now to reach `writePos` after `aheadSamples`.
+/// Where the play cursor must stand now to reach `writePos` after `aheadSamples`. Of the up to three samples
+/// more than the ring holds the difference wraps at 2^32, which is no multiple of the ring: just below a
+/// multiple of five seconds the cursor stands elsewhere (ring_test.cpp pins it).
 constexpr std::uint32_t StartPosition(std::uint32_t writePos, std::uint32_t aheadSamples,
                                       std::uint32_t ringSamples) {
     return (writePos - aheadSamples + ringSamples) % ringSamples;
@@ -89,7 +91,7 @@ constexpr std::uint32_t ClearableSamples(std::uint32_t clearedEnd, std::uint32_t
 }
 static_assert(ClearableSamples(0, 15000, LengthSamples) == 14976);
 
-/// A lag that no frequency change can make good: the play cursor jumps.
+/// A newest frame this far ahead of the play cursor is out of the frequency's reach: the cursor jumps.
 constexpr bool IsLagBeyondLimit(std::uint32_t lagSamples, std::uint32_t ringSamples) {
     return lagSamples > ringSamples / LimitShareOfRing;
 }
