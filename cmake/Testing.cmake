@@ -1,10 +1,14 @@
-# GoogleTest from the distribution's sources, so that it is built with this build's compiler and sanitizers.
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
-set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
-find_path(GOOGLETEST_SOURCE_DIR googletest/CMakeLists.txt PATHS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
-add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-include(GoogleTest)
+# GoogleTest from the distribution's sources, so that it is built with this build's compiler and sanitizers; from
+# vcpkg on Windows itself.
+if(WIN32 AND NOT CMAKE_CROSSCOMPILING)
+    find_package(GTest CONFIG REQUIRED)
+else()
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+    find_path(GOOGLETEST_SOURCE_DIR googletest/CMakeLists.txt
+        PATHS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+endif()
 
 # A sanitizer that finds something fails the test.
 set(RENDERERAUDIO_TEST_ENVIRONMENT
