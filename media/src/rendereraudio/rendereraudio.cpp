@@ -49,8 +49,9 @@ void RenderJob(PipelineStageRenderJob& job) {
 RendererAudio::RendererAudio() = default;
 
 RendererAudio::~RendererAudio() {
-    if (IsEnabled()) {
-        Shutdown();
+    // Qualified: during destruction no derived class is asked.
+    if (RendererAudio::IsEnabled()) {
+        RendererAudio::Shutdown();
     }
 }
 
