@@ -16,7 +16,7 @@ namespace {
 
 /// Larger than any coded frame: Opus ends at 61 KB, a second of G.711 in eight channels at 48 kHz is 375 KiB.
 /// More is a damaged length, and decoding multiplies it.
-constexpr std::size_t MaxCodedFrameBytes = 1024 * 1024;
+constexpr std::size_t MaxCodedFrameBytes = std::size_t{1024} * 1024;
 
 /// Damaged frames are an everyday event that the caller sees in the result; libavcodec would write several
 /// lines about each to the standard error stream. Its level is one for the whole process, so it is set once

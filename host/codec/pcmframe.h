@@ -32,7 +32,7 @@ inline constexpr std::uint32_t PcmSampleBytes = PcmSampleBits / 8;
 
 /// Largest raw frame taken or made. The largest coded frame (1 MiB of G.726 at 2 bits) decodes to 8 MiB and
 /// grows sixfold from 8000 to 48000 Hz; whatever is larger comes from damaged parameters.
-inline constexpr std::size_t MaxRawFrameBytes = 64 * 1024 * 1024;
+inline constexpr std::size_t MaxRawFrameBytes = std::size_t{64} * 1024 * 1024;
 
 constexpr bool IsUsable(PcmFormat format) {
     return format.frequency >= 1 && format.frequency <= MaxFrequencyHz && format.channels >= 1 &&
@@ -40,7 +40,7 @@ constexpr bool IsUsable(PcmFormat format) {
 }
 
 constexpr std::size_t BytesPerSampleGroup(PcmFormat format) {
-    return format.channels * PcmSampleBytes;
+    return std::size_t{format.channels} * PcmSampleBytes;
 }
 
 /// A block with its first `sampleGroups` groups filled (one group: a sample of every channel).

@@ -96,7 +96,7 @@ void FormatLine(bl::record_view const& record, bl::formatting_ostream& line) {
 boost::shared_ptr<Sink> AddSink(std::atomic<LogLevel_t> const& level) {
     auto const backend = boost::make_shared<Backend>();
     backend->auto_flush(true);
-    auto const sink = boost::make_shared<Sink>(backend);
+    auto sink = boost::make_shared<Sink>(backend);
     sink->set_filter([&level](bl::attribute_value_set const& values) {
         auto const severity = bl::extract<LogLevel_t>(SeverityName, values);
         return severity && severity.get() >= level.load(std::memory_order_relaxed);

@@ -64,7 +64,7 @@ struct Session {
 };
 
 Job MakeJob(Session const& session, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation) {
-    Job const job(new PipelineStageRenderJob(session.state, {presentation}));
+    Job job(new PipelineStageRenderJob(session.state, {presentation}));
     if (auto raw = std::dynamic_pointer_cast<FrameAudRaw>(frame))
         job->Registers().set(std::move(raw));
     else
@@ -226,7 +226,7 @@ void Pipeline::State::EndSession(Session& session) {
 }
 
 // Some compilers export a constant of a class only with such a definition.
-constexpr Pipeline::SessionId_t Pipeline::InvalidSession;
+constexpr Pipeline::SessionId_t Pipeline::InvalidSession; // NOLINT(readability-redundant-declaration)
 
 IPipelineRenderer const* Pipeline::GetAudioRenderer() {
     return audioRenderer.load(std::memory_order_acquire);
