@@ -1,8 +1,14 @@
 #include "simulation/bufferdescription.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace Simulation {
 
 namespace {
+
+// The microphone gives no other samples.
+constexpr WORD CaptureBits = 16;
 
 DescriptionVerdict Mistake(char const* text) {
     return {DSERR_INVALIDPARAM, text};
@@ -26,6 +32,10 @@ DescriptionVerdict JudgeFormat(WAVEFORMATEX const& format) {
     }
     if (format.nAvgBytesPerSec != format.nSamplesPerSec * format.nBlockAlign) {
         return Mistake("nAvgBytesPerSec does not fit rate and alignment");
+    }
+    // The field means nothing here: another value shows that the caller has not cleared the format.
+    if (format.cbSize != 0) {
+        return Mistake("cbSize is not zero");
     }
     return {};
 }
@@ -67,6 +77,60 @@ DescriptionVerdict JudgeDescription(DSBUFFERDESC const* description) {
         return Mistake("dwBufferBytes is no whole number of frames");
     }
     return {};
+}
+
+DescriptionVerdict JudgeCaptureDescription(DSCBUFFERDESC const* description) {
+    if (description == nullptr) {
+        return Mistake("there is no description");
+    }
+    bool const hasEffects = description->dwSize == sizeof(DSCBUFFERDESC);
+    if (!hasEffects && description->dwSize != sizeof(DSCBUFFERDESC1)) {
+        return Mistake("dwSize is the size of no description");
+    }
+    if (description->dwReserved != 0) {
+        return Mistake("dwReserved is not zero");
+    }
+    DWORD const allFlags = DSCBCAPS_WAVEMAPPED | DSCBCAPS_CTRLFX;
+    if ((description->dwFlags & ~allFlags) != 0) {
+        return Mistake("dwFlags has a flag that there is not");
+    }
+    if (hasEffects && (description->dwFXCount != 0) != (description->lpDSCFXDesc != nullptr)) {
+        return Mistake("dwFXCount does not fit lpDSCFXDesc");
+    }
+    if (hasEffects && description->dwFXCount != 0) {
+        return {DSERR_UNSUPPORTED, ""};
+    }
+    if (description->lpwfxFormat == nullptr) {
+        return Mistake("there is no format");
+    }
+    DescriptionVerdict const verdict = JudgeFormat(*description->lpwfxFormat);
+    if (verdict.result != DS_OK) {
+        return verdict;
+    }
+    if (description->lpwfxFormat->wBitsPerSample != CaptureBits) {
+        return {DSERR_BADFORMAT, ""};
+    }
+    if (description->dwBufferBytes == 0) {
+        return Mistake("dwBufferBytes is zero");
+    }
+    if (description->dwBufferBytes % description->lpwfxFormat->nBlockAlign != 0) {
+        return Mistake("dwBufferBytes is no whole number of frames");
+    }
+    return {};
+}
+
+HRESULT GiveFormat(WAVEFORMATEX const& own, WAVEFORMATEX* format, DWORD size, DWORD* written) {
+    DWORD const bytes = std::min<DWORD>(size, sizeof(WAVEFORMATEX));
+    if (format == nullptr && written == nullptr) {
+        return DSERR_INVALIDPARAM;
+    }
+    if (format != nullptr) {
+        std::memcpy(format, &own, bytes);
+    }
+    if (written != nullptr) {
+        *written = format != nullptr ? bytes : static_cast<DWORD>(sizeof(WAVEFORMATEX));
+    }
+    return DS_OK;
 }
 
 } // namespace Simulation

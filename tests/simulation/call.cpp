@@ -63,4 +63,8 @@ CallSet CallSet::Buffer() {
            References();
 }
 
+CallSet CallSet::CaptureBuffer() {
+    return Pick([](Call_t call) { return StartsWith(ToString(call), "CaptureBuffer::"); }) - References();
+}
+
 } // namespace Simulation

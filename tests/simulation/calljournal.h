@@ -14,7 +14,7 @@ struct CallRecord {
     static constexpr std::size_t MaxArguments = 4;
 
     Call_t call = Call_t::Win32CreateEvent;
-    /// Number of the sound, buffer or event that was called (each kind counts from 1); 0 for none.
+    /// Number of the object, buffer or event that was called (each kind counts from 1); 0 for none.
     std::uint32_t object = 0;
     std::array<std::int64_t, MaxArguments> arguments{};
     std::uint32_t argumentCount = 0;
@@ -47,6 +47,7 @@ struct CallRecord {
 ///     Play(flags)  Stop()  Restore()         SetCurrentPosition(byte)  SetFrequency(Hz)
 ///     SetVolume(hundredths of dB)            SetPan(hundredths of dB)
 ///     SetNotificationPositions(count, first offset, first event number)
+///     CreateCaptureBuffer(flags, bytes)      Start(flags)
 ///
 /// **Threads:** all operations from any thread.
 class CallJournal {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulation/captureinterface.h"
 #include "simulation/directsoundinterface.h"
 #include "simulation/invocation.h"
 #include "simulation/world.h"
@@ -10,57 +11,55 @@ namespace {
 
 using Simulation::Call_t;
 using Simulation::DeviceEntry;
+using Simulation::EndpointSettings;
 using Simulation::Invocation;
 using Simulation::World;
 
-bool IsKnownDevice(World& world, GUID const& device) {
-    auto const& devices = world.Device().Get().devices;
-    return IsEqualGUID(device, DSDEVID_DefaultPlayback) ||
-           std::any_of(devices.begin(), devices.end(), [&device](DeviceEntry const& entry) {
-               return entry.guid && IsEqualGUID(*entry.guid, device);
-           });
+bool IsKnownDevice(EndpointSettings const& settings, GUID const& device) {
+    auto const& devices = settings.Get().devices;
+    return std::any_of(devices.begin(), devices.end(), [&device](DeviceEntry const& entry) {
+        return entry.guid && IsEqualGUID(*entry.guid, device);
+    });
 }
 
-HRESULT CreateSound(World& world, GUID const* device, IDirectSound8** sound, IUnknown const* outer) {
-    if (sound == nullptr) {
-        return DSERR_INVALIDPARAM;
+/// Gives the object that `make` makes on `device`: null, the default one or one that is enumerated.
+template <class Interface, class Make>
+HRESULT Create(World& world, Call_t call, EndpointSettings const& settings, GUID const& defaultDevice,
+               GUID const* device, Interface** object, IUnknown const* outer, Make make) {
+    if (object != nullptr) {
+        *object = nullptr;
+    }
+    Invocation invocation(world, call, 0, {});
+    if (invocation.Fault()) {
+        return invocation.Return(invocation.FaultResult());
+    }
+    if (object == nullptr) {
+        return invocation.Return(DSERR_INVALIDPARAM);
     }
     if (outer != nullptr) {
-        return DSERR_NOAGGREGATION;
+        return invocation.Return(DSERR_NOAGGREGATION);
     }
-    if (device != nullptr && !IsKnownDevice(world, *device)) {
-        return DSERR_NODRIVER;
+    if (device != nullptr && !IsEqualGUID(*device, defaultDevice) && !IsKnownDevice(settings, *device)) {
+        return invocation.Return(DSERR_NODRIVER);
     }
-    Simulation::DirectSoundInterface& made = world.MakeSound();
+    auto& made = make();
     made.references = 1;
-    *sound = &made;
-    return DS_OK;
+    *object = &made;
+    return invocation.Return(DS_OK);
 }
 
-} // namespace
-
-HRESULT WINAPI DirectSoundCreate8(GUID const* device, IDirectSound8** sound, IUnknown* outer) {
-    World& world = World::Current("DirectSoundCreate8");
-    if (sound != nullptr) {
-        *sound = nullptr;
-    }
-    Invocation invocation(world, Call_t::SoundCreate8, 0, {});
-    return invocation.Return(invocation.Fault() ? invocation.FaultResult()
-                                                : CreateSound(world, device, sound, outer));
-}
-
-HRESULT WINAPI DirectSoundEnumerateA(LPDSENUMCALLBACKA callback, void* context) {
-    World& world = World::Current("DirectSoundEnumerateA");
+HRESULT Enumerate(World& world, Call_t call, EndpointSettings const& settings, LPDSENUMCALLBACKA callback,
+                  void* context) {
     std::vector<DeviceEntry> devices;
     HRESULT result = DSERR_INVALIDPARAM;
     {
-        Invocation invocation(world, Call_t::SoundEnumerate, 0, {});
+        Invocation invocation(world, call, 0, {});
         if (invocation.Fault()) {
             return invocation.Return(invocation.FaultResult());
         }
         if (callback != nullptr) {
-            devices = world.Device().Get().devices;
-            result = world.Device().Get().enumerateResult;
+            devices = settings.Get().devices;
+            result = settings.Get().enumerateResult;
         }
         invocation.Return(result);
     }
@@ -73,4 +72,31 @@ HRESULT WINAPI DirectSoundEnumerateA(LPDSENUMCALLBACKA callback, void* context) 
         }
     }
     return result;
+}
+
+} // namespace
+
+HRESULT WINAPI DirectSoundCreate8(GUID const* device, IDirectSound8** sound, IUnknown* outer) {
+    World& world = World::Current("DirectSoundCreate8");
+    return Create(
+        world, Call_t::SoundCreate8, world.Device(), DSDEVID_DefaultPlayback, device, sound,
+        outer, [&world]() -> auto& { return world.MakeSound(); });
+}
+
+HRESULT WINAPI DirectSoundEnumerateA(LPDSENUMCALLBACKA callback, void* context) {
+    World& world = World::Current("DirectSoundEnumerateA");
+    return Enumerate(world, Call_t::SoundEnumerate, world.Device(), callback, context);
+}
+
+HRESULT WINAPI DirectSoundCaptureCreate8(GUID const* device, IDirectSoundCapture8** capture,
+                                         IUnknown* outer) {
+    World& world = World::Current("DirectSoundCaptureCreate8");
+    return Create(
+        world, Call_t::CaptureCreate8, world.CaptureDevice(), DSDEVID_DefaultCapture, device, capture,
+        outer, [&world]() -> auto& { return world.MakeCapture(); });
+}
+
+HRESULT WINAPI DirectSoundCaptureEnumerateA(LPDSENUMCALLBACKA callback, void* context) {
+    World& world = World::Current("DirectSoundCaptureEnumerateA");
+    return Enumerate(world, Call_t::CaptureEnumerate, world.CaptureDevice(), callback, context);
 }

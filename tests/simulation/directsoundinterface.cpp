@@ -1,10 +1,6 @@
 #include "simulation/directsoundinterface.h"
 
-#include <initializer_list>
-#include <string>
-
 #include "simulation/bufferdescription.h"
-#include "simulation/invocation.h"
 #include "simulation/soundbufferinterface.h"
 #include "simulation/world.h"
 
@@ -12,19 +8,7 @@ namespace Simulation {
 
 template <class Work>
 HRESULT DirectSoundInterface::Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work) {
-    Invocation invocation(world_, call, number_, arguments);
-    if (!IsAlive(call)) {
-        return invocation.Return(E_FAIL);
-    }
-    return invocation.Return(invocation.Fault() ? invocation.FaultResult() : work());
-}
-
-bool DirectSoundInterface::IsAlive(Call_t call) {
-    if (references == 0) {
-        world_.ReportMisuse(std::string(ToString(call)) + " on DirectSound object " +
-                            std::to_string(number_) + " after its last release");
-    }
-    return references != 0;
+    return ComObject::Call(call, references, arguments, work);
 }
 
 HRESULT DirectSoundInterface::QueryInterface(REFIID riid, void** object) {
@@ -45,21 +29,11 @@ HRESULT DirectSoundInterface::QueryInterface(REFIID riid, void** object) {
 }
 
 ULONG DirectSoundInterface::AddRef() {
-    Invocation invocation(world_, Call_t::SoundAddRef, number_, {});
-    if (!IsAlive(Call_t::SoundAddRef)) {
-        return 0;
-    }
-    ++references;
-    return invocation.Return<ULONG>(references, references, false);
+    return AddReference(Call_t::SoundAddRef, references);
 }
 
 ULONG DirectSoundInterface::Release() {
-    Invocation invocation(world_, Call_t::SoundRelease, number_, {});
-    if (!IsAlive(Call_t::SoundRelease)) {
-        return 0;
-    }
-    --references;
-    return invocation.Return<ULONG>(references, references, false);
+    return DropReference(Call_t::SoundRelease, references, [] {});
 }
 
 HRESULT DirectSoundInterface::CreateSoundBuffer(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer,
@@ -86,10 +60,10 @@ HRESULT DirectSoundInterface::Create(DSBUFFERDESC const* description, IDirectSou
     }
     DescriptionVerdict const verdict = JudgeDescription(description);
     if (!verdict.mistake.empty()) {
-        world_.ReportMisuse("CreateSoundBuffer: " + verdict.mistake);
+        GetWorld().ReportMisuse("CreateSoundBuffer: " + verdict.mistake);
     }
     if (verdict.result == DS_OK) {
-        SoundBufferInterface& made = world_.MakeBuffer(*description);
+        SoundBufferInterface& made = GetWorld().MakeBuffer(*description);
         made.Model().references = 1;
         *buffer = &made;
     }

@@ -3,21 +3,19 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "simulation/call.h"
+#include "simulation/comobject.h"
 #include "simulation/dsoundheaders.h"
 
 namespace Simulation {
 
-class World;
-
 /// The simulated IDirectSound8. It makes secondary sound buffers that are described as the real API demands,
 /// once the cooperative level is set.
-class DirectSoundInterface final : public IDirectSound8 {
+class DirectSoundInterface final : public IDirectSound8, public ComObject {
 public:
-    DirectSoundInterface(World& world, std::uint32_t number) : world_(world), number_(number) {}
+    DirectSoundInterface(World& world, std::uint32_t number)
+        : ComObject(world, "DirectSound object", number) {}
 
     // For the platform, its mutex held.
-    std::uint32_t Number() const { return number_; }
     DWORD Level() const { return level_; }
     HWND Window() const { return window_; }
     /// Counted here, by whoever hands the object out too.
@@ -39,13 +37,10 @@ public:
     HRESULT STDMETHODCALLTYPE VerifyCertification(DWORD* certified) override;
 
 private:
-    bool IsAlive(Call_t call);
     template <class Work>
     HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
     HRESULT Create(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer, IUnknown const* outer);
 
-    World& world_;
-    std::uint32_t const number_;
     DWORD level_ = 0;
     HWND window_ = nullptr;
     DWORD speakerConfiguration_ = DSSPEAKER_STEREO;

@@ -9,9 +9,11 @@
 namespace Simulation {
 
 FaultPlan::Plan& FaultPlan::PlanOf(Call_t call) {
-    static CallSet const unfailing{Call_t::Win32Sleep,   Call_t::SoundAddRef,   Call_t::SoundRelease,
-                                   Call_t::BufferAddRef, Call_t::BufferRelease, Call_t::NotifyAddRef,
-                                   Call_t::NotifyRelease};
+    static CallSet const unfailing{
+        Call_t::Win32Sleep,          Call_t::SoundAddRef,         Call_t::SoundRelease,
+        Call_t::BufferAddRef,        Call_t::BufferRelease,       Call_t::NotifyAddRef,
+        Call_t::NotifyRelease,       Call_t::CaptureAddRef,       Call_t::CaptureRelease,
+        Call_t::CaptureBufferAddRef, Call_t::CaptureBufferRelease};
     if (unfailing.Contains(call)) {
         Fatal(std::string(ToString(call)) + " has no way to fail");
     }

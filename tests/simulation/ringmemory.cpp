@@ -2,16 +2,38 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "simulation/threadnumber.h"
 
 namespace Simulation {
 
-RingMemory::RingMemory(std::uint32_t bytes, bool hasCheck)
-    : size_(bytes), memory_(bytes + 2 * GuardBytes, GuardByte) {
+namespace {
+
+constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
+
+} // namespace
+
+RingMemory::RingMemory(std::uint32_t bytes, bool hasCheck, Access_t access)
+    : size_(bytes), access_(access), memory_(bytes + 2 * GuardBytes, GuardByte) {
     guard_.fill(GuardByte);
     std::fill_n(Ring(), size_, FillByte);
     SetCheck(hasCheck);
+    if (access_ == Access_t::Read) {
+        KeepCopy();
+    }
+}
+
+std::vector<std::int16_t> RingMemory::Samples(std::uint32_t first, std::uint32_t count) const {
+    std::uint32_t const total = size_ / SampleBytes;
+    std::vector<std::int16_t> samples(count);
+    for (std::uint32_t i = 0; i < count;) {
+        std::uint32_t const from = (first + i) % total;
+        std::uint32_t const part = std::min(count - i, total - from);
+        std::memcpy(samples.data() + i, Data() + from * sizeof(std::int16_t), part * sizeof(std::int16_t));
+        i += part;
+    }
+    return samples;
 }
 
 bool RingMemory::Overlap(Region a, Region b) {
@@ -69,10 +91,18 @@ std::string RingMemory::Unlock(Region first, Region second, bool& isClosed) {
     } else {
         problem = Check();
     }
+    for (Region const& region : {lock.first, lock.second}) {
+        if (problem.empty()) {
+            problem = CheckReadOnly(region);
+        }
+    }
     *found = open_[--openCount_];
     if (hasCheck_ || isCopyKept_) {
         Commit(lock.first);
         Commit(lock.second);
+    }
+    for (Withheld const& late : std::exchange(withheld_, {})) {
+        Deliver(late.offset, late.bytes.data(), static_cast<std::uint32_t>(late.bytes.size()));
     }
     return problem;
 }
@@ -135,6 +165,17 @@ std::string RingMemory::Check() const {
     return problem;
 }
 
+std::string RingMemory::CheckReadOnly(Region region) const {
+    if (access_ == Access_t::Write || region.bytes == 0) {
+        return {};
+    }
+    std::uint8_t const* const begin = region.address;
+    std::uint8_t const* const end = begin + region.bytes;
+    auto const* const where = std::mismatch(begin, end, copy_.data() + (begin - Data())).first;
+    return where == end ? std::string()
+                        : "byte " + std::to_string(where - Data()) + " was written, where a lock only reads";
+}
+
 void RingMemory::TakeCopy() {
     copy_.resize(size_, FillByte);
     ForEachFree(0, size_, [this](std::uint32_t from, std::uint32_t to) {
@@ -161,6 +202,22 @@ void RingMemory::Write(std::uint32_t offset, std::uint8_t const* data, std::uint
     if (hasCheck_ || isCopyKept_) {
         Commit({Ring() + offset, bytes});
     }
+}
+
+void RingMemory::Deliver(std::uint32_t offset, std::uint8_t const* data, std::uint32_t bytes) {
+    std::uint32_t done = offset;
+    auto const withholdUpTo = [&](std::uint32_t stop) {
+        if (done < stop) {
+            withheld_.push_back({done, {data + (done - offset), data + (stop - offset)}});
+        }
+    };
+    ForEachFree(offset, offset + bytes, [&](std::uint32_t from, std::uint32_t to) {
+        withholdUpTo(from);
+        std::memcpy(Ring() + from, data + (from - offset), to - from);
+        done = to;
+    });
+    withholdUpTo(offset + bytes);
+    Commit({Ring() + offset, bytes});
 }
 
 } // namespace Simulation

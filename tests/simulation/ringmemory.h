@@ -8,8 +8,9 @@
 
 namespace Simulation {
 
-/// The memory of a sound buffer with its open locks. It finds what a lock's holder does wrong: writes
-/// outside the locked region, an Unlock that does not fit, two locks of one thread that overlap.
+/// The memory of a buffer with its open locks. It finds what a lock's holder does wrong: writes outside the
+/// locked region, or anywhere in a ring that it may only read, an Unlock that does not fit, two locks of one
+/// thread that overlap.
 ///
 /// **Threads:** the platform's mutex is held in every operation. Bytes in an open lock belong to the
 /// lock's holder and are never touched here.
@@ -21,17 +22,27 @@ public:
         std::uint32_t bytes = 0;
     };
 
+    /// What a lock's holder may do with the ring.
+    enum class Access_t { Write, Read };
+
     /// More than two threads will ever hold at once.
     static constexpr std::size_t MaxOpenLocks = 16;
     /// What a new ring is filled with: not silence, so that a test notices what was never cleared.
     static constexpr std::uint8_t FillByte = 0xA5;
 
-    RingMemory(std::uint32_t bytes, bool hasCheck);
+    RingMemory(std::uint32_t bytes, bool hasCheck, Access_t access);
 
     std::uint32_t Size() const { return size_; }
     std::uint8_t const* Data() const { return memory_.data() + GuardBytes; }
+    std::uint8_t* Address(std::uint32_t offset) { return Ring() + offset; }
+    /// True when a lock of `bytes` bytes from `offset` is one that the ring can give.
+    bool Contains(std::uint32_t offset, std::uint32_t bytes) const {
+        return offset < size_ && bytes != 0 && bytes <= size_;
+    }
+    /// `count` 16-bit values from number `first` on, across the ring's end.
+    std::vector<std::int16_t> Samples(std::uint32_t first, std::uint32_t count) const;
 
-    /// Opens a lock of `bytes` bytes (1 up to the ring's size) from `offset` (within the ring). One that
+    /// Opens a lock of `bytes` bytes from `offset`, which the ring contains. One that
     /// does not reach the ring's end is split after `splitBytes` bytes if it is longer (0: not). Empty, or
     /// what was wrong. Without `mayWrap` the lock ends at the ring's end or the split.
     std::string Lock(std::uint32_t offset, std::uint32_t bytes, std::uint32_t splitBytes, bool mayWrap,
@@ -55,6 +66,9 @@ public:
 
     /// Overwrites bytes as a lock and an unlock would. No lock is open.
     void Write(std::uint32_t offset, std::uint8_t const* data, std::uint32_t bytes);
+    /// Overwrites bytes as the device does that captures: those in an open lock at its Unlock. The stretch
+    /// does not wrap.
+    void Deliver(std::uint32_t offset, std::uint8_t const* data, std::uint32_t bytes);
 
 private:
     static constexpr std::size_t GuardBytes = 64;
@@ -66,6 +80,12 @@ private:
         Region second;
     };
 
+    /// Bytes that the device could not put into the ring yet.
+    struct Withheld {
+        std::uint32_t offset;
+        std::vector<std::uint8_t> bytes;
+    };
+
     static bool Overlap(Region a, Region b);
     std::uint8_t* Ring() { return memory_.data() + GuardBytes; }
     /// Calls `visit(begin, end)` for each stretch of [begin, end) that no open lock covers.
@@ -74,8 +94,11 @@ private:
     void Commit(Region region);
     void TakeCopy();
     std::string Check() const;
+    /// What the holder of a lock wrote where it may only read; empty for nothing.
+    std::string CheckReadOnly(Region region) const;
 
     std::uint32_t size_;
+    Access_t access_;
     bool hasCheck_ = false;
     bool isCopyKept_ = false;
     /// The ring between two guards.
@@ -85,6 +108,7 @@ private:
     std::vector<std::uint8_t> copy_;
     std::array<OpenLock, MaxOpenLocks> open_{};
     std::size_t openCount_ = 0;
+    std::vector<Withheld> withheld_;
     std::uint64_t lockCount_ = 0;
 };
 

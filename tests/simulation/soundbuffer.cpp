@@ -1,9 +1,9 @@
 #include "simulation/soundbuffer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
+#include "simulation/bufferdescription.h"
 #include "simulation/eventsignal.h"
 #include "simulation/fatal.h"
 #include "simulation/world.h"
@@ -22,9 +22,8 @@ SoundBuffer::SoundBuffer(World& world, std::uint32_t number, DSBUFFERDESC const&
       number_(number),
       format_(*description.lpwfxFormat),
       flags_(description.dwFlags),
-      ring_(description.dwBufferBytes, world.Device().Get().hasRingCheck),
+      ring_(description.dwBufferBytes, world.Device().Get().hasRingCheck, RingMemory::Access_t::Write),
       frequency_(description.lpwfxFormat->nSamplesPerSec) {
-    format_.cbSize = 0;
     ApplySkew();
 }
 
@@ -171,32 +170,19 @@ HRESULT SoundBuffer::GetCurrentPosition(DWORD* play, DWORD* write) {
         return DSERR_INVALIDPARAM;
     }
     CatchUp();
-    DeviceSettings::Values const& settings = world_.Device().Get();
-    std::int64_t const moved = cursor_.Frame() - stepOrigin_;
-    std::int64_t const late =
-        std::min(moved, (moved + settings.cursorPhaseFrames) % settings.cursorStepFrames);
-    std::int64_t const reported = cursor_.Frame() - late;
+    DeviceSettings const& settings = world_.Device();
+    std::int64_t const reported = settings.Get().ReportedFrame(cursor_.Frame(), stepOrigin_);
     if (play != nullptr) {
         *play = ByteOf(reported);
     }
     if (write != nullptr) {
-        *write = ByteOf(reported + (isPlaying_ ? settings.writeLeadFrames : 0));
+        *write = ByteOf(reported + (isPlaying_ ? settings.WriteLeadFrames() : 0));
     }
     return DS_OK;
 }
 
 HRESULT SoundBuffer::GetFormat(WAVEFORMATEX* format, DWORD size, DWORD* written) const {
-    DWORD const bytes = std::min<DWORD>(size, sizeof(WAVEFORMATEX));
-    if (format == nullptr && written == nullptr) {
-        return DSERR_INVALIDPARAM;
-    }
-    if (format != nullptr) {
-        std::memcpy(format, &format_, bytes);
-    }
-    if (written != nullptr) {
-        *written = format != nullptr ? bytes : static_cast<DWORD>(sizeof(WAVEFORMATEX));
-    }
-    return DS_OK;
+    return GiveFormat(format_, format, size, written);
 }
 
 HRESULT SoundBuffer::GetVolume(LONG* volume) const {
@@ -249,7 +235,7 @@ HRESULT SoundBuffer::Lock(DWORD offset, DWORD bytes, RingMemory::Region& first, 
     if ((flags & DSBLOCK_ENTIREBUFFER) != 0) {
         bytes = ring_.Size();
     }
-    if (offset >= ring_.Size() || bytes == 0 || bytes > ring_.Size()) {
+    if (!ring_.Contains(offset, bytes)) {
         return DSERR_INVALIDPARAM;
     }
     std::string const problem =

@@ -153,7 +153,7 @@ private:
 
     World& world_;
     std::uint32_t const number_;
-    WAVEFORMATEX format_;
+    WAVEFORMATEX const format_;
     DWORD const flags_;
     RingMemory ring_;
 

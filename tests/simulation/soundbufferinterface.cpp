@@ -1,9 +1,6 @@
 #include "simulation/soundbufferinterface.h"
 
-#include <string>
-
-#include "simulation/invocation.h"
-#include "simulation/world.h"
+#include "simulation/lockaddresses.h"
 
 namespace Simulation {
 
@@ -22,27 +19,11 @@ Call_t QueryCall(REFIID riid) {
     return Call_t::BufferQueryOther;
 }
 
-RingMemory::Region MakeRegion(void* address, DWORD bytes) {
-    return {static_cast<std::uint8_t*>(address), bytes};
-}
-
 } // namespace
 
 template <class Work>
 HRESULT SoundBufferInterface::Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work) {
-    Invocation invocation(world_, call, model_.Number(), arguments);
-    if (!IsAlive(model_.references, call)) {
-        return invocation.Return(E_FAIL);
-    }
-    return invocation.Return(invocation.Fault() ? invocation.FaultResult() : work());
-}
-
-bool SoundBufferInterface::IsAlive(std::uint32_t references, Call_t call) {
-    if (references == 0) {
-        world_.ReportMisuse(std::string(ToString(call)) + " on sound buffer " +
-                            std::to_string(model_.Number()) + " after its last release");
-    }
-    return references != 0;
+    return ComObject::Call(call, model_.references, arguments, work);
 }
 
 void SoundBufferInterface::RetireIfUnreferenced() {
@@ -76,22 +57,11 @@ HRESULT SoundBufferInterface::QueryInterface(REFIID riid, void** object) {
 }
 
 ULONG SoundBufferInterface::AddRef() {
-    Invocation invocation(world_, Call_t::BufferAddRef, model_.Number(), {});
-    if (!IsAlive(model_.references, Call_t::BufferAddRef)) {
-        return 0;
-    }
-    ++model_.references;
-    return invocation.Return<ULONG>(model_.references, model_.references, false);
+    return AddReference(Call_t::BufferAddRef, model_.references);
 }
 
 ULONG SoundBufferInterface::Release() {
-    Invocation invocation(world_, Call_t::BufferRelease, model_.Number(), {});
-    if (!IsAlive(model_.references, Call_t::BufferRelease)) {
-        return 0;
-    }
-    --model_.references;
-    RetireIfUnreferenced();
-    return invocation.Return<ULONG>(model_.references, model_.references, false);
+    return DropReference(Call_t::BufferRelease, model_.references, [this] { RetireIfUnreferenced(); });
 }
 
 HRESULT SoundBufferInterface::GetCaps(DSBCAPS* caps) {
@@ -128,25 +98,14 @@ HRESULT SoundBufferInterface::Initialize(IDirectSound*, DSBUFFERDESC const*) {
 
 HRESULT SoundBufferInterface::Lock(DWORD offset, DWORD bytes, void** address1, DWORD* bytes1, void** address2,
                                    DWORD* bytes2, DWORD flags) {
+    LockAddresses const answer{address1, bytes1, address2, bytes2};
     RingMemory::Region first;
     RingMemory::Region second;
     HRESULT const result = Call(Call_t::BufferLock, {offset, bytes}, [&] {
-        if (address1 == nullptr || bytes1 == nullptr) {
-            return DSERR_INVALIDPARAM;
-        }
-        bool const mayWrap = address2 != nullptr && bytes2 != nullptr;
-        return model_.Lock(offset, bytes, first, second, mayWrap, flags);
+        return answer.IsValid() ? model_.Lock(offset, bytes, first, second, answer.MayWrap(), flags)
+                                : DSERR_INVALIDPARAM;
     });
-    if (address1 != nullptr && bytes1 != nullptr) {
-        *address1 = first.address;
-        *bytes1 = first.bytes;
-    }
-    if (address2 != nullptr) {
-        *address2 = second.address;
-    }
-    if (bytes2 != nullptr) {
-        *bytes2 = second.bytes;
-    }
+    answer.Set(first, second);
     return result;
 }
 

@@ -2,31 +2,26 @@
 
 #include <initializer_list>
 
-#include "simulation/call.h"
+#include "simulation/comobject.h"
 #include "simulation/dsoundheaders.h"
 #include "simulation/soundbuffer.h"
 #include "simulation/soundnotifyinterface.h"
 
 namespace Simulation {
 
-class Invocation;
-
 /// A sound buffer as the module sees it: the COM interfaces, which count references, consult the fault plan,
 /// write the journal and leave the rest to `SoundBuffer`.
-class SoundBufferInterface final : public IDirectSoundBuffer, public IDirectSoundBuffer8 {
+class SoundBufferInterface final : public IDirectSoundBuffer, public IDirectSoundBuffer8, public ComObject {
 public:
     SoundBufferInterface(World& world, std::uint32_t number, DSBUFFERDESC const& description)
-        : world_(world), model_(world, number, description), notify_(*this) {}
+        : ComObject(world, "sound buffer", number), model_(world, number, description), notify_(*this) {}
 
     SoundBuffer& Model() { return model_; }
-    World& GetWorld() { return world_; }
 
     /// The platform's mutex is held: hands an interface out, with a reference.
     HRESULT Query(REFIID riid, void** object);
     /// The platform's mutex is held: ends playing when the last reference of both objects is gone.
     void RetireIfUnreferenced();
-    /// The platform's mutex is held: false, with misuse reported, when the object called has no reference.
-    bool IsAlive(std::uint32_t references, Call_t call);
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
@@ -57,11 +52,9 @@ public:
                                               void** object) override;
 
 private:
-    /// Does one call: `work` unless a fault is planned or the object is dead.
     template <class Work>
     HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
 
-    World& world_;
     SoundBuffer model_;
     SoundNotifyInterface notify_;
 };

@@ -112,16 +112,7 @@ std::int16_t SoundBuffer::SampleAt(std::uint32_t index) const {
 std::vector<std::int16_t> SoundBuffer::Samples(std::uint32_t first, std::uint32_t count) const {
     PlatformLock const lock(PlatformMutex());
     CheckMayRead("Samples");
-    std::uint32_t const total = ring_.Size() / SampleBytes;
-    std::vector<std::int16_t> samples(count);
-    for (std::uint32_t i = 0; i < count;) {
-        std::uint32_t const from = (first + i) % total;
-        std::uint32_t const part = std::min(count - i, total - from);
-        std::memcpy(samples.data() + i, ring_.Data() + from * sizeof(std::int16_t),
-                    part * sizeof(std::int16_t));
-        i += part;
-    }
-    return samples;
+    return ring_.Samples(first, count);
 }
 
 bool SoundBuffer::IsSilent(std::uint32_t first, std::uint32_t count) const {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "simulation/capturebufferinterface.h"
+#include "simulation/captureinterface.h"
 #include "simulation/directsoundinterface.h"
 #include "simulation/fatal.h"
 #include "simulation/soundbufferinterface.h"
@@ -13,17 +15,63 @@ namespace {
 
 World* current = nullptr;
 
+template <class Interface>
+auto ModelsOf(std::vector<std::unique_ptr<Interface>> const& interfaces) {
+    PlatformLock const lock(PlatformMutex());
+    std::vector<decltype(&interfaces.front()->Model())> models;
+    for (auto const& interface_ : interfaces) {
+        models.push_back(&interface_->Model());
+    }
+    return models;
+}
+
+template <class Model>
+Model& Only(std::vector<Model*> const& models, char const* caller) {
+    if (models.size() != 1) {
+        Fatal(std::string(caller) + ": there are " + std::to_string(models.size()));
+    }
+    return *models.front();
+}
+
+template <class Model>
+Model& Latest(std::vector<Model*> const& models, char const* caller) {
+    if (models.empty()) {
+        Fatal(std::string(caller) + ": none was made");
+    }
+    return *models.back();
+}
+
+template <class Interface>
+std::size_t CountLive(std::vector<std::unique_ptr<Interface>> const& objects) {
+    PlatformLock const lock(PlatformMutex());
+    return static_cast<std::size_t>(std::count_if(
+        objects.begin(), objects.end(), [](auto const& object) { return object->references != 0; }));
+}
+
+template <class Interface>
+std::uint32_t LatestReferences(std::vector<std::unique_ptr<Interface>> const& objects) {
+    PlatformLock const lock(PlatformMutex());
+    return objects.empty() ? 0 : objects.back()->references;
+}
+
+/// Adds what is left of `count` references or locks, as `what` names them.
+void AddLeak(std::vector<std::string>& leaks, ComObject const& object, std::size_t count, char const* what) {
+    if (count != 0) {
+        leaks.push_back(object.Name() + " has " + std::to_string(count) + " " + what);
+    }
+}
+
 } // namespace
 
 World::World(Reporter reporter)
     : reporter_(reporter != nullptr ? std::move(reporter) : Reporter(Fatal)),
       device_(*this),
+      captureDevice_(*this),
       scheduler_(*this, clock_) {
     PlatformLock const lock(PlatformMutex());
     if (current != nullptr) {
         Fatal("there is a World already");
     }
-    device_.SetInitialDevices();
     clock_.SetDriver(this);
     current = this;
 }
@@ -53,12 +101,7 @@ World* World::Find() {
 // --- sound
 
 std::vector<SoundBuffer*> World::Buffers() const {
-    PlatformLock const lock(PlatformMutex());
-    std::vector<SoundBuffer*> buffers;
-    for (auto const& buffer : buffers_) {
-        buffers.push_back(&buffer->Model());
-    }
-    return buffers;
+    return ModelsOf(buffers_);
 }
 
 std::vector<SoundBuffer*> World::LiveBuffers() const {
@@ -72,25 +115,15 @@ std::vector<SoundBuffer*> World::LiveBuffers() const {
 }
 
 SoundBuffer& World::OnlyBuffer() const {
-    std::vector<SoundBuffer*> const buffers = LiveBuffers();
-    if (buffers.size() != 1) {
-        Fatal("OnlyBuffer: there are " + std::to_string(buffers.size()));
-    }
-    return *buffers.front();
+    return Only(LiveBuffers(), "OnlyBuffer");
 }
 
 SoundBuffer& World::LatestBuffer() const {
-    std::vector<SoundBuffer*> const buffers = Buffers();
-    if (buffers.empty()) {
-        Fatal("LatestBuffer: none was made");
-    }
-    return *buffers.back();
+    return Latest(Buffers(), "LatestBuffer");
 }
 
 std::size_t World::LiveSounds() const {
-    PlatformLock const lock(PlatformMutex());
-    return static_cast<std::size_t>(std::count_if(sounds_.begin(), sounds_.end(),
-                                                  [](auto const& sound) { return sound->references != 0; }));
+    return CountLive(sounds_);
 }
 
 std::size_t World::SoundCount() const {
@@ -109,8 +142,7 @@ HWND World::CooperativeWindow() const {
 }
 
 std::uint32_t World::SoundReferences() const {
-    PlatformLock const lock(PlatformMutex());
-    return sounds_.empty() ? 0 : sounds_.back()->references;
+    return LatestReferences(sounds_);
 }
 
 HWND World::DesktopWindow() {
@@ -154,6 +186,53 @@ void World::Reschedule() {
 void World::RunUntil(std::int64_t targetNanoSec) {
     PlatformLock lock(PlatformMutex());
     scheduler_.RunUntil(lock, targetNanoSec);
+}
+
+// --- capture
+
+std::vector<CaptureBuffer*> World::CaptureBuffers() const {
+    return ModelsOf(captureBuffers_);
+}
+
+std::vector<CaptureBuffer*> World::LiveCaptureBuffers() const {
+    std::vector<CaptureBuffer*> buffers = CaptureBuffers();
+    buffers.erase(std::remove_if(buffers.begin(), buffers.end(),
+                                 [](CaptureBuffer const* buffer) { return buffer->References() == 0; }),
+                  buffers.end());
+    return buffers;
+}
+
+CaptureBuffer& World::OnlyCaptureBuffer() const {
+    return Only(LiveCaptureBuffers(), "OnlyCaptureBuffer");
+}
+
+CaptureBuffer& World::LatestCaptureBuffer() const {
+    return Latest(CaptureBuffers(), "LatestCaptureBuffer");
+}
+
+std::size_t World::LiveCaptures() const {
+    return CountLive(captures_);
+}
+
+std::size_t World::CaptureCount() const {
+    PlatformLock const lock(PlatformMutex());
+    return captures_.size();
+}
+
+std::uint32_t World::CaptureReferences() const {
+    return LatestReferences(captures_);
+}
+
+CaptureInterface& World::MakeCapture() {
+    auto const number = static_cast<std::uint32_t>(captures_.size() + 1);
+    captures_.push_back(std::make_unique<CaptureInterface>(*this, number));
+    return *captures_.back();
+}
+
+CaptureBufferInterface& World::MakeCaptureBuffer(DSCBUFFERDESC const& description) {
+    auto const number = static_cast<std::uint32_t>(captureBuffers_.size() + 1);
+    captureBuffers_.push_back(std::make_unique<CaptureBufferInterface>(*this, number, description));
+    return *captureBuffers_.back();
 }
 
 // --- Win32 events and threads
@@ -232,24 +311,19 @@ std::vector<std::string> World::Leaks() const {
     PlatformLock const lock(PlatformMutex());
     std::vector<std::string> leaks;
     for (auto const& sound : sounds_) {
-        if (sound->references != 0) {
-            leaks.push_back("DirectSound object " + std::to_string(sound->Number()) + " has " +
-                            std::to_string(sound->references) + " references");
-        }
+        AddLeak(leaks, *sound, sound->references, "references");
     }
-    for (auto const& interface_ : buffers_) {
-        SoundBuffer const& buffer = interface_->Model();
-        std::string const name = "sound buffer " + std::to_string(buffer.Number());
-        if (buffer.references != 0) {
-            leaks.push_back(name + " has " + std::to_string(buffer.references) + " references");
-        }
-        if (buffer.notifyReferences != 0) {
-            leaks.push_back(name + " has " + std::to_string(buffer.notifyReferences) +
-                            " references to its notify interface");
-        }
-        if (std::size_t const open = buffer.OpenLockCount(); open != 0) {
-            leaks.push_back(name + " has " + std::to_string(open) + " open locks");
-        }
+    for (auto const& buffer : buffers_) {
+        AddLeak(leaks, *buffer, buffer->Model().references, "references");
+        AddLeak(leaks, *buffer, buffer->Model().notifyReferences, "references to its notify interface");
+        AddLeak(leaks, *buffer, buffer->Model().OpenLockCount(), "open locks");
+    }
+    for (auto const& capture : captures_) {
+        AddLeak(leaks, *capture, capture->references, "references");
+    }
+    for (auto const& buffer : captureBuffers_) {
+        AddLeak(leaks, *buffer, buffer->Model().references, "references");
+        AddLeak(leaks, *buffer, buffer->Model().OpenLockCount(), "open locks");
     }
     for (EventObject const& event : events_.All()) {
         if (event.isOpen) {

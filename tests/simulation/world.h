@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "simulation/calljournal.h"
+#include "simulation/capturebuffer.h"
+#include "simulation/capturesettings.h"
 #include "simulation/devicesettings.h"
 #include "simulation/eventtable.h"
 #include "simulation/faultplan.h"
@@ -16,11 +18,13 @@
 
 namespace Simulation {
 
+class CaptureBufferInterface;
+class CaptureInterface;
 class DirectSoundInterface;
 class SoundBufferInterface;
 
-/// The simulated machine that the module runs on: clock, Win32 events, sound device. One at a time; a
-/// simulated call without one ends the program with a message.
+/// The simulated machine that the module runs on: clock, Win32 events, sound device, capture device. One at a
+/// time; a simulated call without one ends the program with a message.
 ///
 /// In tests take `TestWorld` (testworld.h), whose complaints fail the running test:
 ///
@@ -62,6 +66,7 @@ public:
     FaultPlan& Faults() { return faults_; }
     CallJournal& Journal() { return journal_; }
     DeviceSettings& Device() { return device_; }
+    CaptureSettings& CaptureDevice() { return captureDevice_; }
 
     // --- sound
 
@@ -83,6 +88,23 @@ public:
     std::uint32_t SoundReferences() const;
     /// What GetDesktopWindow gives.
     static HWND DesktopWindow();
+
+    // --- capture
+
+    /// All capture buffers made so far, in order, also those released.
+    std::vector<CaptureBuffer*> CaptureBuffers() const;
+    /// Those with references.
+    std::vector<CaptureBuffer*> LiveCaptureBuffers() const;
+    /// The one capture buffer with references; ends the program when there is none or more.
+    CaptureBuffer& OnlyCaptureBuffer() const;
+    /// The latest capture buffer made; ends the program when there is none.
+    CaptureBuffer& LatestCaptureBuffer() const;
+
+    /// Capture objects with references, and those made so far.
+    std::size_t LiveCaptures() const;
+    std::size_t CaptureCount() const;
+    /// References of the latest capture object.
+    std::uint32_t CaptureReferences() const;
 
     // --- Win32 events and threads
 
@@ -139,6 +161,11 @@ public:
     DirectSoundInterface& MakeSound();
     SoundBufferInterface& MakeBuffer(DSBUFFERDESC const& description);
     std::vector<std::unique_ptr<SoundBufferInterface>> const& BufferInterfaces() const { return buffers_; }
+    CaptureInterface& MakeCapture();
+    CaptureBufferInterface& MakeCaptureBuffer(DSCBUFFERDESC const& description);
+    std::vector<std::unique_ptr<CaptureBufferInterface>> const& CaptureBufferInterfaces() const {
+        return captureBuffers_;
+    }
 
 private:
     void RunUntil(std::int64_t targetNanoSec) override;
@@ -148,10 +175,13 @@ private:
     FaultPlan faults_;
     CallJournal journal_;
     DeviceSettings device_;
+    CaptureSettings captureDevice_;
     EventTable events_;
     Scheduler scheduler_;
     std::vector<std::unique_ptr<DirectSoundInterface>> sounds_;
     std::vector<std::unique_ptr<SoundBufferInterface>> buffers_;
+    std::vector<std::unique_ptr<CaptureInterface>> captures_;
+    std::vector<std::unique_ptr<CaptureBufferInterface>> captureBuffers_;
     std::vector<std::string> misuse_;
     bool isMisuseAllowed_ = false;
 };

@@ -74,12 +74,85 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"WrongAlignment", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.nBlockAlign = 1; }, DSERR_INVALIDPARAM,
              true},
         Case{"WrongAverage", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.nAvgBytesPerSec += 1; },
-             DSERR_INVALIDPARAM, true}),
+             DSERR_INVALIDPARAM, true},
+        Case{"FormatNotCleared", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.cbSize = 1; }, DSERR_INVALIDPARAM,
+             true}),
     [](testing::TestParamInfo<Case> const& tested) { return std::string(tested.param.name); });
 
 TEST(BufferDescription_JudgeNull, IsAMistake) {
     EXPECT_EQ(JudgeDescription(nullptr).result, DSERR_INVALIDPARAM);
     EXPECT_FALSE(JudgeDescription(nullptr).mistake.empty());
+}
+
+struct CaptureCase {
+    char const* name;
+    std::function<void(DSCBUFFERDESC&, WAVEFORMATEX&)> change;
+    HRESULT result;
+    bool isMistake;
+};
+
+class BufferDescription_JudgeCapture : public testing::TestWithParam<CaptureCase> {};
+
+TEST_P(BufferDescription_JudgeCapture, GivesTheVerdictOfTheRealThing) {
+    WAVEFORMATEX format = MakeFormat();
+    DSCBUFFERDESC description = MakeCaptureDescription(format);
+    GetParam().change(description, format);
+    DescriptionVerdict const verdict = JudgeCaptureDescription(&description);
+    EXPECT_EQ(verdict.result, GetParam().result);
+    EXPECT_EQ(!verdict.mistake.empty(), GetParam().isMistake) << verdict.mistake;
+}
+
+DSCEFFECTDESC effect{};
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BufferDescription_JudgeCapture,
+    testing::Values(
+        CaptureCase{"AsItShouldBe", [](DSCBUFFERDESC&, WAVEFORMATEX&) {}, DS_OK, false},
+        CaptureCase{"OldSize",
+                    [](DSCBUFFERDESC& d, WAVEFORMATEX&) {
+                        // What lies behind an old description is none of its fields.
+                        d.dwSize = sizeof(DSCBUFFERDESC1);
+                        d.dwFXCount = 1;
+                    },
+                    DS_OK, false},
+        CaptureCase{"SizeOneLess", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwSize -= 1; }, DSERR_INVALIDPARAM,
+                    true},
+        CaptureCase{"SizeOneMore", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwSize += 1; }, DSERR_INVALIDPARAM,
+                    true},
+        CaptureCase{"Reserved", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwReserved = 1; }, DSERR_INVALIDPARAM,
+                    true},
+        CaptureCase{"NoFlags", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwFlags = 0; }, DS_OK, false},
+        CaptureCase{"UnknownFlag", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwFlags |= 1; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"EffectCountAlone", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwFXCount = 1; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"EffectsAlone", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.lpDSCFXDesc = &effect; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"Effects",
+                    [](DSCBUFFERDESC& d, WAVEFORMATEX&) {
+                        d.dwFXCount = 1;
+                        d.lpDSCFXDesc = &effect;
+                    },
+                    DSERR_UNSUPPORTED, false},
+        CaptureCase{"NoFormat", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.lpwfxFormat = nullptr; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"NoBytes", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = 0; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"OneFrame", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = 2; }, DS_OK, false},
+        CaptureCase{"BytesOdd", [](DSCBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes += 1; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"TwoChannels", [](DSCBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(2); }, DS_OK, false},
+        CaptureCase{"EightBits", [](DSCBUFFERDESC&, WAVEFORMATEX& f) { f = MakeFormat(1, 48'000, 8); },
+                    DSERR_BADFORMAT, false},
+        CaptureCase{"WrongAverage", [](DSCBUFFERDESC&, WAVEFORMATEX& f) { f.nAvgBytesPerSec += 1; },
+                    DSERR_INVALIDPARAM, true},
+        CaptureCase{"FormatNotCleared", [](DSCBUFFERDESC&, WAVEFORMATEX& f) { f.cbSize = 1; },
+                    DSERR_INVALIDPARAM, true}),
+    [](testing::TestParamInfo<CaptureCase> const& tested) { return std::string(tested.param.name); });
+
+TEST(BufferDescription_JudgeCaptureNull, IsAMistake) {
+    EXPECT_EQ(JudgeCaptureDescription(nullptr).result, DSERR_INVALIDPARAM);
+    EXPECT_FALSE(JudgeCaptureDescription(nullptr).mistake.empty());
 }
 
 } // namespace

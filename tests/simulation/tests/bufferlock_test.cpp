@@ -8,25 +8,6 @@
 namespace Simulation {
 namespace {
 
-struct Locked {
-    void* address1 = nullptr;
-    DWORD bytes1 = 0;
-    void* address2 = nullptr;
-    DWORD bytes2 = 0;
-    HRESULT result = E_FAIL;
-};
-
-Locked LockOf(Playable& playable, DWORD offset, DWORD bytes, DWORD flags = 0) {
-    Locked locked;
-    locked.result = playable->Lock(offset, bytes, &locked.address1, &locked.bytes1, &locked.address2,
-                                   &locked.bytes2, flags);
-    return locked;
-}
-
-HRESULT Unlock(Playable& playable, Locked const& locked) {
-    return playable->Unlock(locked.address1, locked.bytes1, locked.address2, locked.bytes2);
-}
-
 TEST(SoundBuffer_Lock, GivesTheRegionAskedFor) {
     TestWorld world;
     Playable playable;

@@ -60,6 +60,30 @@ TEST(CallJournal_Texts, CoversDirectSoundAndWin32) {
                             "Release()", "Release()", "Release()", "Release()", "CloseHandle(1)"));
 }
 
+TEST(CallJournal_Texts, CoversCapture) {
+    TestWorld world;
+    world.Journal().Enable();
+    DirectSoundCaptureEnumerateA(nullptr, nullptr);
+    {
+        Microphone microphone;
+        microphone->Start(DSCBSTART_LOOPING);
+        world.Clock().AdvanceMilliSec(1);
+        EXPECT_EQ(microphone.ReadCursor(), 96u);
+        Unlock(microphone, LockOf(microphone, 10, 20));
+        microphone->Stop();
+    }
+    // Flag 0x80000000 is 2147483648; 0x80070057 stands for the callback that is null.
+    EXPECT_THAT(
+        world.Journal().Texts(),
+        ElementsAre("DirectSoundCaptureEnumerateA() = 0x80070057", "DirectSoundCaptureCreate8()",
+                    "CreateCaptureBuffer(2147483648, 480000)", "QueryInterface(IDirectSoundCaptureBuffer8)",
+                    "Release()", "Start(1)", "GetCurrentPosition()", "Lock(10, 20)", "Unlock(20, 0)",
+                    "Stop()", "Release()", "Release()"));
+    EXPECT_THAT(world.Journal().Texts(CallSet::CaptureBuffer()),
+                ElementsAre("Start(1)", "GetCurrentPosition()", "Lock(10, 20)", "Unlock(20, 0)", "Stop()"));
+    EXPECT_THAT(world.Journal().Texts(CallSet::Buffer()), ElementsAre());
+}
+
 TEST(CallJournal_Texts, PicksCallsAndObjects) {
     TestWorld world;
     world.Journal().Enable();

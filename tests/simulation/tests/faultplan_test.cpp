@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <string>
+
 #include "helpers.h"
 #include "simulation/testworld.h"
 
@@ -90,9 +93,133 @@ TEST(FaultPlan_Fail, CoversEnumerationAndWin32) {
     EXPECT_EQ(GetDesktopWindow(), World::DesktopWindow());
 }
 
+struct CaptureFault {
+    char const* name;
+    Call_t call;
+    std::function<HRESULT(Microphone&)> make;
+};
+
+class FaultPlan_FailOnCapture : public testing::TestWithParam<CaptureFault> {};
+
+TEST_P(FaultPlan_FailOnCapture, GivesTheResultOnceAndThenTheCallsOwn) {
+    TestWorld world;
+    Microphone microphone;
+    HRESULT const own = GetParam().make(microphone);
+    world.Faults().Fail(GetParam().call, 1, DSERR_NODRIVER);
+    ASSERT_NE(own, DSERR_NODRIVER);
+    EXPECT_EQ(GetParam().make(microphone), DSERR_NODRIVER);
+    EXPECT_EQ(GetParam().make(microphone), own);
+}
+
+/// QueryInterface, with the reference given back.
+HRESULT Query(IUnknown* object, REFIID riid) {
+    void* found = nullptr;
+    HRESULT const result = object->QueryInterface(riid, &found);
+    if (found != nullptr) {
+        object->Release();
+    }
+    return result;
+}
+
+HRESULT CreateCapture() {
+    IDirectSoundCapture* capture = nullptr;
+    HRESULT const result = DirectSoundCaptureCreate8(nullptr, &capture, nullptr);
+    if (capture != nullptr) {
+        capture->Release();
+    }
+    return result;
+}
+
+HRESULT CreateBuffer(Microphone& microphone) {
+    WAVEFORMATEX format = MakeFormat();
+    DSCBUFFERDESC const description = MakeCaptureDescription(format);
+    IDirectSoundCaptureBuffer* buffer = nullptr;
+    HRESULT const result = microphone.capture->CreateCaptureBuffer(&description, &buffer, nullptr);
+    if (buffer != nullptr) {
+        buffer->Release();
+    }
+    return result;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, FaultPlan_FailOnCapture,
+    testing::Values(
+        CaptureFault{"Enumerate", Call_t::CaptureEnumerate,
+                     [](Microphone&) { return DirectSoundCaptureEnumerateA(nullptr, nullptr); }},
+        CaptureFault{"Create", Call_t::CaptureCreate8, [](Microphone&) { return CreateCapture(); }},
+        CaptureFault{"Query", Call_t::CaptureQueryInterface,
+                     [](Microphone& m) { return Query(m.capture, IID_IDirectSoundCapture); }},
+        CaptureFault{"CreateBuffer", Call_t::CaptureCreateCaptureBuffer,
+                     [](Microphone& m) { return CreateBuffer(m); }},
+        CaptureFault{"GetCaps", Call_t::CaptureGetCaps,
+                     [](Microphone& m) { return m.capture->GetCaps(nullptr); }},
+        CaptureFault{"Initialize", Call_t::CaptureInitialize,
+                     [](Microphone& m) { return m.capture->Initialize(nullptr); }},
+        CaptureFault{"BufferQuery", Call_t::CaptureBufferQueryBuffer,
+                     [](Microphone& m) { return Query(m.buffer, IID_IDirectSoundCaptureBuffer); }},
+        CaptureFault{"BufferQuery8", Call_t::CaptureBufferQueryBuffer8,
+                     [](Microphone& m) { return Query(m.buffer, IID_IDirectSoundCaptureBuffer8); }},
+        CaptureFault{"BufferQueryOther", Call_t::CaptureBufferQueryOther,
+                     [](Microphone& m) { return Query(m.buffer, IID_IUnknown); }},
+        CaptureFault{"BufferGetCaps", Call_t::CaptureBufferGetCaps,
+                     [](Microphone& m) { return m->GetCaps(nullptr); }},
+        CaptureFault{"BufferGetCurrentPosition", Call_t::CaptureBufferGetCurrentPosition,
+                     [](Microphone& m) {
+                         DWORD byte = 0;
+                         return m->GetCurrentPosition(nullptr, &byte);
+                     }},
+        CaptureFault{"BufferGetFormat", Call_t::CaptureBufferGetFormat,
+                     [](Microphone& m) { return m->GetFormat(nullptr, 0, nullptr); }},
+        CaptureFault{"BufferGetStatus", Call_t::CaptureBufferGetStatus,
+                     [](Microphone& m) { return m->GetStatus(nullptr); }},
+        CaptureFault{"BufferInitialize", Call_t::CaptureBufferInitialize,
+                     [](Microphone& m) { return m->Initialize(nullptr, nullptr); }},
+        CaptureFault{"BufferLock", Call_t::CaptureBufferLock,
+                     [](Microphone& m) { return m->Lock(0, 0, nullptr, nullptr, nullptr, nullptr, 0); }},
+        CaptureFault{"BufferStart", Call_t::CaptureBufferStart,
+                     [](Microphone& m) { return m->Start(DSCBSTART_LOOPING); }},
+        CaptureFault{"BufferStop", Call_t::CaptureBufferStop, [](Microphone& m) { return m->Stop(); }},
+        CaptureFault{"BufferUnlock", Call_t::CaptureBufferUnlock,
+                     [](Microphone& m) {
+                         m->Start(DSCBSTART_LOOPING);
+                         World::Current("BufferUnlock").OnlyCaptureBuffer().CaptureAtOnce(1);
+                         Locked const locked = LockOf(m, 0, 2);
+                         HRESULT const result = Unlock(m, locked);
+                         if (FAILED(result)) {
+                             Unlock(m, locked);
+                         }
+                         return result;
+                     }},
+        CaptureFault{"BufferGetObjectInPath", Call_t::CaptureBufferGetObjectInPath,
+                     [](Microphone& m) { return m->GetObjectInPath(GUID{}, 0, GUID{}, nullptr); }},
+        CaptureFault{"BufferGetFXStatus", Call_t::CaptureBufferGetFXStatus,
+                     [](Microphone& m) { return m->GetFXStatus(0, nullptr); }}),
+    [](testing::TestParamInfo<CaptureFault> const& tested) { return std::string(tested.param.name); });
+
+TEST(FaultPlan_Fail, OfACaptureCallHasNoEffectAndGivesNothing) {
+    TestWorld world;
+    Microphone microphone;
+    world.Faults().Fail(Call_t::CaptureBufferStart, 1, DSERR_GENERIC);
+    EXPECT_EQ(microphone->Start(DSCBSTART_LOOPING), DSERR_GENERIC);
+    EXPECT_FALSE(world.OnlyCaptureBuffer().IsCapturing());
+    world.Faults().Fail(Call_t::CaptureCreate8, 1, DS_OK);
+    auto* capture = reinterpret_cast<IDirectSoundCapture*>(&world);
+    EXPECT_EQ(DirectSoundCaptureCreate8(nullptr, &capture, nullptr), DS_OK);
+    EXPECT_EQ(capture, nullptr);
+    world.Faults().Fail(Call_t::CaptureBufferLock, 1, DS_OK);
+    Locked const locked = LockOf(microphone, 0, 2);
+    EXPECT_EQ(locked.result, DS_OK);
+    EXPECT_EQ(locked.address1, nullptr);
+    EXPECT_EQ(locked.bytes1, 0u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0u);
+}
+
 TEST(FaultPlanDeathTest, RefusesWhatCannotFail) {
     TestWorld world;
-    EXPECT_DEATH(world.Faults().Fail(Call_t::BufferRelease, 1, E_FAIL), "no way to fail");
+    for (Call_t const call : {Call_t::BufferRelease, Call_t::CaptureAddRef, Call_t::CaptureRelease,
+                              Call_t::CaptureBufferAddRef, Call_t::CaptureBufferRelease}) {
+        EXPECT_DEATH(world.Faults().Fail(call, 1, E_FAIL), "no way to fail");
+    }
     EXPECT_DEATH(world.Faults().Fail(Call_t::BufferLock, 0, E_FAIL), "number 1");
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <boost/thread/thread.hpp>
@@ -107,6 +108,83 @@ public:
 
 private:
     Sound sound_;
+};
+
+/// What Lock gave, of a sound or a capture buffer.
+struct Locked {
+    void* address1 = nullptr;
+    DWORD bytes1 = 0;
+    void* address2 = nullptr;
+    DWORD bytes2 = 0;
+    HRESULT result = E_FAIL;
+};
+
+template <class Lockable>
+Locked LockOf(Lockable& lockable, DWORD offset, DWORD bytes, DWORD flags = 0) {
+    Locked locked;
+    locked.result = lockable->Lock(offset, bytes, &locked.address1, &locked.bytes1, &locked.address2,
+                                   &locked.bytes2, flags);
+    return locked;
+}
+
+template <class Lockable>
+HRESULT Unlock(Lockable& lockable, Locked const& locked) {
+    return lockable->Unlock(locked.address1, locked.bytes1, locked.address2, locked.bytes2);
+}
+
+inline DSCBUFFERDESC MakeCaptureDescription(WAVEFORMATEX& format, DWORD bytes = RingBytes) {
+    DSCBUFFERDESC description{};
+    description.dwSize = sizeof description;
+    description.dwFlags = DSCBCAPS_WAVEMAPPED;
+    description.dwBufferBytes = bytes;
+    description.lpwfxFormat = &format;
+    return description;
+}
+
+/// A capture buffer of the usual kind with its capture object; releases itself.
+class Microphone {
+public:
+    explicit Microphone(DWORD bytes = RingBytes, WAVEFORMATEX format = MakeFormat()) {
+        DirectSoundCaptureCreate8(nullptr, &capture, nullptr);
+        DSCBUFFERDESC const description = MakeCaptureDescription(format, bytes);
+        IDirectSoundCaptureBuffer* first = nullptr;
+        capture->CreateCaptureBuffer(&description, &first, nullptr);
+        first->QueryInterface(IID_IDirectSoundCaptureBuffer8, reinterpret_cast<void**>(&buffer));
+        first->Release();
+    }
+    Microphone(Microphone const&) = delete;
+    Microphone& operator=(Microphone const&) = delete;
+    ~Microphone() {
+        buffer->Release();
+        capture->Release();
+    }
+    IDirectSoundCaptureBuffer8* operator->() const { return buffer; }
+
+    DWORD ReadCursor() const {
+        DWORD byte = 0;
+        buffer->GetCurrentPosition(nullptr, &byte);
+        return byte;
+    }
+    DWORD CaptureCursor() const {
+        DWORD byte = 0;
+        buffer->GetCurrentPosition(&byte, nullptr);
+        return byte;
+    }
+    /// Locks, copies, unlocks.
+    std::vector<std::int16_t> Read(DWORD offset, DWORD bytes) {
+        Locked const locked = LockOf(buffer, offset, bytes);
+        std::vector<std::int16_t> samples;
+        for (auto const& [address, length] : {std::make_pair(locked.address1, locked.bytes1),
+                                              std::make_pair(locked.address2, locked.bytes2)}) {
+            auto const* const begin = static_cast<std::int16_t const*>(address);
+            samples.insert(samples.end(), begin, begin + length / sizeof(std::int16_t));
+        }
+        Unlock(buffer, locked);
+        return samples;
+    }
+
+    IDirectSoundCapture* capture = nullptr;
+    IDirectSoundCaptureBuffer8* buffer = nullptr;
 };
 
 /// An auto-reset event that closes itself.

@@ -34,6 +34,27 @@ TEST(World_Destructor, ReportsWhatWasNotGivenBack) {
                     "leak: sound buffer 1 has 1 open locks", "leak: event 1 is not closed"));
 }
 
+TEST(World_Destructor, ReportsWhatCaptureDidNotGiveBack) {
+    Complaints complaints;
+    {
+        World const world(complaints.Reporter());
+        IDirectSoundCapture* capture = nullptr;
+        DirectSoundCaptureCreate8(nullptr, &capture, nullptr);
+        capture->AddRef();
+        WAVEFORMATEX format = MakeFormat();
+        DSCBUFFERDESC const description = MakeCaptureDescription(format);
+        IDirectSoundCaptureBuffer* buffer = nullptr;
+        capture->CreateCaptureBuffer(&description, &buffer, nullptr);
+        buffer->Start(DSCBSTART_LOOPING);
+        world.OnlyCaptureBuffer().CaptureAtOnce(1);
+        LockOf(buffer, 0, 2);
+        EXPECT_EQ(world.CaptureReferences(), 2u);
+    }
+    EXPECT_THAT(complaints.texts, ElementsAre("leak: capture object 1 has 2 references",
+                                              "leak: capture buffer 1 has 1 references",
+                                              "leak: capture buffer 1 has 1 open locks"));
+}
+
 TEST(World_Destructor, IsContentWhenAllWasGivenBack) {
     Complaints complaints;
     {
@@ -42,6 +63,8 @@ TEST(World_Destructor, IsContentWhenAllWasGivenBack) {
         Playable playable;
         playable.Fill(0, 2, 1);
         playable->Play(0, 0, DSBPLAY_LOOPING);
+        Microphone const microphone;
+        microphone->Start(DSCBSTART_LOOPING);
     }
     EXPECT_THAT(complaints.texts, ElementsAre());
 }
@@ -89,6 +112,16 @@ TEST(WorldDeathTest, OnlyBufferNeedsExactlyOne) {
     Playable const a;
     Playable const b;
     EXPECT_DEATH(world.OnlyBuffer(), "there are 2");
+}
+
+TEST(WorldDeathTest, OnlyCaptureBufferNeedsExactlyOneAndLatestAny) {
+    World const world;
+    EXPECT_DEATH(world.OnlyCaptureBuffer(), "OnlyCaptureBuffer: there are 0");
+    EXPECT_DEATH(world.LatestCaptureBuffer(), "none was made");
+    Microphone const a;
+    Microphone const b;
+    EXPECT_DEATH(world.OnlyCaptureBuffer(), "OnlyCaptureBuffer: there are 2");
+    EXPECT_EQ(world.LatestCaptureBuffer().Number(), 2u);
 }
 
 } // namespace

@@ -1,0 +1,214 @@
+#include <gtest/gtest.h>
+
+#include "helpers.h"
+#include "simulation/testworld.h"
+
+// How the cursors of a capture buffer move.
+
+namespace Simulation {
+namespace {
+
+TEST(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
+    TestWorld world;
+    Microphone const microphone;
+    world.Clock().AdvanceMilliSec(20);
+    EXPECT_EQ(microphone.ReadCursor(), 0u);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(20);
+    EXPECT_EQ(microphone.ReadCursor(), 1'920u);
+    EXPECT_EQ(microphone.CaptureCursor(), 1'920u);
+    // Sample 961 begins at 20,020,833.3 ns.
+    world.Clock().Advance(20'833);
+    EXPECT_EQ(microphone.ReadCursor(), 1'920u);
+    world.Clock().Advance(1);
+    EXPECT_EQ(microphone.ReadCursor(), 1'922u);
+    // To 5 s, where the ring ends.
+    world.Clock().Advance(5 * NanoSecPerSec - 20'020'834);
+    EXPECT_EQ(microphone.ReadCursor(), 0u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().CapturedSamples(), 240'000u);
+    EXPECT_EQ(microphone->GetCurrentPosition(nullptr, nullptr), DSERR_INVALIDPARAM);
+}
+
+TEST(CaptureSettings_SetSkew, SpeedsTheCursorFromNowOn) {
+    TestWorld world;
+    Microphone const microphone;
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(1000);
+    world.CaptureDevice().SetSkewPartsPerMillion(-1000);
+    world.Clock().AdvanceMilliSec(1000);
+    // 48000 + 48000 * 0.999.
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 95'952u);
+    Microphone const later;
+    later->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(world.LatestCaptureBuffer().ReadSample(), 47'952u);
+}
+
+TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    world.CaptureDevice().SetCursorStep(1'500);
+    microphone->Start(DSCBSTART_LOOPING);
+    // 1500 samples take 31.25 ms.
+    world.Clock().Advance(31'249'999);
+    EXPECT_EQ(buffer.ReadSample(), 0u);
+    EXPECT_NE(buffer.SampleAt(1), CaptureSettings::Pattern(1));
+    world.Clock().Advance(1);
+    EXPECT_EQ(buffer.ReadSample(), 1'500u);
+    EXPECT_EQ(microphone.ReadCursor(), 3'000u);
+    EXPECT_EQ(buffer.SampleAt(1'499), CaptureSettings::Pattern(1'499));
+    world.Clock().Advance(62'500'000);
+    EXPECT_EQ(buffer.ReadSample(), 4'500u);
+}
+
+TEST(CaptureSettings_SetCursorStep, BringsTheFirstStepForwardByThePhase) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    world.CaptureDevice().SetCursorStep(960, 480);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(10);
+    EXPECT_EQ(buffer.ReadSample(), 480u);
+    world.Clock().Advance(20 * NanoSecPerMilliSec - 1);
+    EXPECT_EQ(buffer.ReadSample(), 480u);
+    world.Clock().Advance(1);
+    EXPECT_EQ(buffer.ReadSample(), 1'440u);
+}
+
+TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(buffer.ReadSample(), 48u);
+    world.CaptureDevice().SetCursorStep(1'500);
+    EXPECT_EQ(buffer.ReadSample(), 48u);
+}
+
+TEST(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    world.CaptureDevice().SetCursorStep(480);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(15);
+    microphone->Stop();
+    EXPECT_EQ(buffer.ReadSample(), 480u);
+    // 15 ms are 720 samples; from there the steps count again.
+    microphone->Start(DSCBSTART_LOOPING);
+    EXPECT_EQ(buffer.ReadSample(), 720u);
+    world.Clock().AdvanceMilliSec(10);
+    EXPECT_EQ(buffer.ReadSample(), 1'200u);
+}
+
+TEST(CaptureSettings_SetCaptureLead, PutsTheCaptureCursorAheadWhileCapturing) {
+    TestWorld world;
+    Microphone const microphone;
+    world.CaptureDevice().SetCaptureLead(480);
+    EXPECT_EQ(microphone.CaptureCursor(), 0u);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(4'995);
+    // 239,760 samples; 480 more are 240 behind the ring's start.
+    EXPECT_EQ(microphone.ReadCursor(), 479'520u);
+    EXPECT_EQ(microphone.CaptureCursor(), 480u);
+    microphone->Stop();
+    EXPECT_EQ(microphone.CaptureCursor(), 479'520u);
+}
+
+TEST(CaptureSettings_SetStartDelay, HoldsTheCursorBackAfterStart) {
+    TestWorld world;
+    Microphone const microphone;
+    world.CaptureDevice().SetStartDelay(30 * NanoSecPerMilliSec);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(30);
+    EXPECT_EQ(microphone.ReadCursor(), 0u);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(microphone.ReadCursor(), 96u);
+}
+
+TEST(CaptureSettings_Stall, HoldsTheCursorAndLosesWhatSounds) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(1);
+    world.CaptureDevice().Stall(100 * NanoSecPerMilliSec);
+    world.Clock().AdvanceMilliSec(100);
+    EXPECT_EQ(buffer.ReadSample(), 48u);
+    world.Clock().AdvanceMilliSec(1);
+    EXPECT_EQ(buffer.ReadSample(), 96u);
+    EXPECT_EQ(buffer.SampleAt(48), CaptureSettings::Pattern(48));
+}
+
+TEST(CaptureSettings_Stall, HoldsForABufferThatIsStartedInIt) {
+    TestWorld world;
+    world.CaptureDevice().Stall(100 * NanoSecPerMilliSec);
+    Microphone const microphone;
+    world.Clock().AdvanceMilliSec(50);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.Clock().AdvanceMilliSec(51);
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48u);
+}
+
+TEST(CaptureSettings_Stall, LeavesAStartDelayInForce) {
+    TestWorld world;
+    Microphone const microphone;
+    world.CaptureDevice().SetStartDelay(30 * NanoSecPerMilliSec);
+    microphone->Start(DSCBSTART_LOOPING);
+    world.CaptureDevice().Stall(10 * NanoSecPerMilliSec);
+    world.Clock().AdvanceMilliSec(31);
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48u);
+}
+
+TEST(CaptureSettings_SetStalled, HoldsUntilToldOtherwise) {
+    TestWorld world;
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    microphone->Start(DSCBSTART_LOOPING);
+    world.CaptureDevice().SetStalled(true);
+    world.CaptureDevice().Stall(1);
+    world.Clock().AdvanceMilliSec(1'000'000);
+    EXPECT_EQ(buffer.ReadSample(), 0u);
+    world.CaptureDevice().SetStalled(false);
+    world.Clock().AdvanceMilliSec(2);
+    EXPECT_EQ(buffer.ReadSample(), 96u);
+}
+
+TEST(CaptureBuffer_SetReadSample, CapturesUpToThereAtOnce) {
+    TestWorld world;
+    world.CaptureDevice().SetCursorStep(1'500);
+    Microphone const microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    microphone->Start(DSCBSTART_LOOPING);
+    buffer.SetReadSample(959);
+    EXPECT_EQ(microphone.ReadCursor(), 1'918u);
+    EXPECT_EQ(buffer.SampleAt(958), CaptureSettings::Pattern(958));
+    EXPECT_NE(buffer.SampleAt(959), CaptureSettings::Pattern(959));
+    buffer.SetReadSample(959);
+    EXPECT_EQ(buffer.CapturedSamples(), 959u);
+    // Back is forward through the ring's end.
+    buffer.SetReadSample(958);
+    EXPECT_EQ(buffer.CapturedSamples(), 240'958u);
+    // Steps are counted from there.
+    world.Clock().Advance(31'250'000);
+    EXPECT_EQ(buffer.CapturedSamples(), 242'458u);
+}
+
+TEST(CaptureBuffer_CaptureAtOnce, WorksInAStallAndEndsABufferThatDoesNotLoop) {
+    TestWorld world;
+    Microphone const microphone(200);
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+    world.CaptureDevice().SetStalled(true);
+    microphone->Start(0);
+    buffer.CaptureAtOnce(99);
+    EXPECT_TRUE(buffer.IsCapturing());
+    EXPECT_EQ(buffer.ReadSample(), 99u);
+    buffer.CaptureAtOnce(7);
+    EXPECT_FALSE(buffer.IsCapturing());
+    EXPECT_EQ(buffer.CapturedSamples(), 100u);
+}
+
+} // namespace
+} // namespace Simulation
