@@ -246,10 +246,11 @@ TEST_F(PlaybackChain, ClosedSessionGivesEverythingBackWhileOthersPlay) {
     auto const leaving = OpenSession();
     Play(staying, 0, 100);
     Play(leaving, 0, 100);
-    EXPECT_EQ(world_.OpenHandles(), 3U);
+    // Besides the wake events of the two devices one for each session.
+    EXPECT_EQ(world_.OpenHandles(), 4U);
     pipeline_->CloseSession(leaving);
     world_.Clock().Advance(0);
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_EQ(world_.OpenHandles(), 3U);
     ASSERT_THAT(world_.LiveBuffers(), SizeIs(1));
     EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
     EXPECT_EQ(world_.OnlyBuffer().Number(), 1U);
@@ -308,7 +309,8 @@ TEST(PlaybackChain_Life, EndsWithNothingLeftBehind) {
             // The second session ends with the pipeline.
         }
         EXPECT_THAT(world.LiveBuffers(), IsEmpty());
-        EXPECT_EQ(world.OpenHandles(), 1U);
+        // The wake events of the two devices.
+        EXPECT_EQ(world.OpenHandles(), 2U);
         renderer.Shutdown();
         EXPECT_EQ(world.LiveSounds(), 0U);
         EXPECT_EQ(world.BlockedThreads(), 0U);

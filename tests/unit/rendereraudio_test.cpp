@@ -82,10 +82,10 @@ class RendererAudio_RegisterSession : public RendererTest {};
 
 // --- construction and destruction
 
-TEST_F(RendererAudio_Construction, MakesTheWakeEventAloneAndIsDisabled) {
+TEST_F(RendererAudio_Construction, MakesTheWakeEventsOfItsTwoDevicesAloneAndIsDisabled) {
     RendererAudio const renderer;
     EXPECT_FALSE(renderer.IsEnabled());
-    EXPECT_THAT(TakeTexts(), ElementsAre("CreateEventA(0, 0)"));
+    EXPECT_THAT(TakeTexts(), ElementsAre("CreateEventA(0, 0)", "CreateEventA(0, 0)"));
 }
 
 TEST_F(RendererAudio_Construction, TypeAndSubTypeAreZero) {
@@ -112,9 +112,10 @@ TEST_F(RendererAudio_Construction, DestructionOfAnEnabledRendererShutsItDown) {
         ASSERT_EQ(renderer.Initialize(), 0);
         world_.Journal().Clear();
     }
+    // Event 1 wakes the playback device, event 2 the capture device, which goes first.
     EXPECT_THAT(UnitTest::TextsOfThread(
                     world_, "", {Call_t::Win32SetEvent, Call_t::SoundRelease, Call_t::Win32CloseHandle}),
-                ElementsAre("SetEvent(1)", "Release()", "CloseHandle(1)"));
+                ElementsAre("SetEvent(1)", "Release()", "SetEvent(2)", "CloseHandle(2)", "CloseHandle(1)"));
 }
 
 TEST_F(RendererAudio_Construction, DestructionOfADisabledRendererClosesWhatASessionOpened) {
@@ -152,13 +153,15 @@ TEST_F(RendererAudio_Instance, IsTheRendererThatThePipelineHas) {
 
 // --- Initialize
 
-TEST_F(RendererAudio_Initialize, OpensThePlaybackDeviceAndEnables) {
+TEST_F(RendererAudio_Initialize, OpensThePlaybackDeviceThenTheCaptureDeviceAndEnables) {
     RendererAudio renderer;
     TakeTexts();
     EXPECT_EQ(renderer.Initialize(), 0);
     EXPECT_TRUE(renderer.IsEnabled());
-    EXPECT_THAT(TakeTexts(), ElementsAre("DirectSoundEnumerateA()", "DirectSoundCreate8()",
-                                         "GetDesktopWindow()", "SetCooperativeLevel(2)"));
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("DirectSoundEnumerateA()", "DirectSoundCreate8()", "GetDesktopWindow()",
+                            "SetCooperativeLevel(2)", "DirectSoundCaptureEnumerateA()",
+                            "DirectSoundCaptureCreate8()", "GetCaps()"));
 }
 
 TEST_F(RendererAudio_Initialize, WhenEnabledOpensNothingAgain) {
@@ -178,7 +181,7 @@ TEST_F(RendererAudio_Initialize, WhenEnabledDoesNotEvenTryAMissingDriver) {
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
-TEST_F(RendererAudio_Initialize, AfterASessionOpenedTheDeviceEnablesWithoutOpeningAgain) {
+TEST_F(RendererAudio_Initialize, AfterASessionOpenedThePlaybackDeviceOpensTheCaptureDeviceAlone) {
     RendererAudio renderer;
     auto const session = OpenSession(renderer);
     ASSERT_NE(session, nullptr);
@@ -186,7 +189,8 @@ TEST_F(RendererAudio_Initialize, AfterASessionOpenedTheDeviceEnablesWithoutOpeni
     TakeTexts();
     EXPECT_EQ(renderer.Initialize(), 0);
     EXPECT_TRUE(renderer.IsEnabled());
-    EXPECT_THAT(TakeTexts(), IsEmpty());
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("DirectSoundCaptureEnumerateA()", "DirectSoundCaptureCreate8()", "GetCaps()"));
 }
 
 TEST_F(RendererAudio_Initialize, AfterShutdownOpensAgain) {

@@ -1,7 +1,9 @@
 #include "rendereraudio.h"
 
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "pipeline/pipeline.h"
 #include "pipeline/pipelinejob.h"
@@ -73,11 +75,14 @@ int RendererAudio::Initialize() {
         return Status::OutOfMemory;
     }
     enabled_.store(true, std::memory_order_release);
+    captureDevice_.Initialize();
     return Status::Success;
 }
 
 void RendererAudio::Shutdown() {
+    captureProxy_.reset();
     playbackDevice_.Close();
+    captureDevice_.Close();
     enabled_.store(false, std::memory_order_release);
 }
 
@@ -105,6 +110,40 @@ void RendererAudio::RegisterSession(PipelineSessionParams_t& params,
         state = boost::intrusive_ptr<PipelineState>(new RendererAudioPlaybackState(playbackDevice_));
     } catch (...) {
         // Out of memory or threads: the session is refused, and `state` says so.
+    }
+}
+
+std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::GetCaptureProxy() const {
+    boost::mutex::scoped_lock const guard(proxyMutex_);
+    if (captureProxy_ != nullptr && captureProxy_->IsInitialized()) {
+        return captureProxy_;
+    }
+    captureProxy_.reset();
+    if (!captureDevice_.IsOpen()) {
+        captureDevice_.Initialize();
+    }
+    if (captureDevice_.IsOpen()) {
+        try {
+            auto proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
+            if (proxy->IsInitialized()) {
+                captureProxy_ = std::move(proxy);
+            }
+        } catch (std::bad_alloc const&) {
+            // No proxy, and the next call tries again.
+        }
+    }
+    return captureProxy_;
+}
+
+bool RendererAudio::GetLineLevelCallbacks(std::function<bool(float)> const& callback) const {
+    if (!captureDevice_.IsOpen() && captureDevice_.Initialize() != Status::Success) {
+        return false;
+    }
+    try {
+        return captureDevice_.StartLineLevel(callback);
+    } catch (...) {
+        // Out of memory or threads, or a callback that cannot be copied.
+        return false;
     }
 }
 

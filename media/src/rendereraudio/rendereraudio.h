@@ -2,23 +2,28 @@
 
 #include <atomic>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/thread/mutex.hpp>
+#include <functional>
+#include <memory>
 
 #include "pipeline/ipipelinerenderer.h"
 #include "pipeline/pipelinesessionparams.h"
 #include "pipeline/pipelinestate.h"
+#include "rendereraudiocapturedevice.h"
+#include "rendereraudiocaptureproxy.h"
 #include "rendereraudioexport.h"
 #include "rendereraudioplaybackdevice.h"
 
 namespace Media {
 
 /// The audio renderer of the host's media pipeline: the module's entry point. It owns the playback device
-/// that all sessions share.
+/// that all sessions share, and the capture device with the one capture that all who listen share.
 ///
 /// Expected of the host: construct; `Initialize`; any number of `RegisterSession` and `Divide`; `Shutdown`;
 /// destroy after the last session's state has been released.
 ///
-/// **Threads:** `Divide` and `RegisterSession` from any of the pipeline's threads at once. `Initialize`,
-/// `Shutdown` and destruction from one thread, while no other is inside the renderer.
+/// **Threads:** `Divide`, `RegisterSession`, `GetCaptureProxy` and `GetLineLevelCallbacks` from any threads
+/// at once. `Initialize`, `Shutdown` and destruction from one thread, while no other is inside the renderer.
 /// **Ownership:** the host's. Nothing is thrown but by the constructor, without memory.
 class RENDERERAUDIO_API RendererAudio : public IPipelineRenderer {
 public:
@@ -31,14 +36,17 @@ public:
     /// The renderer that the pipeline uses for audio, or null when it uses none or one of another class.
     static RendererAudio const* Instance();
 
-    /// Opens the playback device. 0 when it is open, when the machine has no sound driver, when DirectSound
-    /// fails with a code that has no status of its own, and when the renderer is enabled already; else a
-    /// negative status, and the renderer stays disabled: -26 (outputs cannot be enumerated), -41 (invalid
-    /// argument), -200 (taken by another program), -202 (out of memory or threads), -1 (cooperative level
-    /// refused).
+    /// Opens the playback device, then the capture device, whose failure is none of the renderer's: whoever
+    /// asks for the microphone tries again. 0 when it is open, when the machine has no sound driver, when
+    /// DirectSound fails with a code that has no status of its own, and when the renderer is enabled already;
+    /// else a negative status, and the renderer stays disabled: -26 (outputs cannot be enumerated), -41
+    /// (invalid argument), -200 (taken by another program), -202 (out of memory or threads), -1 (cooperative
+    /// level refused).
     int Initialize() override;
 
-    /// Closes the playback device, also when the renderer is not enabled.
+    /// Lets go of the capture proxy, which lives on with its other holders, and closes both devices, also
+    /// when the renderer is not enabled. Line-level threads end by themselves within about 20 ms; it does not
+    /// wait for them.
     void Shutdown() override;
 
     /// True from a successful `Initialize` to `Shutdown`. Any thread.
@@ -58,8 +66,24 @@ public:
     /// achieved one where that was measured. A null job is ignored.
     void Divide(boost::intrusive_ptr<PipelineStageRenderJob> const& job) override;
 
+    /// The one proxy through which all holders share the microphone; capture runs when it is returned for the
+    /// first time. Empty when capture cannot be started; each call tries again.
+    std::shared_ptr<RendererAudioCaptureProxy> GetCaptureProxy() const;
+
+    /// Starts one more line-level thread, which calls its own copy of `callback` with the microphone's level
+    /// (0.0 to 1.0) about every 20 ms until `callback` returns false or the capture device closes. The
+    /// callback runs on that thread, holds no lock, and must not throw. False, with no thread started, when
+    /// `callback` is empty or there is no microphone to open.
+    ///
+    /// The thread reads the same capture as the proxy's frames: what it meters, `ReadFrames` does not get.
+    bool GetLineLevelCallbacks(std::function<bool(float)> const& callback) const;
+
 private:
     RendererAudioPlaybackDevice playbackDevice_;
+    // Opened, and its proxy made, when somebody asks.
+    mutable RendererAudioCaptureDevice captureDevice_;
+    mutable boost::mutex proxyMutex_;
+    mutable std::shared_ptr<RendererAudioCaptureProxy> captureProxy_;
     std::atomic<bool> enabled_{false};
 };
 

@@ -9,13 +9,23 @@ namespace Status {
 constexpr int Success = 0;
 /// DirectSound refused an operation.
 constexpr int Refused = -1;
+/// The captured samples could not be locked, or gave no block.
+constexpr int NothingRead = -10;
 /// No sound driver on this machine.
 constexpr int NoDriver = -25;
 /// Devices could not be enumerated, or aggregation was asked for.
 constexpr int EnumerationFailed = -26;
 /// No DirectSound object, no known device or no frame to create with.
 constexpr int NothingToCreateWith = -27;
+/// There is no DirectSound buffer to read from.
+constexpr int NoBuffer = -27;
+/// Less than one block of samples has been captured.
+constexpr int TooFewSamples = -30;
 constexpr int InvalidArgument = -41;
+/// The buffer was created before.
+constexpr int AlreadyCreated = -43;
+/// The sound driver has gone.
+constexpr int DriverLost = -120;
 /// Another program has the device to itself.
 constexpr int Allocated = -200;
 constexpr int OutOfMemory = -202;
@@ -39,6 +49,20 @@ constexpr int StatusOfCreateFailure(HRESULT result) {
             return Status::NoDriver;
         default:
             return Status::Success;
+    }
+}
+
+/// The status of a failed reading of the capture position.
+constexpr int StatusOfPositionFailure(HRESULT result) {
+    switch (result) {
+        case E_OUTOFMEMORY:
+            return Status::OutOfMemory;
+        case E_INVALIDARG:
+            return Status::InvalidArgument;
+        case DSERR_NODRIVER:
+            return Status::DriverLost;
+        default:
+            return Status::Refused;
     }
 }
 

@@ -26,4 +26,15 @@ void WriteLog(Kovra::LoggerFacade const& logger, Kovra::LogLevel_t const& level,
     logger.get().Push(record);
 }
 
+/// Pushes one record that names the place in the sources it comes from, when `level` is wanted. Any thread.
+inline void WriteLogAt(Kovra::CodeLocation const& location, Kovra::LoggerFacade const& logger,
+                       Kovra::LogLevel_t const& level, char const* text) {
+    if (!logger.IsEnabled(level)) {
+        return;
+    }
+    Kovra::LogExec record(level, text);
+    record.At(location);
+    logger.get().Push(record);
+}
+
 } // namespace Media

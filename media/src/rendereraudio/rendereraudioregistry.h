@@ -31,7 +31,12 @@ public:
           events_(std::make_shared<Events const>(1, CreateEventA(nullptr, FALSE, FALSE, nullptr))),
           buffers_(1, nullptr) {}
 
-    ~RendererAudioRegistry() { OwnedEvent const wakeEvent(GetEvents()->front()); }
+    ~RendererAudioRegistry() {
+        // The wake event, and those of buffers that outlive their device.
+        for (HANDLE const handle : *GetEvents()) {
+            OwnedEvent const event(handle);
+        }
+    }
 
     RendererAudioRegistry(RendererAudioRegistry const&) = delete;
     RendererAudioRegistry& operator=(RendererAudioRegistry const&) = delete;

@@ -2,24 +2,60 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "rendereraudiodirectsound.h"
 
 namespace Media {
 
-/// A locked part of a sound buffer: one region, or two when it wraps round the end of the buffer.
+/// Brings a lost buffer's memory back. False when there is nothing to bring back: capture buffers are never
+/// lost.
+inline bool RestoreLostMemory(IDirectSoundBuffer8& soundBuffer) {
+    soundBuffer.Restore();
+    return true;
+}
+inline bool RestoreLostMemory(IDirectSoundCaptureBuffer8& /*captureBuffer*/) {
+    return false;
+}
+
+/// A locked part of a DirectSound buffer: one region, or two when it wraps round the end of the buffer.
 ///
-/// **Ownership:** unlocks when it goes out of scope; borrows the sound buffer.
-class RendererAudioRingLock {
+/// **Ownership:** unlocks when it goes out of scope; borrows the DirectSound buffer.
+template <class DirectSoundBuffer>
+class RendererAudioRegionLock {
 public:
     /// Locks `byteCount` bytes from `startByte` on. A lost buffer is restored and tried once more. Empty when
-    /// DirectSound refuses, and without a sound buffer (null), which counts as a refusal.
-    static std::optional<RendererAudioRingLock> Acquire(IDirectSoundBuffer8* soundBuffer,
-                                                        std::uint32_t startByte, std::uint32_t byteCount);
+    /// DirectSound refuses, and without a buffer (null), which counts as a refusal.
+    static std::optional<RendererAudioRegionLock> Acquire(DirectSoundBuffer* buffer, std::uint32_t startByte,
+                                                          std::uint32_t byteCount) {
+        if (buffer == nullptr) {
+            return std::nullopt;
+        }
+        RendererAudioRegionLock lock(*buffer);
+        HRESULT result = lock.Lock(startByte, byteCount);
+        if (result == DSERR_BUFFERLOST && RestoreLostMemory(*buffer)) {
+            result = lock.Lock(startByte, byteCount);
+        }
+        if (FAILED(result)) {
+            lock.Forget();
+            return std::nullopt;
+        }
+        return lock;
+    }
 
-    RendererAudioRingLock(RendererAudioRingLock&& other) noexcept;
-    RendererAudioRingLock& operator=(RendererAudioRingLock&&) = delete;
-    ~RendererAudioRingLock();
+    RendererAudioRegionLock(RendererAudioRegionLock&& other) noexcept
+        : buffer_(std::exchange(other.buffer_, nullptr)),
+          first_(other.first_),
+          second_(other.second_),
+          firstBytes_(other.firstBytes_),
+          secondBytes_(other.secondBytes_) {}
+    RendererAudioRegionLock& operator=(RendererAudioRegionLock&&) = delete;
+
+    ~RendererAudioRegionLock() {
+        if (buffer_ != nullptr) {
+            buffer_->Unlock(first_, firstBytes_, second_, secondBytes_);
+        }
+    }
 
     std::uint8_t* GetFirst() const { return static_cast<std::uint8_t*>(first_); }
     std::uint32_t GetFirstBytes() const { return firstBytes_; }
@@ -27,17 +63,25 @@ public:
     std::uint8_t* GetSecond() const { return static_cast<std::uint8_t*>(second_); }
     std::uint32_t GetSecondBytes() const { return secondBytes_; }
 
-private:
-    explicit RendererAudioRingLock(IDirectSoundBuffer8& soundBuffer) : soundBuffer_(&soundBuffer) {}
+    /// Nothing is unlocked in the end: for a lock that turns out to hold nothing.
+    void Forget() { buffer_ = nullptr; }
 
-    HRESULT Lock(std::uint32_t startByte, std::uint32_t byteCount);
+private:
+    explicit RendererAudioRegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
+
+    HRESULT Lock(std::uint32_t startByte, std::uint32_t byteCount) {
+        return buffer_->Lock(startByte, byteCount, &first_, &firstBytes_, &second_, &secondBytes_, 0);
+    }
 
     /// Null while nothing is locked.
-    IDirectSoundBuffer8* soundBuffer_;
+    DirectSoundBuffer* buffer_;
     void* first_ = nullptr;
     void* second_ = nullptr;
     DWORD firstBytes_ = 0;
     DWORD secondBytes_ = 0;
 };
+
+using RendererAudioRingLock = RendererAudioRegionLock<IDirectSoundBuffer8>;
+using RendererAudioCaptureLock = RendererAudioRegionLock<IDirectSoundCaptureBuffer8>;
 
 } // namespace Media

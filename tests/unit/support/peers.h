@@ -1,5 +1,13 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
+#include "rendereraudiocapturebuffer.h"
+#include "rendereraudiocapturedevice.h"
+#include "rendereraudiocapturedevicestate.h"
+#include "rendereraudiocaptureproxy.h"
+#include "rendereraudiocapturerecord.h"
 #include "rendereraudioplaybackbuffer.h"
 #include "rendereraudioplaybackdevice.h"
 #include "rendereraudioplaybackdevicestate.h"
@@ -50,6 +58,36 @@ struct RendererAudioPlaybackDevicePeer {
 
 struct RendererAudioPlaybackStatePeer {
     static RendererAudioPlaybackBuffer& GetBuffer(RendererAudioPlaybackState& state) { return state.buffer_; }
+};
+
+struct RendererAudioCaptureBufferPeer {
+    using Record = RendererAudioCaptureBuffer::Record;
+
+    static Record& GetRecord(RendererAudioCaptureBuffer& buffer) { return *buffer.record_; }
+};
+
+struct RendererAudioCaptureDevicePeer {
+    using State = RendererAudioCaptureDevice::State;
+
+    static State& GetState(RendererAudioCaptureDevice& device) { return *device.state_; }
+
+    /// What a line-level thread knows of its device.
+    static std::weak_ptr<State> GetWeakState(RendererAudioCaptureDevice& device) { return device.state_; }
+
+    /// The line-level thread's function, on the calling thread.
+    static void LineLevel(std::weak_ptr<State> const& state, std::function<bool(float)> const& callback) {
+        RendererAudioCaptureDevice::LineLevel(state, callback);
+    }
+
+    static bool StartCaptureThread(RendererAudioCaptureDevice& device) { return device.StartCaptureThread(); }
+};
+
+struct RendererAudioCaptureProxyPeer {
+    /// Null while capture is stopped.
+    static std::shared_ptr<RendererAudioCaptureBuffer> GetBuffer(RendererAudioCaptureProxy const& proxy) {
+        return proxy.GetBuffer();
+    }
+    static RendererAudioCaptureDevice& GetDevice(RendererAudioCaptureProxy& proxy) { return proxy.device_; }
 };
 
 } // namespace Media

@@ -1,0 +1,83 @@
+#include "rendereraudiocaptureproxy.h"
+
+#include <exception>
+#include <string>
+
+#include "rendereraudiocapturebuffer.h"
+#include "rendereraudiocodes.h"
+#include "rendereraudiolog.h"
+
+namespace Media {
+
+namespace {
+
+[[maybe_unused]] std::shared_ptr<Kovra::LoggerFacade> const logger =
+    FetchLogger("Media.RendererAudioCaptureProxy");
+
+/// A stopped microphone is a silent one.
+constexpr float StoppedLevel = 0.0F;
+
+} // namespace
+
+RendererAudioCaptureProxy::RendererAudioCaptureProxy(RendererAudioCaptureDevice& device)
+    : device_(device), status_(Status::OutOfMemory) {
+    CreateBuffer();
+}
+
+RendererAudioCaptureProxy::~RendererAudioCaptureProxy() {
+    StopBufferCapture();
+}
+
+void RendererAudioCaptureProxy::StartBufferCapture() {
+    if (auto const buffer = GetBuffer()) {
+        buffer->StartCapture();
+    } else {
+        CreateBuffer();
+    }
+}
+
+void RendererAudioCaptureProxy::StopBufferCapture() {
+    // The field first: whoever asks from here on finds nothing. A read that has the buffer already finds it
+    // closed, and frees it when it is done.
+    auto const buffer = std::atomic_exchange(&buffer_, std::shared_ptr<RendererAudioCaptureBuffer>());
+    if (buffer != nullptr) {
+        buffer->Close();
+    }
+}
+
+int RendererAudioCaptureProxy::ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames) {
+    auto const buffer = GetBuffer();
+    return buffer == nullptr ? Status::TooFewSamples : buffer->ReadFrames(frames);
+}
+
+int RendererAudioCaptureProxy::SampleLineLevel() {
+    auto const buffer = GetBuffer();
+    return buffer == nullptr ? Status::Success : buffer->SampleLineLevel();
+}
+
+float RendererAudioCaptureProxy::GetLineLevel() const {
+    auto const buffer = GetBuffer();
+    return buffer == nullptr ? StoppedLevel : buffer->GetLineLevel();
+}
+
+bool RendererAudioCaptureProxy::IsInitialized() const {
+    return status_.load(std::memory_order_relaxed) >= Status::Success;
+}
+
+void RendererAudioCaptureProxy::CreateBuffer() {
+    int status = Status::OutOfMemory;
+    try {
+        auto const buffer = std::make_shared<RendererAudioCaptureBuffer>(device_);
+        std::atomic_store(&buffer_, buffer);
+        status = buffer->Create();
+    } catch (std::exception const&) {
+        // Out of memory, and the status says so.
+    }
+    status_.store(status, std::memory_order_relaxed);
+}
+
+std::shared_ptr<RendererAudioCaptureBuffer> RendererAudioCaptureProxy::GetBuffer() const {
+    return std::atomic_load(&buffer_);
+}
+
+} // namespace Media
