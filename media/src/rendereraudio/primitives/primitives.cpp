@@ -1,8 +1,11 @@
 #include "primitives/primitives.h"
 
-#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
+
+#include "primitives/processor.h"
+#include "primitives/varianttable.h"
 
 namespace Media::Primitives {
 
@@ -20,7 +23,39 @@ struct ProcessingState {
 };
 static_assert(sizeof(ProcessingState) == ProcessingStateSizeBytes);
 
+constexpr std::array<Variant const*, VariantCount> Variants = {
+    &BaselineVariant, &BaselineVariant, &Ssse3Variant, &Ssse3Variant, &Sse41Variant, &AvxVariant,
+};
+
+/// What the processor decides, once, while the module is loaded. Before that, all of it is zero, which means
+/// the baseline.
+struct Choice {
+    std::uint32_t index;
+    std::size_t largestCacheBytes;
+};
+
+Choice Choose() {
+    ThisProcessor const processor;
+    // Its warnings are for those who tune the variants; the module goes on with the index.
+    Selection const selection = SelectVariant(ReadFeatureMask(processor), ReadVendor(processor));
+    return {selection.index, ReadLargestCacheBytes(processor)};
+}
+
+Choice const choice = Choose();
+
+Variant const& ChosenVariant() {
+    return *Variants[choice.index];
+}
+
 } // namespace
+
+std::array<Variant const*, VariantCount> const& GetVariants() {
+    return Variants;
+}
+
+std::uint32_t GetVariantIndex() {
+    return choice.index;
+}
 
 int ZeroBytes(void* destination, std::int32_t lengthBytes) {
     if (destination == nullptr) {
@@ -29,7 +64,8 @@ int ZeroBytes(void* destination, std::int32_t lengthBytes) {
     if (lengthBytes < 1) {
         return LengthBelowOne;
     }
-    std::memset(destination, 0, static_cast<std::size_t>(lengthBytes));
+    ChosenVariant().zeroBytes(static_cast<std::uint8_t*>(destination), static_cast<std::size_t>(lengthBytes),
+                              choice.largestCacheBytes);
     return Success;
 }
 
@@ -40,7 +76,9 @@ int CopyBytes(void const* source, void* destination, std::int32_t lengthBytes) {
     if (lengthBytes < 1) {
         return LengthBelowOne;
     }
-    std::memcpy(destination, source, static_cast<std::size_t>(lengthBytes));
+    ChosenVariant().copyBytes(static_cast<std::uint8_t const*>(source),
+                              static_cast<std::uint8_t*>(destination), static_cast<std::size_t>(lengthBytes),
+                              choice.largestCacheBytes);
     return Success;
 }
 
@@ -52,9 +90,7 @@ int MinMaxS16(std::int16_t const* source, std::int32_t lengthSamples, std::int16
     if (lengthSamples < 1) {
         return LengthBelowOne;
     }
-    auto const [smallest, largest] = std::minmax_element(source, source + lengthSamples);
-    *minimum = *smallest;
-    *maximum = *largest;
+    ChosenVariant().minMaxS16(source, static_cast<std::size_t>(lengthSamples), minimum, maximum);
     return Success;
 }
 

@@ -1,0 +1,17 @@
+// For processors with SSE4.1: 128-bit registers. Compiled for them alone.
+
+#include "primitives/smallestposition.h"
+#include "primitives/vectorkernels.h"
+#include "primitives/wide128.h"
+
+namespace Media::Primitives {
+
+namespace {
+
+struct Wide : Wide128<Wide>, ExtremesBySearch<Wide> {};
+
+} // namespace
+
+Variant const Sse41Variant = MakeVariant<Wide>();
+
+} // namespace Media::Primitives
