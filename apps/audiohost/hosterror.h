@@ -5,7 +5,7 @@
 
 namespace AudioHost {
 
-/// What the program ends with, for scripts. `HelpText` in `options.cpp` lists them for people.
+/// What the program ends with, for scripts. `options.cpp` lists them for people.
 enum class ExitCode_t : int {
     Ok = 0,
     Internal = 1,
@@ -14,6 +14,8 @@ enum class ExitCode_t : int {
     NotAudio = 4,
     NoSound = 5,
     NoOutput = 6,
+    NoInput = 7,
+    NotWritten = 8,
     Interrupted = 130,
 };
 

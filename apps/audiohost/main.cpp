@@ -3,8 +3,11 @@
 
 #include "console.h"
 #include "hosterror.h"
+#include "meter.h"
 #include "options.h"
 #include "play.h"
+#include "record.h"
+#include "rendereraccess.h"
 #include "rendereraudio.h"
 
 extern "C" {
@@ -13,10 +16,26 @@ extern "C" {
 
 namespace {
 
+bool IsCommand(AudioHost::CommandLine const& command) {
+    return command.play || command.record || command.meter;
+}
+
+AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
+                                 AudioHost::Surroundings const& surroundings,
+                                 AudioHost::CaptureAccess& capture) {
+    if (command.play) {
+        return AudioHost::Play(*command.play, surroundings);
+    }
+    if (command.record) {
+        return AudioHost::Record(*command.record, surroundings, capture);
+    }
+    return AudioHost::Meter(*command.meter, surroundings, capture);
+}
+
 AudioHost::ExitCode_t Run() {
     bool const isTerminal = AudioHost::SetUpConsole();
     AudioHost::CommandLine const command = AudioHost::ReadCommandLine(AudioHost::GetArguments());
-    if (!command.play) {
+    if (!IsCommand(command)) {
         (command.code == AudioHost::ExitCode_t::Ok ? std::cout : std::cerr) << command.text << std::endl;
         return command.code;
     }
@@ -25,7 +44,8 @@ AudioHost::ExitCode_t Run() {
     static AudioHost::StopSignal stop;
     AudioHost::StopOnInterrupt(stop);
     Media::RendererAudio renderer;
-    return AudioHost::Play(*command.play, {renderer, stop, std::cout, isTerminal});
+    AudioHost::RendererAccess capture(renderer);
+    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture);
 }
 
 } // namespace

@@ -15,7 +15,7 @@ constexpr int MostLeadMilliSec = 2000;
 constexpr double LeastSeconds = 0.02;
 constexpr double MostSeconds = 1e6;
 
-constexpr char const* ExitCodes =
+constexpr char const* PlayExitCodes =
     "Exit codes:\n"
     "  0    everything was played\n"
     "  1    internal error, or the report could not be written\n"
@@ -25,6 +25,40 @@ constexpr char const* ExitCodes =
     "  5    a file has no sound in it: no audio stream, or only silence\n"
     "  6    there is no audio output device, or it cannot be opened\n"
     "  130  interrupted with Ctrl-C; summary and report cover what was played\n";
+
+constexpr char const* RecordExitCodes =
+    "Exit codes:\n"
+    "  0    everything was recorded; what was left out on the way is in the summary\n"
+    "  1    internal error, or the report could not be written\n"
+    "  2    the command line is wrong\n"
+    "  3, 4, 5  the file given with --sent is missing, is not audio, has no sound in it\n"
+    "  7    there is no microphone, it cannot be opened, or it gives nothing any more\n"
+    "  8    the recording cannot be written (any further); what was written can be played\n"
+    "  130  interrupted with Ctrl-C; file, summary and report cover what was recorded\n";
+
+constexpr char const* MeterExitCodes =
+    "Exit codes:\n"
+    "  0    the time was over\n"
+    "  1    internal error\n"
+    "  2    the command line is wrong\n"
+    "  7    there is no microphone, or it gives nothing any more\n"
+    "  130  ended with Ctrl-C\n";
+
+constexpr char const* CommonExitCodes =
+    "Exit codes:\n"
+    "  0    done\n"
+    "  1    internal error, or a report could not be written\n"
+    "  2    the command line is wrong\n"
+    "  3    a file is missing\n"
+    "  4    a file cannot be read or is not audio\n"
+    "  5    a file has no sound in it: no audio stream, or only silence\n"
+    "  6    there is no audio output device, or it cannot be opened\n"
+    "  7    there is no microphone, it cannot be opened, or it gives nothing any more\n"
+    "  8    the recording cannot be written (any further)\n"
+    "  130  interrupted with Ctrl-C\n";
+
+constexpr char const* LogHelp = "Write the renderer's log records to this file";
+constexpr char const* ReportHelp = "Write a report with pictures to this HTML file";
 
 std::string FormatNumber(double value) {
     std::ostringstream text;
@@ -65,40 +99,79 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_option("--seconds", options.seconds, "Play only the first N seconds of each file")
         ->check(Between(LeastSeconds, MostSeconds))
         ->type_name("N");
-    play.add_option("--report", options.reportPath, "Write a report with pictures to this HTML file")
-        ->type_name("OUT.html");
+    play.add_option("--report", options.reportPath, ReportHelp)->type_name("OUT.html");
     play.add_option("--heard", options.heardPath,
                     "File into which a recorder writes meanwhile what the loudspeaker gets (raw 16-bit "
                     "little-endian, mono, 48000 Hz); it is compared with what was sent")
         ->type_name("RAW");
-    play.add_option("--log", options.logPath, "Write the renderer's log records to this file")
-        ->type_name("FILE");
-    play.footer(ExitCodes);
+    play.add_option("--log", options.logPath, LogHelp)->type_name("FILE");
+    play.footer(PlayExitCodes);
+}
+
+void AddRecord(CLI::App& record, RecordOptions& options) {
+    record
+        .add_option("OUT.wav", options.outPath,
+                    "WAV file to write (16 bit, 48000 Hz, mono); an older one is replaced when the first "
+                    "sound comes")
+        ->required();
+    record
+        .add_option("--seconds", options.seconds,
+                    "End after N seconds of sound (else at Ctrl-C, or after 12 hours)")
+        ->check(Between(LeastSeconds, static_cast<double>(MostRecordSeconds)))
+        ->type_name("N");
+    record.add_option("--report", options.reportPath, ReportHelp)->type_name("OUT.html");
+    record
+        .add_option("--sent", options.sentPath,
+                    "Audio file that is played into the microphone meanwhile, over and over; the recording "
+                    "is compared with it")
+        ->type_name("FILE.wav");
+    record.add_option("--log", options.logPath, LogHelp)->type_name("FILE");
+    record.footer(RecordExitCodes);
+}
+
+void AddMeter(CLI::App& meter, MeterOptions& options) {
+    meter.add_option("--seconds", options.seconds, "End after N seconds (else at Ctrl-C)")
+        ->check(Between(LeastSeconds, MostSeconds))
+        ->type_name("N");
+    meter.add_option("--log", options.logPath, LogHelp)->type_name("FILE");
+    meter.footer(MeterExitCodes);
 }
 
 /// CLI11's own texts end without a hint; ours say where help is.
 std::string Complain(CLI::ParseError const& error) {
     std::string text = error.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
-    return text + "\nRun audiohost --help, or audiohost play --help, for the options.";
+    return text + "\nRun audiohost --help, or audiohost COMMAND --help, for the options.";
 }
 
 } // namespace
 
 CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     CommandLine result;
-    PlayOptions options;
-    CLI::App app("Plays audio files through the media pipeline and the audio renderer.", "audiohost");
+    PlayOptions playOptions;
+    RecordOptions recordOptions;
+    MeterOptions meterOptions;
+    CLI::App app("Plays and records sound through the media pipeline and the audio renderer.", "audiohost");
     app.require_subcommand(1);
-    app.footer(ExitCodes);
+    app.footer(CommonExitCodes);
     CLI::App* const play = app.add_subcommand("play", "Play files and tell how well it went");
-    AddPlay(*play, options);
+    CLI::App* const record = app.add_subcommand("record", "Record the microphone and tell how well it went");
+    CLI::App* const meter = app.add_subcommand("meter", "Show the level of the microphone");
+    AddPlay(*play, playOptions);
+    AddRecord(*record, recordOptions);
+    AddMeter(*meter, meterOptions);
 
     // The parser takes its arguments from the back.
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
         app.parse(reversed);
-        result.play = options;
+        if (play->parsed()) {
+            result.play = playOptions;
+        } else if (record->parsed()) {
+            result.record = recordOptions;
+        } else {
+            result.meter = meterOptions;
+        }
     } catch (CLI::CallForHelp const&) {
         result.text = app.help();
     } catch (CLI::ParseError const& error) {

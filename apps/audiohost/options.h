@@ -24,9 +24,33 @@ struct PlayOptions {
     std::string logPath;
 };
 
-/// What the command line asks for: a command, or a text and an exit code.
+/// Longest recording, twelve hours: a WAV file holds little more.
+constexpr std::int64_t MostRecordSeconds = 43'200;
+
+/// The `record` command.
+struct RecordOptions {
+    std::string outPath;
+    /// 0: until interrupted, or `MostRecordSeconds`.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string reportPath;
+    std::string sentPath;
+    std::string logPath;
+};
+
+/// The `meter` command.
+struct MeterOptions {
+    /// 0: until interrupted.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string logPath;
+};
+
+/// What the command line asks for: one of the commands, or a text and an exit code.
 struct CommandLine {
     std::optional<PlayOptions> play;
+    std::optional<RecordOptions> record;
+    std::optional<MeterOptions> meter;
     ExitCode_t code = ExitCode_t::Ok;
     /// For standard output (help, version) when `code` is `Ok`, else for standard error.
     std::string text;

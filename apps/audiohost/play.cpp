@@ -1,18 +1,18 @@
 #include "play.h"
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <memory>
 #include <thread>
 #include <utility>
 
+#include "atend.h"
 #include "feeder.h"
 #include "heardfile.h"
 #include "kovra/log.h"
 #include "kovra/thread.h"
 #include "mediafile.h"
+#include "outputfile.h"
 #include "pipeline/pipeline.h"
 #include "progress.h"
 #include "report.h"
@@ -30,29 +30,11 @@ constexpr char const* RendererChannels = "Media.RendererAudio";
 constexpr std::int64_t EarlierMilliSec = 500;
 constexpr std::int64_t LaterMilliSec = 2500;
 
-/// Runs something when it goes out of scope, whatever the way.
-class AtEnd {
-public:
-    explicit AtEnd(std::function<void()> action) : action_(std::move(action)) {}
-    ~AtEnd() { action_(); }
-    AtEnd(AtEnd const&) = delete;
-    AtEnd& operator=(AtEnd const&) = delete;
-
-private:
-    std::function<void()> action_;
-};
-
 void OpenRenderer(Media::IPipelineRenderer& renderer) {
     int const status = renderer.Initialize();
     if (status < 0) {
         throw HostError(ExitCode_t::NoOutput, "the audio output cannot be opened (status " +
                                                   std::to_string(status) + "); is there an output device?");
-    }
-}
-
-void RequireWritable(std::string const& path) {
-    if (!path.empty() && !std::ofstream(std::filesystem::u8path(path), std::ios::app)) {
-        throw HostError(ExitCode_t::Usage, "'" + path + "' cannot be written.");
     }
 }
 
@@ -108,7 +90,7 @@ bool FeedWithProgress(Feeder& feeder, PlayRecorder const& recorder, PlayOptions 
     ProgressLine line(surroundings.out, surroundings.isTerminal);
     std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
     while (fed.wait_for(interval) != std::future_status::ready) {
-        line.Show(recorder.GetProgress());
+        line.Show(FormatProgress(recorder.GetProgress()));
     }
     line.End();
     return fed.get();
@@ -187,22 +169,14 @@ void RequirePlayed(PlayRecord const& record) {
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
     std::vector<Source> sources = OpenFiles(options.files);
     RequireWritable(options.reportPath);
-    if (!options.logPath.empty() && !Kovra::LogManager::Instance().SetFile(options.logPath)) {
-        throw HostError(ExitCode_t::Usage, "'" + options.logPath + "' cannot be written.");
-    }
+    LogTo(options.logPath);
     PlayRecord record = PlayFiles(options, surroundings, std::move(sources));
     if (!options.heardPath.empty()) {
         CompareWithHeard(options.heardPath, record);
     }
     surroundings.out << FormatSummary(record) << std::flush;
     if (!options.reportPath.empty()) {
-        std::ofstream report(std::filesystem::u8path(options.reportPath), std::ios::binary);
-        report << FormatReport(record);
-        if (!report.flush()) {
-            throw HostError(ExitCode_t::Internal,
-                            "the report '" + options.reportPath + "' could not be written.");
-        }
-        surroundings.out << "Report: " << options.reportPath << std::endl;
+        WriteReport(options.reportPath, FormatReport(record), surroundings.out);
     }
     RequirePlayed(record);
     return record.isInterrupted ? ExitCode_t::Interrupted : ExitCode_t::Ok;

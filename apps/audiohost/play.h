@@ -1,23 +1,10 @@
 #pragma once
 
-#include <ostream>
-
 #include "hosterror.h"
 #include "options.h"
-#include "pipeline/ipipelinerenderer.h"
-#include "stopsignal.h"
+#include "surroundings.h"
 
 namespace AudioHost {
-
-/// Where a command runs. All borrowed.
-struct Surroundings {
-    Media::IPipelineRenderer& renderer;
-    StopSignal& stop;
-    /// Progress and summary.
-    std::ostream& out;
-    /// `out` is a terminal.
-    bool isTerminal = false;
-};
 
 /// Plays the files through the pipeline and `surroundings.renderer`, shows progress, compares with what was
 /// heard, prints the summary and writes the report. Returns `Ok` or `Interrupted`; throws `HostError` for

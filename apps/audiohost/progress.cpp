@@ -75,12 +75,12 @@ int ProgressLine::GetIntervalMilliSec() const {
     return isTerminal_ ? TerminalIntervalMilliSec : PlainIntervalMilliSec;
 }
 
-void ProgressLine::Show(std::vector<PlayRecorder::Progress> const& sessions) {
-    std::string line = FormatProgress(sessions);
+void ProgressLine::Show(std::string const& text) {
     if (!isTerminal_) {
-        out_ << line << std::endl;
+        out_ << text << std::endl;
         return;
     }
+    std::string line = text;
     std::size_t const length = line.size();
     line.resize(std::max(length, shownLength_), ' ');
     out_ << '\r' << line << std::flush;

@@ -22,7 +22,7 @@ public:
 
     /// How often to call `Show`.
     int GetIntervalMilliSec() const;
-    void Show(std::vector<PlayRecorder::Progress> const& sessions);
+    void Show(std::string const& text);
     /// Ends the line, so that what follows starts on a new one.
     void End();
 

@@ -1,11 +1,10 @@
 #include "report.h"
 
 #include <algorithm>
-#include <ctime>
 #include <vector>
 
 #include "reportcharts.h"
-#include "reportstyle.h"
+#include "reportparts.h"
 #include "stats.h"
 #include "summary.h"
 #include "textformat.h"
@@ -17,24 +16,6 @@ namespace {
 constexpr double NanoSecPerSecond = 1e9;
 /// A page with more rows than these would be slow to open and slower to read.
 constexpr std::size_t MostEventRows = 300;
-
-std::string FormatUtc(Kovra::SysTime time) {
-    auto const seconds = static_cast<std::time_t>(time.NanoSec() / NanoSecPerSec);
-    std::tm const* const parts = std::gmtime(&seconds); // the report is written by one thread
-    char text[32] = "";
-    if (parts) {
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", parts);
-    }
-    return text;
-}
-
-std::string Tag(std::string const& name, std::string const& text) {
-    return "<" + name + ">" + EscapeHtml(text) + "</" + name.substr(0, name.find(' ')) + ">";
-}
-
-std::string Tile(std::string const& value, std::string const& label) {
-    return "<div class=\"tile\">" + Tag("b", value) + Tag("span", label) + "</div>\n";
-}
 
 std::string Header(PlayRecord const& record) {
     std::string names;
@@ -74,18 +55,8 @@ std::string Tiles(PlayRecord const& record) {
     return html + "</div>\n";
 }
 
-std::string Sentences(std::string const& title, std::vector<std::string> const& sentences) {
-    std::string html = Tag("h3", title) + "<p>";
-    for (std::string const& sentence : sentences) {
-        html += EscapeHtml(sentence) + " ";
-    }
-    return html + "</p>\n";
-}
-
 std::string InWords(PlayRecord const& record) {
-    Verdict const verdict = Judge(record);
-    std::string html = "<section><p class=\"verdict " + std::string(verdict.isGood ? "good" : "bad") + "\">" +
-                       EscapeHtml(verdict.text) + "</p>\n" + Tiles(record);
+    std::string html = "<section>" + VerdictLine(Judge(record)) + Tiles(record);
     for (SessionRecord const& session : record.sessions) {
         html += Sentences(session.name, DescribeSession(session));
     }
@@ -93,10 +64,6 @@ std::string InWords(PlayRecord const& record) {
         html += Sentences("What came out of the loudspeaker", DescribeComparison(*record.comparison));
     }
     return html + "</section>\n";
-}
-
-std::string Row(std::string const& label, std::string const& value) {
-    return "<tr>" + Tag("td", label) + "<td class=\"number\">" + EscapeHtml(value) + "</td></tr>\n";
 }
 
 std::string SessionTable(SessionRecord const& session) {
@@ -177,17 +144,12 @@ std::string EventTable(PlayRecord const& record) {
 } // namespace
 
 std::string FormatReport(PlayRecord const& record) {
-    std::string html =
-        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>Playback "
-        "report</title>\n"
-        "<style>" +
-        std::string(ReportStyle) + "</style>\n</head>\n<body>\n" + Header(record) + InWords(record) +
-        Tag("h2", "Over time") + FormatCharts(record) + Tag("h2", "Sessions");
+    std::string html = Header(record) + InWords(record) + Tag("h2", "Over time") + FormatCharts(record) +
+                       Tag("h2", "Sessions");
     for (SessionRecord const& session : record.sessions) {
         html += SessionTable(session);
     }
-    return html + EventTable(record) + "</body>\n</html>\n";
+    return FormatPage("Playback report", html + EventTable(record));
 }
 
 } // namespace AudioHost

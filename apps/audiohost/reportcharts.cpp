@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "reportparts.h"
 #include "soundlevel.h"
 #include "stats.h"
 #include "svgplot.h"
@@ -15,14 +16,7 @@ namespace {
 
 constexpr double NanoSecPerSecond = 1e9;
 constexpr double MilliSecPerSec = 1000.0;
-constexpr double FullScale = 32768.0;
-constexpr int TimeTicks = 10;
 constexpr char const* TimeLabel = "Time since the first frame was handed over (s)";
-/// Short, as waveforms are low.
-constexpr char const* AmplitudeLabel = "Of full scale";
-constexpr double WaveHeight = 150.0;
-constexpr double ChartHeight = 190.0;
-constexpr double CloseUpMilliSec = 20.0;
 /// More notes than these would be a wall of text; the table has them all.
 constexpr std::size_t MostNotes = 30;
 
@@ -50,20 +44,6 @@ Scene Survey(PlayRecord const& record) {
     scene.sent = MixSounds(sounds);
     scene.seconds.most = std::max(0.1, ToSec(end) + scene.soundStart);
     return scene;
-}
-
-struct LegendEntry {
-    std::string text;
-    std::size_t series = 0;
-};
-
-std::string Figure(std::string const& title, std::vector<LegendEntry> const& legend, std::string const& svg) {
-    std::string html = "<figure><figcaption><b>" + EscapeHtml(title) + "</b>";
-    for (LegendEntry const& entry : legend) {
-        html += "<span class=\"key\"><i class=\"series" + std::to_string(entry.series % 6 + 1) + "\"></i>" +
-                EscapeHtml(entry.text) + "</span>";
-    }
-    return html + "</figcaption>\n" + svg + "</figure>\n";
 }
 
 std::vector<LegendEntry> SessionLegend(PlayRecord const& record) {
@@ -95,13 +75,6 @@ std::string Waveform(Scene const& scene, std::string const& title, SampleView so
     return Figure(title, {}, plot.Finish());
 }
 
-/// The next whole tenth, or hundredth of something quiet, that holds the peak.
-double WaveScale(int peak) {
-    double const share = peak / FullScale;
-    double const step = share > 0.1 ? 0.1 : 0.01;
-    return std::max(step, std::ceil(share / step) * step);
-}
-
 std::string Waveforms(Scene const& scene) {
     if (scene.sent.empty()) {
         return "";
@@ -115,40 +88,6 @@ std::string Waveforms(Scene const& scene) {
         html += Waveform(scene, "Sound heard, its delay taken out", scene.record.heard, start, scale, 1);
     }
     return html;
-}
-
-std::string CloseUp(Scene const& scene) {
-    if (!scene.record.comparison || !scene.record.comparison->isFound) {
-        return "";
-    }
-    WindowMatch const* best = nullptr;
-    double bestLevel = 0.0;
-    for (WindowMatch const& window : scene.record.comparison->windows) {
-        double const level = LevelDecibel(SampleView(scene.sent).Cut(window.sentStart, CompareWindowSamples));
-        if (window.IsMatch() && (!best || level > bestLevel)) {
-            best = &window;
-            bestLevel = level;
-        }
-    }
-    std::int64_t const start = best->sentStart + CompareWindowSamples / 2;
-    std::int64_t const count = MilliSecToSamples(static_cast<std::int64_t>(CloseUpMilliSec));
-    SampleView const sent = SampleView(scene.sent).Cut(start, count);
-    SampleView const heard = SampleView(scene.record.heard).Cut(start + best->lag, count);
-    double const scale = WaveScale(std::max(Peak(sent), Peak(heard)));
-    SvgPlot plot("Close-up of sent and heard", ChartHeight, {0.0, CloseUpMilliSec}, {-scale, scale});
-    plot.AddAxes(
-        "Time from " + FormatFixed(SamplesToSec(static_cast<double>(start)), 3) + " s into the sound (ms)",
-        AmplitudeLabel, TimeTicks, std::vector<double>{-scale, 0.0, scale});
-    std::size_t series = 0;
-    for (SampleView const& sound : {sent, heard}) {
-        std::vector<PlotPoint> points;
-        for (std::size_t i = 0; i < sound.GetSize(); ++i) {
-            points.push_back({SamplesToMilliSec(static_cast<double>(i)), sound[i] / FullScale});
-        }
-        plot.AddLine(points, series++);
-    }
-    return Figure("Close-up where it is loudest: sent and heard on top of each other",
-                  {{"sent", 0}, {"heard", 1}}, plot.Finish());
 }
 
 /// A range around 0 that holds almost all of `values`, and single outliers only up to its edge.
@@ -249,7 +188,8 @@ std::string LogEvents(Scene const& scene) {
 std::string FormatCharts(PlayRecord const& record) {
     Scene const scene = Survey(record);
     return Waveforms(scene) + PresentationError(scene) + PlaybackFrequency(scene) + LogEvents(scene) +
-           DelayHeard(scene) + CloseUp(scene);
+           DelayHeard(scene) +
+           (record.comparison ? CloseUp(*record.comparison, scene.sent, record.heard, "heard") : "");
 }
 
 } // namespace AudioHost

@@ -9,6 +9,8 @@ namespace AudioHost {
 /// Rate at which the host keeps and compares sound: what the loudspeaker side runs at.
 constexpr std::uint32_t SoundRateHz = 48000;
 constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+/// Greatest magnitude of a sample.
+constexpr double FullScaleLsb = 32768.0;
 
 /// Mono 16-bit PCM at `SoundRateHz`.
 using Samples = std::vector<std::int16_t>;

@@ -6,21 +6,24 @@
 
 namespace AudioHost {
 
-namespace {
-
-constexpr double FullScaleLsb = 32768.0;
-} // namespace
-
-double LevelDecibel(SampleView samples) {
-    double energy = 0.0;
+double SumOfSquares(SampleView samples) {
+    double sum = 0.0;
     for (std::int16_t const sample : samples) {
-        energy += static_cast<double>(sample) * sample;
+        sum += static_cast<double>(sample) * sample;
     }
-    if (energy <= 0.0) {
+    return sum;
+}
+
+double EnergyDecibel(double sumOfSquares, std::uint64_t count) {
+    if (sumOfSquares <= 0.0) {
         return LeastLevelDecibel;
     }
-    double const meanSquare = energy / static_cast<double>(samples.GetSize());
+    double const meanSquare = sumOfSquares / static_cast<double>(count);
     return std::max(LeastLevelDecibel, 10.0 * std::log10(meanSquare / (FullScaleLsb * FullScaleLsb)));
+}
+
+double LevelDecibel(SampleView samples) {
+    return EnergyDecibel(SumOfSquares(samples), samples.GetSize());
 }
 
 int Peak(SampleView samples) {
@@ -29,6 +32,10 @@ int Peak(SampleView samples) {
         peak = std::max(peak, std::abs(static_cast<int>(sample)));
     }
     return peak;
+}
+
+double PeakDecibel(int peak) {
+    return EnergyDecibel(static_cast<double>(peak) * peak, 1);
 }
 
 } // namespace AudioHost

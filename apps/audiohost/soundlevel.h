@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "samples.h"
 
 namespace AudioHost {
@@ -10,7 +12,13 @@ constexpr double LeastLevelDecibel = -120.0;
 /// Root mean square in decibels against a full-scale square wave; at least `LeastLevelDecibel`.
 double LevelDecibel(SampleView samples);
 
+/// The same from a sum of squares, for sound that comes in pieces.
+double SumOfSquares(SampleView samples);
+double EnergyDecibel(double sumOfSquares, std::uint64_t count);
+
 /// Greatest magnitude, 0 to 32768.
 int Peak(SampleView samples);
+/// A magnitude in decibels against the greatest; at least `LeastLevelDecibel`.
+double PeakDecibel(int peak);
 
 } // namespace AudioHost

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 
+#include "soundwords.h"
 #include "stats.h"
 #include "textformat.h"
 
@@ -14,18 +15,8 @@ namespace {
 /// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
 constexpr double GoodErrorMilliSec = 45.0;
 constexpr double GoodMatchedShare = 0.95;
-constexpr std::size_t MostJumpsTold = 5;
-/// Below this a recording holds noise at most.
-constexpr double SilentLevelDecibel = -80.0;
 /// Holes and jumps from here on are heard as a click or a stumble.
 constexpr double AudibleHoleMilliSec = 10.0;
-
-std::string Milli(double samples) {
-    return FormatFixed(SamplesToMilliSec(samples), 1) + " ms";
-}
-std::string At(std::int64_t sample) {
-    return FormatClock(sample * NanoSecPerSec / SoundRateHz);
-}
 
 std::string DescribeErrors(SessionRecord const& session) {
     if (session.points.empty()) {
@@ -69,41 +60,18 @@ std::string DescribeEvents(std::vector<PlayEvent> const& events) {
 
 std::string DescribeDelay(SoundComparison const& comparison) {
     double const drift = comparison.lagDriftSamples;
-    std::string const change =
-        std::fabs(SamplesToMilliSec(drift)) < 0.05
-            ? "kept that delay to the end"
-            : (drift > 0 ? "fell behind by " : "gained ") + Milli(std::fabs(drift)) + " up to the end";
+    std::string const change = std::fabs(SamplesToMilliSec(drift)) < 0.05
+                                   ? "kept that delay to the end"
+                                   : (drift > 0 ? "fell behind by " : "gained ") +
+                                         FormatMilliSec(std::fabs(drift)) + " up to the end";
     double const start = SamplesToSec(comparison.firstSampleAt);
     std::string const first =
         start < 0.0 ? "The recording starts " + FormatFixed(-start, 3) + " s into the sound"
                     : "The first sample was heard " + FormatFixed(start, 3) + " s into the recording";
-    return first + "; the sound " + change + " (90 % of it within " + Milli(comparison.lagSpreadSamples) +
-           ", median delay " +
+    return first + "; the sound " + change + " (90 % of it within " +
+           FormatMilliSec(comparison.lagSpreadSamples) + ", median delay " +
            FormatSigned(SamplesToMilliSec(comparison.medianLagSamples - comparison.firstSampleAt), 1) +
            " ms from the first).";
-}
-
-std::string DescribeLevels(SoundComparison const& comparison) {
-    double const difference = comparison.heardLevelDecibel - comparison.sentLevelDecibel;
-    return "Level: sent " + FormatFixed(comparison.sentLevelDecibel, 1) + " dBFS, heard " +
-           FormatFixed(comparison.heardLevelDecibel, 1) + " dBFS, difference " + FormatSigned(difference, 1) +
-           " dB.";
-}
-
-std::string DescribeJumps(std::vector<TimelineJump> const& jumps) {
-    std::string text;
-    for (std::size_t i = 0; i < std::min(jumps.size(), MostJumpsTold); ++i) {
-        TimelineJump const& jump = jumps[i];
-        char const* const kind = jump.kind == TimelineJump::Kind_t::Missing    ? " missing"
-                                 : jump.kind == TimelineJump::Kind_t::Repeated ? " repeated"
-                                                                               : " of silence put in";
-        text += (text.empty() ? "" : "; ") + Milli(static_cast<double>(jump.samples)) + kind + " at " +
-                At(jump.sentSample);
-    }
-    if (jumps.size() > MostJumpsTold) {
-        text += "; and " + std::to_string(jumps.size() - MostJumpsTold) + " more";
-    }
-    return text.empty() ? "Nothing is missing and nothing was heard twice." : "Out of step: " + text + ".";
 }
 
 std::string DescribeLost(std::vector<SoundSpan> const& lost) {
@@ -113,13 +81,7 @@ std::string DescribeLost(std::vector<SoundSpan> const& lost) {
     }
     return "Not heard as sent: " + FormatCount(lost.size(), "part") + ", together " +
            FormatFixed(SamplesToSec(static_cast<double>(total)), 2) + " s (first at " +
-           At(lost.front().start) + ").";
-}
-
-void Append(std::string& text, std::vector<std::string> const& sentences) {
-    for (std::string const& sentence : sentences) {
-        text += "  " + sentence + "\n";
-    }
+           FormatPlace(lost.front().start) + ").";
 }
 
 bool IsHeardWell(SoundComparison const& comparison) {
@@ -183,7 +145,8 @@ std::vector<std::string> DescribeSession(SessionRecord const& session) {
 
 std::vector<std::string> DescribeComparison(SoundComparison const& comparison) {
     if (!comparison.isFound) {
-        return {"Nothing of what was sent could be found in the recording.", DescribeLevels(comparison)};
+        return {"Nothing of what was sent could be found in the recording.",
+                DescribeLevels(comparison, "heard")};
     }
     std::vector<std::string> sentences;
     sentences.push_back(FormatFixed(100.0 * comparison.GetMatchedShare(), 1) +
@@ -191,21 +154,23 @@ std::vector<std::string> DescribeComparison(SoundComparison const& comparison) {
                         std::to_string(comparison.windowsMatched) + " of " +
                         std::to_string(comparison.windowsWithSignal) + ").");
     sentences.push_back(DescribeDelay(comparison));
-    sentences.push_back(DescribeLevels(comparison));
+    sentences.push_back(DescribeLevels(comparison, "heard"));
     if (comparison.unrecordedSamples > 0) {
         sentences.push_back(FormatFixed(SamplesToSec(static_cast<double>(comparison.unrecordedSamples)), 2) +
                             " s of the sound lie outside the recording.");
     }
     if (comparison.silentStartSamples > 0) {
-        sentences.push_back("The first " + Milli(static_cast<double>(comparison.silentStartSamples)) +
+        sentences.push_back("The first " +
+                            FormatMilliSec(static_cast<double>(comparison.silentStartSamples)) +
                             " were not heard.");
     }
     sentences.push_back(
         comparison.longestHole.samples == 0
             ? "No silent hole."
-            : "Longest silent hole: " + Milli(static_cast<double>(comparison.longestHole.samples)) + " at " +
-                  At(comparison.longestHole.start) + ".");
-    sentences.push_back(DescribeJumps(comparison.jumps));
+            : "Longest silent hole: " + FormatMilliSec(static_cast<double>(comparison.longestHole.samples)) +
+                  " at " + FormatPlace(comparison.longestHole.start) + ".");
+    sentences.push_back(comparison.jumps.empty() ? "Nothing is missing and nothing was heard twice."
+                                                 : DescribeJumps(comparison.jumps));
     if (!comparison.lost.empty()) {
         sentences.push_back(DescribeLost(comparison.lost));
     }
@@ -216,15 +181,15 @@ std::string FormatSummary(PlayRecord const& record) {
     std::string text = Judge(record).text + " (lead " + std::to_string(record.leadMilliSec) + " ms).\n";
     for (SessionRecord const& session : record.sessions) {
         text += session.name + "\n";
-        Append(text, DescribeSession(session));
+        AppendSentences(text, DescribeSession(session));
     }
     if (!record.otherEvents.empty()) {
         text += "All sessions\n";
-        Append(text, {DescribeEvents(record.otherEvents)});
+        AppendSentences(text, {DescribeEvents(record.otherEvents)});
     }
     if (record.comparison) {
         text += "Heard\n";
-        Append(text, DescribeComparison(*record.comparison));
+        AppendSentences(text, DescribeComparison(*record.comparison));
     }
     return text;
 }

@@ -4,14 +4,9 @@
 #include <vector>
 
 #include "playrecord.h"
+#include "soundwords.h"
 
 namespace AudioHost {
-
-/// How well it went, in a few words.
-struct Verdict {
-    bool isGood = false;
-    std::string text;
-};
 
 Verdict Judge(PlayRecord const& record);
 

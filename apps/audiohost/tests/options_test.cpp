@@ -37,11 +37,44 @@ TEST(ReadCommandLine, LeadStaysWithinItsBounds) {
     EXPECT_EQ(ReadCommandLine({"play", "a.wav", "--lead", "2001"}).code, ExitCode_t::Usage);
 }
 
+TEST(ReadCommandLine, OfRecordHasTheDefaultsAndTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"record", "out.wav"});
+    ASSERT_TRUE(line.record) << line.text;
+    EXPECT_FALSE(line.play || line.meter);
+    EXPECT_EQ(line.record->outPath, "out.wav");
+    EXPECT_EQ(line.record->seconds, 0.0);
+    EXPECT_EQ(line.record->reportPath + line.record->sentPath + line.record->logPath, "");
+    CommandLine const full = ReadCommandLine(
+        {"record", "--seconds", "2.5", "--report", "r.html", "--sent", "s.wav", "--log", "l.txt", "out.wav"});
+    ASSERT_TRUE(full.record) << full.text;
+    EXPECT_EQ(full.record->seconds, 2.5);
+    EXPECT_EQ(full.record->reportPath, "r.html");
+    EXPECT_EQ(full.record->sentPath, "s.wav");
+    EXPECT_EQ(full.record->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, OfRecordEndsAtTwelveHours) {
+    EXPECT_TRUE(ReadCommandLine({"record", "out.wav", "--seconds", "43200"}).record);
+    EXPECT_EQ(ReadCommandLine({"record", "out.wav", "--seconds", "43201"}).code, ExitCode_t::Usage);
+}
+
+TEST(ReadCommandLine, OfMeterHasTheDefaultsAndTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"meter"});
+    ASSERT_TRUE(line.meter) << line.text;
+    EXPECT_FALSE(line.play || line.record);
+    EXPECT_EQ(line.meter->seconds, 0.0);
+    EXPECT_EQ(line.meter->logPath, "");
+    CommandLine const full = ReadCommandLine({"meter", "--seconds", "0.5", "--log", "l.txt"});
+    ASSERT_TRUE(full.meter) << full.text;
+    EXPECT_EQ(full.meter->seconds, 0.5);
+    EXPECT_EQ(full.meter->logPath, "l.txt");
+}
+
 class ReadCommandLine_Wrong : public testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(ReadCommandLine_Wrong, IsAUsageErrorWithASentenceAndAHint) {
     CommandLine const line = ReadCommandLine(GetParam());
-    EXPECT_FALSE(line.play);
+    EXPECT_FALSE(line.play || line.record || line.meter);
     EXPECT_EQ(line.code, ExitCode_t::Usage);
     EXPECT_NE(line.text.find("--help"), std::string::npos);
 }
@@ -56,17 +89,27 @@ INSTANTIATE_TEST_SUITE_P(Each, ReadCommandLine_Wrong,
                                          std::vector<std::string>{"play", "a.wav", "--seconds", "0"},
                                          std::vector<std::string>{"play", "a.wav", "--seconds", "nan"},
                                          std::vector<std::string>{"play", "a.wav", "--colour"},
-                                         std::vector<std::string>{"play", "a.wav", "--report"}));
+                                         std::vector<std::string>{"play", "a.wav", "--report"},
+                                         std::vector<std::string>{"record"},
+                                         std::vector<std::string>{"record", "a.wav", "b.wav"},
+                                         std::vector<std::string>{"record", "a.wav", "--seconds", "0"},
+                                         std::vector<std::string>{"record", "a.wav", "--volume", "1"},
+                                         std::vector<std::string>{"meter", "a.wav"},
+                                         std::vector<std::string>{"meter", "--seconds", "nan"},
+                                         std::vector<std::string>{"meter", "record", "a.wav"}));
 
 TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
     for (std::vector<std::string> const& arguments :
-         {std::vector<std::string>{"--help"}, std::vector<std::string>{"play", "--help"}}) {
+         {std::vector<std::string>{"--help"}, std::vector<std::string>{"play", "--help"},
+          std::vector<std::string>{"record", "--help"}, std::vector<std::string>{"meter", "--help"}}) {
         CommandLine const line = ReadCommandLine(arguments);
-        EXPECT_FALSE(line.play);
+        EXPECT_FALSE(line.play || line.record || line.meter);
         EXPECT_EQ(line.code, ExitCode_t::Ok);
         EXPECT_NE(line.text.find("130"), std::string::npos);
     }
     EXPECT_NE(ReadCommandLine({"play", "--help"}).text.find("--lead"), std::string::npos);
+    EXPECT_NE(ReadCommandLine({"record", "--help"}).text.find("--sent"), std::string::npos);
+    EXPECT_NE(ReadCommandLine({"meter", "--help"}).text.find("--seconds"), std::string::npos);
 }
 
 } // namespace AudioHost

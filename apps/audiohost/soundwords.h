@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "soundcompare.h"
+
+namespace AudioHost {
+
+/// Below this a recording holds noise at most.
+constexpr double SilentLevelDecibel = -80.0;
+
+/// How well it went, in a few words.
+struct Verdict {
+    bool isGood = false;
+    std::string text;
+};
+
+/// "12.3 ms".
+std::string FormatMilliSec(double samples);
+/// "1:02.3", where the sample lies in the sound.
+std::string FormatPlace(std::int64_t sample);
+
+/// "Out of step: 20.0 ms missing at 0:01.0; ...". `jumps` is not empty.
+std::string DescribeJumps(std::vector<TimelineJump> const& jumps);
+
+/// `done` says what became of the sound: "heard", "recorded".
+std::string DescribeLevels(SoundComparison const& comparison, std::string const& done);
+
+/// As indented lines.
+void AppendSentences(std::string& text, std::vector<std::string> const& sentences);
+
+} // namespace AudioHost
