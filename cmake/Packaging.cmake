@@ -16,6 +16,8 @@ foreach(library kovra mediacore pipeline codec devparams)
 endforeach()
 install(FILES
     media/src/rendereraudio/rendereraudio.h
+    media/src/rendereraudio/rendereraudiocapturedevice.h
+    media/src/rendereraudio/rendereraudiocaptureproxy.h
     media/src/rendereraudio/rendereraudioexport.h
     media/src/rendereraudio/rendereraudioplaybackdevice.h
     DESTINATION include/rendereraudio)

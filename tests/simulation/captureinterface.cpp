@@ -33,7 +33,19 @@ ULONG CaptureInterface::AddRef() {
 }
 
 ULONG CaptureInterface::Release() {
-    return DropReference(Call_t::CaptureRelease, references, [] {});
+    return DropReference(Call_t::CaptureRelease, references, [this] {
+        if (references == 0) {
+            ReportBuffersLeft();
+        }
+    });
+}
+
+void CaptureInterface::ReportBuffersLeft() const {
+    for (CaptureBufferInterface* const buffer : made_) {
+        if (buffer->Model().references != 0) {
+            GetWorld().ReportMisuse(Name() + " released before its " + buffer->Name());
+        }
+    }
 }
 
 HRESULT CaptureInterface::CreateCaptureBuffer(DSCBUFFERDESC const* description,
@@ -62,6 +74,7 @@ HRESULT CaptureInterface::Create(DSCBUFFERDESC const* description, IDirectSoundC
     if (verdict.result == DS_OK) {
         CaptureBufferInterface& made = GetWorld().MakeCaptureBuffer(*description);
         made.Model().references = 1;
+        made_.push_back(&made);
         *buffer = &made;
     }
     return verdict.result;

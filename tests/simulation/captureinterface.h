@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <vector>
 
 #include "simulation/comobject.h"
 #include "simulation/dsoundheaders.h"
 
 namespace Simulation {
+
+class CaptureBufferInterface;
 
 /// The simulated IDirectSoundCapture, which IDirectSoundCapture8 is another name of. It makes capture buffers
 /// that are described as the real API demands.
@@ -31,6 +34,10 @@ private:
     HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
     HRESULT Create(DSCBUFFERDESC const* description, IDirectSoundCaptureBuffer** buffer,
                    IUnknown const* outer);
+    /// Its buffers go with it: whoever still holds one calls freed memory.
+    void ReportBuffersLeft() const;
+
+    std::vector<CaptureBufferInterface*> made_;
 };
 
 } // namespace Simulation

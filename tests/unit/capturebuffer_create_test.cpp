@@ -221,6 +221,15 @@ TEST_F(CaptureBuffer_Close, AfterTheDeviceReleasesWithoutIt) {
                 ElementsAre("Stop()", "Release()"));
 }
 
+TEST_F(CaptureBuffer_Close, ComesBeforeDirectSoundIsGoneThoughTheDeviceWasClosed) {
+    Create();
+    device.Close();
+    // Its buffers go with DirectSound's object, which the device does not hold any more.
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    buffer->Close();
+    EXPECT_EQ(world.LiveCaptures(), 0U);
+}
+
 // --- stop and start
 
 TEST_F(CaptureBuffer_StopCapture, StopsAndSaysWhereItDoes) {

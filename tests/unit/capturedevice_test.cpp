@@ -758,7 +758,7 @@ TEST_F(CaptureDevice_CaptureThread, CloseJoinsItWhichFreesItsBufferBeforeTheDevi
     // The wake event is number 1, the buffer's number 2. No read comes after the last sleep.
     EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", "Win32::Sleep(20)", "CaptureBuffer::Stop()",
                                          "Win32::SetEvent(1)", "Win32::CloseHandle(2)",
-                                         "CaptureBuffer::Release()", "Capture::Release()"));
+                                         "CaptureBuffer::Release()", "Capture::Release()", "Capture::Release()"));
     ExpectClosed(device_);
 }
 

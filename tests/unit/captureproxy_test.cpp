@@ -75,7 +75,8 @@ TEST_F(CaptureProxy_Construction, MakesRegistersAndStartsABuffer) {
     EXPECT_TRUE(Microphone().IsLooping());
     EXPECT_EQ(proxy.GetLineLevel(), 0.0F);
     EXPECT_THAT(UnitTest::BuffersOf(device_), SizeIs(2));
-    EXPECT_EQ(world_.CaptureReferences(), 1U);
+    // The device's and the buffer's.
+    EXPECT_EQ(world_.CaptureReferences(), 2U);
     EXPECT_THAT(log_.GetTexts(), IsEmpty());
 }
 
@@ -471,7 +472,7 @@ TEST(CaptureProxy_WithoutDevice, ReadsOnStopsAndGoesWithNothingLeftBehind) {
     ASSERT_EQ(device->Initialize(), 0);
     RendererAudioCaptureProxy proxy(*device);
     device.reset();
-    EXPECT_EQ(world.LiveCaptures(), 0U);
+    EXPECT_EQ(world.LiveCaptures(), 1U);
     world.Clock().AdvanceMilliSec(20);
     Frames frames;
     EXPECT_EQ(proxy.ReadFrames(frames), 0);
@@ -482,6 +483,7 @@ TEST(CaptureProxy_WithoutDevice, ReadsOnStopsAndGoesWithNothingLeftBehind) {
     EXPECT_EQ(proxy.ReadFrames(frames), -30);
     EXPECT_TRUE(proxy.IsInitialized());
     EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.LiveCaptures(), 0U);
     EXPECT_EQ(world.OpenHandles(), 0U);
 }
 

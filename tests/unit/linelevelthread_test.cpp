@@ -269,7 +269,8 @@ TEST_F(CaptureDevice_LineLevelEnd, ComesAtTheEndOfTheSleepDuringWhichTheDeviceWa
     Start();
     world_.Clock().AdvanceMilliSec(15);
     renderer_->Shutdown();
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    // The thread's proxy keeps it.
+    EXPECT_EQ(world_.LiveCaptures(), 1U);
     TakeThreadTexts();
     world_.Clock().Advance(5'000'000 - 1);
     EXPECT_EQ(meter_.GetHeld(), 1U);
@@ -280,6 +281,7 @@ TEST_F(CaptureDevice_LineLevelEnd, ComesAtTheEndOfTheSleepDuringWhichTheDeviceWa
     // Only the proxy's buffer goes with the thread, its last holder.
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "Stop()"));
     EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world_.LiveCaptures(), 0U);
 }
 
 TEST_F(CaptureDevice_LineLevelEnd, ComesNotWhenTheDeviceIsOpenAgainBeforeTheSleepEnds) {
@@ -298,12 +300,14 @@ TEST_F(CaptureDevice_LineLevelEnd, ComesToAThreadThatSleepsWhileTheRendererIsDes
     Start();
     Pipeline::SetAudioRenderer(nullptr);
     renderer_.reset();
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    // The thread's proxy keeps it.
+    EXPECT_EQ(world_.LiveCaptures(), 1U);
     EXPECT_EQ(world_.BlockedThreads(), 1U);
     world_.Clock().AdvanceMilliSec(20);
     EXPECT_TRUE(meter_.WaitForEnd());
     EXPECT_EQ(meter_.GetCalls(), 1U);
     EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world_.LiveCaptures(), 0U);
     EXPECT_EQ(world_.OpenHandles(), 0U);
     EXPECT_THAT(log_.GetTexts(), IsEmpty());
 }

@@ -89,9 +89,9 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionOfAnEnabledRendererFreesPro
     // Event 1 wakes the playback device, 2 the capture device, 3 is the capture buffer's.
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
-                            "CaptureBuffer::Release()", "Win32::SetEvent(1)", "Sound::Release()",
-                            "Win32::SetEvent(2)", "Capture::Release()", "Win32::CloseHandle(2)",
-                            "Win32::CloseHandle(1)"));
+                            "CaptureBuffer::Release()", "Capture::Release()", "Win32::SetEvent(1)",
+                            "Sound::Release()", "Win32::SetEvent(2)", "Capture::Release()",
+                            "Win32::CloseHandle(2)", "Win32::CloseHandle(1)"));
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionOfADisabledRendererFreesWhatCaptureOpened) {
@@ -101,15 +101,15 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionOfADisabledRendererFreesWha
     renderer_.reset();
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
-                            "CaptureBuffer::Release()", "Win32::SetEvent(2)", "Capture::Release()",
-                            "Win32::CloseHandle(2)", "Win32::CloseHandle(1)"));
+                            "CaptureBuffer::Release()", "Capture::Release()", "Win32::SetEvent(2)",
+                            "Capture::Release()", "Win32::CloseHandle(2)", "Win32::CloseHandle(1)"));
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionLeavesAProxyThatIsHeldReadableAndStoppable) {
     auto proxy = renderer_->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     renderer_.reset();
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    EXPECT_EQ(world_.LiveCaptures(), 1U);
     world_.Clock().AdvanceMilliSec(40);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
@@ -117,6 +117,7 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionLeavesAProxyThatIsHeldReada
     EXPECT_EQ(proxy->SampleLineLevel(), -30);
     EXPECT_GT(proxy->GetLineLevel(), 0.0F);
     proxy->StopBufferCapture();
+    EXPECT_EQ(world_.LiveCaptures(), 0U);
     EXPECT_EQ(proxy->ReadFrames(frames), -30);
     proxy.reset();
     EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
@@ -275,8 +276,8 @@ TEST_F(RendererAudio_ShutdownCapture, FreesTheProxyThenClosesPlaybackThenCapture
     renderer_->Shutdown();
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
-                            "CaptureBuffer::Release()", "Win32::SetEvent(1)", "Sound::Release()",
-                            "Win32::SetEvent(2)", "Capture::Release()"));
+                            "CaptureBuffer::Release()", "Capture::Release()", "Win32::SetEvent(1)",
+                            "Sound::Release()", "Win32::SetEvent(2)", "Capture::Release()"));
     EXPECT_FALSE(renderer_->IsEnabled());
 }
 
@@ -292,12 +293,13 @@ TEST_F(RendererAudio_ShutdownCapture, LeavesTheProxyToItsOtherHolders) {
     world_.Clock().AdvanceMilliSec(20);
     renderer_->Shutdown();
     EXPECT_EQ(proxy.use_count(), 1);
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    EXPECT_EQ(world_.LiveCaptures(), 1U);
     world_.Clock().AdvanceMilliSec(20);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
     EXPECT_THAT(frames, SizeIs(2));
     proxy->StopBufferCapture();
+    EXPECT_EQ(world_.LiveCaptures(), 0U);
     EXPECT_EQ(world_.OpenHandles(), 2U);
 }
 

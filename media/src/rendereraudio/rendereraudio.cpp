@@ -80,7 +80,7 @@ int RendererAudio::Initialize() {
 }
 
 void RendererAudio::Shutdown() {
-    captureProxy_.reset();
+    std::atomic_store(&captureProxy_, std::shared_ptr<RendererAudioCaptureProxy>());
     playbackDevice_.Close();
     captureDevice_.Close();
     enabled_.store(false, std::memory_order_release);
@@ -115,24 +115,27 @@ void RendererAudio::RegisterSession(PipelineSessionParams_t& params,
 
 std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::GetCaptureProxy() const {
     boost::mutex::scoped_lock const guard(proxyMutex_);
-    if (captureProxy_ != nullptr && captureProxy_->IsInitialized()) {
-        return captureProxy_;
+    std::shared_ptr<RendererAudioCaptureProxy> proxy = std::atomic_load(&captureProxy_);
+    if (proxy != nullptr && proxy->IsInitialized()) {
+        return proxy;
     }
-    captureProxy_.reset();
+    proxy.reset();
+    std::atomic_store(&captureProxy_, proxy);
     if (!captureDevice_.IsOpen()) {
         captureDevice_.Initialize();
     }
     if (captureDevice_.IsOpen()) {
         try {
-            auto proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
-            if (proxy->IsInitialized()) {
-                captureProxy_ = std::move(proxy);
-            }
+            proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
         } catch (std::bad_alloc const&) {
             // No proxy, and the next call tries again.
         }
     }
-    return captureProxy_;
+    if (proxy != nullptr && !proxy->IsInitialized()) {
+        proxy.reset();
+    }
+    std::atomic_store(&captureProxy_, proxy);
+    return proxy;
 }
 
 bool RendererAudio::GetLineLevelCallbacks(std::function<bool(float)> const& callback) const {

@@ -83,6 +83,7 @@ private:
     // Opened, and its proxy made, when somebody asks.
     mutable RendererAudioCaptureDevice captureDevice_;
     mutable boost::mutex proxyMutex_;
+    /// Read and written atomically: `Shutdown` drops it without the mutex.
     mutable std::shared_ptr<RendererAudioCaptureProxy> captureProxy_;
     std::atomic<bool> enabled_{false};
 };

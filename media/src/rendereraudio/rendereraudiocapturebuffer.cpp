@@ -113,6 +113,7 @@ int RendererAudioCaptureBuffer::Create() {
     }
     ReleaseDirectSoundBuffer();
     device->registry.Add(*this);
+    record_->capture = capture;
     record_->dsBuffer = std::move(dsBuffer);
     record_->dsBuffer->Start(DSCBSTART_LOOPING);
     record_->nextTime = Kovra::SysTime::Now();
@@ -133,6 +134,7 @@ void RendererAudioCaptureBuffer::ReleaseDirectSoundBuffer() {
         device->registry.Remove(*this);
     }
     record_->dsBuffer.reset();
+    record_->capture.reset();
 }
 
 void RendererAudioCaptureBuffer::StartCapture() {

@@ -18,21 +18,21 @@ class RendererAudioCaptureDevice;
 /// **Threads:** all operations from any thread; `StartBufferCapture` and `StopBufferCapture` from one at a
 /// time. A read that overlaps a stop gives what it still can, or -27.
 /// **Ownership:** shared. May be kept longer than the renderer, but started again only while that lives.
-class RENDERERAUDIO_API RendererAudioCaptureProxy {
+class RendererAudioCaptureProxy {
 public:
     /// Starts capture on `device`; `IsInitialized` tells whether that went well.
-    explicit RendererAudioCaptureProxy(RendererAudioCaptureDevice& device);
+    RENDERERAUDIO_API explicit RendererAudioCaptureProxy(RendererAudioCaptureDevice& device);
     /// Stops capture.
-    ~RendererAudioCaptureProxy();
+    RENDERERAUDIO_API ~RendererAudioCaptureProxy();
     RendererAudioCaptureProxy(RendererAudioCaptureProxy const&) = delete;
     RendererAudioCaptureProxy& operator=(RendererAudioCaptureProxy const&) = delete;
 
     /// Starts capture anew after `StopBufferCapture`: frame numbers begin at 0, frames are dated from now.
     /// While there is capture it is only restarted, with the next frame dated now; frame numbers go on.
-    void StartBufferCapture();
+    RENDERERAUDIO_API void StartBufferCapture();
 
     /// Ends capture; what has not been read is lost. Does nothing when it has been ended.
-    void StopBufferCapture();
+    RENDERERAUDIO_API void StopBufferCapture();
 
     /// Appends one raw frame of 20 ms (48000 Hz, mono, 16 bits, source "Microphone") for each that was
     /// captured since the last read of frames or level. Read at least every few hundred milliseconds: blocks
@@ -41,18 +41,18 @@ public:
     ///
     /// 0 when `frames` is not empty afterwards; -10 when it is; -30 when nothing is there yet, or capture has
     /// been stopped; -27 when capture could not be started; -1, -41, -120 or -202 when the device fails.
-    int ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames);
+    RENDERERAUDIO_API int ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames);
 
     /// Reads what was captured since the last read for the level alone: `ReadFrames` will not see it.
     /// Statuses as there, but 0 when capture has been stopped.
-    int SampleLineLevel();
+    RENDERERAUDIO_API int SampleLineLevel();
 
     /// Peak-to-peak level of the last 320 ms read, 0.0 (silence) to 1.0 (full scale), where a range of s of
     /// full scale shows as s to the power of 0.65625; 0.0 when capture has been stopped.
-    float GetLineLevel() const;
+    RENDERERAUDIO_API float GetLineLevel() const;
 
     /// Capture could be started when that was last tried. Stopping does not change it.
-    bool IsInitialized() const;
+    RENDERERAUDIO_API bool IsInitialized() const;
 
 private:
     friend class RendererAudioCaptureDevice;

@@ -19,6 +19,9 @@ struct RendererAudioCaptureBuffer::Record {
 
     /// The device's data; gone once the device is: a host may keep its proxy longer than the renderer.
     std::weak_ptr<RendererAudioCaptureDevice::State> const device;
+    /// What `dsBuffer` was made by, and null with it: DirectSound frees its buffers when its last reference
+    /// goes, and the device may be closed before this buffer.
+    boost::intrusive_ptr<IDirectSoundCapture8> capture;
     /// Null until created, and after the closing.
     boost::intrusive_ptr<IDirectSoundCaptureBuffer8> dsBuffer;
     /// When the next frame's first sample was taken; 0 until capture was started.

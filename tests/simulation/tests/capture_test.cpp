@@ -14,6 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 /// Notes "guid" or "-", and the description.
 BOOL CALLBACK Collect(GUID* guid, char const* description, char const*, void* context) {
@@ -90,6 +91,23 @@ TEST(Capture_Release, ReportsUseAfterTheLast) {
                             "Capture::AddRef on capture object 1 after its last release",
                             "Capture::Release on capture object 1 after its last release"));
     EXPECT_EQ(world.CaptureReferences(), 0u);
+}
+
+TEST(Capture_Release, ReportsBuffersThatAreStillHeld) {
+    TestWorld world;
+    IDirectSoundCapture* capture = nullptr;
+    DirectSoundCaptureCreate8(nullptr, &capture, nullptr);
+    WAVEFORMATEX format = MakeFormat();
+    DSCBUFFERDESC const description = MakeCaptureDescription(format);
+    IDirectSoundCaptureBuffer* buffer = nullptr;
+    ASSERT_EQ(capture->CreateCaptureBuffer(&description, &buffer, nullptr), DS_OK);
+    world.AllowMisuse();
+    capture->AddRef();
+    capture->Release();
+    EXPECT_THAT(world.TakeMisuse(), IsEmpty());
+    capture->Release();
+    EXPECT_THAT(world.TakeMisuse(), ElementsAre("capture object 1 released before its capture buffer 1"));
+    buffer->Release();
 }
 
 TEST(Capture_QueryInterface, KnowsItsOwnInterfacesAlone) {

@@ -1,0 +1,252 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "loadedmodule.h"
+#include "pipeline/pipeline.h"
+#include "processresources.h"
+#include "rendereraudio.h"
+#include "simulation/testworld.h"
+
+namespace ContractTest {
+namespace {
+
+using Simulation::Call_t;
+using Simulation::CallSet;
+using testing::ElementsAre;
+
+using Frames = std::vector<std::shared_ptr<Media::FrameAud>>;
+using Proxy = Media::RendererAudioCaptureProxy;
+using LevelCallback = std::function<bool(float)>;
+
+/// The capture operations, reached through the export table as everything here.
+class LoadedMicrophone {
+public:
+    LoadedMicrophone(LoadedModule const& module, Media::RendererAudio const& renderer)
+        : module_(module),
+          proxy_(Get<std::shared_ptr<Proxy>(Media::RendererAudio const*)>(
+              "_ZNK5Media13RendererAudio15GetCaptureProxyEv")(&renderer)) {}
+
+    Proxy* Get() const { return proxy_.get(); }
+
+    int ReadFrames(Frames& frames) const {
+        return Get<int(Proxy*, Frames&)>(
+            "_ZN5Media25RendererAudioCaptureProxy10ReadFramesERSt6vectorISt10shared_"
+            "ptrINS_8FrameAudEESaIS4_EE")(proxy_.get(), frames);
+    }
+    int SampleLineLevel() const {
+        return Get<int(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy15SampleLineLevelEv")(proxy_.get());
+    }
+    float GetLineLevel() const {
+        return Get<float(Proxy const*)>("_ZNK5Media25RendererAudioCaptureProxy12GetLineLevelEv")(
+            proxy_.get());
+    }
+    bool IsInitialized() const {
+        return Get<bool(Proxy const*)>("_ZNK5Media25RendererAudioCaptureProxy13IsInitializedEv")(
+            proxy_.get());
+    }
+    void Start() const {
+        Get<void(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy18StartBufferCaptureEv")(proxy_.get());
+    }
+    void Stop() const {
+        Get<void(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy17StopBufferCaptureEv")(proxy_.get());
+    }
+
+private:
+    template <class Function>
+    Function* Get(char const* name) const {
+        return reinterpret_cast<Function*>(module_.Find(name));
+    }
+
+    LoadedModule const& module_;
+    std::shared_ptr<Proxy> const proxy_;
+};
+
+bool StartLevelCallbacks(LoadedModule const& module, Media::RendererAudio const& renderer,
+                         LevelCallback const& callback) {
+    using Function = bool(Media::RendererAudio const*, LevelCallback const&);
+    return reinterpret_cast<Function*>(module.Find(
+        "_ZNK5Media13RendererAudio21GetLineLevelCallbacksERKSt8functionIFbfEE"))(&renderer, callback);
+}
+
+/// Counts the calls of a level callback.
+class Listener {
+public:
+    LevelCallback Callback(int limit) {
+        return [this, limit](float level) {
+            std::lock_guard<std::mutex> const guard(lock_);
+            levels_.push_back(level);
+            return static_cast<int>(levels_.size()) < limit;
+        };
+    }
+    std::vector<float> GetLevels() const {
+        std::lock_guard<std::mutex> const guard(lock_);
+        return levels_;
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<float> levels_;
+};
+
+/// Knows when the thread that a callback was given to has let go of it, which is the last of its work.
+class ThreadEnd {
+public:
+    /// `callback`, watched.
+    LevelCallback Watch(LevelCallback callback) const {
+        std::shared_ptr<void> const token(nullptr, [state = state_](void*) {
+            std::lock_guard<std::mutex> const guard(state->lock);
+            state->hasEnded = true;
+            state->changed.notify_all();
+        });
+        return [token, callback = std::move(callback)](float level) { return callback(level); };
+    }
+
+    void Wait() const {
+        std::unique_lock<std::mutex> guard(state_->lock);
+        state_->changed.wait(guard, [this] { return state_->hasEnded; });
+    }
+
+private:
+    struct State {
+        std::mutex lock;
+        std::condition_variable changed;
+        bool hasEnded = false;
+    };
+    std::shared_ptr<State> const state_ = std::make_shared<State>();
+};
+
+TEST(Library_Capture, CallsDirectSoundInTheDocumentedOrder) {
+    Simulation::TestWorld world;
+    world.Journal().Enable();
+    {
+        LoadedModule const module;
+        LoadedRenderer renderer(module);
+        ASSERT_EQ(renderer->Initialize(), 0);
+        {
+            LoadedMicrophone const microphone(module, *renderer);
+            ASSERT_NE(microphone.Get(), nullptr);
+            world.Clock().AdvanceMilliSec(100);
+            Frames frames;
+            EXPECT_EQ(microphone.ReadFrames(frames), 0);
+            EXPECT_EQ(frames.size(), 5U);
+            world.Clock().AdvanceMilliSec(40);
+            EXPECT_EQ(microphone.SampleLineLevel(), 0);
+            microphone.Start();
+            microphone.Stop();
+        }
+        renderer->Shutdown();
+    }
+    EXPECT_THAT(world.Journal().Texts(CallSet::CaptureBuffer() |
+                                      CallSet{Call_t::CaptureEnumerate, Call_t::CaptureCreate8,
+                                              Call_t::CaptureGetCaps, Call_t::CaptureCreateCaptureBuffer}),
+                ElementsAre("DirectSoundCaptureEnumerateA()", "DirectSoundCaptureCreate8()", "GetCaps()",
+                            "CreateCaptureBuffer(2147483648, 480000)", "Start(1)", "GetCurrentPosition()",
+                            "Lock(0, 9600)", "Unlock(9600, 0)", "GetCurrentPosition()", "Lock(9600, 3840)",
+                            "Unlock(3840, 0)", "Start(1)", "Stop()"));
+}
+
+TEST(Library_Capture, GivesTheMicrophonesFramesAndLevel) {
+    Simulation::TestWorld world;
+    LoadedModule const module;
+    LoadedRenderer renderer(module);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    {
+        LoadedMicrophone const microphone(module, *renderer);
+        ASSERT_NE(microphone.Get(), nullptr);
+        EXPECT_TRUE(microphone.IsInitialized());
+        EXPECT_EQ(microphone.GetLineLevel(), 0.0F);
+        world.CaptureDevice().SetGenerator([](std::uint64_t index) {
+            return index % 2 == 0 ? std::int16_t{INT16_MIN} : std::int16_t{INT16_MAX};
+        });
+        Kovra::SysTime const start = Kovra::SysTime::Now();
+        world.Clock().AdvanceMilliSec(320);
+        Frames frames;
+        EXPECT_EQ(microphone.ReadFrames(frames), 0);
+        ASSERT_EQ(frames.size(), 16U);
+        EXPECT_EQ(frames[15]->GetIdent().sourceName, "Microphone");
+        EXPECT_EQ(frames[15]->GetIdent().sequenceNumber, 15U);
+        EXPECT_EQ(frames[15]->GetTimestamp(), start + Kovra::SysTime::FromMilliSec(300));
+        EXPECT_EQ(microphone.GetLineLevel(), 1.0F);
+        EXPECT_EQ(microphone.ReadFrames(frames), -30);
+
+        microphone.Stop();
+        EXPECT_EQ(microphone.ReadFrames(frames), -30);
+        EXPECT_EQ(microphone.SampleLineLevel(), 0);
+        EXPECT_EQ(microphone.GetLineLevel(), 0.0F);
+        EXPECT_TRUE(microphone.IsInitialized());
+        microphone.Start();
+        world.Clock().AdvanceMilliSec(20);
+        Frames again;
+        EXPECT_EQ(microphone.ReadFrames(again), 0);
+        ASSERT_EQ(again.size(), 1U);
+        EXPECT_EQ(again[0]->GetIdent().sequenceNumber, 0U);
+    }
+    renderer->Shutdown();
+}
+
+TEST(Library_Capture, LevelCallbacksComeUntilTheyReturnFalse) {
+    Simulation::TestWorld world;
+    LoadedModule const module;
+    LoadedRenderer renderer(module);
+    Media::Pipeline::SetAudioRenderer(&*renderer);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    EXPECT_FALSE(StartLevelCallbacks(module, *renderer, {}));
+    Listener listener;
+    std::uint32_t const threads = CountThreads();
+    ThreadEnd const end;
+    ASSERT_TRUE(StartLevelCallbacks(module, *renderer, end.Watch(listener.Callback(3))));
+    end.Wait();
+    // The thread's last instructions are the library's, which must not be unloaded under them.
+    while (CountThreads() > threads) {
+        std::this_thread::yield();
+    }
+    EXPECT_THAT(listener.GetLevels(), ElementsAre(0.0F, 0.0F, 0.0F));
+    renderer->Shutdown();
+    Media::Pipeline::SetAudioRenderer(nullptr);
+    EXPECT_EQ(world.LiveCaptures(), 0U);
+}
+
+/// A microphone from first to last.
+void RecordOnce(Simulation::TestWorld& world) {
+    LoadedModule const module;
+    LoadedRenderer renderer(module);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    {
+        LoadedMicrophone const microphone(module, *renderer);
+        ASSERT_NE(microphone.Get(), nullptr);
+        world.Clock().AdvanceMilliSec(60);
+        Frames frames;
+        EXPECT_EQ(microphone.ReadFrames(frames), 0);
+        EXPECT_EQ(frames.size(), 3U);
+    }
+    renderer->Shutdown();
+    EXPECT_EQ(world.LiveCaptures(), 0U);
+}
+
+TEST(Library_Capture, GivesEveryReferenceAndEveryHandleBack) {
+    {
+        Simulation::TestWorld world;
+        RecordOnce(world);
+    }
+    std::uint32_t const handles = CountHandles();
+    std::uint32_t const threads = CountThreads();
+    for (int i = 0; i < 20; ++i) {
+        // The world complains by itself about references that are left when it ends.
+        Simulation::TestWorld world;
+        RecordOnce(world);
+    }
+    EXPECT_LE(CountHandles(), handles + PassingResources);
+    EXPECT_LE(CountThreads(), threads + PassingResources);
+}
+
+} // namespace
+} // namespace ContractTest

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "samples.h"
+
+namespace SystemTest {
+
+/// The file that `run-recorded` plays to the source which the module captures. What is appended sounds as
+/// soon as the audio server comes to it; where the file ends, it is silent.
+///
+/// **Threads:** one at a time.
+class MicrophoneFeed {
+public:
+    /// The file that the environment names. Throws `std::runtime_error` when it names none.
+    static MicrophoneFeed FromEnvironment();
+
+    /// Lets the microphone hear `sound`, sample for sample.
+    void Play(AudioHost::SampleView sound) const;
+
+private:
+    explicit MicrophoneFeed(std::string path) : path_(std::move(path)) {}
+
+    std::string path_;
+};
+
+} // namespace SystemTest
