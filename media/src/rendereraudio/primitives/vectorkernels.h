@@ -104,41 +104,51 @@ struct VectorKernels {
             MinMaxShort(source, lengthSamples, minimum, maximum);
             return;
         }
-        // Several chains of comparisons, so that none waits for the result before it.
-        __m128i smallest[Chains];
-        __m128i largest[Chains];
-        for (std::size_t i = 0; i < Chains; ++i) {
-            smallest[i] = largest[i] = LoadSamples(source);
-        }
+        // Four chains of comparisons, so that none waits for the result before it; each by its name, so that
+        // the compiler keeps all of them in registers.
+        Extremes first(LoadSamples(source));
+        Extremes second = first;
+        Extremes third = first;
+        Extremes fourth = first;
         std::int16_t const* const end = source + lengthSamples;
         std::int16_t const* at = source;
-        for (; end - at >= Signed(Chains * RegisterSamples); at += Chains * RegisterSamples) {
-            for (std::size_t i = 0; i < Chains; ++i) {
-                __m128i const samples = LoadSamples(at + i * RegisterSamples);
-                smallest[i] = _mm_min_epi16(smallest[i], samples);
-                largest[i] = _mm_max_epi16(largest[i], samples);
-            }
+        for (; end - at >= Signed(4 * RegisterSamples); at += 4 * RegisterSamples) {
+            first.Take(LoadSamples(at));
+            second.Take(LoadSamples(at + RegisterSamples));
+            third.Take(LoadSamples(at + 2 * RegisterSamples));
+            fourth.Take(LoadSamples(at + 3 * RegisterSamples));
         }
         for (; end - at >= Signed(RegisterSamples); at += RegisterSamples) {
-            __m128i const samples = LoadSamples(at);
-            smallest[0] = _mm_min_epi16(smallest[0], samples);
-            largest[0] = _mm_max_epi16(largest[0], samples);
+            first.Take(LoadSamples(at));
         }
         // The last register once more, as the samples lie.
-        __m128i const last = LoadSamples(end - RegisterSamples);
-        smallest[0] = _mm_min_epi16(smallest[0], last);
-        largest[0] = _mm_max_epi16(largest[0], last);
-        for (std::size_t i = 1; i < Chains; ++i) {
-            smallest[0] = _mm_min_epi16(smallest[0], smallest[i]);
-            largest[0] = _mm_max_epi16(largest[0], largest[i]);
-        }
-        *minimum = Wide::SmallestOf(smallest[0]);
-        *maximum = Wide::LargestOf(largest[0]);
+        second.Take(LoadSamples(end - RegisterSamples));
+        first.Take(second);
+        third.Take(fourth);
+        first.Take(third);
+        *minimum = Wide::SmallestOf(first.smallest);
+        *maximum = Wide::LargestOf(first.largest);
     }
 
 private:
     static constexpr std::size_t RegisterSamples = 8;
-    static constexpr std::size_t Chains = 4;
+
+    /// Eight running minima and maxima.
+    struct Extremes {
+        explicit Extremes(__m128i samples) : smallest(samples), largest(samples) {}
+
+        void Take(__m128i samples) {
+            smallest = _mm_min_epi16(smallest, samples);
+            largest = _mm_max_epi16(largest, samples);
+        }
+        void Take(Extremes const& other) {
+            smallest = _mm_min_epi16(smallest, other.smallest);
+            largest = _mm_max_epi16(largest, other.largest);
+        }
+
+        __m128i smallest;
+        __m128i largest;
+    };
 
     static constexpr std::ptrdiff_t Signed(std::size_t size) { return static_cast<std::ptrdiff_t>(size); }
 
