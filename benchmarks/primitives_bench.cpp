@@ -77,6 +77,8 @@ using Copy = std::function<void(std::uint8_t const*, std::uint8_t*, std::size_t)
 using Search = std::function<void(std::int16_t const*, std::size_t, std::int16_t*, std::int16_t*)>;
 
 void ApplySizes(benchmark::internal::Benchmark* registered) {
+    // The processor time that Wine tells goes in steps of 10 ms.
+    registered->UseRealTime();
     for (std::int64_t const size : SizesBytes) {
         for (std::int64_t const offset : OffsetsBytes) {
             registered->Args({size, offset});
@@ -119,7 +121,7 @@ void RegisterEntryPoint(Primitives::Variant const& chosen) {
         for (auto _ : run) {
             benchmark::DoNotOptimize(Primitives::ZeroBytes(block.Get(), LineBytes));
         }
-    });
+    })->UseRealTime();
     benchmark::RegisterBenchmark("EntryPoint/direct", [chosen](auto& run) {
         Block block(LineBytes, 0);
         Primitives::ZeroFunction zero = chosen.zeroBytes;
@@ -127,7 +129,7 @@ void RegisterEntryPoint(Primitives::Variant const& chosen) {
             benchmark::DoNotOptimize(zero);
             zero(block.Get(), LineBytes, 0);
         }
-    });
+    })->UseRealTime();
 }
 
 void RegisterAll() {
