@@ -756,9 +756,10 @@ TEST_F(CaptureDevice_CaptureThread, CloseJoinsItWhichFreesItsBufferBeforeTheDevi
     Close();
     EXPECT_EQ(world_.BlockedThreads(), 0U);
     // The wake event is number 1, the buffer's number 2. No read comes after the last sleep.
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", "Win32::Sleep(20)", "CaptureBuffer::Stop()",
-                                         "Win32::SetEvent(1)", "Win32::CloseHandle(2)",
-                                         "CaptureBuffer::Release()", "Capture::Release()", "Capture::Release()"));
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("Win32::SetEvent(1)", "Win32::Sleep(20)", "CaptureBuffer::Stop()",
+                            "Win32::SetEvent(1)", "Win32::CloseHandle(2)", "CaptureBuffer::Release()",
+                            "Capture::Release()", "Capture::Release()"));
     ExpectClosed(device_);
 }
 

@@ -6,21 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "primitives/wide128.h"
+
 namespace Media::Primitives {
 namespace {
 
 /// 16-byte registers that count how they are written.
-struct CountingWide {
-    using Register = __m128i;
-    static constexpr std::size_t SizeBytes = sizeof(Register);
-
-    static Register Zero() { return _mm_setzero_si128(); }
-    static Register Load(std::uint8_t const* from) {
-        return _mm_loadu_si128(reinterpret_cast<Register const*>(from));
-    }
-    static void Store(std::uint8_t* to, Register value) {
-        _mm_storeu_si128(reinterpret_cast<Register*>(to), value);
-    }
+struct CountingWide : Wide128<CountingWide> {
     static void StoreAligned(std::uint8_t* to, Register value) {
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(to) % SizeBytes, 0U);
         Store(to, value);

@@ -1,5 +1,7 @@
 // For processors with SSSE3: 128-bit registers. Compiled for them alone.
 
+#include <tmmintrin.h>
+
 #include "primitives/vectorkernels.h"
 #include "primitives/wide128.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tmmintrin.h>
+#include <emmintrin.h>
 
 #include <cstddef>
 #include <cstdint>
