@@ -1,0 +1,450 @@
+#include "model/generator.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace ModelTest {
+
+namespace {
+
+constexpr std::int64_t MilliSec = 1'000'000;
+constexpr std::int64_t SampleNanoSec = 20833;
+constexpr std::int64_t RingNanoSec = 5'000'000'000;
+constexpr std::int64_t BlockNanoSec = 20 * MilliSec;
+constexpr std::int64_t RingBytes = 480'000;
+constexpr std::int64_t Lowest = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t Highest = std::numeric_limits<std::int64_t>::max();
+
+/// Two choices never stand in one expression whose order the compiler may choose: a seed means the same to
+/// all.
+class Generator {
+public:
+    Generator(Choices& choices, std::size_t maxSteps) : choices_(choices), maxSteps_(maxSteps) {}
+
+    Scenario Make() {
+        ChooseCharacter();
+        ChooseDevice();
+        if (hasPlayback_ && choices_.OneIn(8)) {
+            StartExactly();
+        }
+        while (!IsFull()) {
+            if (hasCapture_ && choices_.OneIn(hasPlayback_ ? 3 : 1)) {
+                TurnOfCapture();
+            } else {
+                TurnOfPlayback();
+            }
+        }
+        return std::move(scenario_);
+    }
+
+private:
+    bool IsFull() const { return scenario_.size() >= maxSteps_ || choices_.IsAtEnd(); }
+
+    void Add(Step step) {
+        if (scenario_.size() < maxSteps_) {
+            scenario_.push_back(std::move(step));
+        }
+    }
+    void AddAmount(Action action, std::int64_t amount, std::int64_t phase = 0) {
+        Add(Step(action).With(Number::Amount, amount).With(Number::Phase, phase));
+    }
+    void Advance(std::int64_t nanoSec) { AddAmount(Action::Advance, std::max<std::int64_t>(nanoSec, 0)); }
+
+    // --- what sort of a scenario
+
+    void ChooseCharacter() {
+        hasCapture_ = choices_.OneIn(5);
+        hasPlayback_ = !hasCapture_ || choices_.OneIn(3);
+        faultsOneIn_ = choices_.OneOf<std::uint64_t>({0, 0, 0, 40, 10, 4});
+        oddityOneIn_ = choices_.OneOf<std::uint64_t>({100, 20, 6, 2});
+        // A coarse stream comes round the ring and through the windows of drift control in fewer steps.
+        frameNanoSec_ = (hasCapture_ ? choices_.OneOf<std::int64_t>({10, 20, 40})
+                                     : choices_.OneOf<std::int64_t>({10, 20, 20, 40, 100, 250, 500})) *
+                        MilliSec;
+        jitterNanoSec_ = choices_.OneOf<std::int64_t>({0, 0, 1'000, 1 * MilliSec, 8 * MilliSec});
+        leadNanoSec_ =
+            choices_.OneOf<std::int64_t>({20 * MilliSec, 100 * MilliSec, 100 * MilliSec, 200 * MilliSec,
+                                          15000 * SampleNanoSec, 15001 * SampleNanoSec, 0});
+        coding_ = choices_.OneOf<std::int64_t>({0x300, 0x300, 0x300, 0x301, 0x304, 0x302});
+        rate_ = choices_.OneOf<std::int64_t>({48000, 48000, 48000, 8000, 44100});
+        channels_ = choices_.OneIn(8) ? 2 : 1;
+        timestamp_ = choices_.OneOf<std::int64_t>({7'000'000'000'123, 0, 1, 1'700'000'000'000'000'000});
+    }
+
+    void ChooseDevice() {
+        if (choices_.OneIn(3)) {
+            AddAmount(Action::Skew, choices_.Between(-3000, 3000));
+        }
+        if (choices_.OneIn(4)) {
+            std::int64_t const step = choices_.OneOf<std::int64_t>({48, 480, 1500, 15000});
+            AddAmount(Action::CursorStep, step, choices_.Between(0, 1500));
+        }
+        if (choices_.OneIn(8)) {
+            AddAmount(Action::StartDelay, choices_.Between(0, 60 * MilliSec));
+        }
+        if (choices_.OneIn(6)) {
+            AddAmount(Action::LockSplit, choices_.OneOf<std::int64_t>({1, 2, 3, 1000, 1919, 1920, 100'001}));
+        }
+        if (hasCapture_) {
+            if (choices_.OneIn(3)) {
+                AddAmount(Action::CaptureLockSplit,
+                          2 * choices_.OneOf<std::int64_t>({1, 959, 960, 961, 1440, 1919, 2000, 2881}));
+            }
+            if (choices_.OneIn(4)) {
+                std::int64_t const step = choices_.OneOf<std::int64_t>({100, 480, 960, 1500});
+                AddAmount(Action::CaptureCursorStep, step, choices_.Between(0, 1500));
+            }
+            if (choices_.OneIn(4)) {
+                AddAmount(Action::CaptureSkew, choices_.Between(-3000, 3000));
+            }
+            Add(Step(Action::CaptureStart));
+        }
+    }
+
+    // --- playback
+
+    /// The cursor starts where the cleared part ends, and the next presentation comes about when as much has
+    /// been played as is cleared at once, or as a cursor may be late.
+    void StartExactly() {
+        Step frame = PlainFrame();
+        Add(frame.With(Number::Ahead, 0));
+        Advance(15'000 * SampleNanoSec + 5'000 + choices_.Between(-2, 2) * SampleNanoSec);
+        timestamp_ = Later(choices_.OneOf<std::int64_t>({15'000, 15'010, 16'000, 29'998, 30'000, 30'002}) *
+                           SampleNanoSec);
+        Add(PlainFrame());
+    }
+
+    void TurnOfPlayback() {
+        if (IsOdd()) {
+            OddTurn();
+            return;
+        }
+        AddFrame();
+        std::int64_t const jitter = choices_.Between(-jitterNanoSec_, jitterNanoSec_);
+        Advance(frameNanoSec_ + jitter);
+        if (choices_.OneIn(4)) {
+            Add(WithFaults(Step(Action::Service)));
+        }
+    }
+
+    bool IsOdd() { return choices_.OneIn(oddityOneIn_); }
+
+    void OddTurn() {
+        switch (choices_.Below(12)) {
+            case 0:
+                return Idle();
+            case 1:
+                Add(WithFaults(Step(Action::Client)
+                                   .With(Number::Volume, ChooseLevel())
+                                   .With(Number::Balance, ChooseLevel())));
+                return;
+            case 2:
+                Add(Step(Action::Lose));
+                return;
+            case 3:
+                AddAmount(Action::StepSystemClock, choices_.Between(-3'600'000, 3'600'000) * MilliSec);
+                return;
+            case 4:
+                Advance(
+                    choices_.OneOf<std::int64_t>({0, 1, 23 * MilliSec, 1023 * MilliSec, 1024 * MilliSec,
+                                                  1024 * MilliSec - 1, 4'999 * MilliSec, RingNanoSec,
+                                                  312'500'000 - SampleNanoSec, 312'500'000, 5'312'500'000}));
+                return;
+            case 5:
+                AddAmount(Action::Skew, choices_.Between(-30'000, 30'000));
+                return;
+            case 6: {
+                std::int64_t const unit = choices_.OneOf<std::int64_t>({1, 4}) * MilliSec;
+                leadNanoSec_ = std::max<std::int64_t>(leadNanoSec_ + choices_.Between(-8, 8) * unit, 0);
+                return;
+            }
+            case 7:
+                if (choices_.OneIn(3)) {
+                    rate_ = choices_.OneOf<std::int64_t>({48000, 44100, 8000, 0});
+                    channels_ = choices_.OneOf<std::int64_t>({1, 1, 2, 3, 65537, 32769});
+                }
+                return;
+            case 8:
+                coding_ = choices_.OneOf<std::int64_t>({0x300, 0x301, 0x302, 0x303, 0x304, 0x305, 0});
+                return;
+            default:
+                Add(WithFaults(OddFrame()));
+                Advance(
+                    choices_.OneOf<std::int64_t>({0, 1, frameNanoSec_, frameNanoSec_, frameNanoSec_ / 2}));
+                return;
+        }
+    }
+
+    /// A pause with service passes at its thresholds.
+    void Idle() {
+        std::int64_t const pause = choices_.OneOf<std::int64_t>({500, 501, 700, 1000, 1001, 1500}) * MilliSec;
+        Advance(pause + choices_.OneOf<std::int64_t>({0, 0, -1, 1}));
+        for (std::uint64_t passes = choices_.Below(3) + 1; passes != 0; --passes) {
+            Add(WithFaults(Step(Action::Service)));
+            if (choices_.OneIn(2)) {
+                Advance(choices_.OneOf<std::int64_t>({1, 200, 500, 1000}) * MilliSec);
+            }
+        }
+        if (choices_.OneIn(40)) {
+            // Beyond 24.8 days, where milliseconds in 32 bits turn negative; cut short while something plays.
+            Advance(choices_.OneOf<std::int64_t>({25, 30, 49, 50, 75}) * 86'400'000 * MilliSec);
+            Add(WithFaults(Step(Action::Service)));
+        }
+    }
+
+    std::int64_t ChooseLevel() {
+        return choices_.OneOf<std::int64_t>(
+            {0, 1, 250, 500, 500, 750, 999, 1000, 1000, 1001, 2000, -1, -1000, NotANumber});
+    }
+
+    void AddFrame() {
+        Step frame = PlainFrame();
+        timestamp_ += frameNanoSec_;
+        if (choices_.OneIn(4)) {
+            // Timestamps that are not quite regular: rounded by someone on the way.
+            frame.With(Number::Timestamp,
+                       frame.Get(Number::Timestamp) + choices_.Between(-12, 12) * SampleNanoSec / 2);
+        }
+        Add(WithFaults(std::move(frame)));
+    }
+
+    Step PlainFrame() {
+        std::int64_t const bytes = frameNanoSec_ / MilliSec * 96;
+        std::int64_t const ahead = leadNanoSec_ + choices_.Between(-jitterNanoSec_, jitterNanoSec_);
+        Step frame(Action::Render);
+        frame.With(Number::Timestamp, timestamp_)
+            .With(Number::Coding, coding_)
+            .With(Number::Bytes, bytes)
+            .With(Number::DataAt, static_cast<std::int64_t>(choices_.Below(65536)))
+            .With(Number::Rate, rate_)
+            .With(Number::Channels, channels_)
+            .With(Number::Ahead, ahead);
+        if (coding_ != 0x300) {
+            frame.With(Number::DecodedRate, rate_ == 48000 ? 48000 : 8000)
+                .With(Number::DecodedBytes, rate_ == 48000 ? bytes : bytes / 6)
+                .With(Number::TranscodedBytes, bytes);
+        }
+        return frame;
+    }
+
+    Step OddFrame() {
+        Step frame = PlainFrame();
+        ChooseTimestamp(frame);
+        if (choices_.OneIn(3)) {
+            ChooseAhead(frame);
+        }
+        if (choices_.OneIn(3)) {
+            ChooseBytes(frame, Number::Bytes);
+        }
+        if (frame.Get(Number::Coding) != 0x300 && choices_.OneIn(2)) {
+            frame.With(Number::Decoded, choices_.Between(0, 3))
+                .With(Number::DecodedRate, choices_.OneOf<std::int64_t>({48000, 48000, 8000, 44100, 0}))
+                .With(Number::EndsInNull, choices_.OneIn(4) ? 1 : 0)
+                .With(Number::Transcoded, choices_.Between(0, 3));
+            ChooseBytes(frame, Number::DecodedBytes);
+            ChooseBytes(frame, Number::TranscodedBytes);
+        }
+        return frame;
+    }
+
+    void ChooseTimestamp(Step& frame) {
+        std::int64_t timestamp = timestamp_;
+        switch (choices_.Below(12)) {
+            case 0: // the last one again
+                timestamp = Later(-frameNanoSec_);
+                break;
+            case 1: // out of order
+                timestamp = Later(-frameNanoSec_ * choices_.Between(2, 5));
+                break;
+            case 2: // about the largest small gap
+                timestamp = Later(choices_.Between(7, 14) * SampleNanoSec);
+                timestamp += choices_.Between(-1, 1);
+                break;
+            case 3: // lost ones
+                timestamp = Later(frameNanoSec_ * choices_.Between(1, 20));
+                break;
+            case 4: // about half a ring
+                timestamp = Later((120'000 + choices_.Between(-3, 3)) * SampleNanoSec);
+                break;
+            case 5: // about a whole ring, or some
+                timestamp = Later(choices_.Between(1, 3) * RingNanoSec);
+                timestamp += choices_.Between(-3, 3) * SampleNanoSec;
+                break;
+            case 6: // long ago
+                timestamp = Later(-choices_.Between(1, 100) * RingNanoSec);
+                break;
+            case 7: // no sense at all
+                timestamp = choices_.OneOf<std::int64_t>({Lowest, -1, 0, 1, Highest, Highest - 1});
+                break;
+            case 8: // about the ring's end
+                timestamp = Later(RingNanoSec - timestamp_ % RingNanoSec - choices_.Between(0, 3) * 960);
+                break;
+            default:
+                break;
+        }
+        frame.With(Number::Timestamp, timestamp);
+        if (choices_.OneIn(2)) {
+            // The stream goes on from there.
+            timestamp_ = timestamp;
+            timestamp_ = Later(frameNanoSec_);
+        }
+    }
+
+    /// The stream's next timestamp and some more, unless that cannot be told.
+    std::int64_t Later(std::int64_t nanoSec) const {
+        constexpr std::int64_t Limit = Highest / 2;
+        return timestamp_ > Limit || timestamp_ < -Limit ? nanoSec : timestamp_ + nanoSec;
+    }
+
+    void ChooseAhead(Step& frame) {
+        frame.With(Number::Ahead,
+                   choices_.OneOf<std::int64_t>(
+                       {-1, 0, 1, -50 * MilliSec, Lowest, Highest, choices_.Between(0, 400) * MilliSec,
+                        RingNanoSec - choices_.Between(0, 5) * SampleNanoSec, 2 * RingNanoSec - 1,
+                        RingNanoSec, 15'000 * SampleNanoSec + choices_.Between(-2, 2) * SampleNanoSec,
+                        choices_.Between(0, 20'000) * MilliSec}));
+    }
+
+    void ChooseBytes(Step& frame, Number number) {
+        frame.With(number,
+                   choices_.OneOf<std::int64_t>({-1, 0, 1, 2, 3, 1919, 1920, 1921, choices_.Between(0, 5000),
+                                                 choices_.Between(0, 100'000), RingBytes - 2, RingBytes,
+                                                 RingBytes + 2, RingBytes - 1}));
+    }
+
+    // --- capture
+
+    void TurnOfCapture() {
+        if (choices_.OneIn(3)) {
+            Add(Step(Action::CaptureLevel));
+        }
+        if (IsOdd()) {
+            OddTurnOfCapture();
+            return;
+        }
+        Add(WithCaptureFaults(ReadOrMeter()));
+        std::int64_t const jitter = choices_.Between(-jitterNanoSec_, jitterNanoSec_);
+        Advance(BlockNanoSec * choices_.OneOf<std::int64_t>({1, 1, 1, 1, 2, 3, 8}) + jitter);
+    }
+
+    Step ReadOrMeter() {
+        if (choices_.OneIn(3)) {
+            return Step(Action::CaptureMeter);
+        }
+        Step read(Action::CaptureRead);
+        read.With(Number::Amount, choices_.OneIn(8) ? 1 : 0);
+        if (choices_.OneIn(40)) {
+            read.With(Number::Phase, choices_.Between(1, 2));
+        }
+        return read;
+    }
+
+    void OddTurnOfCapture() {
+        switch (choices_.Below(10)) {
+            case 0:
+                Add(WithCaptureFaults(Step(Action::CaptureStop)));
+                if (choices_.OneIn(2)) {
+                    Add(WithCaptureFaults(ReadOrMeter()));
+                }
+                Add(WithCaptureFaults(Step(Action::CaptureStart)));
+                return;
+            case 1:
+                Add(WithCaptureFaults(Step(Action::CaptureHalt)));
+                return;
+            case 2:
+                Add(WithCaptureFaults(Step(Action::CaptureStart)));
+                return;
+            case 3:
+                Add(WithCaptureFaults(Step(Action::CaptureCreate)));
+                return;
+            case 4:
+                AddAmount(Action::StepSystemClock, choices_.Between(-3'600'000, 3'600'000) * MilliSec);
+                return;
+            case 5:
+                AddAmount(Action::CaptureStall, choices_.Between(0, 100) * MilliSec);
+                return;
+            case 6: {
+                // To the ring's end and across it.
+                constexpr std::uint64_t NearlyARingOneIn = 12;
+                AddAmount(Action::CaptureAtOnce,
+                          choices_.OneIn(NearlyARingOneIn)
+                              ? choices_.OneOf<std::int64_t>({228'480, 238'080, 239'999, 240'000})
+                              : choices_.OneOf<std::int64_t>({959, 960, 961, 1920, 9'600, 24'000}));
+                Add(WithCaptureFaults(ReadOrMeter()));
+                return;
+            }
+            case 7:
+                Advance(
+                    choices_.OneOf<std::int64_t>({0, 1, 19'999'999, 20'000'000, 20'000'001, 100'000'000}));
+                return;
+            case 8:
+                AddAmount(Action::CaptureLockSplit, choices_.Between(0, 3000) * 2);
+                return;
+            default:
+                AddAmount(Action::CaptureAtOnce, choices_.Between(0, 3000));
+                return;
+        }
+    }
+
+    // --- faults
+
+    std::uint32_t ChooseResult() {
+        return choices_.OneOf<std::uint32_t>(
+            {BufferLost, BufferLost, NoDriver, OutOfMemory, InvalidArgument, Failure, Allocated});
+    }
+
+    template <class Faults>
+    Step AddFaults(Step step, Faults calls) {
+        if (faultsOneIn_ == 0 || !choices_.OneIn(faultsOneIn_)) {
+            return step;
+        }
+        for (std::uint64_t count = choices_.OneOf<std::uint64_t>({1, 1, 2}); count != 0; --count) {
+            Call const call = choices_.OneOf(calls);
+            auto const nth = static_cast<std::uint32_t>(choices_.OneOf({1, 1, 1, 2, 3}));
+            step.Failing(call, nth, ChooseResult());
+        }
+        return step;
+    }
+
+    Step WithFaults(Step step) {
+        return AddFaults(
+            std::move(step),
+            std::initializer_list<Call>{
+                Call::GetStatus, Call::GetPosition, Call::SetPosition, Call::SetFrequency, Call::SetVolume,
+                Call::SetPan, Call::SetNotification, Call::Play, Call::Stop, Call::Lock, Call::Lock,
+                Call::Lock, Call::Restore, Call::CreateSoundBuffer, Call::QueryBuffer8, Call::QueryNotify});
+    }
+
+    Step WithCaptureFaults(Step step) {
+        return AddFaults(std::move(step),
+                         std::initializer_list<Call>{Call::CaptureGetPosition, Call::CaptureLock,
+                                                     Call::CaptureStart, Call::CaptureStop,
+                                                     Call::CreateCaptureBuffer, Call::CaptureQueryBuffer8});
+    }
+
+    Choices& choices_;
+    std::size_t const maxSteps_;
+    Scenario scenario_;
+
+    bool hasCapture_ = false;
+    bool hasPlayback_ = true;
+    /// 0: never.
+    std::uint64_t faultsOneIn_ = 0;
+    std::uint64_t oddityOneIn_ = 1;
+    std::int64_t frameNanoSec_ = 0;
+    std::int64_t jitterNanoSec_ = 0;
+    std::int64_t leadNanoSec_ = 0;
+    std::int64_t coding_ = 0x300;
+    std::int64_t rate_ = 48000;
+    std::int64_t channels_ = 1;
+    std::int64_t timestamp_ = 0;
+};
+
+} // namespace
+
+Scenario Generate(Choices& choices, std::size_t maxSteps) {
+    return Generator(choices, maxSteps).Make();
+}
+
+} // namespace ModelTest
