@@ -35,17 +35,9 @@ ULONG CaptureInterface::AddRef() {
 ULONG CaptureInterface::Release() {
     return DropReference(Call_t::CaptureRelease, references, [this] {
         if (references == 0) {
-            ReportBuffersLeft();
+            ReportHeld(made_);
         }
     });
-}
-
-void CaptureInterface::ReportBuffersLeft() const {
-    for (CaptureBufferInterface* const buffer : made_) {
-        if (buffer->Model().references != 0) {
-            GetWorld().ReportMisuse(Name() + " released before its " + buffer->Name());
-        }
-    }
 }
 
 HRESULT CaptureInterface::CreateCaptureBuffer(DSCBUFFERDESC const* description,

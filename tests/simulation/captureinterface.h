@@ -34,8 +34,6 @@ private:
     HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
     HRESULT Create(DSCBUFFERDESC const* description, IDirectSoundCaptureBuffer** buffer,
                    IUnknown const* outer);
-    /// Its buffers go with it: whoever still holds one calls freed memory.
-    void ReportBuffersLeft() const;
 
     std::vector<CaptureBufferInterface*> made_;
 };

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "simulation/call.h"
 #include "simulation/dsoundheaders.h"
@@ -45,6 +46,16 @@ public:
     template <class Afterwards>
     ULONG DropReference(Call_t call, std::uint32_t& references, Afterwards afterwards) {
         return Count(call, references, -1, afterwards);
+    }
+
+    /// For an object whose end frees the buffers it has made: reports those that somebody still holds.
+    template <class Buffer>
+    void ReportHeld(std::vector<Buffer*> const& made) const {
+        for (Buffer* const buffer : made) {
+            if (buffer->Model().references != 0) {
+                world_.ReportMisuse(Name() + " released before its " + buffer->Name());
+            }
+        }
     }
 
 private:

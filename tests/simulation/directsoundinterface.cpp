@@ -33,7 +33,11 @@ ULONG DirectSoundInterface::AddRef() {
 }
 
 ULONG DirectSoundInterface::Release() {
-    return DropReference(Call_t::SoundRelease, references, [] {});
+    return DropReference(Call_t::SoundRelease, references, [this] {
+        if (references == 0) {
+            ReportHeld(made_);
+        }
+    });
 }
 
 HRESULT DirectSoundInterface::CreateSoundBuffer(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer,
@@ -65,6 +69,7 @@ HRESULT DirectSoundInterface::Create(DSBUFFERDESC const* description, IDirectSou
     if (verdict.result == DS_OK) {
         SoundBufferInterface& made = GetWorld().MakeBuffer(*description);
         made.Model().references = 1;
+        made_.push_back(&made);
         *buffer = &made;
     }
     return verdict.result;

@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <vector>
 
 #include "simulation/comobject.h"
 #include "simulation/dsoundheaders.h"
 
 namespace Simulation {
+
+class SoundBufferInterface;
 
 /// The simulated IDirectSound8. It makes secondary sound buffers that are described as the real API demands,
 /// once the cooperative level is set.
@@ -41,6 +44,7 @@ private:
     HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
     HRESULT Create(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer, IUnknown const* outer);
 
+    std::vector<SoundBufferInterface*> made_;
     DWORD level_ = 0;
     HWND window_ = nullptr;
     DWORD speakerConfiguration_ = DSSPEAKER_STEREO;

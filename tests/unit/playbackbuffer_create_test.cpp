@@ -166,6 +166,16 @@ TEST_F(PlaybackBuffer_Create, HoldsOneReferenceOnEachInterface) {
     EXPECT_EQ(Sound().NotifyReferences(), 1U);
 }
 
+TEST_F(PlaybackBuffer_Create, KeepsDirectSoundThoughTheDeviceIsClosed) {
+    EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
+    device.Close();
+    // Its buffers go with DirectSound's object, which the device does not hold any more.
+    EXPECT_EQ(world.LiveSounds(), 1U);
+    EXPECT_TRUE(Write(0, 2, 7));
+    buffer.reset();
+    EXPECT_EQ(world.LiveSounds(), 0U);
+}
+
 TEST_F(PlaybackBuffer_Create, AppliesTheVolumeAndTheBalanceStoredBefore) {
     buffer->SetVolume(0.5F, false);
     buffer->SetPan(0.25F);

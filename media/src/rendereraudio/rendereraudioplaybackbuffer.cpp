@@ -98,6 +98,7 @@ int RendererAudioPlaybackBuffer::CreateSoundBuffer(std::shared_ptr<FrameAud> con
     if (record_->soundBuffer == nullptr) {
         return Status::Refused;
     }
+    record_->sound = sound;
     SetVolume(record_->volume, true);
     ApplyPan();
     record_->soundBuffer->SetCurrentPosition(0);
@@ -112,6 +113,7 @@ void RendererAudioPlaybackBuffer::ReleaseSoundBuffer() {
     if (record_->soundBuffer != nullptr) {
         record_->device->RemoveBuffer(*this);
         record_->soundBuffer.reset();
+        record_->sound.reset();
     }
 }
 

@@ -20,6 +20,9 @@ struct RendererAudioPlaybackBuffer::Record {
 
     /// Borrowed; never null.
     RendererAudioPlaybackDevice* const device;
+    /// What `soundBuffer` was made by, and null with it: DirectSound frees its buffers when its last
+    /// reference goes, and the device may be closed before the session ends.
+    boost::intrusive_ptr<IDirectSound8> sound;
     /// Null until created. Read by the playback thread too, which knows the buffer only while it is set.
     boost::intrusive_ptr<IDirectSoundBuffer8> soundBuffer;
     /// `soundBuffer`'s notification interface; may be null beside it.

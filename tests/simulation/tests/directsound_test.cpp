@@ -80,6 +80,25 @@ TEST(DirectSound_Create8, OpensTheDefaultAndKnownDevices) {
     EXPECT_EQ(world.LiveSounds(), 0u);
 }
 
+TEST(DirectSound_Release, ReportsBuffersThatAreStillHeld) {
+    TestWorld world;
+    IDirectSound8* sound = nullptr;
+    DirectSoundCreate8(nullptr, &sound, nullptr);
+    sound->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY);
+    WAVEFORMATEX format = MakeFormat();
+    DSBUFFERDESC const description = MakeDescription(format);
+    IDirectSoundBuffer* buffer = nullptr;
+    ASSERT_EQ(sound->CreateSoundBuffer(&description, &buffer, nullptr), DS_OK);
+    world.AllowMisuse();
+    sound->AddRef();
+    sound->Release();
+    EXPECT_THAT(world.TakeMisuse(), testing::IsEmpty());
+    sound->Release();
+    EXPECT_THAT(world.TakeMisuse(),
+                testing::ElementsAre("DirectSound object 1 released before its sound buffer 1"));
+    buffer->Release();
+}
+
 TEST(DirectSound_Release, ReportsUseAfterTheLast) {
     TestWorld world;
     IDirectSound8* sound = nullptr;
