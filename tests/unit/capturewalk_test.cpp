@@ -10,6 +10,7 @@
 
 namespace {
 
+using Media::CaptureWalk::Block_t;
 using Media::CaptureWalk::BlockSamples;
 using Media::CaptureWalk::ForEachFrame;
 using Media::CaptureWalk::ForEachMeteredBlock;
@@ -44,7 +45,7 @@ std::vector<std::int16_t> SamplesAt(std::uint8_t const* bytes, std::uint32_t cou
 std::vector<std::vector<std::int16_t>> Frames(Region first, Region second, std::uint32_t take,
                                               std::size_t limit = SIZE_MAX) {
     std::vector<std::vector<std::int16_t>> frames;
-    ForEachFrame(first, second, take, [&](std::uint8_t const* bytes) {
+    ForEachFrame(first, second, take, [&](std::uint8_t const* bytes, Block_t) {
         if (frames.size() == limit) {
             return false;
         }
@@ -167,10 +168,18 @@ TEST(CaptureWalk_ForEachFrame, ASplitBlockIsNotBegunForLessThanABlock) {
     EXPECT_THAT(Frames(RegionOf(end), RegionOf(start), 1919), ElementsAre(Count(0, 960)));
 }
 
-TEST(CaptureWalk_ForEachFrame, ARefusedSplitBlockEndsTheWalk) {
+TEST(CaptureWalk_ForEachFrame, BehindARefusedSplitBlockTheWalkGoesOn) {
     auto const end = Count(0, 300);
     auto const start = Count(5000, 2580);
-    EXPECT_THAT(Frames(RegionOf(end), RegionOf(start), 2880, 0), IsEmpty());
+    std::vector<Block_t> kinds;
+    std::vector<std::int16_t> firsts;
+    ForEachFrame(RegionOf(end), RegionOf(start), 2880, [&](std::uint8_t const* bytes, Block_t kind) {
+        kinds.push_back(kind);
+        firsts.push_back(SamplesAt(bytes, 1).front());
+        return kind == Block_t::Whole;
+    });
+    EXPECT_THAT(kinds, ElementsAre(Block_t::Split, Block_t::Whole, Block_t::Whole));
+    EXPECT_THAT(firsts, ElementsAre(0, 5000, 5960));
 }
 
 TEST(CaptureWalk_ForEachFrame, NothingFollowsTheSecondRegion) {

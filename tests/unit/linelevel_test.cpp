@@ -5,6 +5,15 @@
 #include <cstdint>
 #include <vector>
 
+namespace Media {
+
+/// The tests' key to the meter's rings.
+struct RendererAudioLineLevelPeer {
+    static std::uint8_t* GetMaxRing(RendererAudioLineLevel& level) { return level.maxRing_; }
+};
+
+} // namespace Media
+
 namespace {
 
 using Media::RendererAudioLineLevel;
@@ -96,12 +105,16 @@ TEST(LineLevel_GetLevel, TheSeventeenthBlockTakesTheFirstOnesPlace) {
     EXPECT_EQ(level.GetLevel(), 0.0F);
 }
 
-TEST(LineLevel_GetLevel, IsTheSameWhenAskedAgain) {
+TEST(LineLevel_GetLevel, IsNotComputedAgainUntilABlockIsMetered) {
     RendererAudioLineLevel level;
     MeterTimes(level, 3, -1000, 1000);
     float const first = level.GetLevel();
     EXPECT_GT(first, 0.0F);
+    // Behind the meter's back: what it would compute now is another level.
+    Media::RendererAudioLineLevelPeer::GetMaxRing(level)[15] = 255;
     EXPECT_EQ(level.GetLevel(), first);
+    Meter(level, -1000, 1000);
+    EXPECT_GT(level.GetLevel(), first);
 }
 
 TEST(LineLevel_MeterBlock, FindsTheExtremesOfAPartOfABlock) {

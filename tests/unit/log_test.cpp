@@ -20,8 +20,9 @@ using ::testing::IsSupersetOf;
 
 TEST(Log_Channels, AreFetchedWhenTheModuleIsLoaded) {
     EXPECT_THAT(Kovra::LogManager::Instance().GetChannels(),
-                IsSupersetOf({"Kovra.ConfigItem", "Media.RendererAudio", "Media.RendererAudioPlaybackBuffer",
-                              "Media.RendererAudioPlaybackDevice"}));
+                IsSupersetOf({"Kovra.ConfigItem", "Media.RendererAudio", "Media.RendererAudioCaptureBuffer",
+                              "Media.RendererAudioCaptureDevice", "Media.RendererAudioCaptureProxy",
+                              "Media.RendererAudioPlaybackBuffer", "Media.RendererAudioPlaybackDevice"}));
 }
 
 // --- WriteLog

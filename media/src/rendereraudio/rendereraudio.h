@@ -45,8 +45,8 @@ public:
     int Initialize() override;
 
     /// Lets go of the capture proxy, which lives on with its other holders, and closes both devices, also
-    /// when the renderer is not enabled. Line-level threads end by themselves within about 20 ms; it does not
-    /// wait for them.
+    /// when the renderer is not enabled. Line-level threads find the device
+    /// closed after their next sleep of 20 ms and end by themselves; it does not wait for them.
     void Shutdown() override;
 
     /// True from a successful `Initialize` to `Shutdown`. Any thread.

@@ -49,6 +49,7 @@ WAVEFORMATEX MakeFormat() {
 /// `format` must outlive the description.
 DSCBUFFERDESC MakeDescription(WAVEFORMATEX& format) {
     DSCBUFFERDESC description;
+    static_assert(sizeof(void*) != 8 || sizeof(description) == 40);
     Primitives::ZeroBytes(&description, sizeof(description));
     description.dwSize = sizeof(description);
     // The system may convert: the microphone need not know the format.
@@ -77,7 +78,8 @@ CaptureWalk::Region SecondRegion(RendererAudioCaptureLock const& lock) {
     return {lock.GetSecond(), lock.GetSecond() == nullptr ? 0 : lock.GetSecondBytes() / SampleSizeBytes};
 }
 
-/// DirectSound's memory is aligned for samples, and so are all regions, which are whole samples long.
+/// DirectSound's memory is aligned for samples, so are all regions, which are whole samples long, and so is
+/// the walk's own block.
 std::int16_t const* AsSamples(std::uint8_t const* bytes) {
     return reinterpret_cast<std::int16_t const*>(bytes);
 }
@@ -192,13 +194,15 @@ int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>
     }
     // Before the blocks are looked at: what the walk leaves out is not read again.
     Advance(take);
-    CaptureWalk::ForEachFrame(FirstRegion(*lock), SecondRegion(*lock), take, [&](std::uint8_t const* block) {
-        if (!AppendFrame(block, frames)) {
-            return false;
-        }
-        record_->lineLevel.MeterBlock(AsSamples(block), BlockSamples);
-        return true;
-    });
+    CaptureWalk::ForEachFrame(FirstRegion(*lock), SecondRegion(*lock), take,
+                              [&](std::uint8_t const* block, CaptureWalk::Block_t kind) {
+                                  bool const isAppended = AppendFrame(block, frames);
+                                  // A split block is metered also when there is no memory for its frame.
+                                  if (isAppended || kind == CaptureWalk::Block_t::Split) {
+                                      record_->lineLevel.MeterBlock(AsSamples(block), BlockSamples);
+                                  }
+                                  return isAppended;
+                              });
     return statusOf();
 }
 

@@ -52,7 +52,8 @@ public:
     ///
     /// 0 when `frames` holds any frame afterwards, its own included; -10 when it holds none; -27 without a
     /// DirectSound buffer; -30 with less than a block captured; -202, -41, -120 or -1 when the position
-    /// cannot be read.
+    /// cannot be read;
+    /// -202 also without memory for the frames.
     int ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames);
 
     /// Reads every whole block captured since the last read for the meter alone; makes no frames, leaves none

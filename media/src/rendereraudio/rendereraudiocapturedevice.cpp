@@ -127,7 +127,7 @@ void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<State> const& state,
     };
     while (isCaptureOpen()) {
         // Without a buffer this spins until there is one, and a closing goes unnoticed until then: whoever
-        // stops capture under a meter starts it again at once (CaptureDevice_LineLevel pins it).
+        // stops capture under a meter starts it again at once (CaptureDevice_LineLevelStopped pins it).
         while (!proxy->HasBuffer() || proxy->SampleLineLevel() == Status::Success) {
         }
         if (!callback(proxy->GetLineLevel())) {

@@ -10,8 +10,9 @@ class RendererAudioCaptureBuffer;
 /// The module's one DirectSound capture input: the system's default capture device, the registry of the live
 /// capture buffers, and the threads that read the microphone.
 ///
-/// **Threads:** all operations from any thread, but `Close` and destruction: one at a time. Line-level
-/// threads run detached: `Close` does not wait for them, and they do not need the device to outlive them.
+/// **Threads:** all operations from any thread, but `Close` and destruction, beside which nothing opens the
+/// device or starts its draining thread. Line-level threads run detached: `Close` does not wait for them, and
+/// they do not need the device to outlive them.
 /// **Ownership:** owned by the renderer. Owns DirectSound, the draining thread and the events; holds plain
 /// pointers to the buffers.
 class RendererAudioCaptureDevice {

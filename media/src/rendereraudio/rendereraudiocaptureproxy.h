@@ -35,9 +35,10 @@ public:
     RENDERERAUDIO_API void StopBufferCapture();
 
     /// Appends one raw frame of 20 ms (48000 Hz, mono, 16 bits, source "Microphone") for each that was
-    /// captured since the last read of frames or level. Read at least every few hundred milliseconds: blocks
-    /// behind the end of the five-second ring are left out by the read that passes it, more of them the later
-    /// it comes, and after five seconds everything is overwritten, unnoticed.
+    /// captured since the last read of frames or level. Read every 10 to 20 ms to lose nothing, and at least
+    /// every few hundred milliseconds: blocks behind the end of the five-second ring are left out by the read
+    /// that passes it, more of them the later it comes, and after five seconds everything is overwritten,
+    /// unnoticed.
     ///
     /// 0 when `frames` is not empty afterwards; -10 when it is; -30 when nothing is there yet, or capture has
     /// been stopped; -27 when capture could not be started; -1, -41, -120 or -202 when the device fails.

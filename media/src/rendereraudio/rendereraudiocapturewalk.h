@@ -33,20 +33,24 @@ struct Region {
     }
 };
 
-/// Calls `onBlock(bytes)` for each block of `BlockBytes` bytes that reading frames finds in the `take`
-/// samples of both regions, until it returns false.
+/// Whether a block lies in one piece.
+enum class Block_t { Whole, Split };
+
+/// Calls `onBlock(bytes, kind)` for each block of `BlockBytes` bytes that reading frames finds in the `take`
+/// samples of both regions. A false ends the walk at a whole block; behind a split one it goes on.
 ///
-/// A block that the end of the ring splits is put together as it always was: of each piece as many *bytes* as
-/// it has samples, the second piece where it would start if it were whole; and what follows starts at the
-/// second region's start again. The ring holds whole blocks only, so that no read of it meets such a block.
+/// A block that the end of the ring splits is put together of as many *bytes* of each piece as it has
+/// samples, the second piece where it would start if it were whole; and what follows starts at the second
+/// region's start again. Kept so for hosts that know it. The ring holds whole blocks only, so that no read of
+/// it meets such a block.
 template <class OnBlock>
 void ForEachFrame(Region first, Region second, std::uint32_t take, OnBlock onBlock) {
     Region region = first;
     Region next = second;
-    std::array<std::uint8_t, BlockBytes> straddling{};
+    alignas(std::int16_t) std::array<std::uint8_t, BlockBytes> straddling{};
     while (take >= BlockSamples) {
         for (; take >= BlockSamples && region.HasBlock(); take -= BlockSamples) {
-            if (!onBlock(region.data)) {
+            if (!onBlock(region.data, Block_t::Whole)) {
                 return;
             }
             region.Skip(BlockSamples);
@@ -59,9 +63,7 @@ void ForEachFrame(Region first, Region second, std::uint32_t take, OnBlock onBlo
         }
         std::memcpy(straddling.data(), region.data, rest);
         std::memcpy(straddling.data() + rest * SampleSizeBytes, next.data, missing);
-        if (!onBlock(straddling.data())) {
-            return;
-        }
+        onBlock(straddling.data(), Block_t::Split);
         take -= BlockSamples;
         region = Region{next.data, next.samples - missing};
         next = Region{nullptr, 0};

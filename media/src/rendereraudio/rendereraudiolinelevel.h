@@ -28,6 +28,8 @@ public:
     float GetLevel();
 
 private:
+    friend struct RendererAudioLineLevelPeer;
+
     static constexpr std::size_t RingAlignmentBytes = 16;
 
     /// One vector register each, side by side: the smallest sample of each block, then the largest, mapped to

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "kovra/configitem.h"
@@ -21,9 +22,13 @@ void WriteLog(Kovra::LoggerFacade const& logger, Kovra::LogLevel_t const& level,
     if (!logger.IsEnabled(level)) {
         return;
     }
-    Kovra::LogExec record(level, text);
-    static_cast<void>((record % ... % arguments));
-    logger.get().Push(record);
+    try {
+        Kovra::LogExec record(level, text);
+        static_cast<void>((record % ... % arguments));
+        logger.get().Push(record);
+    } catch (std::bad_alloc const&) {
+        // The record is lost, and nothing else.
+    }
 }
 
 /// Pushes one record that names the place in the sources it comes from, when `level` is wanted. Any thread.
@@ -32,9 +37,13 @@ inline void WriteLogAt(Kovra::CodeLocation const& location, Kovra::LoggerFacade 
     if (!logger.IsEnabled(level)) {
         return;
     }
-    Kovra::LogExec record(level, text);
-    record.At(location);
-    logger.get().Push(record);
+    try {
+        Kovra::LogExec record(level, text);
+        record.At(location);
+        logger.get().Push(record);
+    } catch (std::bad_alloc const&) {
+        // The record is lost, and nothing else.
+    }
 }
 
 } // namespace Media
