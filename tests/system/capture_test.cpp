@@ -114,16 +114,19 @@ protected:
     void SetUp() override {
         ASSERT_NE(microphone, nullptr) << "no microphone: is the audio server there?";
         // What the test before has fed may still be on its way.
-        ASSERT_TRUE(Poll([this] {
-            while (microphone->SampleLineLevel() == 0) {
-                ++silentReads_;
-            }
-            if (microphone->GetLineLevel() != 0.0F) {
-                silentReads_ = 0;
+        int silentReads = 0;
+        int reads = 0;
+        int status = 0;
+        ASSERT_TRUE(Poll([&] {
+            for (status = microphone->SampleLineLevel(); status == 0;
+                 status = microphone->SampleLineLevel()) {
+                ++reads;
+                silentReads = microphone->GetLineLevel() == 0.0F ? silentReads + 1 : 0;
             }
             // More than the meter remembers, and more than the server has under way.
-            return silentReads_ >= 50;
-        }));
+            return silentReads >= 50;
+        })) << "the microphone does not fall silent: "
+            << reads << " reads, the last status " << status << ", level " << microphone->GetLineLevel();
     }
 
     /// Asks every 10 ms; false when `isDone` stays so for too long.
@@ -162,9 +165,6 @@ protected:
     Media::RendererAudio renderer;
     std::shared_ptr<Media::RendererAudioCaptureProxy> microphone;
     MicrophoneFeed const feed = MicrophoneFeed::FromEnvironment();
-
-private:
-    int silentReads_ = 0;
 };
 
 class CaptureProxy_ReadFrames : public CaptureTest {};
