@@ -30,6 +30,6 @@ struct Wide : ExtremesBySearch<Wide> {
 
 } // namespace
 
-Variant const AvxVariant = MakeVariant<Wide>();
+constexpr Variant AvxVariant = MakeVariant<Wide>();
 
 } // namespace Media::Primitives

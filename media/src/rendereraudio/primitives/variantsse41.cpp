@@ -12,6 +12,6 @@ struct Wide : Wide128<Wide>, ExtremesBySearch<Wide> {};
 
 } // namespace
 
-Variant const Sse41Variant = MakeVariant<Wide>();
+constexpr Variant Sse41Variant = MakeVariant<Wide>();
 
 } // namespace Media::Primitives

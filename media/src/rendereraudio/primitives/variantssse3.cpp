@@ -26,6 +26,6 @@ struct Wide : Wide128<Wide> {
 
 } // namespace
 
-Variant const Ssse3Variant = MakeVariant<Wide>();
+constexpr Variant Ssse3Variant = MakeVariant<Wide>();
 
 } // namespace Media::Primitives

@@ -26,7 +26,8 @@ struct Variant {
     MinMaxFunction minMaxS16;
 };
 
-// --- one each for the files that are compiled for one kind of processor
+// --- one each for the files that are compiled for one kind of processor; known when the program is compiled,
+// so that loading it runs none of their code
 
 extern Variant const BaselineVariant;
 extern Variant const Ssse3Variant;
