@@ -23,6 +23,7 @@ namespace {
 using Kovra::LogLevel_t;
 using Simulation::Call_t;
 using Simulation::CallSet;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::FloatNear;
 using ::testing::IsEmpty;
@@ -423,10 +424,12 @@ TEST_F(CaptureDevice_LineLevelStopped, FromTheBeginningSpinsUntilCaptureIsStarte
     proxy->StartBufferCapture();
     world_.WaitForBlockedThreads(1);
     EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F));
+    // The thread sees the new buffer as soon as the proxy has it: its read comes before or after its creation.
+    EXPECT_THAT(TakeThreadTexts(), AnyOf(IsEmpty(), ElementsAre("GetCurrentPosition()")));
     world_.Clock().AdvanceMilliSec(20);
     // No sleep but the one after the report.
-    EXPECT_THAT(TakeThreadTexts(), ElementsAre("GetCurrentPosition()", "Sleep(20)", "GetCurrentPosition()",
-                                               "Lock(0, 1920)", "Unlock(1920, 0)", "GetCurrentPosition()"));
+    EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)",
+                                               "Unlock(1920, 0)", "GetCurrentPosition()"));
 }
 
 TEST_F(CaptureDevice_LineLevelStopped, DuringASleepSpinsAfterItUntilCaptureIsStarted) {
@@ -443,7 +446,9 @@ TEST_F(CaptureDevice_LineLevelStopped, DuringASleepSpinsAfterItUntilCaptureIsSta
     advancing.join();
     // The new buffer's level begins at 0.
     EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), 0.0F));
-    EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition()"));
+    // Its read comes before or after the creation of the buffer that it sees.
+    EXPECT_THAT(TakeThreadTexts(),
+                AnyOf(ElementsAre("Sleep(20)"), ElementsAre("Sleep(20)", "GetCurrentPosition()")));
 }
 
 TEST_F(CaptureDevice_LineLevelStopped, SpinsOnWhenTheDeviceIsClosedAndEndsAfterOneMoreReport) {
