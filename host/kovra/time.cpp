@@ -23,27 +23,6 @@ std::int64_t ReadNanoSec() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
 }
 
-constexpr std::int64_t AddSaturating(std::int64_t a, std::int64_t b) {
-    if (b > 0 && a > Limits::max() - b)
-        return Limits::max();
-    if (b < 0 && a < Limits::min() - b)
-        return Limits::min();
-    return a + b;
-}
-
-constexpr std::int64_t SubtractSaturating(std::int64_t a, std::int64_t b) {
-    if (b > 0 && a < Limits::min() + b)
-        return Limits::min();
-    if (b < 0 && a > Limits::max() + b)
-        return Limits::max();
-    return a - b;
-}
-
-static_assert(AddSaturating(Limits::max() - 1, 2) == Limits::max());
-static_assert(AddSaturating(Limits::min(), Limits::max()) == -1);
-static_assert(SubtractSaturating(0, Limits::min()) == Limits::max());
-static_assert(SubtractSaturating(-1, Limits::min()) == Limits::max());
-
 } // namespace
 
 ClockSource::~ClockSource() = default;
@@ -63,7 +42,7 @@ JiffyTime JiffyTime::Now() {
 }
 
 SysTime JiffyTime::GetDiffSysTime(JiffyTime earlier) const {
-    return SysTime(SubtractSaturating(nanoSec_, earlier.nanoSec_));
+    return SysTime(nanoSec_) - SysTime(earlier.nanoSec_);
 }
 
 std::int32_t JiffyTime::GetDiffMilliSec32(JiffyTime earlier) const {
@@ -77,7 +56,7 @@ JiffyTime JiffyTime::AddMilliSec(std::int64_t milliSec) const {
     std::int64_t nanoSec = nanoSec_;
     while (milliSec != 0) {
         std::int64_t const step = std::clamp(milliSec, -LongestSpanMilliSec, LongestSpanMilliSec);
-        std::int64_t const next = AddSaturating(nanoSec, step * NanoSecInMilliSec);
+        std::int64_t const next = (SysTime(nanoSec) + SysTime(step * NanoSecInMilliSec)).NanoSec();
         if (next == nanoSec)
             break;
         nanoSec = next;

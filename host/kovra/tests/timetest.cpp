@@ -56,6 +56,25 @@ TEST(SysTime, AddsSubtractsAndCompares) {
     EXPECT_FALSE(SysTime(0) < SysTime(0));
 }
 
+TEST(SysTime, SumsAndDifferencesBeyondTheRangeSaturate) {
+    constexpr SysTime First(INT64_MIN);
+    constexpr SysTime Last(INT64_MAX);
+    constexpr SysTime One(1);
+    constexpr SysTime MinusOne(-1);
+    EXPECT_EQ(Last + One, Last);
+    EXPECT_EQ(SysTime(INT64_MAX - 1) + One, Last);
+    EXPECT_EQ(First + MinusOne, First);
+    EXPECT_EQ(First + Last, MinusOne);
+    EXPECT_EQ(First - One, First);
+    EXPECT_EQ(SysTime(INT64_MIN + 1) - One, First);
+    EXPECT_EQ(Last - MinusOne, Last);
+    EXPECT_EQ(SysTime() - First, Last);
+    EXPECT_EQ(MinusOne - First, Last);
+    SysTime instant = Last;
+    instant += One;
+    EXPECT_EQ(instant, Last);
+}
+
 TEST(JiffyTime, IsAnAtomicEightByteValueThatCompares) {
     std::atomic<JiffyTime> const shared{JiffyTime(9)};
     EXPECT_EQ(shared.load(), JiffyTime(9));

@@ -27,7 +27,8 @@ public:
 KOVRA_API void SetClockSource(ClockSource const* source);
 
 /// A signed 64-bit count of nanoseconds, used as an instant (since 1970-01-01 00:00 UTC, or since any
-/// origin that the sender of a stream chose) or as a span.
+/// origin that the sender of a stream chose) or as a span. Sums and differences beyond the range (292 years)
+/// saturate: a stream may carry any timestamp.
 class SysTime {
 public:
     constexpr SysTime() = default;
@@ -40,13 +41,26 @@ public:
 
     constexpr std::int64_t NanoSec() const { return nanoSec_; }
 
-    constexpr SysTime& operator+=(SysTime span) {
-        nanoSec_ += span.nanoSec_;
-        return *this;
-    }
+    constexpr SysTime& operator+=(SysTime span) { return *this = *this + span; }
 
-    friend constexpr SysTime operator+(SysTime a, SysTime b) { return SysTime(a.nanoSec_ + b.nanoSec_); }
-    friend constexpr SysTime operator-(SysTime a, SysTime b) { return SysTime(a.nanoSec_ - b.nanoSec_); }
+    friend constexpr SysTime operator+(SysTime a, SysTime b) {
+        if (b.nanoSec_ > 0 && a.nanoSec_ > INT64_MAX - b.nanoSec_) {
+            return SysTime(INT64_MAX);
+        }
+        if (b.nanoSec_ < 0 && a.nanoSec_ < INT64_MIN - b.nanoSec_) {
+            return SysTime(INT64_MIN);
+        }
+        return SysTime(a.nanoSec_ + b.nanoSec_);
+    }
+    friend constexpr SysTime operator-(SysTime a, SysTime b) {
+        if (b.nanoSec_ > 0 && a.nanoSec_ < INT64_MIN + b.nanoSec_) {
+            return SysTime(INT64_MIN);
+        }
+        if (b.nanoSec_ < 0 && a.nanoSec_ > INT64_MAX + b.nanoSec_) {
+            return SysTime(INT64_MAX);
+        }
+        return SysTime(a.nanoSec_ - b.nanoSec_);
+    }
     friend constexpr bool operator==(SysTime a, SysTime b) { return a.nanoSec_ == b.nanoSec_; }
     friend constexpr bool operator!=(SysTime a, SysTime b) { return a.nanoSec_ != b.nanoSec_; }
     friend constexpr bool operator<(SysTime a, SysTime b) { return a.nanoSec_ < b.nanoSec_; }
