@@ -16,12 +16,17 @@ set(RENDERERAUDIO_TEST_ENVIRONMENT
     TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
     UBSAN_OPTIONS=print_stacktrace=1)
 
-# rendereraudio_test(NAME LABEL label [SOURCES ...] [LIBRARIES ...]): one GoogleTest program. Each program is
-# one entry for ctest: starting one process for every case would cost a second each under Wine.
+# rendereraudio_test(NAME [OPTIMIZED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one GoogleTest
+# program. Each program is one entry for ctest: starting one process for every case would cost a second each under
+# Wine. Its own sources are compiled without optimisation unless told otherwise: what they test stands in libraries.
 function(rendereraudio_test name)
-    cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "OPTIMIZED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     rendereraudio_warnings(${name})
+    if(NOT MSVC AND NOT arg_OPTIMIZED)
+        # Optimising the matchers takes much longer than they ever run.
+        target_compile_options(${name} PRIVATE -O0)
+    endif()
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
     # The report's path is relative, as GoogleTest under Wine takes one that begins with a slash for such.
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:results/${name}.xml
