@@ -18,7 +18,7 @@ CaptureBuffer::CaptureBuffer(World& world, std::uint32_t number, DSCBUFFERDESC c
 }
 
 std::int64_t CaptureBuffer::Now() const {
-    return world_.Clock().MonotonicNanoSec();
+    return world_.Clock().NowNanoSec();
 }
 
 std::uint32_t CaptureBuffer::ByteOf(std::int64_t frame) const {

@@ -40,7 +40,7 @@ void CaptureSettings::SetCaptureLead(std::uint32_t frames) {
 
 void CaptureSettings::Stall(std::int64_t nanoSec) {
     PlatformLock const lock(PlatformMutex());
-    StallUntil(std::max(stalledUntilNanoSec_, GetWorld().Clock().MonotonicNanoSec() + nanoSec));
+    StallUntil(std::max(stalledUntilNanoSec_, GetWorld().Clock().NowNanoSec() + nanoSec));
 }
 
 void CaptureSettings::SetStalled(bool isStalled) {

@@ -22,6 +22,11 @@ void DeviceSettings::SetWriteLead(std::uint32_t frames) {
     writeLeadFrames_ = frames;
 }
 
+void DeviceSettings::SetLocksExclude(bool doExclude) {
+    PlatformLock const lock(PlatformMutex());
+    doLocksExclude_ = doExclude;
+}
+
 void DeviceSettings::SkewHasChanged() {
     for (auto const& buffer : GetWorld().BufferInterfaces()) {
         buffer->Model().ApplySkew();

@@ -26,6 +26,9 @@ class FaultPlan {
 public:
     /// Makes the `nth` call (1 is the next one) of `call` return `result`.
     void Fail(Call_t call, std::uint64_t nth, std::int64_t result);
+    /// Makes the `nth` call of `call`, which is an Unlock or a CloseHandle, return `result` although it has
+    /// its effect: a caller that ignores the failure, as it must, leaves nothing open.
+    void FailAllTheSame(Call_t call, std::uint64_t nth, std::int64_t result);
     /// Makes every call of `call` return `result`, as far as no single one is planned otherwise.
     void FailAlways(Call_t call, std::int64_t result);
     /// Forgets what is planned for `call`.
@@ -33,13 +36,18 @@ public:
     /// Forgets everything planned.
     void Clear();
 
-    /// For the platform, its mutex held: counts one call; the result if it is to fail.
-    std::optional<std::int64_t> Take(Call_t call);
+    struct Fault {
+        std::int64_t result;
+        /// The call does what it does, and only its result is this one.
+        bool hasEffect;
+    };
+    /// For the platform, its mutex held: counts one call; how it fails, if it is to fail.
+    std::optional<Fault> Take(Call_t call);
 
 private:
     struct Single {
         std::uint64_t countDown;
-        std::int64_t result;
+        Fault fault;
     };
     struct Plan {
         bool isPlanned = false;
@@ -48,6 +56,7 @@ private:
     };
 
     Plan& PlanOf(Call_t call);
+    void Add(Call_t call, std::uint64_t nth, Fault fault);
 
     std::array<Plan, CallCount> plans_;
 };

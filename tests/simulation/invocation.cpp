@@ -14,7 +14,7 @@ void Invocation::Record(std::int64_t result, bool hasFailed) {
     record.argumentCount = argumentCount_;
     record.result = result;
     record.hasFailed = hasFailed;
-    record.nanoSec = world_.Clock().MonotonicNanoSec();
+    record.nanoSec = world_.Clock().NowNanoSec();
     record.threadName = Kovra::GetThreadName();
     world_.Journal().Add(std::move(record));
 }

@@ -8,6 +8,7 @@
 #include "simulation/calljournal.h"
 #include "simulation/dsoundheaders.h"
 #include "simulation/platformmutex.h"
+#include "simulation/shaker.h"
 #include "simulation/world.h"
 
 namespace Simulation {
@@ -17,22 +18,27 @@ namespace Simulation {
 class Invocation {
 public:
     Invocation(World& world, Call_t call, std::uint32_t object, std::initializer_list<std::int64_t> arguments)
-        : lock_(PlatformMutex()), world_(world), call_(call), object_(object) {
+        : shaken_(world.Shaking()), lock_(PlatformMutex()), world_(world), call_(call), object_(object) {
         for (std::int64_t const argument : arguments) {
             arguments_[argumentCount_++] = argument;
         }
-        fault_ = world.Faults().Take(call);
+        if (auto const fault = world.Faults().Take(call)) {
+            (fault->hasEffect ? lateFault_ : fault_) = fault->result;
+        }
     }
 
     /// The result to return at once, if the call is planned to fail.
     std::optional<std::int64_t> const& Fault() const { return fault_; }
     HRESULT FaultResult() const { return static_cast<HRESULT>(*fault_); }
+    /// True when the call is planned to fail although it has its effect.
+    bool HasLateFault() const { return lateFault_.has_value(); }
     PlatformLock& Lock() { return lock_; }
     /// Names the object once it is known.
     void SetObject(std::uint32_t object) { object_ = object; }
 
-    /// Journals the result of a COM call and gives it back.
-    HRESULT Return(HRESULT result) {
+    /// Journals the result of a COM call and gives it back, or the planned one of a late fault.
+    HRESULT Return(HRESULT outcome) {
+        HRESULT const result = lateFault_ ? static_cast<HRESULT>(*lateFault_) : outcome;
         return Return(result, static_cast<std::uint32_t>(result), FAILED(result));
     }
 
@@ -48,6 +54,8 @@ public:
 private:
     void Record(std::int64_t result, bool hasFailed);
 
+    /// Before the mutex is taken and after it is given back.
+    Shaken const shaken_;
     PlatformLock lock_;
     World& world_;
     Call_t const call_;
@@ -55,6 +63,7 @@ private:
     std::array<std::int64_t, CallRecord::MaxArguments> arguments_{};
     std::uint32_t argumentCount_ = 0;
     std::optional<std::int64_t> fault_;
+    std::optional<std::int64_t> lateFault_;
 };
 
 } // namespace Simulation

@@ -16,7 +16,7 @@ void ManualClock::Advance(std::int64_t nanoSec) {
     if (nanoSec < 0) {
         Fatal("the monotonic clock never runs backwards");
     }
-    std::int64_t const targetNanoSec = MonotonicNanoSec() + nanoSec;
+    std::int64_t const targetNanoSec = NowNanoSec() + nanoSec;
     if (driver_ == nullptr || targetNanoSec < quietUntil_.load(std::memory_order_acquire)) {
         MoveTo(targetNanoSec);
     } else {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "kovra/time.h"
+#include "simulation/shaker.h"
 
 namespace Simulation {
 
@@ -44,16 +45,25 @@ public:
     void Advance(std::int64_t nanoSec);
     void AdvanceMilliSec(std::int64_t milliSec) { Advance(milliSec * 1'000'000); }
     /// Moves both clocks on until the monotonic one shows `monotonicNanoSec`, which is not in the past.
-    void AdvanceTo(std::int64_t monotonicNanoSec) { Advance(monotonicNanoSec - MonotonicNanoSec()); }
+    void AdvanceTo(std::int64_t monotonicNanoSec) { Advance(monotonicNanoSec - NowNanoSec()); }
 
     /// Sets the system clock on by `nanoSec`, back when negative, as a user does. The monotonic clock stays.
     void StepSystem(std::int64_t nanoSec) { systemOffset_.fetch_add(nanoSec); }
 
     std::int64_t SystemNanoSec() const override { return MonotonicNanoSec() + systemOffset_.load(); }
-    std::int64_t MonotonicNanoSec() const override { return now_.load(std::memory_order_acquire); }
+    std::int64_t MonotonicNanoSec() const override {
+        if (shaker_ != nullptr) {
+            shaker_->Shake();
+        }
+        return NowNanoSec();
+    }
     /// Monotonic time passed since the clock was made.
-    std::int64_t ElapsedNanoSec() const { return MonotonicNanoSec() - StartMonotonicNanoSec; }
+    std::int64_t ElapsedNanoSec() const { return NowNanoSec() - StartMonotonicNanoSec; }
 
+    /// For the platform: what the monotonic clock shows, read without shaking.
+    std::int64_t NowNanoSec() const { return now_.load(std::memory_order_acquire); }
+    /// For the driver: readings of the clock are shaken by it; null for none.
+    void SetShaker(Shaker* shaker) { shaker_ = shaker; }
     /// For the driver: null ends its part.
     void SetDriver(Driver* driver) { driver_ = driver; }
     /// For the driver: the clock moves by itself while it stays before `nanoSec`.
@@ -66,6 +76,7 @@ private:
     std::atomic<std::int64_t> systemOffset_{StartSystemNanoSec - StartMonotonicNanoSec};
     std::atomic<std::int64_t> quietUntil_{INT64_MAX};
     Driver* driver_ = nullptr;
+    Shaker* shaker_ = nullptr;
 };
 
 } // namespace Simulation

@@ -113,6 +113,17 @@ bool RingMemory::HasForeignLock() const {
                        [thread](OpenLock const& lock) { return lock.thread != thread; });
 }
 
+bool RingMemory::HasForeignLock(std::uint32_t offset, std::uint32_t bytes) {
+    std::uint32_t const toEnd = std::min(bytes, size_ - offset);
+    Region const first{Ring() + offset, toEnd};
+    Region const second{Ring(), bytes - toEnd};
+    std::uint64_t const thread = ThisThreadNumber();
+    return std::any_of(open_.data(), open_.data() + openCount_, [&](OpenLock const& lock) {
+        return lock.thread != thread && (Overlap(lock.first, first) || Overlap(lock.first, second) ||
+                                         Overlap(lock.second, first) || Overlap(lock.second, second));
+    });
+}
+
 template <class Visit>
 void RingMemory::ForEachFree(std::uint32_t begin, std::uint32_t end, Visit visit) const {
     while (begin < end) {

@@ -56,6 +56,8 @@ public:
 
     /// True when a lock of another thread than the calling one is open.
     bool HasForeignLock() const;
+    /// True when such a lock holds any of the `bytes` bytes from `offset` on, across the ring's end.
+    bool HasForeignLock(std::uint32_t offset, std::uint32_t bytes);
 
     /// Turns the comparison of the whole ring at Unlock on or off.
     void SetCheck(bool isOn);

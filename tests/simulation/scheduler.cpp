@@ -28,8 +28,7 @@ DWORD Scheduler::Wait(PlatformLock& lock, EventObject* const* events, std::size_
         return WAIT_TIMEOUT;
     }
     std::int64_t const deadlineNanoSec =
-        timeoutMilliSec == INFINITE ? INT64_MAX
-                                    : clock_.MonotonicNanoSec() + timeoutMilliSec * NanoSecPerMilliSec;
+        timeoutMilliSec == INFINITE ? INT64_MAX : clock_.NowNanoSec() + timeoutMilliSec * NanoSecPerMilliSec;
     Waiter waiter{events, count, deadlineNanoSec, ThisThreadNumber(), Kovra::GetThreadName(), false, 0, {}};
     StopRunning(waiter.thread);
     waiters_.push_back(&waiter);
@@ -73,14 +72,14 @@ void Scheduler::RunUntil(PlatformLock& lock, std::int64_t targetNanoSec) {
         if (nextNanoSec > targetNanoSec) {
             break;
         }
-        clock_.MoveTo(std::max(clock_.MonotonicNanoSec(), nextNanoSec));
+        clock_.MoveTo(std::max(clock_.NowNanoSec(), nextNanoSec));
         if (deviceNanoSec <= waitNanoSec) {
             world_.RunDeviceEvent(deviceNanoSec);
         } else {
             Release(*NextDueWaiter(), WAIT_TIMEOUT);
         }
     }
-    clock_.MoveTo(std::max(clock_.MonotonicNanoSec(), targetNanoSec));
+    clock_.MoveTo(std::max(clock_.NowNanoSec(), targetNanoSec));
     Reschedule();
 }
 
@@ -93,6 +92,10 @@ void Scheduler::HasEnded(std::uint64_t thread) {
     StopRunning(thread);
     Reschedule();
     changed_.notify_all();
+}
+
+void Scheduler::LetGo() {
+    HasEnded(ThisThreadNumber());
 }
 
 void Scheduler::StopRunning(std::uint64_t thread) {

@@ -40,6 +40,9 @@ public:
     void Reschedule();
 
     void HasEnded(std::uint64_t thread);
+    /// The calling thread's wait has failed. It may do so for ever: time does not stand still for a thread
+    /// that cannot wait.
+    void LetGo();
 
     /// Counts a call of WaitForMultipleObjects.
     void CountWaitCall();

@@ -30,7 +30,7 @@ SoundBuffer::SoundBuffer(World& world, std::uint32_t number, DSBUFFERDESC const&
 SoundBuffer::~SoundBuffer() = default;
 
 std::int64_t SoundBuffer::Now() const {
-    return world_.Clock().MonotonicNanoSec();
+    return world_.Clock().NowNanoSec();
 }
 
 std::uint32_t SoundBuffer::ByteOf(std::int64_t frame) const {
@@ -238,12 +238,21 @@ HRESULT SoundBuffer::Lock(DWORD offset, DWORD bytes, RingMemory::Region& first, 
     if (!ring_.Contains(offset, bytes)) {
         return DSERR_INVALIDPARAM;
     }
+    if (world_.Device().DoLocksExclude()) {
+        WaitForForeignLocks(offset, bytes);
+    }
     std::string const problem =
         ring_.Lock(offset, bytes, world_.Device().Get().lockSplitBytes, mayWrap, first, second);
     if (!problem.empty()) {
         world_.ReportMisuse("sound buffer " + std::to_string(number_) + ": " + problem);
     }
     return DS_OK;
+}
+
+void SoundBuffer::WaitForForeignLocks(std::uint32_t offset, std::uint32_t bytes) {
+    PlatformLock held(PlatformMutex(), std::adopt_lock);
+    unlocked_.wait(held, [&] { return !ring_.HasForeignLock(offset, bytes); });
+    held.release();
 }
 
 HRESULT SoundBuffer::Unlock(RingMemory::Region first, RingMemory::Region second) {
@@ -253,6 +262,7 @@ HRESULT SoundBuffer::Unlock(RingMemory::Region first, RingMemory::Region second)
     }
     bool isClosed = false;
     std::string const problem = ring_.Unlock(first, second, isClosed);
+    unlocked_.notify_all();
     if (!problem.empty()) {
         world_.ReportMisuse("sound buffer " + std::to_string(number_) + ": " + problem);
         return DSERR_INVALIDPARAM;

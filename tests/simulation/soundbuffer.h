@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -150,12 +151,16 @@ private:
     std::int64_t RingFrames() const { return ring_.Size() / format_.nBlockAlign; }
     std::uint32_t ByteOf(std::int64_t frame) const;
     void CheckMayRead(char const* what) const;
+    /// Returns when no other thread has any of these bytes locked. The platform's mutex is given up
+    /// meanwhile.
+    void WaitForForeignLocks(std::uint32_t offset, std::uint32_t bytes);
 
     World& world_;
     std::uint32_t const number_;
     WAVEFORMATEX const format_;
     DWORD const flags_;
     RingMemory ring_;
+    std::condition_variable unlocked_;
 
     CursorClock cursor_;
     /// Frame from which cursor steps are counted: where playing began or the cursor was set.

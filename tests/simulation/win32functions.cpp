@@ -64,7 +64,8 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
         world.ReportMisuse("CloseHandle on a handle that is not open");
         return invocation.Return(FALSE, FALSE, true);
     }
-    return invocation.Return(TRUE, TRUE, false);
+    BOOL const result = invocation.HasLateFault() ? FALSE : TRUE;
+    return invocation.Return(result, result, result == FALSE);
 }
 
 DWORD WINAPI WaitForMultipleObjects(DWORD count, HANDLE const* handles, BOOL waitForAll,
@@ -86,6 +87,7 @@ DWORD WINAPI WaitForMultipleObjects(DWORD count, HANDLE const* handles, BOOL wai
         isValid = events[i] != nullptr;
     }
     if (!isValid) {
+        world.Threads().LetGo();
         return invocation.Return(WAIT_FAILED, WAIT_FAILED, true);
     }
     DWORD const result = world.Threads().Wait(invocation.Lock(), events.data(), count, timeoutMilliSec);

@@ -73,6 +73,7 @@ World::World(Reporter reporter)
         Fatal("there is a World already");
     }
     clock_.SetDriver(this);
+    clock_.SetShaker(&shaker_);
     current = this;
 }
 
@@ -83,6 +84,7 @@ World::~World() {
         Fatal("the World ends under threads that wait in it");
     }
     clock_.SetDriver(nullptr);
+    clock_.SetShaker(nullptr);
     current = nullptr;
 }
 

@@ -14,6 +14,7 @@
 #include "simulation/faultplan.h"
 #include "simulation/manualclock.h"
 #include "simulation/scheduler.h"
+#include "simulation/shaker.h"
 #include "simulation/soundbuffer.h"
 
 namespace Simulation {
@@ -67,6 +68,7 @@ public:
     CallJournal& Journal() { return journal_; }
     DeviceSettings& Device() { return device_; }
     CaptureSettings& CaptureDevice() { return captureDevice_; }
+    Shaker& Shaking() { return shaker_; }
 
     // --- sound
 
@@ -171,6 +173,7 @@ private:
     void RunUntil(std::int64_t targetNanoSec) override;
 
     Reporter reporter_;
+    Shaker shaker_;
     ManualClock clock_;
     FaultPlan faults_;
     CallJournal journal_;

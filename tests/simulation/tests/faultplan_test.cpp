@@ -93,6 +93,19 @@ TEST(FaultPlan_Fail, CoversEnumerationAndWin32) {
     EXPECT_EQ(GetDesktopWindow(), World::DesktopWindow());
 }
 
+TEST(FaultPlan_FailAllTheSame, LeavesNothingOpen) {
+    TestWorld world;
+    Playable playable;
+    world.Faults().FailAllTheSame(Call_t::BufferUnlock, 1, DSERR_BUFFERLOST);
+    Locked const locked = LockOf(playable, 0, 100);
+    EXPECT_EQ(Unlock(playable, locked), DSERR_BUFFERLOST);
+    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0U);
+    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    world.Faults().FailAllTheSame(Call_t::Win32CloseHandle, 1, FALSE);
+    EXPECT_EQ(CloseHandle(event), FALSE);
+    EXPECT_EQ(world.OpenHandles(), 0U);
+}
+
 struct CaptureFault {
     char const* name;
     Call_t call;
@@ -221,6 +234,7 @@ TEST(FaultPlanDeathTest, RefusesWhatCannotFail) {
         EXPECT_DEATH(world.Faults().Fail(call, 1, E_FAIL), "no way to fail");
     }
     EXPECT_DEATH(world.Faults().Fail(Call_t::BufferLock, 0, E_FAIL), "number 1");
+    EXPECT_DEATH(world.Faults().FailAllTheSame(Call_t::BufferLock, 1, E_FAIL), "no effect when it fails");
 }
 
 } // namespace

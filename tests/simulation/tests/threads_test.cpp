@@ -235,5 +235,26 @@ TEST(World_WaitForWaitCalls, SeesAThreadWhoseWaitsAllFail) {
     thread.join();
 }
 
+TEST(ManualClock_Advance, DoesNotStandStillForAThreadWhoseWaitsFail) {
+    TestWorld world;
+    TestEvent const event;
+    std::atomic<bool> isDone{false};
+    boost::thread thread([&] {
+        // Known to the clock from here on.
+        WaitForMultipleObjects(1, &event.handle, FALSE, 10);
+        HANDLE const none = nullptr;
+        while (!isDone) {
+            WaitForMultipleObjects(1, &none, FALSE, INFINITE);
+        }
+    });
+    world.WaitForBlockedThreads(1);
+    world.Clock().AdvanceMilliSec(10);
+    world.WaitForWaitCalls(10);
+    world.Clock().AdvanceMilliSec(1000);
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 1'010'000'000);
+    isDone = true;
+    thread.join();
+}
+
 } // namespace
 } // namespace Simulation
