@@ -424,7 +424,8 @@ TEST_F(CaptureDevice_LineLevelStopped, FromTheBeginningSpinsUntilCaptureIsStarte
     proxy->StartBufferCapture();
     world_.WaitForBlockedThreads(1);
     EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F));
-    // The thread sees the new buffer as soon as the proxy has it: its read comes before or after its creation.
+    // The thread sees the new buffer as soon as the proxy has it: its read comes before or after its
+    // creation.
     EXPECT_THAT(TakeThreadTexts(), AnyOf(IsEmpty(), ElementsAre("GetCurrentPosition()")));
     world_.Clock().AdvanceMilliSec(20);
     // No sleep but the one after the report.

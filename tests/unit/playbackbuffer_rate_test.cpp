@@ -137,6 +137,9 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, DropsTheFrameWhenDirectSoundRefus
     // Without the notification's interface its offset stays: 480 samples.
     EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 960U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer resetting frequency to 44100")));
+    // Nothing of DirectSound is held any more.
+    device.Close();
+    EXPECT_EQ(world.LiveSounds(), 0U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OfNoChannelsIsDropped) {
