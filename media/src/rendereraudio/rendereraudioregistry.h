@@ -52,21 +52,28 @@ public:
         auto events = std::make_shared<Events>(*GetEvents());
         events->push_back(event.get());
         buffers_.reserve(events->size());
+        spares_.reserve(events->size());
+        auto spare = std::make_shared<Events>();
+        spare->reserve(events->size());
         // The thread returns from its wait and waits again on the longer list.
         Wake();
         buffers_.push_back(&buffer);
+        spares_.push_back(std::move(spare));
         Publish(std::move(events));
         return event.release();
     }
 
-    /// Forgets `buffer` and closes its event; an unknown buffer is ignored.
+    /// Forgets `buffer` and closes its event; an unknown buffer is ignored. Needs no memory, for destructors.
     void Remove(Buffer const& buffer) {
         boost::mutex::scoped_lock const guard(lock_);
         auto const found = std::find(buffers_.begin() + 1, buffers_.end(), &buffer);
         if (found == buffers_.end()) {
             return;
         }
-        auto events = std::make_shared<Events>(*GetEvents());
+        auto events = std::move(spares_.back());
+        spares_.pop_back();
+        // Without allocating: the newest spare has room for the whole list.
+        events->assign(GetEvents()->begin(), GetEvents()->end());
         auto const entry = events->begin() + (found - buffers_.begin());
         OwnedEvent const event(*entry);
         events->erase(entry);
@@ -100,6 +107,8 @@ private:
     std::shared_ptr<Events const> events_;
     // --- guarded by the device's lock
     std::vector<Buffer*> buffers_;
+    /// One for each buffer, made while there was memory for it: what a removal publishes.
+    std::vector<std::shared_ptr<Events>> spares_;
 };
 
 } // namespace Media
