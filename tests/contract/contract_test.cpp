@@ -63,7 +63,7 @@ TEST(Library_LoadAndUnload, LeavesNoHandleAndNoThreadBehind) {
     std::uint32_t const handles = CountHandles();
     std::uint32_t const threads = CountThreads();
 
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         { LoadedModule const module; }
         ASSERT_FALSE(LoadedModule::IsLoaded());
     }

@@ -4,10 +4,10 @@
 // After windows.h, on which it builds.
 #include <winver.h>
 
-#include <cstdint>
 #include <new>
 #include <stdexcept>
 
+#include "image.h"
 #include "rendereraudio.h"
 
 namespace ContractTest {
@@ -20,11 +20,6 @@ constexpr char const* DestructorName = "_ZN5Media13RendererAudioD1Ev";
 
 /// A member function without arguments, as the caller sees it: the object is the first argument.
 using ObjectFunction = void (*)(void* object);
-
-template <class T>
-T const* At(void const* module, DWORD offset) {
-    return reinterpret_cast<T const*>(static_cast<std::uint8_t const*>(module) + offset);
-}
 
 void CallOn(LoadedModule const& module, char const* name, void* object) {
     reinterpret_cast<ObjectFunction>(module.Find(name))(object);
@@ -48,20 +43,7 @@ bool LoadedModule::IsLoaded() {
 }
 
 std::vector<std::string> LoadedModule::GetExports() const {
-    auto const& dos = *At<IMAGE_DOS_HEADER>(handle_, 0);
-    auto const& headers = *At<IMAGE_NT_HEADERS64>(handle_, static_cast<DWORD>(dos.e_lfanew));
-    DWORD const place = headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress;
-    auto const& table = *At<IMAGE_EXPORT_DIRECTORY>(handle_, place);
-    auto const* const names = At<DWORD>(handle_, table.AddressOfNames);
-    std::vector<std::string> exports;
-    for (DWORD i = 0; i < table.NumberOfNames; ++i) {
-        exports.emplace_back(At<char>(handle_, names[i]));
-    }
-    // One without a name would be one that this list hides.
-    if (table.NumberOfFunctions != table.NumberOfNames) {
-        exports.emplace_back("(exports without a name)");
-    }
-    return exports;
+    return GetExportNames(handle_);
 }
 
 void* LoadedModule::Find(std::string const& name) const {

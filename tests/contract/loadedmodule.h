@@ -32,6 +32,9 @@ public:
     /// Address of an export. Throws `std::runtime_error` when there is none of the name.
     void* Find(std::string const& name) const;
 
+    /// What `LoadLibrary` gave.
+    void* GetHandle() const { return handle_; }
+
     /// A text of the version resource, such as "FileVersion"; empty when there is none.
     std::string GetVersionText(std::string const& key) const;
 

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "loadedmodule.h"
+#include "modulecalls.h"
+#include "pipeline/pipeline.h"
+#include "rendereraudio.h"
+#include "simulation/testworld.h"
+#include "unit/support/builders.h"
+#include "unit/support/logcapture.h"
+
+namespace ContractTest {
+
+constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+constexpr std::int64_t FrameNanoSec = 20 * NanoSecPerMilliSec;
+constexpr std::size_t FrameSamples = 960;
+
+/// How long the ring takes the playing of one of its positions to last.
+constexpr std::int64_t PositionNanoSec = 20833;
+
+constexpr std::uint32_t ServiceTimeoutMilliSec = 200;
+
+/// The shipped library with a pipeline of one worker on simulated devices. Time stands still unless the test
+/// moves it; the playback thread comes round by its events and by `PassTimeout` alone.
+class PlaybackStage : public testing::Test {
+protected:
+    using Call_t = Simulation::Call_t;
+    using CallSet = Simulation::CallSet;
+    using Session = Media::Pipeline::SessionId_t;
+    using Outcome_t = Media::PipelineStageJob::Outcome_t;
+
+    /// Timestamp of each session's first frame: past 2^42, and no multiple of anything.
+    static constexpr std::int64_t Origin = 7'000'000'000'123;
+    static constexpr std::int64_t LeadMilliSec = 200;
+
+    PlaybackStage()
+        : calls_(module_),
+          renderer_(module_),
+          pipeline_(std::make_unique<Media::Pipeline>(
+              *renderer_, 1, [this](Media::Pipeline::Report_t const& report) { report_ = report; })) {
+        world_.Journal().Enable();
+    }
+    ~PlaybackStage() override { calls_.LetThreadStart(); }
+
+    /// Opens both devices; returns when the playback thread waits for the first time.
+    void Initialize() {
+        ASSERT_EQ(renderer_->Initialize(), 0);
+        calls_.LetThreadStart();
+        calls_.AwaitWait(1, INFINITE);
+    }
+
+    /// An open session on an initialised renderer, and nothing in journal and log.
+    Session Begin() {
+        Initialize();
+        Session const session = pipeline_->OpenSession({});
+        EXPECT_NE(session, Media::Pipeline::InvalidSession);
+        world_.Journal().Clear();
+        log_.Clear();
+        return session;
+    }
+
+    /// Renders a frame that is to be heard in `aheadNanoSec`, and returns what became of it.
+    Media::Pipeline::Report_t RenderAhead(Session session, std::shared_ptr<Media::FrameAud> frame,
+                                          std::int64_t aheadNanoSec) {
+        Kovra::JiffyTime const presentation(Kovra::JiffyTime::Now().NanoSec() + aheadNanoSec);
+        EXPECT_TRUE(pipeline_->Submit(session, std::move(frame), presentation));
+        pipeline_->Drain();
+        return report_;
+    }
+    Media::Pipeline::Report_t Render(Session session, std::shared_ptr<Media::FrameAud> frame,
+                                     std::int64_t leadMilliSec = LeadMilliSec) {
+        return RenderAhead(session, std::move(frame), leadMilliSec * NanoSecPerMilliSec);
+    }
+
+    /// 20 ms of mono sound whose timestamp lies `offsetNanoSec` behind the session's first.
+    static std::shared_ptr<Media::FrameAudRaw> Frame(std::int64_t offsetNanoSec, std::int16_t value = 1000) {
+        return UnitTest::ConstantFrame(Origin + offsetNanoSec, FrameSamples, value);
+    }
+    /// The same, to be written at ring position `position`, which is even.
+    static std::shared_ptr<Media::FrameAudRaw> FrameAt(std::int64_t position, std::int16_t value = 1000) {
+        return Frame(position * PositionNanoSec, value);
+    }
+
+    /// Frames 0 and 1 of a session, 20 ms apart, each heard after the lead: playback runs, and the first
+    /// clearing is done. Nothing of it is left in journal and log.
+    void PlayTwoFrames(Session session) {
+        Render(session, Frame(0));
+        world_.Clock().AdvanceMilliSec(20);
+        Render(session, Frame(FrameNanoSec));
+        world_.Journal().Clear();
+        log_.Clear();
+    }
+
+    /// The event of a sound buffer that has been started.
+    static HANDLE EventOf(Simulation::SoundBuffer const& buffer) {
+        return buffer.NotificationPoints().at(0).hEventNotify;
+    }
+
+    /// The playback thread's wait for its events ends by the timeout; returns when it waits again.
+    void PassTimeout() { calls_.LetWaitTimeOut(); }
+
+    /// The calls since the last look, but for counts of references.
+    std::vector<std::string> TakeCalls() {
+        auto texts = world_.Journal().Texts(
+            CallSet::All() - CallSet{Call_t::SoundAddRef, Call_t::SoundRelease, Call_t::BufferAddRef,
+                                     Call_t::BufferRelease, Call_t::NotifyAddRef, Call_t::NotifyRelease,
+                                     Call_t::CaptureAddRef, Call_t::CaptureRelease});
+        world_.Journal().Clear();
+        return texts;
+    }
+
+    /// The calls since the last look in `calls`, with their interfaces.
+    std::vector<std::string> TakeNames(CallSet const& calls) {
+        std::vector<std::string> names;
+        for (auto const& record : world_.Journal().Records(calls)) {
+            names.emplace_back(ToString(record.call));
+        }
+        world_.Journal().Clear();
+        return names;
+    }
+
+    Simulation::TestWorld world_;
+    UnitTest::LogCapture log_;
+    LoadedModule module_;
+    ModuleCalls calls_;
+    LoadedRenderer renderer_;
+    /// Written by the worker, read when no job is left.
+    Media::Pipeline::Report_t report_;
+    std::unique_ptr<Media::Pipeline> pipeline_;
+};
+
+} // namespace ContractTest
