@@ -1,0 +1,100 @@
+#include "findings.h"
+
+#include <algorithm>
+
+#include "soundlevel.h"
+#include "stats.h"
+
+namespace Soak {
+
+namespace {
+
+/// What a start 40 ms off takes to be corrected; half the run when that is shorter.
+constexpr std::int64_t SettlingSamples = 60 * AudioHost::SoundRateHz;
+constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+
+/// The tones are judged from so long after the first frame's time, when the sessions' beginnings, which are
+/// not heard, lie behind, until so long before the last frame's.
+constexpr std::int64_t JudgedFromMilliSec = 1500;
+constexpr std::int64_t JudgedMarginMilliSec = 200;
+
+/// What the module does is heard from so long before the moment at which it does it (the recording's clock is
+/// known that well) to so long after that moment and the usual delay: the output's queue is not always as
+/// long, and a delay is partly the session's own until drift control has made it good.
+constexpr std::int64_t HeardEarlierMilliSec = 40;
+constexpr std::int64_t HeardLaterMilliSec = 400;
+
+std::int64_t UsualDelay(std::vector<HeardBurst> const& bursts) {
+    std::vector<double> delays;
+    for (HeardBurst const& burst : bursts) {
+        delays.push_back(static_cast<double>(burst.delaySamples));
+    }
+    return static_cast<std::int64_t>(AudioHost::Median(std::move(delays)));
+}
+
+/// Where the events of a kind are heard.
+std::vector<Disturbance> PlaceEvents(RunRecord const& record, SessionEvent::Kind_t kind, std::int64_t delay) {
+    std::vector<Disturbance> places;
+    for (SessionEvent const& event : record.events) {
+        if (event.kind == kind) {
+            std::int64_t const milliSec =
+                event.time.GetDiffSysTime(record.originTime).NanoSec() / NanoSecPerMilliSec;
+            std::int64_t const at = record.originSample + AudioHost::MilliSecToSamples(milliSec);
+            places.push_back({event.session, at - AudioHost::MilliSecToSamples(HeardEarlierMilliSec),
+                              at + delay + AudioHost::MilliSecToSamples(HeardLaterMilliSec)});
+        }
+    }
+    return places;
+}
+
+/// Also counts the blocks in `findings`.
+std::vector<ToneFault> MeasureFaults(SoundPlan const& plan, RunRecord const& record,
+                                     AudioHost::SampleView heard, std::int64_t delay, Findings& findings) {
+    std::int64_t const margin = AudioHost::MilliSecToSamples(JudgedMarginMilliSec);
+    std::int64_t const begin = record.originSample + delay;
+    std::int64_t const first = (begin + AudioHost::MilliSecToSamples(JudgedFromMilliSec)) / FrameSamples;
+    std::int64_t const last = (begin + record.frames * FrameSamples - margin) / FrameSamples;
+    std::vector<ToneFault> faults;
+    for (std::size_t session = 0; session < plan.GetSessions(); ++session) {
+        std::vector<ToneMeasure> const tone = MeasureTone(heard, plan.GetToneHz(session));
+        std::vector<ToneFault> const own =
+            FindToneFaults(session, tone, plan.GetToneHz(session), first, last);
+        faults.insert(faults.end(), own.begin(), own.end());
+        findings.blocksMeasured += std::max<std::int64_t>(0, last - first);
+    }
+    return faults;
+}
+
+} // namespace
+
+Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard) {
+    Findings findings;
+    HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
+    std::int64_t const delay = UsualDelay(heardBursts.bursts);
+    std::vector<Disturbance> disturbances = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
+    findings.faults = SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
+                                 PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
+    for (ToneFault const& fault : findings.faults.common) {
+        disturbances.push_back(PlaceCommon(fault));
+    }
+    std::int64_t const run = record.frames * FrameSamples;
+    std::int64_t const begin = record.originSample + delay;
+    findings.calmShare = CalmShare(disturbances, begin, begin + run);
+    findings.bursts = JudgeBursts(heardBursts.bursts, plan.GetPeriodFrames() * FrameSamples,
+                                  record.originSample + std::min(SettlingSamples, run / 2), disturbances);
+    for (StraySound const& stray : heardBursts.strays) {
+        bool const isDisturbed =
+            IsDisturbed(disturbances, stray.session, stray.startSample, stray.startSample + stray.samples);
+        (isDisturbed ? findings.disturbedStrays : findings.strays).push_back(stray);
+    }
+
+    AudioHost::SampleView const silence =
+        heard.Cut(record.silenceSample, record.endSample - record.silenceSample);
+    findings.silencePeakLsb = AudioHost::Peak(silence);
+    for (std::int64_t at = 0; at < static_cast<std::int64_t>(silence.GetSize()); at += FrameSamples) {
+        findings.soundingBlocks += AudioHost::Peak(silence.Cut(at, FrameSamples)) > SilencePeakLsb ? 1 : 0;
+    }
+    return findings;
+}
+
+} // namespace Soak

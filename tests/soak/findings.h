@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "burstjudge.h"
+#include "bursttrack.h"
+#include "runrecord.h"
+#include "samples.h"
+#include "soundplan.h"
+#include "tonetrack.h"
+
+namespace Soak {
+
+/// What was heard in a run.
+struct Findings {
+    BurstVerdict bursts;
+    std::vector<StraySound> strays;
+    /// Those where something was known to disturb the sound.
+    std::vector<StraySound> disturbedStrays;
+    FaultTally faults;
+    /// Of the run: without a disturbance of all sessions. Only there a glitch can be told to be a session's
+    /// own.
+    double calmShare = 1.0;
+    /// Of all sessions' tones.
+    std::int64_t blocksMeasured = 0;
+    /// Loudest sample after all sessions had ended, and how many blocks of 20 ms were not silent.
+    int silencePeakLsb = 0;
+    std::int64_t soundingBlocks = 0;
+};
+
+/// `heard` is the recording from its first sample on.
+Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard);
+
+/// What rounding and dither may leave of silence.
+constexpr int SilencePeakLsb = 2;
+
+} // namespace Soak

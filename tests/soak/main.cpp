@@ -1,0 +1,75 @@
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+#include "findings.h"
+#include "performance.h"
+#include "recording.h"
+#include "verdict.h"
+
+namespace {
+
+enum class ExitCode_t : int { Well = 0, Failed = 1, Broken = 2 };
+
+void AddOptions(CLI::App& app, Soak::Options& options) {
+    app.add_option("--sessions", options.sessions, "Sessions that play at the same time (default 16)")
+        ->check(CLI::Range(std::size_t{1}, Soak::SoundPlan::MostSessions));
+    app.add_option("--seconds", options.seconds, "How long they play (default 1800)")
+        ->check(CLI::Range(5.0, 1e6));
+    app.add_option("--lead", options.leadMilliSec,
+                   "Time in ms from handing a frame over until it shall be heard (default 200)")
+        ->check(CLI::Range(40, 300));
+    app.add_flag("!--no-capture", options.hasCapture, "Leave the microphone alone");
+    app.add_option("--tolerate", options.toleratedGlitches,
+                   "So many glitches of single sessions are put down to a busy machine (default 0)");
+    app.add_option("--result", options.resultPath, "Write all figures to this JSON file");
+    app.add_option("--summary", options.summaryPath, "Write the summary to this file too");
+}
+
+/// Nothing when there is no path.
+void Write(std::string const& path, std::string const& text) {
+    if (path.empty()) {
+        return;
+    }
+    std::ofstream file(path);
+    file << text;
+    if (!file.flush()) {
+        throw std::runtime_error("this file cannot be written: " + path);
+    }
+}
+
+ExitCode_t Run(Soak::Options const& options) {
+    Soak::SoundPlan const plan(options.sessions);
+    Soak::RunRecord const record = Soak::Perform(options, plan, std::cout);
+    std::cout << "comparing what was heard with what was played" << std::endl;
+    SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
+    Soak::Findings const findings = Soak::Analyse(plan, record, heard.left);
+    std::vector<std::string> const failures = Soak::ListFailures(options, record, findings);
+    Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
+    std::string const words = Soak::FormatWords(options, record, findings, failures);
+    Write(options.summaryPath, words);
+    std::cout << words << std::flush;
+    return failures.empty() ? ExitCode_t::Well : ExitCode_t::Failed;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    Soak::Options options;
+    CLI::App app(
+        "Plays many sessions through the module for a long time and tells what went wrong.\n"
+        "Exit codes: 0 nothing, 1 something, 2 it could not be run.",
+        "soak");
+    try {
+        AddOptions(app, options);
+        app.parse(count, arguments);
+        return static_cast<int>(Run(options));
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode_t::Broken);
+    } catch (std::exception const& error) {
+        std::cerr << "soak: " << error.what() << std::endl;
+        return static_cast<int>(ExitCode_t::Broken);
+    }
+}
