@@ -14,6 +14,8 @@ namespace {
 /// read should seldom find more than one frame.
 constexpr std::int64_t ReadIntervalMilliSec = 10;
 constexpr std::int64_t PatienceNanoSec = 3 * NanoSecPerSec;
+/// A capture that has not begun by then never will: on a busy machine Wine's now and then does not.
+constexpr std::int64_t BeginNanoSec = NanoSecPerSec;
 
 } // namespace
 
@@ -21,6 +23,8 @@ bool CaptureLoop::Run(Kovra::JiffyTime start, std::int64_t limitSamples) {
     leftSamples_ = limitSamples;
     Kovra::JiffyTime next = start;
     Kovra::JiffyTime lastCame = start;
+    Kovra::JiffyTime begun = start;
+    bool hasCome = false;
     while (leftSamples_ > 0) {
         // What was late is not made up for: each read takes all there is.
         Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
@@ -31,10 +35,14 @@ bool CaptureLoop::Run(Kovra::JiffyTime start, std::int64_t limitSamples) {
         }
         if (Read()) {
             lastCame = next;
+            hasCome = true;
         } else if (next.GetDiffSysTime(lastCame).NanoSec() >= PatienceNanoSec) {
             throw HostError(ExitCode_t::NoInput,
                             "the microphone has given nothing for three seconds (status " +
                                 std::to_string(status_) + ").");
+        } else if (!hasCome && next.GetDiffSysTime(begun).NanoSec() >= BeginNanoSec) {
+            microphone_.Restart();
+            begun = next;
         }
     }
     return true;

@@ -26,8 +26,8 @@ public:
         : microphone_(microphone), recorder_(recorder), pacer_(pacer), sink_(std::move(sink)) {}
 
     /// Reads until there are `limitSamples` of sound, of which no more are handed on. False when the person
-    /// asked to stop; what had come by then is handed on. Throws `HostError` (`NoInput`) when nothing comes
-    /// for three seconds.
+    /// asked to stop; what had come by then is handed on. A capture from which nothing has ever come is begun
+    /// anew each second. Throws `HostError` (`NoInput`) when nothing comes for three seconds.
     bool Run(Kovra::JiffyTime start, std::int64_t limitSamples);
 
 private:

@@ -10,7 +10,7 @@ namespace AudioHost {
 
 /// A running capture.
 ///
-/// **Threads:** `ReadFrames` from one, `GetLevel` from any.
+/// **Threads:** `ReadFrames` and `Restart` from one, `GetLevel` from any.
 class Microphone {
 public:
     virtual ~Microphone() = default;
@@ -18,6 +18,8 @@ public:
     /// Appends the frames captured since the last call, each 20 ms of raw mono PCM at `SoundRateHz`. 0 when
     /// there are any, `NothingYet` when there are none yet, any other negative status when it failed.
     virtual int ReadFrames(std::vector<std::shared_ptr<Media::FrameAud>>& frames) = 0;
+    /// Captures anew, with another DirectSound buffer.
+    virtual void Restart() = 0;
     /// Line level of the last 320 ms read, 0.0 to 1.0.
     virtual float GetLevel() const = 0;
 

@@ -14,6 +14,10 @@ public:
     int ReadFrames(std::vector<std::shared_ptr<Media::FrameAud>>& frames) override {
         return proxy_->ReadFrames(frames);
     }
+    void Restart() override {
+        proxy_->StopBufferCapture();
+        proxy_->StartBufferCapture();
+    }
     float GetLevel() const override { return proxy_->GetLineLevel(); }
 
 private:

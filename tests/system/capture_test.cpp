@@ -31,6 +31,10 @@ constexpr std::int64_t BlockNanoSec = 20'000'000;
 constexpr Milliseconds PollPeriod{10};
 /// Nothing that is waited for takes so long unless it has failed.
 constexpr std::chrono::seconds Patience{30};
+/// A capture that has not given its first block by then gives none.
+constexpr std::chrono::seconds FirstBlockPatience{2};
+/// On a busy machine one capture in a hundred is born dead: so many in a row are not Wine's doing.
+constexpr int CaptureAttempts = 5;
 
 /// The level of blocks whose extremes lie `steps` of 255 apart.
 float LevelOfRange(int steps) {
@@ -114,6 +118,9 @@ protected:
 
     void SetUp() override {
         ASSERT_NE(microphone, nullptr) << "no microphone: is the audio server there?";
+        if (!Poll([this] { return microphone->SampleLineLevel() == 0; }, FirstBlockPatience)) {
+            ASSERT_FALSE(RestartCapture().empty());
+        }
         // What the test before has fed may still be on its way.
         int silentReads = 0;
         int reads = 0;
@@ -130,10 +137,26 @@ protected:
             << reads << " reads, the last status " << status << ", level " << microphone->GetLineLevel();
     }
 
+    /// Begins anew at frame number 0 and at the ring's start. Its first frames; none when it cannot be had.
+    ///
+    /// A capture of Wine 8.0 stays silent for ever when the thread that CreateCaptureBuffer makes runs before
+    /// that call has counted the buffer's first reference: the thread ends at once. Nothing tells, and only
+    /// another buffer helps, which is what a host would do (docs/integration.md). A trace of dsound shows it.
+    Frames RestartCapture() {
+        Frames frames;
+        for (int attempt = 0; attempt < CaptureAttempts && frames.empty(); ++attempt) {
+            microphone->StopBufferCapture();
+            microphone->StartBufferCapture();
+            EXPECT_TRUE(microphone->IsInitialized());
+            Poll([&] { return microphone->ReadFrames(frames) == 0; }, FirstBlockPatience);
+        }
+        return frames;
+    }
+
     /// Asks every 10 ms; false when `isDone` stays so for too long.
     template <class IsDone>
-    bool Poll(IsDone isDone) {
-        auto const deadline = std::chrono::steady_clock::now() + Patience;
+    bool Poll(IsDone isDone, std::chrono::seconds patience = Patience) {
+        auto const deadline = std::chrono::steady_clock::now() + patience;
         while (!isDone()) {
             if (std::chrono::steady_clock::now() > deadline) {
                 return false;
@@ -174,13 +197,11 @@ class CaptureProxy_StartBufferCapture : public CaptureTest {};
 class RendererAudio_GetLineLevelCallbacks : public CaptureTest {};
 
 TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
-    // From the ring's start again, so that it does not come round while this lasts.
-    microphone->StopBufferCapture();
-    microphone->StartBufferCapture();
+    // From the ring's start, so that it does not come round while this lasts.
+    Frames frames = RestartCapture();
     constexpr std::size_t SoundBlocks = 150;
     AudioHost::Samples const sound = MakeNoise(7, SoundBlocks * BlockSamples);
     feed.Play(sound);
-    Frames frames;
     ASSERT_TRUE(ReadFrames(frames, SoundBlocks + 50));
 
     for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -210,12 +231,10 @@ TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
 }
 
 TEST_F(CaptureProxy_ReadFrames, OfMoreThanTheRingLoseNoMoreThanTheBlocksBehindItsEnd) {
-    microphone->StopBufferCapture();
-    microphone->StartBufferCapture();
+    Frames frames = RestartCapture();
     constexpr std::size_t SoundBlocks = 400;
     AudioHost::Samples const sound = MakeNoise(8, SoundBlocks * BlockSamples);
     feed.Play(sound);
-    Frames frames;
     ASSERT_TRUE(ReadFrames(frames, SoundBlocks + 50));
     BlockFinder const finder(sound);
     auto const found =
@@ -259,9 +278,7 @@ TEST_F(CaptureProxy_StartBufferCapture, AfterAStopBeginsAtFrameNumberZero) {
     Frames stopped;
     EXPECT_EQ(microphone->ReadFrames(stopped), -30);
     EXPECT_TRUE(stopped.empty());
-    microphone->StartBufferCapture();
-    ASSERT_TRUE(microphone->IsInitialized());
-    Frames after;
+    Frames after = RestartCapture();
     ASSERT_TRUE(ReadFrames(after, 5));
     for (std::uint32_t i = 0; i < 5; ++i) {
         EXPECT_EQ(after[i]->GetIdent().sequenceNumber, i);

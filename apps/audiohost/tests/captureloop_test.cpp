@@ -108,6 +108,28 @@ TEST(CaptureLoop_Run, WithoutAnythingForThreeSecondsEndsWithItsCode) {
     EXPECT_EQ(fixture.recorder.Take().readsFailed, 0U);
 }
 
+TEST(CaptureLoop_Run, BeginsACaptureAnewFromWhichNothingEverCame) {
+    Fixture fixture;
+    fixture.microphone.deadCaptures = 2;
+    EXPECT_TRUE(fixture.Run(48000));
+    EXPECT_EQ(fixture.microphone.restartsNanoSec, (std::vector<std::int64_t>{Second, 2 * Second}));
+    EXPECT_EQ(fixture.heard, Samples(fixture.sound.begin(), fixture.sound.begin() + 48000));
+}
+
+TEST(CaptureLoop_Run, DoesNotBeginAnewWhatHasGivenSomething) {
+    Fixture fixture;
+    fixture.microphone.endNanoSec = Second;
+    EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
+    EXPECT_TRUE(fixture.microphone.restartsNanoSec.empty());
+}
+
+TEST(CaptureLoop_Run, GivesUpAfterThreeSecondsOfBeginningAnew) {
+    Fixture fixture;
+    fixture.microphone.deadCaptures = 100;
+    EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
+    EXPECT_EQ(fixture.microphone.restartsNanoSec, (std::vector<std::int64_t>{Second, 2 * Second}));
+}
+
 TEST(CaptureLoop_Run, CountsReadsThatFail) {
     Fixture fixture;
     fixture.microphone.endNanoSec = Second;
@@ -126,6 +148,7 @@ TEST(CaptureLoop_Run, RefusesAFrameOfAnotherFormat) {
             frames.push_back(MakeMicrophoneFrame(Samples(480), 0, 0));
             return 0;
         }
+        void Restart() override {}
         float GetLevel() const override { return 0.0F; }
     };
     Fixture fixture;

@@ -42,6 +42,9 @@ int TestMicrophone::ReadFrames(std::vector<std::shared_ptr<Media::FrameAud>>& fr
     if (time >= endNanoSec) {
         return failedStatus;
     }
+    if (restartsNanoSec.size() < deadCaptures) {
+        return NothingYet;
+    }
     std::int64_t const captured = time / BlockNanoSec;
     while (given_ + skipped_ < captured) {
         Samples block;
@@ -53,6 +56,13 @@ int TestMicrophone::ReadFrames(std::vector<std::shared_ptr<Media::FrameAud>>& fr
         ++given_;
     }
     return frames.empty() ? NothingYet : 0;
+}
+
+void TestMicrophone::Restart() {
+    startNanoSec_ = clock_.nanoSec;
+    restartsNanoSec.push_back(startNanoSec_ - firstNanoSec_);
+    given_ = 0;
+    skipped_ = 0;
 }
 
 } // namespace AudioHost

@@ -52,9 +52,13 @@ std::shared_ptr<Media::FrameAud> MakeMicrophoneFrame(SampleView sound, std::int6
 class TestMicrophone : public Microphone {
 public:
     TestMicrophone(TestClock const& clock, Samples sound)
-        : clock_(clock), startNanoSec_(clock.nanoSec), sound_(std::move(sound)) {}
+        : clock_(clock),
+          firstNanoSec_(clock.nanoSec),
+          startNanoSec_(clock.nanoSec),
+          sound_(std::move(sound)) {}
 
     int ReadFrames(std::vector<std::shared_ptr<Media::FrameAud>>& frames) override;
+    void Restart() override;
     float GetLevel() const override { return 0.25F; }
 
     /// Blocks that nobody will see.
@@ -63,10 +67,15 @@ public:
     /// From this time after the construction on nothing comes but `failedStatus`.
     std::int64_t endNanoSec = INT64_MAX / 2;
     int failedStatus = -1;
+    /// The captures before this number of restarts give nothing.
+    std::size_t deadCaptures = 0;
+    /// When restarted, since the construction.
+    std::vector<std::int64_t> restartsNanoSec;
 
 private:
     TestClock const& clock_;
-    std::int64_t const startNanoSec_;
+    std::int64_t const firstNanoSec_;
+    std::int64_t startNanoSec_;
     Samples const sound_;
     std::int64_t skipped_ = 0;
     std::uint32_t given_ = 0;
