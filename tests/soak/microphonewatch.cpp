@@ -39,7 +39,7 @@ public:
         for (; fed_ < wanted; ++fed_) {
             sound.push_back(MicrophoneSample(fed_));
         }
-        feed_.Play(sound);
+        feed_.PlayPiece(sound);
     }
 
 private:

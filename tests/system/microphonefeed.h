@@ -16,8 +16,10 @@ public:
     /// The file that the environment names. Throws `std::runtime_error` when it names none.
     static MicrophoneFeed FromEnvironment();
 
-    /// Lets the microphone hear `sound`, sample for sample.
+    /// Lets the microphone hear `sound`, sample for sample, with silence behind it.
     void Play(AudioHost::SampleView sound) const;
+    /// Lets it hear a piece of a sound that goes on without a seam.
+    void PlayPiece(AudioHost::SampleView sound) const;
 
 private:
     explicit MicrophoneFeed(std::string path) : path_(std::move(path)) {}
