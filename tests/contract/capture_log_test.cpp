@@ -25,14 +25,20 @@ protected:
     }
     ~Library_CaptureLog() override { Media::Pipeline::SetAudioRenderer(nullptr); }
 
-    /// Starts a line-level thread and returns when it has ended, without a call of its callback.
-    void RunVainLineLevelThread() {
+    /// A line-level thread ends without a call of its callback, and with one record: `text`, from `line`.
+    void ExpectVainLineLevelThread(char const* text, int line) {
         ThreadEnd const end;
         ASSERT_TRUE(StartLevelCallbacks(module_, *renderer_, end.Watch([](float) {
             ADD_FAILURE() << "a level is reported";
             return false;
         })));
         end.Wait();
+        ASSERT_EQ(log_.GetRecords().size(), 1U);
+        EXPECT_EQ(log_.GetRecords()[0].threadName, "Media.RendererAudio.LineLevel");
+        EXPECT_THAT(TakeLines(log_),
+                    ElementsAre(LogLine{"Media.RendererAudioCaptureDevice", 0, text,
+                                        "media/src/rendereraudio/rendereraudiocapturedevice",
+                                        "Media::RendererAudioCaptureDevice::LineLevel", line}));
     }
 
     Simulation::TestWorld world_;
@@ -67,24 +73,12 @@ TEST_F(Library_CaptureLog, OnlyTheStartOfACaptureThatRunsAlreadyIsTold) {
 
 TEST_F(Library_CaptureLog, LineLevelThreadWithoutRendererTellsSoAndEnds) {
     Media::Pipeline::SetAudioRenderer(nullptr);
-    RunVainLineLevelThread();
-    ASSERT_EQ(log_.GetRecords().size(), 1U);
-    EXPECT_EQ(log_.GetRecords()[0].threadName, "Media.RendererAudio.LineLevel");
-    EXPECT_THAT(TakeLines(log_), ElementsAre(LogLine{"Media.RendererAudioCaptureDevice", 0,
-                                                     "Failed to acquire RenderAudio instance",
-                                                     "media/src/rendereraudio/rendereraudiocapturedevice",
-                                                     "Media::RendererAudioCaptureDevice::LineLevel", 229}));
+    ExpectVainLineLevelThread("Failed to acquire RenderAudio instance", 229);
 }
 
 TEST_F(Library_CaptureLog, LineLevelThreadWithoutCaptureProxyTellsSoAndEnds) {
     world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
-    RunVainLineLevelThread();
-    ASSERT_EQ(log_.GetRecords().size(), 1U);
-    EXPECT_EQ(log_.GetRecords()[0].threadName, "Media.RendererAudio.LineLevel");
-    EXPECT_THAT(TakeLines(log_), ElementsAre(LogLine{"Media.RendererAudioCaptureDevice", 0,
-                                                     "Failed to acquire RenderAudioCaptureProxy instance",
-                                                     "media/src/rendereraudio/rendereraudiocapturedevice",
-                                                     "Media::RendererAudioCaptureDevice::LineLevel", 236}));
+    ExpectVainLineLevelThread("Failed to acquire RenderAudioCaptureProxy instance", 236);
 }
 
 TEST_F(Library_CaptureLog, FailuresOfDirectSoundAreNotLogged) {

@@ -13,7 +13,8 @@ namespace {
 /// threads also run into each other at full speed.
 constexpr std::uint64_t YieldOneOf = 4;
 constexpr std::uint64_t NapOneOf = 32;
-/// A nap is shorter than this.
+/// A nap is shorter than this. Nothing waits for its end or relies on its length: it only lets other threads
+/// of the machine go first, which no simulated clock can.
 constexpr std::uint64_t NapLimitMicroSec = 20;
 
 /// Splitmix64: every state, also a small one, gives numbers that look random.

@@ -15,6 +15,7 @@
 #include "recording.h"
 #include "rendereraudio.h"
 #include "textformat.h"
+#include "waituntil.h"
 
 namespace Soak {
 
@@ -22,6 +23,7 @@ namespace {
 
 using Media::Pipeline;
 using std::chrono::duration;
+using SystemTest::WaitUntil;
 
 constexpr std::size_t Workers = 2;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
@@ -43,13 +45,6 @@ constexpr std::chrono::seconds AfterClosing{3};
 
 constexpr char const* IdleText = "Idle AudioBuffer playback stopped";
 constexpr double BytesPerMegabyte = 1e6;
-
-void WaitUntil(Kovra::JiffyTime instant) {
-    std::int64_t const ahead = instant.GetDiffSysTime(Kovra::JiffyTime::Now()).NanoSec();
-    if (ahead > 0) {
-        std::this_thread::sleep_for(std::chrono::nanoseconds(ahead));
-    }
-}
 
 /// The module as a host runs it, on the system's sound devices.
 class Host {

@@ -1,21 +1,14 @@
 #include "score.h"
 
-#include <chrono>
-#include <thread>
 #include <utility>
+
+#include "waituntil.h"
 
 namespace SystemTest {
 
 namespace {
 
 constexpr std::int64_t WritingMilliSec = 50;
-
-void WaitUntil(Kovra::JiffyTime instant) {
-    std::int64_t const ahead = instant.GetDiffSysTime(Kovra::JiffyTime::Now()).NanoSec();
-    if (ahead > 0) {
-        std::this_thread::sleep_for(std::chrono::nanoseconds(ahead));
-    }
-}
 
 } // namespace
 
