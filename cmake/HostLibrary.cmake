@@ -12,4 +12,13 @@ function(rendereraudio_host_library name macro)
     target_include_directories(${name} PUBLIC
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
     rendereraudio_warnings(${name})
+    rendereraudio_guide_fuzzing(${name})
+endfunction()
+
+# What the fuzz targets look for new ways through; programs that are no fuzz targets use it all the same. Counters, not
+# -fsanitize=fuzzer-no-link, which would ask the same of the precompiled headers and of every test.
+function(rendereraudio_guide_fuzzing target)
+    if(RENDERERAUDIO_FUZZ)
+        target_compile_options(${target} PRIVATE -fsanitize-coverage=inline-8bit-counters,pc-table,indirect-calls,trace-cmp)
+    endif()
 endfunction()

@@ -10,22 +10,39 @@ else()
     add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 endif()
 
+# Optimising the matchers of a test, and GoogleTest itself, takes much longer than they ever run.
+if(NOT MSVC)
+    set(RENDERERAUDIO_TEST_OPTIONS -O0)
+    foreach(library gtest gtest_main gmock gmock_main)
+        target_compile_options(${library} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
+    endforeach()
+endif()
+rendereraudio_precompile(test_headers OPTIONS ${RENDERERAUDIO_TEST_OPTIONS} LIBRARIES GTest::gmock
+    HEADERS <gmock/gmock.h> <gtest/gtest.h> ${RENDERERAUDIO_COMMON_HEADERS})
+
 # A sanitizer that finds something fails the test.
 set(RENDERERAUDIO_TEST_ENVIRONMENT
     ASAN_OPTIONS=detect_leaks=1:halt_on_error=1
     TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
     UBSAN_OPTIONS=print_stacktrace=1)
 
-# rendereraudio_test(NAME [OPTIMIZED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one GoogleTest
-# program. Each program is one entry for ctest: starting one process for every case would cost a second each under
-# Wine. Its own sources are compiled without optimisation unless told otherwise: what they test stands in libraries.
+# rendereraudio_test(NAME [OPTIMIZED] [SIMULATED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one
+# GoogleTest program. Each program is one entry for ctest: starting one process for every case would cost a second
+# each under Wine. Its own sources are compiled without optimisation unless told otherwise: what they test stands in
+# libraries. With SIMULATED they see the simulated platform instead of the machine's own.
 function(rendereraudio_test name)
-    cmake_parse_arguments(arg "OPTIMIZED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "OPTIMIZED;SIMULATED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     rendereraudio_warnings(${name})
-    if(NOT MSVC AND NOT arg_OPTIMIZED)
-        # Optimising the matchers takes much longer than they ever run.
-        target_compile_options(${name} PRIVATE -O0)
+    if(NOT arg_OPTIMIZED)
+        target_compile_options(${name} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
+    endif()
+    if(arg_SIMULATED AND arg_OPTIMIZED)
+        rendereraudio_simulate(${name} simulated_headers)
+    elseif(arg_SIMULATED)
+        rendereraudio_simulate(${name} simulated_test_headers)
+    elseif(NOT arg_OPTIMIZED)
+        target_precompile_headers(${name} REUSE_FROM test_headers)
     endif()
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
     # The report's path is relative, as GoogleTest under Wine takes one that begins with a slash for such.
@@ -33,6 +50,11 @@ function(rendereraudio_test name)
         WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 300)
+    endif()
+    # Compilers name their sanitizers in ways of their own.
+    if(CMAKE_CXX_FLAGS MATCHES "sanitize=(address|thread)")
+        string(TOUPPER ${CMAKE_MATCH_1} sanitizer)
+        target_compile_definitions(${name} PRIVATE UNDER_${sanitizer}_SANITIZER)
     endif()
     set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT}
         ENVIRONMENT "${RENDERERAUDIO_TEST_ENVIRONMENT}")

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
@@ -22,6 +23,8 @@ namespace {
 // the thread's other data down.
 thread_local char threadName[MaxThreadNameBytes + 1] = "";
 thread_local ThreadPriority_t threadPriority = ThreadPriority_t::Normal;
+static_assert(std::is_trivially_destructible_v<decltype(threadName)>);
+static_assert(std::is_trivially_destructible_v<decltype(threadPriority)>);
 
 std::size_t CopyCut(char const* from, char* to, std::size_t maxBytes) {
     std::size_t const length = std::min(std::strlen(from), maxBytes);

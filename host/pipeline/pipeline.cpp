@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "kovra/thread.h"
@@ -26,6 +27,7 @@ std::atomic<IPipelineRenderer*> audioRenderer{nullptr};
 
 // The pipeline that the calling thread works for; null on all other threads.
 thread_local void const* ownPipeline = nullptr;
+static_assert(std::is_trivially_destructible_v<decltype(ownPipeline)>);
 
 /// Calls out to code that may throw what it likes: nothing of that may end a worker. False when it threw.
 template <class Call>

@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <type_traits>
 
 namespace {
 
 thread_local bool hasMemory = true;
+static_assert(std::is_trivially_destructible_v<decltype(hasMemory)>);
 
 void* Allocate(std::size_t size) {
     void* const memory = hasMemory ? std::malloc(size) : nullptr;

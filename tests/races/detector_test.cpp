@@ -1,7 +1,7 @@
 // What the whole suite leans on: that the thread sanitizer, as this program is run, finds races and locks
 // taken in different orders, and ends the program over them.
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(UNDER_THREAD_SANITIZER)
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(UNDER_THREAD_SANITIZER)
 #include <sanitizer/common_interface_defs.h>
 #endif
 
@@ -15,7 +15,7 @@ namespace Media {
 
 namespace {
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(UNDER_THREAD_SANITIZER)
 constexpr std::uint64_t DefaultRounds = 12;
 #else
 // Without the thread sanitizer only outcomes are looked at.
@@ -40,7 +40,7 @@ void NameTheTestWhenTheProgramIsEnded() {
     auto const* const info = ::testing::UnitTest::GetInstance()->current_test_info();
     runningTest = std::string("while ") + info->test_suite_name() + "." + info->name() + " ran\n";
     std::signal(SIGABRT, [](int) { PrintRunningTest(); });
-#if defined(__SANITIZE_THREAD__)
+#if defined(UNDER_THREAD_SANITIZER)
     __sanitizer_set_death_callback(PrintRunningTest);
 #endif
 }

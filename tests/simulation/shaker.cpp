@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <thread>
+#include <type_traits>
 
 #include "simulation/fatal.h"
 
@@ -33,6 +34,7 @@ struct ThreadState {
 };
 
 thread_local ThreadState threadState;
+static_assert(std::is_trivially_destructible_v<decltype(threadState)>);
 
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <boost/thread/tss.hpp>
+#include <type_traits>
 
 #include "simulation/platformmutex.h"
 #include "simulation/world.h"
@@ -38,6 +39,7 @@ boost::thread_specific_ptr<ThreadMark>& Mark() {
 
 std::uint64_t ThisThreadNumber() {
     thread_local std::uint64_t number = 0;
+    static_assert(std::is_trivially_destructible_v<decltype(number)>);
     if (number == 0) {
         number = ++lastThreadNumber;
         Mark().reset(new ThreadMark(number));

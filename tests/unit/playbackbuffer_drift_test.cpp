@@ -232,8 +232,8 @@ TEST_F(PlaybackBuffer_ControlDrift, PresentationsOfASecondFillAWindowAndThenJudg
     for (int n = 0; n < 26; ++n) {
         auto presentation = Ahead(96 * OneMilliSec);
         buffer->Present(presentation);
-        EXPECT_EQ(GetRecord().measuredLagSum, (n + 1) * 4800U);
-        EXPECT_EQ(GetRecord().expectedLagSum, (n + 1) * 4608U);
+        EXPECT_EQ(GetRecord().measuredLagSum, static_cast<std::uint32_t>(n + 1) * 4800U);
+        EXPECT_EQ(GetRecord().expectedLagSum, static_cast<std::uint32_t>(n + 1) * 4608U);
         world.Clock().AdvanceMilliSec(40);
         GetRecord().writePos = GetRecord().writePos + 1920;
     }

@@ -346,14 +346,14 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, AResetThatIsRefusedIsIgnored) {
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsNotClearedBelow15000Samples) {
-    GetRecord().clearedEnd = 5200 - 14999 + RingSamples;
+    GetRecord().clearedEnd = 5200U - 14999U + RingSamples;
     PresentAhead(0);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
     EXPECT_EQ(GetRecord().clearedEnd, 230201U);
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataOf15000SamplesIsClearedInWholeGranules) {
-    GetRecord().clearedEnd = 5200 - 15000 + RingSamples;
+    GetRecord().clearedEnd = 5200U - 15000U + RingSamples;
     Soil(0, RingSamples);
     PresentAhead(0);
     // From 230200 on 117 * 128 = 14976 samples: 9800 up to the end of the ring, 5176 behind.
@@ -365,7 +365,7 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataOf15000SamplesIsClearedInWh
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsClearedBeforeAReset) {
-    GetRecord().clearedEnd = 5200 - 15001 + RingSamples;
+    GetRecord().clearedEnd = 5200U - 15001U + RingSamples;
     GetRecord().writePos = 5200 + 15001;
     PresentAhead(0);
     EXPECT_THAT(TakeCalls(),
@@ -374,7 +374,7 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsClearedBeforeAReset) {
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, ClearingThatIsRefusedIsIgnored) {
-    GetRecord().clearedEnd = 5200 - 15000 + RingSamples;
+    GetRecord().clearedEnd = 5200U - 15000U + RingSamples;
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     PresentAhead(0);
     EXPECT_EQ(GetRecord().clearedEnd, 230200U);

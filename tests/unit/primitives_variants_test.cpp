@@ -128,7 +128,7 @@ TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionOfEverySizeUpTo4096At
 
 TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionAtEveryPairOfAlignments) {
     for (std::size_t const size :
-         {1, 2, 3, 7, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 128, 129, 255, 1920}) {
+         {1U, 2U, 3U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 63U, 64U, 65U, 127U, 128U, 129U, 255U, 1920U}) {
         for (std::size_t from = 0; from < LineBytes; ++from) {
             for (std::size_t to = 0; to < LineBytes; ++to) {
                 ASSERT_NO_FATAL_FAILURE(ExpectCopied(size, from, to, NeverStream));

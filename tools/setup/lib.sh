@@ -1,6 +1,9 @@
 # Helpers for the scripts of this repository. To be sourced, by bash, after `set -euo pipefail`.
 # shellcheck shell=bash disable=SC2034
 
+# The distribution's own tools, also where another python3 or clang comes first.
+PATH=/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin:$PATH
+
 SetupDir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 Checkout=$(cd "$SetupDir/../.." && pwd)
 Cache=${RENDERERAUDIO_CACHE:-${XDG_CACHE_HOME:-${HOME:?}/.cache}/rendereraudio}
@@ -213,7 +216,8 @@ BuildPreset() {
     fi
     if ! RunCounted "build $preset" "$log" ninja '' cmake --build "$directory" "${targets[@]}"; then
         Say "build $preset: FAILED after $(Span "$StepSeconds")"
-        StepOutput "$log" | grep -vE '^\[[0-9]+/[0-9]+\] (Building|Linking|Generating)' | head -n 80 >&2
+        { StepOutput "$log" | grep -vE '^\[[0-9]+/[0-9]+\] (Building|Linking|Generating)' || true; } |
+            sed -n 1,80p >&2
         Say "all output: $log" >&2
         return 1
     fi

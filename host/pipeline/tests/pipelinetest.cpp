@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <boost/thread/tss.hpp>
 #include <condition_variable>
 #include <functional>
 #include <future>
@@ -770,15 +771,16 @@ namespace {
 
 /// Opens its gate when the thread that set it ends.
 struct OpensAtThreadEnd {
-    ~OpensAtThreadEnd() {
-        if (gate)
-            gate->Open();
-    }
+    explicit OpensAtThreadEnd(Gate& gate_) : gate(gate_) {}
+    OpensAtThreadEnd(OpensAtThreadEnd const&) = delete;
+    OpensAtThreadEnd& operator=(OpensAtThreadEnd const&) = delete;
+    ~OpensAtThreadEnd() { gate.Open(); }
 
-    Gate* gate = nullptr;
+    Gate& gate;
 };
 
-thread_local OpensAtThreadEnd opensAtThreadEnd;
+/// Boost's, since the memory of a `thread_local` object is gone under mingw before its destructor runs.
+boost::thread_specific_ptr<OpensAtThreadEnd> opensAtThreadEnd;
 
 } // namespace
 
@@ -789,7 +791,7 @@ TEST_F(Pipeline_Destructor, DropsWhatWaitsFinishesWhatRunsAndEndsEverySession) {
     Gate idle;
     renderer_.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 100) {
-            opensAtThreadEnd.gate = &gate_;
+            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate_));
             return;
         }
         if (NumberOf(job) == 0) {
@@ -828,7 +830,7 @@ TEST_F(Pipeline_Destructor, EndsASessionThatIsClosingToo) {
     Gate idle;
     renderer_.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 100) {
-            opensAtThreadEnd.gate = &gate_;
+            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate_));
             return;
         }
         own->CloseSession(session);

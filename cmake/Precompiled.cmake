@@ -1,0 +1,19 @@
+# rendereraudio_precompile(SET [OPTIONS ...] [LIBRARIES ...] HEADERS ...): headers that nearly every source of many
+# targets includes, compiled once. A target takes them with target_precompile_headers(TARGET REUSE_FROM SET); it has
+# to be compiled with the same options. CMAKE_DISABLE_PRECOMPILE_HEADERS compiles every source by its own includes
+# alone.
+function(rendereraudio_precompile set)
+    cmake_parse_arguments(arg "" "" "OPTIONS;LIBRARIES;HEADERS" ${ARGN})
+    # A target has a source.
+    set(source ${PROJECT_BINARY_DIR}/precompiled.cpp)
+    file(CONFIGURE OUTPUT ${source} CONTENT "")
+    add_library(${set} OBJECT ${source})
+    target_compile_options(${set} PRIVATE ${arg_OPTIONS})
+    target_link_libraries(${set} PRIVATE ${arg_LIBRARIES})
+    rendereraudio_warnings(${set})
+    target_precompile_headers(${set} PRIVATE ${arg_HEADERS})
+endfunction()
+
+set(RENDERERAUDIO_COMMON_HEADERS
+    <algorithm> <array> <atomic> <chrono> <cstdint> <functional> <map> <memory> <mutex> <optional> <string>
+    <thread> <utility> <vector>)
