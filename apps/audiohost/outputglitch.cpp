@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <utility>
 
 #include "stats.h"
 
@@ -11,7 +11,7 @@ namespace AudioHost {
 namespace {
 
 constexpr double NanoSecPerMilliSec = 1e6;
-/// How a cursor usually moves is told by so many steps before: most of a second at 10 ms.
+/// How the cursor usually moves is told by so many steps before: most of a second at 10 ms.
 constexpr std::size_t UsualStays = 64;
 /// A glitch is over when the cursor has moved evenly for so long, wherever it is then.
 constexpr std::int64_t EvenNanoSec = 150'000'000;
@@ -21,163 +21,127 @@ double ToMilliSec(std::int64_t nanoSec) {
     return static_cast<double>(nanoSec) / NanoSecPerMilliSec;
 }
 
-/// How far the cursor is behind the clock when it comes to a place and when it leaves: from some zero.
-struct Lateness {
-    double onArrivalMilliSec = 0.0;
-    double onLeavingMilliSec = 0.0;
-};
-
-/// Reads the stays in turn.
-class GlitchFinder {
-public:
-    explicit GlitchFinder(std::int64_t startNanoSec) : startNanoSec_(startNanoSec) {}
-
-    void Add(CursorStay const& stay) {
-        if (!last_) {
-            zeroNanoSec_ = stay.firstNanoSec - stay.playedNanoSec;
-            last_ = stay;
-        }
-        Lateness const now = {ToMilliSec(stay.firstNanoSec - stay.playedNanoSec - zeroNanoSec_),
-                              ToMilliSec(stay.lastNanoSec - stay.playedNanoSec - zeroNanoSec_)};
-        double const blind = ToMilliSec(stay.firstNanoSec - last_->lastNanoSec);
-        if (arrivals_.size() < UsualStays / 2) {
-            Learn(now);
-        } else {
-            Judge(stay, now, blind);
-        }
-        last_ = stay;
-    }
-
-    OutputRecord Finish() {
-        if (open_) {
-            Close(last_->lastNanoSec, open_->now.onArrivalMilliSec);
-        }
-        record_.isWatched = arrivals_.size() >= UsualStays / 2;
-        return record_;
-    }
-
-private:
-    struct Open {
-        OutputGlitch glitch;
-        Lateness now;
-        /// Since the cursor last moved unevenly.
-        std::deque<CursorStay> even;
-        std::deque<Lateness> evenLateness;
-    };
-
-    void Judge(CursorStay const& stay, Lateness const& now, double blind) {
-        double const usualArrival = Median({arrivals_.begin(), arrivals_.end()});
-        double const late = now.onLeavingMilliSec - Median({leavings_.begin(), leavings_.end()});
-        double const early = usualArrival - now.onArrivalMilliSec;
-        // What is not seen is not known to be wrong, but a thread that did not run is a sign of its own.
-        bool const isBlind = blind > BlindMilliSec;
-        bool const isOut = late > GlitchMilliSec || early > GlitchMilliSec || isBlind;
-        if (stay.lastNanoSec >= startNanoSec_) {
-            record_.worstMilliSec = std::max({record_.worstMilliSec, late, early});
-        }
-        if (!open_ && !isOut) {
-            Learn(now);
-            return;
-        }
-        if (!open_) {
-            open_.emplace();
-            // A leap, and a cursor that was not seen, began after the last look before.
-            bool const hasStood = late > GlitchMilliSec && !isBlind;
-            open_->glitch.startNanoSec = hasStood ? stay.firstNanoSec : last_->lastNanoSec;
-        }
-        open_->glitch.lateMilliSec = std::max(open_->glitch.lateMilliSec, late);
-        open_->glitch.earlyMilliSec = std::max(open_->glitch.earlyMilliSec, early);
-        open_->glitch.blindMilliSec = std::max(open_->glitch.blindMilliSec, isBlind ? blind : 0.0);
-        open_->now = now;
-        Follow(stay, now, usualArrival);
-    }
-
-    /// Ends the glitch when the cursor moves evenly again.
-    void Follow(CursorStay const& stay, Lateness const& now, double usualArrival) {
-        std::deque<CursorStay>& even = open_->even;
-        std::deque<Lateness>& lateness = open_->evenLateness;
-        even.push_back(stay);
-        lateness.push_back(now);
-        while (!IsEven(lateness)) {
-            even.pop_front();
-            lateness.pop_front();
-        }
-        if (even.empty() || stay.lastNanoSec - even.front().firstNanoSec < EvenNanoSec) {
-            return;
-        }
-        std::vector<double> arrivals;
-        for (Lateness const& one : lateness) {
-            arrivals.push_back(one.onArrivalMilliSec);
-        }
-        std::int64_t const end = even.front().firstNanoSec;
-        std::deque<Lateness> const usual = std::move(lateness);
-        Close(end, Median(std::move(arrivals)), usualArrival);
-        // How it moves from now on.
-        arrivals_.clear();
-        leavings_.clear();
-        for (Lateness const& one : usual) {
-            Learn(one);
-        }
-    }
-
-    bool IsEven(std::deque<Lateness> const& stays) const {
-        double const step =
-            Median({leavings_.begin(), leavings_.end()}) - Median({arrivals_.begin(), arrivals_.end()});
-        for (Lateness const& one : stays) {
-            bool const isNear =
-                std::fabs(one.onArrivalMilliSec - stays.back().onArrivalMilliSec) <= EvenMilliSec &&
-                one.onLeavingMilliSec - one.onArrivalMilliSec <= step + EvenMilliSec;
-            if (!isNear) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    void Close(std::int64_t endNanoSec, double arrival, double usualArrival) {
-        OutputGlitch glitch = open_->glitch;
-        open_.reset();
-        glitch.leftMilliSec = arrival - usualArrival;
-        glitch.startNanoSec -= startNanoSec_;
-        glitch.endNanoSec = std::max(endNanoSec - startNanoSec_, glitch.startNanoSec);
-        if (glitch.endNanoSec > 0) {
-            record_.glitches.push_back(glitch);
-        }
-    }
-    void Close(std::int64_t endNanoSec, double arrival) {
-        Close(endNanoSec, arrival, Median({arrivals_.begin(), arrivals_.end()}));
-    }
-
-    void Learn(Lateness const& now) {
-        arrivals_.push_back(now.onArrivalMilliSec);
-        leavings_.push_back(now.onLeavingMilliSec);
-        if (arrivals_.size() > UsualStays) {
-            arrivals_.pop_front();
-            leavings_.pop_front();
-        }
-    }
-
-    std::int64_t const startNanoSec_;
-    std::int64_t zeroNanoSec_ = 0;
-    std::optional<CursorStay> last_;
-    std::deque<double> arrivals_;
-    std::deque<double> leavings_;
-    std::optional<Open> open_;
-    OutputRecord record_;
-};
-
 } // namespace
 
 double OutputGlitch::GetSizeMilliSec() const {
     return std::max({lateMilliSec, earlyMilliSec, blindMilliSec});
 }
 
+void GlitchFinder::Add(CursorStay const& stay) {
+    if (!last_) {
+        zeroNanoSec_ = stay.firstNanoSec - stay.playedNanoSec;
+        last_ = stay;
+    }
+    Lateness const now = {ToMilliSec(stay.firstNanoSec - stay.playedNanoSec - zeroNanoSec_),
+                          ToMilliSec(stay.lastNanoSec - stay.playedNanoSec - zeroNanoSec_)};
+    if (usual_.size() < UsualStays / 2) {
+        Learn(now);
+    } else {
+        Judge(stay, now);
+    }
+    last_ = stay;
+}
+
+OutputRecord GlitchFinder::Finish(std::int64_t startNanoSec) {
+    if (open_) {
+        // It never was even again: what it came to in the end.
+        double const arrival = ToMilliSec(last_->firstNanoSec - last_->playedNanoSec - zeroNanoSec_);
+        Close(last_->lastNanoSec, arrival - GetUsual().onArrivalMilliSec);
+    }
+    OutputRecord record;
+    record.isWatched = usual_.size() >= UsualStays / 2;
+    record.worstMilliSec = calmWorstMilliSec_;
+    for (OutputGlitch glitch : glitches_) {
+        glitch.startNanoSec -= startNanoSec;
+        glitch.endNanoSec -= startNanoSec;
+        if (glitch.endNanoSec > 0) {
+            record.worstMilliSec =
+                std::max({record.worstMilliSec, glitch.lateMilliSec, glitch.earlyMilliSec});
+            record.glitches.push_back(glitch);
+        }
+    }
+    return record;
+}
+
+GlitchFinder::Lateness GlitchFinder::GetUsual() const {
+    std::vector<double> arrivals;
+    std::vector<double> leavings;
+    for (Lateness const& one : usual_) {
+        arrivals.push_back(one.onArrivalMilliSec);
+        leavings.push_back(one.onLeavingMilliSec);
+    }
+    return {Median(std::move(arrivals)), Median(std::move(leavings))};
+}
+
+void GlitchFinder::Learn(Lateness const& now) {
+    usual_.push_back(now);
+    if (usual_.size() > UsualStays) {
+        usual_.pop_front();
+    }
+}
+
+void GlitchFinder::Judge(CursorStay const& stay, Lateness const& now) {
+    Lateness const usual = GetUsual();
+    double const late = now.onLeavingMilliSec - usual.onLeavingMilliSec;
+    double const early = usual.onArrivalMilliSec - now.onArrivalMilliSec;
+    double const blind = ToMilliSec(stay.firstNanoSec - last_->lastNanoSec);
+    // What is not seen is not known to be wrong, but a thread that did not run is a sign of its own.
+    bool const isBlind = blind > BlindMilliSec;
+    bool const hasStood = late > GlitchMilliSec;
+    if (!open_ && !hasStood && early <= GlitchMilliSec && !isBlind) {
+        calmWorstMilliSec_ = std::max({calmWorstMilliSec_, late, early});
+        Learn(now);
+        return;
+    }
+    if (!open_) {
+        open_.emplace();
+        // A leap, and a cursor that was not seen, began after the last look before.
+        open_->glitch.startNanoSec = hasStood && !isBlind ? stay.firstNanoSec : last_->lastNanoSec;
+    }
+    open_->glitch.lateMilliSec = std::max(open_->glitch.lateMilliSec, late);
+    open_->glitch.earlyMilliSec = std::max(open_->glitch.earlyMilliSec, early);
+    open_->glitch.blindMilliSec = std::max(open_->glitch.blindMilliSec, isBlind ? blind : 0.0);
+    Follow(stay, now, usual.onLeavingMilliSec - usual.onArrivalMilliSec);
+}
+
+void GlitchFinder::Follow(CursorStay const& stay, Lateness const& now, double stepMilliSec) {
+    auto& even = open_->even;
+    even.emplace_back(stay, now);
+    auto const isUneven = [&](std::pair<CursorStay, Lateness> const& one) {
+        return std::fabs(one.second.onArrivalMilliSec - now.onArrivalMilliSec) > EvenMilliSec ||
+               one.second.onLeavingMilliSec - one.second.onArrivalMilliSec > stepMilliSec + EvenMilliSec;
+    };
+    auto const lastUneven = std::find_if(even.rbegin(), even.rend(), isUneven);
+    even.erase(even.begin(), lastUneven.base());
+    if (even.empty() || stay.lastNanoSec - even.front().first.firstNanoSec < EvenNanoSec) {
+        return;
+    }
+    // How it moves from now on.
+    std::deque<Lateness> settled;
+    for (auto const& one : even) {
+        settled.push_back(one.second);
+    }
+    std::int64_t const end = even.front().first.firstNanoSec;
+    Lateness const before = GetUsual();
+    usual_ = std::move(settled);
+    double const left = GetUsual().onArrivalMilliSec - before.onArrivalMilliSec;
+    Close(end, left);
+}
+
+void GlitchFinder::Close(std::int64_t endNanoSec, double leftMilliSec) {
+    OutputGlitch glitch = open_->glitch;
+    open_.reset();
+    glitch.leftMilliSec = leftMilliSec;
+    glitch.endNanoSec = std::max(endNanoSec, glitch.startNanoSec);
+    glitches_.push_back(glitch);
+}
+
 OutputRecord FindOutputGlitches(std::deque<CursorStay> const& stays, std::int64_t startNanoSec) {
-    GlitchFinder finder(startNanoSec);
+    GlitchFinder finder;
     for (CursorStay const& stay : stays) {
         finder.Add(stay);
     }
-    return finder.Finish();
+    return finder.Finish(startNanoSec);
 }
 
 } // namespace AudioHost

@@ -31,7 +31,7 @@ OutputWatch::OutputWatch(std::unique_ptr<SilentSound> sound) : sound_(std::move(
 }
 
 OutputWatch::~OutputWatch() {
-    Stop();
+    End();
 }
 
 void OutputWatch::WaitUntilSteady(Pacer& pacer) const {
@@ -45,13 +45,21 @@ void OutputWatch::WaitUntilSteady(Pacer& pacer) const {
     }
 }
 
-std::deque<CursorStay> OutputWatch::Stop() {
+OutputRecord OutputWatch::Stop(std::int64_t startNanoSec) {
+    End();
+    if (!stays_.empty()) {
+        finder_.Add(stays_.back());
+        stays_.clear();
+    }
+    return std::exchange(finder_, GlitchFinder()).Finish(startNanoSec);
+}
+
+void OutputWatch::End() {
     isOver_ = true;
     if (thread_.joinable()) {
         thread_.join();
     }
     sound_.reset();
-    return std::exchange(stays_, {});
 }
 
 void OutputWatch::Watch() {
@@ -70,6 +78,7 @@ void OutputWatch::Watch() {
 void OutputWatch::Note(std::int64_t nowNanoSec, std::int64_t positionNanoSec, std::int64_t lengthNanoSec) {
     std::lock_guard<std::mutex> const guard(lock_);
     if (stays_.empty()) {
+        firstNanoSec_ = nowNanoSec;
         stays_.push_back({nowNanoSec, nowNanoSec, 0});
     } else if (positionNanoSec == lastPositionNanoSec_) {
         stays_.back().lastNanoSec = nowNanoSec;
@@ -77,22 +86,25 @@ void OutputWatch::Note(std::int64_t nowNanoSec, std::int64_t positionNanoSec, st
         std::int64_t const ahead = (positionNanoSec - lastPositionNanoSec_ + lengthNanoSec) % lengthNanoSec;
         // The shorter way round: a cursor may be set back a little.
         std::int64_t const moved = ahead > lengthNanoSec / 2 ? ahead - lengthNanoSec : ahead;
+        finder_.Add(stays_.back());
         stays_.push_back({nowNanoSec, nowNanoSec, stays_.back().playedNanoSec + moved});
+        while (stays_.front().lastNanoSec < nowNanoSec - SteadyNanoSec) {
+            stays_.pop_front();
+        }
     }
     lastPositionNanoSec_ = positionNanoSec;
 }
 
 bool OutputWatch::IsSteady() const {
     std::lock_guard<std::mutex> const guard(lock_);
-    if (stays_.empty() || stays_.back().lastNanoSec - stays_.front().firstNanoSec < WarmUpNanoSec) {
+    if (stays_.empty() || stays_.back().lastNanoSec - firstNanoSec_ < WarmUpNanoSec) {
         return false;
     }
-    std::int64_t const from = stays_.back().lastNanoSec - SteadyNanoSec;
     std::int64_t latest = stays_.back().lastNanoSec - stays_.back().playedNanoSec;
     std::int64_t earliest = latest;
-    for (auto stay = stays_.rbegin(); stay != stays_.rend() && stay->lastNanoSec >= from; ++stay) {
-        latest = std::max(latest, stay->lastNanoSec - stay->playedNanoSec);
-        earliest = std::min(earliest, stay->firstNanoSec - stay->playedNanoSec);
+    for (CursorStay const& stay : stays_) {
+        latest = std::max(latest, stay.lastNanoSec - stay.playedNanoSec);
+        earliest = std::min(earliest, stay.firstNanoSec - stay.playedNanoSec);
     }
     return latest - earliest <= SteadyBandNanoSec;
 }

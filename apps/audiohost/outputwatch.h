@@ -7,19 +7,11 @@
 #include <mutex>
 #include <thread>
 
+#include "outputglitch.h"
 #include "silentsound.h"
 #include "stopsignal.h"
 
 namespace AudioHost {
-
-/// A time during which the output's cursor was seen to stay where it was.
-struct CursorStay {
-    /// Monotonic clock, when the cursor was first and last seen there.
-    std::int64_t firstNanoSec = 0;
-    std::int64_t lastNanoSec = 0;
-    /// How much was played by then, since the watch began.
-    std::int64_t playedNanoSec = 0;
-};
 
 /// Looks at the cursor of a silent sound every few milliseconds for as long as it lives. That keeps the
 /// device running, so that no session is its first, and is a witness apart from the renderer: when this
@@ -40,11 +32,12 @@ public:
     /// asked to stop.
     void WaitUntilSteady(Pacer& pacer) const;
 
-    /// Ends the watch and the sound; what was seen, in the order of time, 9 MB an hour. Empty the second
-    /// time.
-    std::deque<CursorStay> Stop();
+    /// Ends the watch and the sound; what was seen since `startNanoSec` (of the monotonic clock), from which
+    /// its times count. Nothing watched the second time.
+    OutputRecord Stop(std::int64_t startNanoSec);
 
 private:
+    void End();
     void Watch();
     void Note(std::int64_t nowNanoSec, std::int64_t positionNanoSec, std::int64_t lengthNanoSec);
     bool IsSteady() const;
@@ -52,7 +45,10 @@ private:
     std::atomic<bool> isOver_{false};
     mutable std::mutex lock_;
     // --- guarded by lock
+    /// The latest, for a little longer than the cursor must be steady.
     std::deque<CursorStay> stays_;
+    std::int64_t firstNanoSec_ = 0;
+    GlitchFinder finder_;
     // --- the watching thread's own
     std::unique_ptr<SilentSound> sound_;
     std::int64_t lastPositionNanoSec_ = 0;

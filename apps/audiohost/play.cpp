@@ -138,7 +138,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
         }
     }
     PlayRecord record = recorder.Take();
-    record.output = FindOutputGlitches(watch.Stop(), start.NanoSec());
+    record.output = watch.Stop(start.NanoSec());
     record.leadMilliSec = options.leadMilliSec;
     record.heardBefore = heardBefore;
     record.isInterrupted = !isComplete;

@@ -26,17 +26,19 @@ struct ClockInUse {
     ~ClockInUse() { Kovra::SetClockSource(nullptr); }
 };
 
-/// Two seconds of silence in steps of 10 ms. In its first 300 ms it leaps ahead, as devices do.
+/// Two seconds of silence in steps of 10 ms. Once it leaps ahead by 40 ms, usually soon after its start, as
+/// devices do.
 class TestSilence : public SilentSound {
 public:
     static constexpr std::int64_t LengthNanoSec = 2000 * MilliSec;
 
-    explicit TestSilence(WatchedClock& clock, std::int64_t standsFrom = INT64_MAX)
-        : clock_(clock), begin_(clock.now), standsFrom_(standsFrom) {}
+    explicit TestSilence(WatchedClock& clock, std::int64_t standsFrom = INT64_MAX,
+                         std::int64_t leapsAt = 300 * MilliSec)
+        : clock_(clock), begin_(clock.now), standsFrom_(standsFrom), leapsAt_(leapsAt) {}
 
     std::optional<std::int64_t> GetPositionNanoSec() override {
         std::int64_t const since = std::min(clock_.now - begin_, standsFrom_);
-        std::int64_t const played = since + (since > 300 * MilliSec ? 40 * MilliSec : 0);
+        std::int64_t const played = since + (since > leapsAt_ ? 40 * MilliSec : 0);
         return played / (10 * MilliSec) * 10 * MilliSec % LengthNanoSec;
     }
     std::int64_t GetLengthNanoSec() const override { return LengthNanoSec; }
@@ -49,6 +51,7 @@ private:
     WatchedClock& clock_;
     std::int64_t const begin_;
     std::int64_t const standsFrom_;
+    std::int64_t const leapsAt_;
 };
 
 /// Waits for the clock that the watch moves.
@@ -67,10 +70,6 @@ private:
     bool const isToGoOn_;
 };
 
-std::int64_t SpanOf(std::deque<CursorStay> const& stays) {
-    return stays.back().lastNanoSec - stays.front().firstNanoSec;
-}
-
 } // namespace
 
 TEST(OutputWatch, WaitsUntilTheSoundHasPlayedEvenlyAndSeesItAll) {
@@ -83,16 +82,23 @@ TEST(OutputWatch, WaitsUntilTheSoundHasPlayedEvenlyAndSeesItAll) {
     EXPECT_GE(use.clock.now - start, 990 * MilliSec);
     // Twice round the sound.
     pacer.WaitUntil(Kovra::JiffyTime(start + 4500 * MilliSec));
-    std::deque<CursorStay> const stays = watch.Stop();
-    ASSERT_FALSE(stays.empty());
-    EXPECT_GE(SpanOf(stays), 4400 * MilliSec);
-    EXPECT_NEAR(static_cast<double>(stays.back().playedNanoSec),
-                static_cast<double>(SpanOf(stays) + 40 * MilliSec), 20.0 * MilliSec);
-    for (std::size_t i = 1; i < stays.size(); ++i) {
-        EXPECT_GT(stays[i].playedNanoSec, stays[i - 1].playedNanoSec);
-        EXPECT_GT(stays[i].firstNanoSec, stays[i - 1].lastNanoSec);
-    }
-    EXPECT_TRUE(watch.Stop().empty());
+    OutputRecord const record = watch.Stop(start + 1000 * MilliSec);
+    EXPECT_TRUE(record.isWatched);
+    EXPECT_TRUE(record.glitches.empty());
+    EXPECT_LE(record.worstMilliSec, 4.0);
+    EXPECT_FALSE(watch.Stop(0).isWatched);
+}
+
+TEST(OutputWatch, TellsTheLeapThatItSaw) {
+    ClockInUse use;
+    std::int64_t const start = use.clock.now;
+    OutputWatch watch(std::make_unique<TestSilence>(use.clock, INT64_MAX, 2000 * MilliSec));
+    PatientPacer pacer;
+    pacer.WaitUntil(Kovra::JiffyTime(start + 3000 * MilliSec));
+    OutputRecord const record = watch.Stop(start + 1000 * MilliSec);
+    ASSERT_EQ(record.glitches.size(), 1U);
+    EXPECT_NEAR(record.glitches[0].earlyMilliSec, 40.0, 5.0);
+    EXPECT_NEAR(static_cast<double>(record.glitches[0].startNanoSec), 1000.0 * MilliSec, 15.0 * MilliSec);
 }
 
 TEST(OutputWatch, WaitsThreeSecondsForACursorThatNeverMovesEvenly) {
@@ -109,12 +115,12 @@ TEST(OutputWatch, DoesNotWaitWithoutASoundOrForOneWhoWantsToStop) {
     PatientPacer pacer;
     OutputWatch nothing(nullptr);
     nothing.WaitUntilSteady(pacer);
-    EXPECT_TRUE(nothing.Stop().empty());
+    EXPECT_TRUE(nothing.Stop(0).glitches.empty());
 
     OutputWatch watch(std::make_unique<TestSilence>(use.clock));
     PatientPacer stopped(false);
     watch.WaitUntilSteady(stopped);
-    watch.Stop();
+    watch.Stop(0);
 }
 
 } // namespace AudioHost
