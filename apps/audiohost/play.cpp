@@ -194,7 +194,9 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     PlayRecord record = PlayFiles(options, surroundings, std::move(sources));
-    if (!options.heardPath.empty()) {
+    // What is asked to be silent cannot be found again.
+    bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
+    if (!options.heardPath.empty() && isAudible) {
         CompareWithHeard(options.heardPath, record);
     }
     surroundings.out << FormatSummary(record) << std::flush;

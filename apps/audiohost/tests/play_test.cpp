@@ -79,6 +79,16 @@ TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
     EXPECT_EQ(fixture.Run(), ExitCode_t::PlayedBadly);
 }
 
+TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.heardPath = fixture.folder.PathOf("none.raw");
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
+    fixture.options.volume = 0.0F;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::Ok);
+}
+
 TEST(Play, KeepsTheOutputRunningUntilItEnds) {
     Fixture fixture;
     CountingOutput output;
