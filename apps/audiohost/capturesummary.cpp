@@ -99,26 +99,28 @@ bool IsRecordedWell(RecordingCheck const& check) {
 
 Verdict Judge(CaptureRecord const& record) {
     if (record.frames == 0) {
-        return {false,
+        return {Outcome_t::Bad,
                 record.isInterrupted ? "Interrupted before anything was recorded" : "Nothing was recorded"};
     }
     if (!record.failure.empty()) {
-        return {false, "The recording broke off"};
+        return {Outcome_t::Bad, "The recording broke off"};
     }
     if (record.check && !record.check->comparison.isFound) {
         bool const isSilent = record.levelDecibel < SilentLevelDecibel;
-        return {false, isSilent ? "Only silence was recorded" : "What was recorded is not what was played"};
+        return {Outcome_t::Bad,
+                isSilent ? "Only silence was recorded" : "What was recorded is not what was played"};
     }
     std::int64_t const missing = CountMissing(record);
     if (missing > 0) {
-        return {false, "Recorded, but " + FormatFixed(SamplesToMilliSec(static_cast<double>(missing)), 0) +
-                           " ms of sound are missing"};
+        return {Outcome_t::Bad, "Recorded, but " +
+                                    FormatFixed(SamplesToMilliSec(static_cast<double>(missing)), 0) +
+                                    " ms of sound are missing"};
     }
     if (record.check && !IsRecordedWell(*record.check)) {
-        return {false, "Parts of the sound were not recorded as played"};
+        return {Outcome_t::Bad, "Parts of the sound were not recorded as played"};
     }
     std::string const end = record.isInterrupted ? ", until interrupted" : "";
-    return {true, (record.check ? "Recorded as played" : "Recorded without a loss") + end};
+    return {Outcome_t::Good, (record.check ? "Recorded as played" : "Recorded without a loss") + end};
 }
 
 std::vector<std::string> DescribeRecording(CaptureRecord const& record) {

@@ -16,6 +16,8 @@ enum class ExitCode_t : int {
     NoOutput = 6,
     NoInput = 7,
     NotWritten = 8,
+    PlayedBadly = 9,
+    OutputGlitch = 10,
     Interrupted = 130,
 };
 

@@ -9,6 +9,7 @@
 #include "record.h"
 #include "rendereraccess.h"
 #include "rendereraudio.h"
+#include "silentoutput.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -45,7 +46,8 @@ AudioHost::ExitCode_t Run() {
     AudioHost::StopOnInterrupt(stop);
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
-    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture);
+    AudioHost::SilentOutput output;
+    return RunCommand(command, {renderer, stop, std::cout, isTerminal, &output}, capture);
 }
 
 } // namespace

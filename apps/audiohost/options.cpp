@@ -17,13 +17,16 @@ constexpr double MostSeconds = 1e6;
 
 constexpr char const* PlayExitCodes =
     "Exit codes:\n"
-    "  0    everything was played\n"
+    "  0    everything was played as it should be\n"
     "  1    internal error, or the report could not be written\n"
     "  2    the command line is wrong\n"
     "  3    a file is missing\n"
     "  4    a file cannot be read or is not audio\n"
     "  5    a file has no sound in it: no audio stream, or only silence\n"
     "  6    there is no audio output device, or it cannot be opened\n"
+    "  9    played, but not as it should be: frames failed, or the sound was out of time or, where it was\n"
+    "       compared, not heard as sent\n"
+    "  10   the same, but only where the output itself was seen to stand still or to leap\n"
     "  130  interrupted with Ctrl-C; summary and report cover what was played\n";
 
 constexpr char const* RecordExitCodes =
@@ -55,6 +58,8 @@ constexpr char const* CommonExitCodes =
     "  6    there is no audio output device, or it cannot be opened\n"
     "  7    there is no microphone, it cannot be opened, or it gives nothing any more\n"
     "  8    the recording cannot be written (any further)\n"
+    "  9    played, but not as it should be\n"
+    "  10   the same, but only where the output itself stood still or leapt\n"
     "  130  interrupted with Ctrl-C\n";
 
 constexpr char const* LogHelp = "Write the renderer's log records to this file";

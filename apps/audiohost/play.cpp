@@ -9,10 +9,12 @@
 #include "atend.h"
 #include "feeder.h"
 #include "heardfile.h"
+#include "judgement.h"
 #include "kovra/log.h"
 #include "kovra/thread.h"
 #include "mediafile.h"
 #include "outputfile.h"
+#include "outputwatch.h"
 #include "pipeline/pipeline.h"
 #include "progress.h"
 #include "report.h"
@@ -111,8 +113,13 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
     });
     AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
 
+    // Before the first session: a device that has just been started may take its first buffers at once.
+    OutputWatch watch(surroundings.output ? surroundings.output->Open() : nullptr);
+    watch.WaitUntilSteady(surroundings.stop);
+
     bool isComplete = false;
     std::int64_t heardBefore = 0;
+    Kovra::JiffyTime start;
     {
         Media::Pipeline pipeline(
             surroundings.renderer, Workers,
@@ -123,7 +130,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
             feeder.Add(source.session, source.number, std::move(source.file));
         }
         heardBefore = CountRawSamples(options.heardPath);
-        Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
+        start = Kovra::JiffyTime::Now();
         recorder.SetStart(start);
         isComplete = FeedWithProgress(feeder, recorder, options, surroundings, start);
         for (Source const& source : sources) {
@@ -131,6 +138,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
         }
     }
     PlayRecord record = recorder.Take();
+    record.output = watch.Stop(start.NanoSec());
     record.leadMilliSec = options.leadMilliSec;
     record.heardBefore = heardBefore;
     record.isInterrupted = !isComplete;
@@ -164,6 +172,21 @@ void RequirePlayed(PlayRecord const& record) {
     }
 }
 
+ExitCode_t CodeOf(PlayRecord const& record) {
+    if (record.isInterrupted) {
+        return ExitCode_t::Interrupted;
+    }
+    switch (Judge(record).outcome) {
+        case Outcome_t::Good:
+            return ExitCode_t::Ok;
+        case Outcome_t::OutputGlitch:
+            return ExitCode_t::OutputGlitch;
+        case Outcome_t::Bad:
+            break;
+    }
+    return ExitCode_t::PlayedBadly;
+}
+
 } // namespace
 
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
@@ -171,7 +194,9 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     PlayRecord record = PlayFiles(options, surroundings, std::move(sources));
-    if (!options.heardPath.empty()) {
+    // What is asked to be silent cannot be found again.
+    bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
+    if (!options.heardPath.empty() && isAudible) {
         CompareWithHeard(options.heardPath, record);
     }
     surroundings.out << FormatSummary(record) << std::flush;
@@ -179,7 +204,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings) {
         WriteReport(options.reportPath, FormatReport(record), surroundings.out);
     }
     RequirePlayed(record);
-    return record.isInterrupted ? ExitCode_t::Interrupted : ExitCode_t::Ok;
+    return CodeOf(record);
 }
 
 } // namespace AudioHost

@@ -13,6 +13,7 @@
 #include "kovra/log.h"
 #include "kovra/time.h"
 #include "logwatch.h"
+#include "outputglitch.h"
 #include "pipeline/pipeline.h"
 #include "samples.h"
 #include "soundcompare.h"
@@ -58,6 +59,7 @@ struct PlayRecord {
     std::vector<SessionRecord> sessions;
     /// Records that belong to no frame, such as a stop for idleness.
     std::vector<PlayEvent> otherEvents;
+    OutputRecord output;
     /// Samples that a recorder had put down when playing began.
     std::int64_t heardBefore = 0;
     /// What a recorder heard, and the verdict; empty without a recording.

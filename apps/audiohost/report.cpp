@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "judgement.h"
 #include "reportcharts.h"
 #include "reportparts.h"
 #include "stats.h"
@@ -63,6 +64,7 @@ std::string InWords(PlayRecord const& record) {
     if (record.comparison) {
         html += Sentences("What came out of the loudspeaker", DescribeComparison(*record.comparison));
     }
+    html += Sentences("The output", DescribeOutput(record.output, record.leadMilliSec));
     return html + "</section>\n";
 }
 

@@ -47,8 +47,10 @@ std::string Sentences(std::string const& title, std::vector<std::string> const& 
 }
 
 std::string VerdictLine(Verdict const& verdict) {
-    return "<p class=\"verdict " + std::string(verdict.isGood ? "good" : "bad") + "\">" +
-           EscapeHtml(verdict.text) + "</p>\n";
+    char const* const colour = verdict.outcome == Outcome_t::Good           ? "good"
+                               : verdict.outcome == Outcome_t::OutputGlitch ? "fair"
+                                                                            : "bad";
+    return "<p class=\"verdict " + std::string(colour) + "\">" + EscapeHtml(verdict.text) + "</p>\n";
 }
 
 std::string FormatUtc(Kovra::SysTime time) {

@@ -6,15 +6,15 @@ namespace AudioHost {
 constexpr char const* ReportStyle = R"css(
 :root { color-scheme: light dark;
   --paper: #ffffff; --panel: #f5f7f9; --ink: #1a2129; --muted: #5a6672; --rule: #dde2e8; --grid: #e9edf1;
-  --good: #1f7a4a; --bad: #b3392c; --mark: #b3392c;
+  --good: #1f7a4a; --fair: #8a6100; --bad: #b3392c; --mark: #b3392c;
   --s1: #1f6fb2; --s2: #d0700f; --s3: #2f8a57; --s4: #8a4fb0; --s5: #b8406a; --s6: #5f6b76; }
 @media (prefers-color-scheme: dark) { :root {
   --paper: #14181d; --panel: #1c2229; --ink: #e6eaee; --muted: #9aa6b2; --rule: #323b45; --grid: #262d35;
-  --good: #5cc48d; --bad: #f0796b; --mark: #f0796b;
+  --good: #5cc48d; --fair: #e8c04a; --bad: #f0796b; --mark: #f0796b;
   --s1: #62aee8; --s2: #f0a04b; --s3: #62c48e; --s4: #c08fe0; --s5: #ec86aa; --s6: #a3aeb9; } }
 @media print { :root { color-scheme: light;
   --paper: #ffffff; --panel: #ffffff; --ink: #000000; --muted: #444444; --rule: #bbbbbb; --grid: #e4e4e4;
-  --good: #1f7a4a; --bad: #b3392c; --mark: #b3392c;
+  --good: #1f7a4a; --fair: #8a6100; --bad: #b3392c; --mark: #b3392c;
   --s1: #1f6fb2; --s2: #d0700f; --s3: #2f8a57; --s4: #8a4fb0; --s5: #b8406a; --s6: #5f6b76; }
   body { padding: 0; } figure, section { break-inside: avoid; } }
 * { box-sizing: border-box; }
@@ -28,7 +28,7 @@ h3 { font-size: 15px; margin: 14px 0 2px; }
 p { margin: 0 0 6px; max-width: 80ch; }
 .muted, header p { color: var(--muted); }
 .verdict { font-size: 19px; font-weight: 600; margin: 0 0 16px; }
-.verdict.good { color: var(--good); } .verdict.bad { color: var(--bad); }
+.verdict.good { color: var(--good); } .verdict.fair { color: var(--fair); } .verdict.bad { color: var(--bad); }
 .tiles { display: grid; grid-template-columns: repeat(auto-fit, minmax(124px, 1fr)); gap: 12px; margin: 0 0 22px; }
 .tile { background: var(--panel); border: 1px solid var(--rule); border-radius: 8px; padding: 12px 14px; }
 .tile b { display: block; font-size: 21px; white-space: nowrap; line-height: 1.25; font-weight: 600; }

@@ -80,25 +80,41 @@ std::int64_t SilentStart(SampleView sent, SampleView heard, std::int64_t lag) {
     return silent;
 }
 
-/// Each window is looked at where it was heard, one that was not where the one before it was.
-SoundSpan LongestHole(SampleView sent, SampleView heard, std::vector<WindowMatch> const& windows,
-                      std::int64_t from) {
-    SoundSpan longest;
-    SoundSpan current;
-    for (WindowMatch const& window : windows) {
+/// The lag of the first window heard from `number` on; that of `number` when none is.
+std::int64_t NextLag(std::vector<WindowMatch> const& windows, std::size_t number) {
+    auto const from = windows.begin() + static_cast<std::ptrdiff_t>(number);
+    auto const next = std::find_if(from, windows.end(), [](WindowMatch const& one) { return one.IsMatch(); });
+    return next == windows.end() ? from->lag : next->lag;
+}
+
+/// Each window is looked at where it was heard. One that was not is looked at where those before and after it
+/// were: sound that only came later, after a pause, is not a hole.
+std::vector<SoundSpan> FindHoles(SampleView sent, SampleView heard, std::vector<WindowMatch> const& windows,
+                                 std::int64_t from) {
+    std::vector<SoundSpan> holes;
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        WindowMatch const& window = windows[i];
+        std::int64_t const nextLag = NextLag(windows, i);
         for (std::int64_t at = window.sentStart; at < window.sentStart + CompareWindowSamples;
              at += HoleBlockSamples) {
-            if (at < from || !IsHole(sent, heard, at, window.lag)) {
-                current = {at + HoleBlockSamples, 0};
+            if (at < from || !IsHole(sent, heard, at, window.lag) || !IsHole(sent, heard, at, nextLag)) {
                 continue;
             }
-            current.samples += HoleBlockSamples;
-            if (current.samples > longest.samples) {
-                longest = current;
+            if (!holes.empty() && holes.back().start + holes.back().samples == at) {
+                holes.back().samples += HoleBlockSamples;
+            } else {
+                holes.push_back({at, HoleBlockSamples});
             }
         }
     }
-    return longest;
+    return holes;
+}
+
+SoundSpan LongestOf(std::vector<SoundSpan> const& holes) {
+    auto const longest =
+        std::max_element(holes.begin(), holes.end(),
+                         [](SoundSpan const& a, SoundSpan const& b) { return a.samples < b.samples; });
+    return longest == holes.end() ? SoundSpan() : *longest;
 }
 
 bool HasSilence(SampleView heard, std::int64_t start, std::int64_t end) {
@@ -124,6 +140,7 @@ std::vector<TimelineJump> FindJumps(SampleView heard, std::vector<WindowMatch co
         TimelineJump jump;
         jump.sentSample = before.sentStart + CompareWindowSamples;
         jump.samples = std::llabs(change);
+        jump.within = {before.sentStart, after.sentStart + CompareWindowSamples - before.sentStart};
         if (change > 0) {
             bool const isSilent = HasSilence(heard, before.sentStart + before.lag,
                                              after.sentStart + after.lag + CompareWindowSamples);
@@ -184,7 +201,8 @@ SoundComparison CompareSounds(SampleView sent, SampleView heard, std::optional<L
     if (result.isFound) {
         DescribeLags(matched, result);
         result.silentStartSamples = SilentStart(sent, heard, matched.front()->lag);
-        result.longestHole = LongestHole(sent, heard, result.windows, result.silentStartSamples);
+        result.holes = FindHoles(sent, heard, result.windows, result.silentStartSamples);
+        result.longestHole = LongestOf(result.holes);
         result.jumps = FindJumps(heard, matched);
         result.lost = FindLost(result.windows);
         result.unrecordedSamples = CountUnrecorded(sent, heard, result.windows);

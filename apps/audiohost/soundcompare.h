@@ -9,6 +9,12 @@
 
 namespace AudioHost {
 
+/// A stretch of what was sent.
+struct SoundSpan {
+    std::int64_t start = 0;
+    std::int64_t samples = 0;
+};
+
 /// A place where the recording's time departs from what was sent.
 struct TimelineJump {
     enum class Kind_t { Missing, Repeated, SilenceInserted };
@@ -18,12 +24,9 @@ struct TimelineJump {
     std::int64_t sentSample = 0;
     /// How much, above 0.
     std::int64_t samples = 0;
-};
-
-/// A stretch of what was sent.
-struct SoundSpan {
-    std::int64_t start = 0;
-    std::int64_t samples = 0;
+    /// From the window heard before it to the end of the one heard after it: where exactly within is not
+    /// known.
+    SoundSpan within{};
 };
 
 /// What became of a sound on its way. Samples are at `SoundRateHz`.
@@ -52,6 +55,8 @@ struct SoundComparison {
     std::int64_t silentStartSamples = 0;
     /// Longest stretch of silence heard after that where there was sound to hear; its start in what was sent.
     SoundSpan longestHole;
+    /// All of them, in the order of time.
+    std::vector<SoundSpan> holes;
     std::vector<TimelineJump> jumps;
     /// Stretches of sound that were not heard as they were sent.
     std::vector<SoundSpan> lost;

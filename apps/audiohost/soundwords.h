@@ -11,9 +11,16 @@ namespace AudioHost {
 /// Below this a recording holds noise at most.
 constexpr double SilentLevelDecibel = -80.0;
 
+enum class Outcome_t {
+    Good,
+    /// Not as it should be, but for nothing that the renderer did.
+    OutputGlitch,
+    Bad,
+};
+
 /// How well it went, in a few words.
 struct Verdict {
-    bool isGood = false;
+    Outcome_t outcome = Outcome_t::Bad;
     std::string text;
 };
 

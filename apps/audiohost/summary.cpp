@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 
+#include "judgement.h"
 #include "soundwords.h"
 #include "stats.h"
 #include "textformat.h"
@@ -12,11 +13,12 @@ namespace AudioHost {
 
 namespace {
 
-/// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
-constexpr double GoodErrorMilliSec = 45.0;
-constexpr double GoodMatchedShare = 0.95;
-/// Holes and jumps from here on are heard as a click or a stumble.
-constexpr double AudibleHoleMilliSec = 10.0;
+constexpr std::size_t MostGlitchesTold = 5;
+
+std::string DescribeBegin(SessionRecord const& session) {
+    double const error = BeginErrorMilliSec(session).value_or(0.0);
+    return "Began " + FormatFixed(std::fabs(error), 1) + " ms " + (error < 0.0 ? "early." : "late.");
+}
 
 std::string DescribeErrors(SessionRecord const& session) {
     if (session.points.empty()) {
@@ -84,47 +86,7 @@ std::string DescribeLost(std::vector<SoundSpan> const& lost) {
            FormatPlace(lost.front().start) + ").";
 }
 
-bool IsHeardWell(SoundComparison const& comparison) {
-    std::int64_t longest = comparison.longestHole.samples;
-    for (TimelineJump const& jump : comparison.jumps) {
-        longest = std::max(longest, jump.samples);
-    }
-    return comparison.GetMatchedShare() >= GoodMatchedShare &&
-           SamplesToMilliSec(static_cast<double>(longest)) < AudibleHoleMilliSec;
-}
-
 } // namespace
-
-Verdict Judge(PlayRecord const& record) {
-    std::uint64_t failed = 0;
-    std::uint64_t succeeded = 0;
-    double worst = 0.0;
-    for (SessionRecord const& session : record.sessions) {
-        failed += session.jobsFailed;
-        succeeded += session.jobsSucceeded;
-        worst = std::max(worst, Percentile(Magnitudes(ErrorsOf(session)), 0.95));
-    }
-    if (succeeded == 0) {
-        return {false,
-                record.isInterrupted ? "Interrupted before anything was played" : "Nothing was played"};
-    }
-    if (failed > 0) {
-        return {false, FormatCount(failed, "frame") + " failed"};
-    }
-    if (record.comparison && !record.comparison->isFound) {
-        bool const isSilent = record.comparison->heardLevelDecibel < SilentLevelDecibel;
-        return {false, isSilent ? "Nothing of the sound was heard" : "What was heard is not what was sent"};
-    }
-    if (record.comparison && !IsHeardWell(*record.comparison)) {
-        return {false, "Parts of the sound were not heard as sent"};
-    }
-    if (worst > GoodErrorMilliSec) {
-        return {false, (record.comparison ? "Heard as sent, but up to " : "Played, but up to ") +
-                           FormatFixed(worst, 0) + " ms out of time"};
-    }
-    std::string const end = record.isInterrupted ? ", until interrupted" : "";
-    return {true, (record.comparison ? "Played and heard as sent" : "Played in time") + end};
-}
 
 std::vector<std::string> DescribeSession(SessionRecord const& session) {
     std::vector<std::string> sentences;
@@ -137,6 +99,9 @@ std::vector<std::string> DescribeSession(SessionRecord const& session) {
     sentences.push_back(session.description + ".");
     sentences.push_back(FormatFixed(static_cast<double>(session.sentNanoSec) / NanoSecPerSec, 1) + " s" +
                         whole + " in " + FormatCount(session.framesSent, "frame") + ", " + failures + ".");
+    if (!session.points.empty()) {
+        sentences.push_back(DescribeBegin(session));
+    }
     sentences.push_back(DescribeErrors(session));
     sentences.push_back(DescribeFrequency(session));
     sentences.push_back(DescribeEvents(session.events));
@@ -177,6 +142,24 @@ std::vector<std::string> DescribeComparison(SoundComparison const& comparison) {
     return sentences;
 }
 
+std::vector<std::string> DescribeOutput(OutputRecord const& output, std::int64_t leadMilliSec) {
+    if (!output.isWatched) {
+        return {"Nobody watched it: what it did wrong is put down to the renderer."};
+    }
+    if (output.glitches.empty()) {
+        return {"Its own cursor stayed within " + FormatFixed(output.worstMilliSec, 1) +
+                " ms of where it should have been."};
+    }
+    std::string text;
+    for (std::size_t i = 0; i < std::min(output.glitches.size(), MostGlitchesTold); ++i) {
+        text += (i == 0 ? "" : "; ") + FormatGlitch(output.glitches[i], leadMilliSec);
+    }
+    if (output.glitches.size() > MostGlitchesTold) {
+        text += "; and " + std::to_string(output.glitches.size() - MostGlitchesTold) + " more";
+    }
+    return {"It " + text + ", whatever the renderer did."};
+}
+
 std::string FormatSummary(PlayRecord const& record) {
     std::string text = Judge(record).text + " (lead " + std::to_string(record.leadMilliSec) + " ms).\n";
     for (SessionRecord const& session : record.sessions) {
@@ -191,6 +174,8 @@ std::string FormatSummary(PlayRecord const& record) {
         text += "Heard\n";
         AppendSentences(text, DescribeComparison(*record.comparison));
     }
+    text += "The output\n";
+    AppendSentences(text, DescribeOutput(record.output, record.leadMilliSec));
     return text;
 }
 

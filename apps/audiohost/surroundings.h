@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "pipeline/ipipelinerenderer.h"
+#include "silentsound.h"
 #include "stopsignal.h"
 
 namespace AudioHost {
@@ -15,6 +16,8 @@ struct Surroundings {
     std::ostream& out;
     /// `out` is a terminal.
     bool isTerminal = false;
+    /// Kept running and watched while something plays; null: left alone.
+    OutputAccess* output = nullptr;
 };
 
 } // namespace AudioHost

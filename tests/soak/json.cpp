@@ -192,6 +192,8 @@ std::string FormatJson(Options const& options, RunRecord const& record, Findings
         .Add("breaksAtCursorMoves", FromFaults(findings.faults.atCursorMoves, record))
         .Add("breaksBesideThoseOfAll", FromFaults(findings.faults.besideCommon, record))
         .Add("breaksOfAll", FromFaults(findings.faults.common, record))
+        .Add("outputGlitches", static_cast<double>(record.output.glitches.size()))
+        .Add("outputWorstMilliSec", record.output.worstMilliSec)
         .Add("told", FromTold(record))
         .Add("moments", FromMoments(record))
         .Add("growthPerHour", FromGrowth(record))

@@ -12,8 +12,10 @@
 #include "kovra/thread.h"
 #include "microphonefeed.h"
 #include "microphonewatch.h"
+#include "outputwatch.h"
 #include "recording.h"
 #include "rendereraudio.h"
+#include "silentoutput.h"
 #include "textformat.h"
 #include "waituntil.h"
 
@@ -81,6 +83,11 @@ public:
 
     RunRecord Perform() {
         RunRecord record;
+        // Before the first session plays: a device that has just been started may take its first buffers at
+        // once.
+        AudioHost::OutputWatch watch(AudioHost::SilentOutput().Open());
+        AudioHost::StopSignal never;
+        watch.WaitUntilSteady(never);
         record.frames = static_cast<std::int64_t>(options_.seconds * AudioHost::NanoSecPerSec) / FrameNanoSec;
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now().AddMilliSec(StartMilliSec);
         WaitUntil(start);
@@ -89,6 +96,7 @@ public:
         Play(start, record);
         FallSilent(record);
         CloseToLimit(record);
+        record.output = watch.Stop(start.NanoSec());
         record.told = tally_.Get();
         record.events = tally_.GetEvents();
         return record;

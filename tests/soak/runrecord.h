@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "capturejudge.h"
+#include "outputglitch.h"
 #include "processfigures.h"
 #include "tally.h"
 
@@ -42,6 +43,8 @@ struct RunRecord {
     std::int64_t silenceSample = 0;
     std::int64_t endSample = 0;
 
+    /// What the host's own cursor on the output did from the first frame to the end.
+    AudioHost::OutputRecord output;
     Told told;
     std::vector<SessionEvent> events;
     std::optional<Captured> captured;

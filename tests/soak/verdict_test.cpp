@@ -9,6 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 /// A run of two sessions without anything wrong, of which each test spoils one thing.
 class Verdict_ListFailures : public testing::Test {
@@ -145,6 +146,21 @@ TEST(Verdict_PlaybackThreadShare, IsCpuTimeOfTheThreadByTheClock) {
     to.figures.cpuSecondsOfThreads["Media.RendererAudio.Playback"] = 6.0;
     to.figures.cpuSecondsOfThreads["another"] = 9.0;
     EXPECT_DOUBLE_EQ(PlaybackThreadShare(from, to), 0.5);
+}
+
+class Verdict_FormatWords : public Verdict_ListFailures {};
+
+TEST_F(Verdict_FormatWords, TellsWhatTheOutputsOwnCursorDid) {
+    EXPECT_THAT(FormatWords(options, record, findings, {}), Not(HasSubstr("Output:")));
+    record.output.isWatched = true;
+    record.output.worstMilliSec = 4.2;
+    EXPECT_THAT(FormatWords(options, record, findings, {}),
+                HasSubstr("\nOutput:   its own cursor stayed within 4.2 ms\n"));
+    record.output.glitches.resize(2);
+    record.output.glitches[0].startNanoSec = 62'300'000'000;
+    record.output.worstMilliSec = 95.0;
+    EXPECT_THAT(FormatWords(options, record, findings, {}),
+                HasSubstr("its own cursor was out of step 2 times (first at 1:02.3), by at most 95.0 ms\n"));
 }
 
 } // namespace

@@ -55,6 +55,20 @@ void WriteHeard(BurstVerdict const& bursts, Findings const& findings, std::ostre
         << FormatSigned(bursts.delayChangeMilliSec, 1) << " ms in the end\n";
 }
 
+void WriteOutput(AudioHost::OutputRecord const& output, std::ostream& out) {
+    if (!output.isWatched) {
+        return;
+    }
+    out << "Output:   its own cursor ";
+    if (output.glitches.empty()) {
+        out << "stayed within ";
+    } else {
+        out << "was out of step " << FormatCount(output.glitches.size(), "time") << " (first at "
+            << AudioHost::FormatClock(output.glitches.front().startNanoSec) << "), by at most ";
+    }
+    out << FormatFixed(output.worstMilliSec, 1) << " ms\n";
+}
+
 void WriteTold(RunRecord const& record, std::ostream& out) {
     Told const& told = record.told;
     out << "Told:     " << told.jobs << " frames, " << told.jobs - told.succeeded << " failed, "
@@ -127,6 +141,7 @@ std::string FormatWords(Options const& options, RunRecord const& record, Finding
     out << FormatCount(options.sessions, "session") << " for " << FormatFixed(options.seconds, 0)
         << " s, each frame handed over " << options.leadMilliSec << " ms ahead\n";
     WriteHeard(findings.bursts, findings, out);
+    WriteOutput(record.output, out);
     WriteTold(record, out);
     if (record.captured) {
         WriteCaptured(*record.captured, out);

@@ -31,6 +31,14 @@ LoadDependencies() {
     source "$Checkout/build/dependencies.sh"
 }
 
+# PreferSound PID: as sound programs do where they may, so that what is heard is not the doing of the compiler that
+# runs beside them. What the process starts from then on is preferred too. A lower nice value alone would not do:
+# where the kernel groups processes by session, it counts only within the session.
+SoundPriority=5
+PreferSound() {
+    chrt --all-tasks --rr --pid "$SoundPriority" "$1" >/dev/null 2>&1 || renice -n -10 -p "$1" >/dev/null 2>&1 || true
+}
+
 # --- long steps -------------------------------------------------------------------------------
 
 StepPid=

@@ -63,7 +63,7 @@ TEST(Judge, OfARecordingThatBrokeOffOrNeverBeganIsBad) {
     CaptureRecord record = MakeCaptureRecord();
     record.failure = "the disk is full";
     EXPECT_EQ(Judge(record).text, "The recording broke off");
-    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
     EXPECT_EQ(Judge(CaptureRecord()).text, "Nothing was recorded");
     record = CaptureRecord();
     record.isInterrupted = true;
@@ -74,7 +74,7 @@ TEST(Judge, OfAnInterruptedRecordingSaysSo) {
     CaptureRecord record = MakeCaptureRecord();
     record.isInterrupted = true;
     EXPECT_EQ(Judge(record).text, "Recorded without a loss, until interrupted");
-    EXPECT_TRUE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Good);
 }
 
 TEST(Judge, OfSomethingElseThanWasPlayedIsBad) {
@@ -83,7 +83,7 @@ TEST(Judge, OfSomethingElseThanWasPlayedIsBad) {
     EXPECT_EQ(Judge(record).text, "What was recorded is not what was played");
     record.levelDecibel = -90.0;
     EXPECT_EQ(Judge(record).text, "Only silence was recorded");
-    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
 }
 
 TEST(Judge, TrustsTheComparisonMoreThanTheClock) {
@@ -98,7 +98,7 @@ TEST(Judge, OfAJumpInTimeIsBadThoughTheRestIsAsPlayed) {
     CaptureRecord record = MakeCheckedRecord();
     record.check->exact.jumps.push_back({TimelineJump::Kind_t::Repeated, 5000, 480});
     EXPECT_EQ(Judge(record).text, "Parts of the sound were not recorded as played");
-    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
 }
 
 } // namespace AudioHost

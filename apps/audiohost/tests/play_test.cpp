@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <thread>
 
 #include "pipeline/pipeline.h"
 #include "testfiles.h"
@@ -24,10 +25,11 @@ struct Fixture {
     StopSignal stop;
     std::ostringstream out;
     PlayOptions options;
+    OutputAccess* output = nullptr;
 
     Fixture() { options.files = {folder.Write("voice.wav", MakeWav({}, BytesOf(MakeVoice(96000))))}; }
 
-    ExitCode_t Run() { return Play(options, {renderer, stop, out}); }
+    ExitCode_t Run() { return Play(options, {renderer, stop, out, false, output}); }
 
     ExitCode_t RunToError() {
         try {
@@ -38,7 +40,64 @@ struct Fixture {
     }
 };
 
+/// Counts the sounds that play.
+class CountingOutput : public OutputAccess {
+public:
+    std::unique_ptr<SilentSound> Open() override {
+        ++opened;
+        return std::make_unique<Sound>(*this);
+    }
+
+    int opened = 0;
+    int ended = 0;
+
+private:
+    class Sound : public SilentSound {
+    public:
+        explicit Sound(CountingOutput& owner) : owner_(owner) {}
+        ~Sound() override { ++owner_.ended; }
+        Sound(Sound const&) = delete;
+        Sound& operator=(Sound const&) = delete;
+
+        std::optional<std::int64_t> GetPositionNanoSec() override { return std::nullopt; }
+        std::int64_t GetLengthNanoSec() const override { return 1; }
+        void Rest() override { std::this_thread::yield(); }
+
+    private:
+        CountingOutput& owner_;
+    };
+};
+
 } // namespace
+
+TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    fixture.renderer.errorMilliSec = 46;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::PlayedBadly);
+}
+
+TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.heardPath = fixture.folder.PathOf("none.raw");
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
+    fixture.options.volume = 0.0F;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::Ok);
+}
+
+TEST(Play, KeepsTheOutputRunningUntilItEnds) {
+    Fixture fixture;
+    CountingOutput output;
+    fixture.output = &output;
+    fixture.stop.Request();
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
+    EXPECT_EQ(output.opened, 1);
+    EXPECT_EQ(output.ended, 1);
+}
 
 TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
     Fixture fixture;

@@ -75,4 +75,20 @@ TEST(FormatReport, JoinsManyLogRecordsOfAKind) {
     EXPECT_THAT(html, HasSubstr("AudioBuffer ignoring small gap (2 samples) \xC3\x97 30</text>"));
 }
 
+TEST(FormatReport, TellsAGlitchOfTheOutputInAColourOfItsOwn) {
+    PlayRecord record = MakeHeardRecord();
+    EXPECT_NE(FormatReport(record).find("class=\"verdict good\""), std::string::npos);
+    record.comparison->holes = {{38400, 2880}};
+    EXPECT_NE(FormatReport(record).find("class=\"verdict bad\""), std::string::npos);
+    record.output.isWatched = true;
+    record.output.glitches.resize(1);
+    record.output.glitches[0].startNanoSec = 1'000'000'000;
+    record.output.glitches[0].endNanoSec = 1'095'000'000;
+    record.output.glitches[0].lateMilliSec = 95.0;
+    std::string const page = FormatReport(record);
+    EXPECT_NE(page.find("class=\"verdict fair\""), std::string::npos);
+    EXPECT_NE(page.find("The output stood still for 95 ms at 0:00.8; the renderer caught up"),
+              std::string::npos);
+}
+
 } // namespace AudioHost

@@ -139,6 +139,8 @@ TEST(CompareSounds, SilenceInPlaceOfSoundIsAHoleAndNoJump) {
     SoundComparison const result = CompareSounds(sent, Record(broken));
     EXPECT_EQ(result.longestHole.start, 52800);
     EXPECT_EQ(result.longestHole.samples, 1200);
+    ASSERT_EQ(result.holes.size(), 1U);
+    EXPECT_EQ(result.holes[0].start, 52800);
     EXPECT_TRUE(result.jumps.empty());
 }
 
@@ -182,7 +184,27 @@ TEST(CompareSounds, SilencePutInIsAJumpOfItsLength) {
     EXPECT_EQ(result.jumps[0].kind, TimelineJump::Kind_t::SilenceInserted);
     EXPECT_EQ(result.jumps[0].samples, 4800);
     EXPECT_EQ(result.jumps[0].sentSample, 96000);
+    // The windows before and after it.
+    EXPECT_EQ(result.jumps[0].within.start, 84000);
+    EXPECT_EQ(result.jumps[0].within.samples, 24000);
     EXPECT_EQ(result.lagDriftSamples, 4800.0);
+}
+
+TEST(CompareSounds, SilencePutIntoAPauseIsNoHoleWhereTheSoundBeginsAgain) {
+    // Half a second of pause. In its last 45 ms the next word begins so faintly (-50 dBFS) that this quarter
+    // second is not looked up.
+    Samples const voice = MakeVoice(4 * SecondSamples);
+    SampleView const view(voice);
+    Samples faint;
+    for (int i = 0; i < 2160; ++i) {
+        faint.push_back(static_cast<std::int16_t>(i % 2 == 0 ? 100 : -100));
+    }
+    Samples const sent = Join({view.Cut(0, 48000), Silence(21840), faint, view.Cut(48000, 96000)});
+    Samples const heard = Join({view.Cut(0, 48000), Silence(21840 + 3600), faint, view.Cut(48000, 96000)});
+    SoundComparison const result = CompareSounds(sent, Record(heard));
+    ASSERT_EQ(result.jumps.size(), 1U);
+    EXPECT_EQ(result.jumps[0].samples, 3600);
+    EXPECT_TRUE(result.holes.empty());
 }
 
 TEST(CompareSounds, APartPlayedTwiceIsARepeat) {

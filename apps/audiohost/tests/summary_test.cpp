@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "judgement.h"
 #include "testrecord.h"
 #include "testsounds.h"
 
@@ -13,7 +14,7 @@ using testing::HasSubstr;
 
 TEST(Judge, OfAPlaybackInTimeIsGood) {
     Verdict const verdict = Judge(MakeRecord());
-    EXPECT_TRUE(verdict.isGood);
+    EXPECT_EQ(verdict.outcome, Outcome_t::Good);
     EXPECT_EQ(verdict.text, "Played in time");
 }
 
@@ -24,7 +25,7 @@ TEST(Judge, OfAPlaybackHeardAsSentSaysSo) {
 TEST(Judge, NamesFailedFramesFirst) {
     PlayRecord record = MakeRecord();
     record.sessions[0].jobsFailed = 3;
-    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
     EXPECT_EQ(Judge(record).text, "3 frames failed");
 }
 
@@ -38,18 +39,18 @@ TEST(Judge, OfFramesThatArePresentedTooLateIsBad) {
 
 TEST(Judge, OfAHoleIsBad) {
     PlayRecord record = MakeHeardRecord();
-    record.comparison->longestHole = {48000, 480};
-    EXPECT_FALSE(Judge(record).isGood);
-    record.comparison->longestHole = {48000, 479};
-    EXPECT_TRUE(Judge(record).isGood);
+    record.comparison->holes = {{48000, 480}};
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
+    record.comparison->holes = {{48000, 479}};
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Good);
 }
 
 TEST(Judge, OfAJumpIsBad) {
     PlayRecord record = MakeHeardRecord();
     record.comparison->jumps = {{TimelineJump::Kind_t::Repeated, 48000, 480}};
-    EXPECT_FALSE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Bad);
     record.comparison->jumps[0].samples = 479;
-    EXPECT_TRUE(Judge(record).isGood);
+    EXPECT_EQ(Judge(record).outcome, Outcome_t::Good);
 }
 
 TEST(Judge, OfSilenceOrAnotherSoundHeardIsBad) {
@@ -131,6 +132,36 @@ TEST(DescribeComparison, OfARecorderThatStartedLateSaysSo) {
     EXPECT_THAT(sentences, Contains(HasSubstr("100.0 %")));
 }
 
+TEST(DescribeSession, TellsHowItBegan) {
+    SessionRecord session = MakeSession("voice.wav");
+    EXPECT_THAT(DescribeSession(session), Contains("Began 1.0 ms late."));
+    for (PresentationPoint& point : session.points) {
+        point.errorMilliSec = -2.3;
+    }
+    EXPECT_THAT(DescribeSession(session), Contains("Began 2.3 ms early."));
+}
+
+TEST(DescribeOutput, TellsGlitchesOrThatThereWasNone) {
+    OutputRecord output;
+    EXPECT_THAT(DescribeOutput(output, 200), Contains(HasSubstr("Nobody watched it")));
+    output.isWatched = true;
+    output.worstMilliSec = 3.2;
+    EXPECT_THAT(DescribeOutput(output, 200),
+                Contains("Its own cursor stayed within 3.2 ms of where it should have been."));
+    output.glitches.resize(7);
+    output.glitches[0].startNanoSec = 100'000'000;
+    output.glitches[0].lateMilliSec = 95.0;
+    output.glitches[1].startNanoSec = 1'200'000'000;
+    output.glitches[1].earlyMilliSec = 40.0;
+    output.glitches[2].startNanoSec = 2'200'000'000;
+    output.glitches[2].blindMilliSec = 60.0;
+    std::string const text = DescribeOutput(output, 200).at(0);
+    // Places in the sound, which begins 200 ms later than the handing over.
+    EXPECT_THAT(text, HasSubstr("It stood still for 95 ms at 0:00.0; leapt ahead by 40 ms at 0:01.0; "
+                                "could not be watched for 60 ms at 0:02.0; "));
+    EXPECT_THAT(text, HasSubstr("; and 2 more, whatever the renderer did."));
+}
+
 TEST(FormatSummary, NamesEveryFileAndTheLead) {
     PlayRecord record = MakeHeardRecord();
     record.sessions.push_back(MakeSession("music.mp3"));
@@ -140,6 +171,7 @@ TEST(FormatSummary, NamesEveryFileAndTheLead) {
     EXPECT_THAT(text, HasSubstr("\nmusic.mp3\n"));
     EXPECT_THAT(text, HasSubstr("\nAll sessions\n  From the log: stopped as idle.\n"));
     EXPECT_THAT(text, HasSubstr("\nHeard\n"));
+    EXPECT_THAT(text, HasSubstr("\nThe output\n"));
 }
 
 } // namespace AudioHost
