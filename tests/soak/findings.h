@@ -12,6 +12,9 @@
 
 namespace Soak {
 
+using TestSupport::FaultTally;
+using TestSupport::ToneFault;
+
 /// What was heard in a run.
 struct Findings {
     BurstVerdict bursts;
