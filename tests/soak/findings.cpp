@@ -76,8 +76,9 @@ Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::Samp
     HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
     std::vector<Disturbance> disturbances = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
-    findings.faults = TestSupport::SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
-                                 PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
+    findings.faults =
+        TestSupport::SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
+                                PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
     for (ToneFault const& fault : findings.faults.common) {
         disturbances.push_back(TestSupport::PlaceCommon(fault));
     }

@@ -50,11 +50,10 @@ protected:
             left_ = WithoutPilot(take.heard.left);
             right_ = WithoutPilot(take.heard.right);
             for (std::int64_t change = 0; change < count; ++change) {
-                // A stretch that is late is another one: nothing may have disturbed the sound since its
-                // beginning either.
                 auto const part = static_cast<std::size_t>(change);
-                std::int64_t const end = change * ChangeMilliSec + SettlingMilliSec + ListeningMilliSec;
-                if (!retakes.IsSettled(part) && take.IsCalm(session.GetId(), 0, end)) {
+                std::int64_t const begin = change * ChangeMilliSec;
+                if (!retakes.IsSettled(part) &&
+                    take.IsCalm(session.GetId(), begin, begin + SettlingMilliSec + ListeningMilliSec)) {
                     retakes.Settle(part);
                     judge(static_cast<int>(change));
                 }

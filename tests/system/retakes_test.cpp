@@ -40,7 +40,7 @@ TEST(Retakes_Begin, EndsAtTheLimitWithWhatIsLeftOpen) {
     EXPECT_FALSE(retakes.Begin());
     EXPECT_EQ(retakes.CountOpen(), 2U);
     EXPECT_THAT(retakes.Complain(), testing::HasSubstr("this machine cannot tell"));
-    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("each of 6 takes it disturbed 2 of 3 parts"));
+    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("each of 10 takes it disturbed 2 of 3 parts"));
 }
 
 } // namespace
