@@ -76,6 +76,8 @@ Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::Samp
     HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
     std::vector<Disturbance> disturbances = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
+    std::vector<Disturbance> const late = PlaceEvents(record, SessionEvent::Kind_t::LateFrame, delay);
+    disturbances.insert(disturbances.end(), late.begin(), late.end());
     findings.faults =
         TestSupport::SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
                                 PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);

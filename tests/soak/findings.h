@@ -35,6 +35,9 @@ struct Findings {
 /// `heard` is the recording from its first sample on.
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard);
 
+/// With less undisturbed time than this nothing can be told.
+constexpr double LeastCalmShare = 0.5;
+
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;
 

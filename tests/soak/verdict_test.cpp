@@ -100,6 +100,13 @@ TEST_F(Verdict_ListFailures, LeavesOutWhatIsTheOutputs) {
     EXPECT_THAT(List(), IsEmpty());
 }
 
+TEST_F(Verdict_ListFailures, TellsWhenTheOutputWasDisturbedForMoreThanHalfOfTheTime) {
+    findings.calmShare = LeastCalmShare;
+    EXPECT_THAT(List(), IsEmpty());
+    findings.calmShare = 0.49;
+    EXPECT_THAT(List(), ElementsAre(HasSubstr("cannot tell: the output was disturbed in 51 %")));
+}
+
 TEST_F(Verdict_ListFailures, TellsSoundAfterTheEndAndSessionsThatWereNotStopped) {
     findings.silencePeakLsb = SilencePeakLsb + 1;
     record.idleStopsInSilence = 1;
