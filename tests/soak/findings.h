@@ -35,8 +35,8 @@ struct Findings {
 /// `heard` is the recording from its first sample on.
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard);
 
-/// With less undisturbed time than this nothing can be told.
-constexpr double LeastCalmShare = 0.5;
+/// With less undisturbed time than this too little can be told.
+constexpr double LeastCalmShare = 0.25;
 
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;

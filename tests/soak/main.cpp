@@ -57,7 +57,7 @@ ExitCode_t Run(Soak::Options const& options) {
             break;
         }
         std::cout << "take " << take << " of " << options.takes
-                  << ": the output was disturbed for more than half of the time" << std::endl;
+                  << ": the output was disturbed for too long to tell" << std::endl;
     }
     std::vector<std::string> const failures = Soak::ListFailures(options, record, findings);
     Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
