@@ -102,8 +102,11 @@ void Stage::NoteReport(Media::Pipeline::Report_t const& report) {
     std::lock_guard<std::mutex> const guard(lock_);
     reports_.push_back(report);
     for (SessionEvent event : std::exchange(eventsOfJobs_[std::this_thread::get_id()], {})) {
-        event.session = report.session;
-        events_.push_back(event);
+        // A stop for a presentation that has not passed even now is the module's own.
+        if (event.kind != SessionEvent::Kind_t::Stopped || report.requested < now) {
+            event.session = report.session;
+            events_.push_back(event);
+        }
     }
     if (report.requested.GetDiffSysTime(now).NanoSec() < LateNanoSec) {
         events_.push_back({SessionEvent::Kind_t::LateFrame, report.session, now});

@@ -248,7 +248,24 @@ TEST(PilotSound_FindOutages, FindsEverySlipInStepsOfTheOutputUpToASecond) {
     }
 }
 
-TEST(PilotSound_FindOutages, FindsNothingOfThePilotIsAnOutage) {
+TEST(PilotSound_FindOutages, ReachFromALittleBeforeTheBreakToHalfASecondBehindIt) {
+    Output const output;
+    Samples mix = output.Mix();
+    // Blocks 100 and 101.
+    Silence(mix, 2 * SecondSamples, 2 * FrameSamples);
+    auto const outages = FindOutages(mix);
+    auto const isDisturbed = [&outages](std::int64_t block) {
+        return TestSupport::IsDisturbed(outages, std::nullopt, block * FrameSamples + 1,
+                                        (block + 1) * FrameSamples - 1);
+    };
+    // The blocks beside the break are broken too, as the tone does not lead from one to the next.
+    EXPECT_FALSE(isDisturbed(92));
+    EXPECT_TRUE(isDisturbed(95));
+    EXPECT_TRUE(isDisturbed(126));
+    EXPECT_FALSE(isDisturbed(130));
+}
+
+TEST(PilotSound_FindOutages, SilenceInThePilotsPlaceIsAnOutage) {
     Samples const silence(SecondSamples);
     auto const outages = FindOutages(silence);
     EXPECT_TRUE(TestSupport::IsDisturbed(outages, std::nullopt, SecondSamples / 2, SecondSamples / 2));
