@@ -12,6 +12,8 @@ namespace Soak {
 
 namespace {
 
+using TestSupport::IsDisturbed;
+
 /// More than the resampler's own shift (0.7 ms) and what drift control corrects in the longest period (4 ms),
 /// less than a step of the output (10 ms).
 constexpr double JumpMilliSec = 6.0;

@@ -8,6 +8,8 @@
 
 namespace Soak {
 
+using TestSupport::Disturbance;
+
 /// How great a number of values is: half of them, 99 of 100, all of them are at most so great.
 struct Spread {
     double median = 0.0;

@@ -21,7 +21,8 @@ void CaptureJudge::AddFrame(std::uint32_t sequenceNumber, std::vector<std::int16
     numberGaps_ += frames_ > 0 && sequenceNumber != nextNumber_ ? 1 : 0;
     nextNumber_ = sequenceNumber + 1;
     ++frames_;
-    auto const tone = MeasureTone(AudioHost::SampleView(samples.data(), samples.size()), MicrophoneToneHz);
+    auto const tone =
+        TestSupport::MeasureTone(AudioHost::SampleView(samples.data(), samples.size()), MicrophoneToneHz);
     if (tone.empty() || tone.front().levelLsb < LeastToneLsb) {
         faintFrames_ += hasTone_ ? 1 : 0;
         return;

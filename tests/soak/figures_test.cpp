@@ -48,19 +48,19 @@ TEST(Tally_HideNumbers, LeavesOneMarkForEachNumber) {
 }
 
 TEST(Disturbance_CalmShare, CountsOverlappingStretchesOnceAndOnlyThoseOfAll) {
-    std::vector<Disturbance> const disturbances = {
+    std::vector<TestSupport::Disturbance> const disturbances = {
         {std::nullopt, 10, 30}, {std::nullopt, 20, 40}, {2, 50, 90}, {std::nullopt, 95, 200}};
     // 10 to 40 and 95 to 100 of 0 to 100.
-    EXPECT_DOUBLE_EQ(CalmShare(disturbances, 0, 100), 0.65);
+    EXPECT_DOUBLE_EQ(TestSupport::CalmShare(disturbances, 0, 100), 0.65);
 }
 
 TEST(Disturbance_IsDisturbed, HoldsForItsSessionAndForAll) {
-    std::vector<Disturbance> const disturbances = {{std::nullopt, 10, 20}, {2, 30, 40}};
-    EXPECT_TRUE(IsDisturbed(disturbances, 1, 20, 25));
-    EXPECT_FALSE(IsDisturbed(disturbances, 1, 21, 45));
-    EXPECT_TRUE(IsDisturbed(disturbances, 2, 21, 30));
-    EXPECT_TRUE(IsDisturbed(disturbances, std::nullopt, 30, 40));
-    EXPECT_FALSE(IsDisturbed(disturbances, std::nullopt, 21, 29));
+    std::vector<TestSupport::Disturbance> const disturbances = {{std::nullopt, 10, 20}, {2, 30, 40}};
+    EXPECT_TRUE(TestSupport::IsDisturbed(disturbances, 1, 20, 25));
+    EXPECT_FALSE(TestSupport::IsDisturbed(disturbances, 1, 21, 45));
+    EXPECT_TRUE(TestSupport::IsDisturbed(disturbances, 2, 21, 30));
+    EXPECT_TRUE(TestSupport::IsDisturbed(disturbances, std::nullopt, 30, 40));
+    EXPECT_FALSE(TestSupport::IsDisturbed(disturbances, std::nullopt, 21, 29));
 }
 
 /// Frame k of the microphone's tone, from sample `skipped` of it on.

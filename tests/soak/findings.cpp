@@ -9,6 +9,10 @@ namespace Soak {
 
 namespace {
 
+using TestSupport::FindToneFaults;
+using TestSupport::IsDisturbed;
+using TestSupport::ToneMeasure;
+
 /// What a start 40 ms off takes to be corrected; half the run when that is shorter.
 constexpr std::int64_t SettlingSamples = 60 * AudioHost::SoundRateHz;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
@@ -56,7 +60,7 @@ std::vector<ToneFault> MeasureFaults(SoundPlan const& plan, RunRecord const& rec
     std::int64_t const last = (begin + record.frames * FrameSamples - margin) / FrameSamples;
     std::vector<ToneFault> faults;
     for (std::size_t session = 0; session < plan.GetSessions(); ++session) {
-        std::vector<ToneMeasure> const tone = MeasureTone(heard, plan.GetToneHz(session));
+        std::vector<ToneMeasure> const tone = TestSupport::MeasureTone(heard, plan.GetToneHz(session));
         std::vector<ToneFault> const own =
             FindToneFaults(session, tone, plan.GetToneHz(session), first, last);
         faults.insert(faults.end(), own.begin(), own.end());
@@ -72,14 +76,17 @@ Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::Samp
     HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
     std::vector<Disturbance> disturbances = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
-    findings.faults = SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
-                                 PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
+    std::vector<Disturbance> const late = PlaceEvents(record, SessionEvent::Kind_t::LateFrame, delay);
+    disturbances.insert(disturbances.end(), late.begin(), late.end());
+    findings.faults =
+        TestSupport::SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
+                                PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
     for (ToneFault const& fault : findings.faults.common) {
-        disturbances.push_back(PlaceCommon(fault));
+        disturbances.push_back(TestSupport::PlaceCommon(fault));
     }
     std::int64_t const run = record.frames * FrameSamples;
     std::int64_t const begin = record.originSample + delay;
-    findings.calmShare = CalmShare(disturbances, begin, begin + run);
+    findings.calmShare = TestSupport::CalmShare(disturbances, begin, begin + run);
     findings.bursts = JudgeBursts(heardBursts.bursts, plan.GetPeriodFrames() * FrameSamples,
                                   record.originSample + std::min(SettlingSamples, run / 2), disturbances);
     for (StraySound const& stray : heardBursts.strays) {

@@ -12,6 +12,9 @@
 
 namespace Soak {
 
+using TestSupport::FaultTally;
+using TestSupport::ToneFault;
+
 /// What was heard in a run.
 struct Findings {
     BurstVerdict bursts;
@@ -31,6 +34,9 @@ struct Findings {
 
 /// `heard` is the recording from its first sample on.
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard);
+
+/// With less undisturbed time than this too little can be told.
+constexpr double LeastCalmShare = 0.25;
 
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;

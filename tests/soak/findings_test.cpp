@@ -160,6 +160,16 @@ TEST_F(Findings_Analyse, AMoveOfTheCursorThatTheModuleToldIsNoGlitchOfItsOwn) {
     EXPECT_TRUE(findings.faults.own.empty());
 }
 
+TEST_F(Findings_Analyse, AFrameThatCameLateIsNoGlitchOfItsSessionsOwn) {
+    mixer.WithFrames([](std::size_t session, std::int64_t number) -> std::optional<std::int64_t> {
+        return session == 3 && number == 230 ? std::nullopt : std::optional<std::int64_t>(number);
+    });
+    record.events.push_back({SessionEvent::Kind_t::LateFrame, 3, TimeOf(230)});
+    EXPECT_TRUE(Hear().faults.own.empty());
+    record.events.back().session = 2;
+    EXPECT_EQ(Hear().faults.own.size(), 1U);
+}
+
 TEST_F(Findings_Analyse, AMoveThatWasToldOfAnotherSessionExcusesNothing) {
     mixer.WithDelay(1, 170, 480);
     record.events.push_back({SessionEvent::Kind_t::Cursor, 2, TimeOf(170)});

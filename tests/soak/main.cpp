@@ -24,6 +24,10 @@ void AddOptions(CLI::App& app, Soak::Options& options) {
     app.add_flag("!--no-capture", options.hasCapture, "Leave the microphone alone");
     app.add_option("--tolerate", options.toleratedGlitches,
                    "So many glitches of single sessions are put down to a busy machine (default 0)");
+    app.add_option(
+           "--takes", options.takes,
+           "Play so often at the most, while the output is disturbed for too long to tell (default 1)")
+        ->check(CLI::Range(1, 100));
     app.add_option("--result", options.resultPath, "Write all figures to this JSON file");
     app.add_option("--summary", options.summaryPath, "Write the summary to this file too");
 }
@@ -42,10 +46,19 @@ void Write(std::string const& path, std::string const& text) {
 
 ExitCode_t Run(Soak::Options const& options) {
     Soak::SoundPlan const plan(options.sessions);
-    Soak::RunRecord const record = Soak::Perform(options, plan, std::cout);
-    std::cout << "comparing what was heard with what was played" << std::endl;
-    SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
-    Soak::Findings const findings = Soak::Analyse(plan, record, heard.left);
+    Soak::RunRecord record;
+    Soak::Findings findings;
+    for (int take = 1; take <= options.takes; ++take) {
+        record = Soak::Perform(options, plan, std::cout);
+        std::cout << "comparing what was heard with what was played" << std::endl;
+        SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
+        findings = Soak::Analyse(plan, record, heard.left);
+        if (findings.calmShare >= Soak::LeastCalmShare) {
+            break;
+        }
+        std::cout << "take " << take << " of " << options.takes
+                  << ": the output was disturbed for too long to tell" << std::endl;
+    }
     std::vector<std::string> const failures = Soak::ListFailures(options, record, findings);
     Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
     std::string const words = Soak::FormatWords(options, record, findings, failures);

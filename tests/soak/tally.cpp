@@ -12,6 +12,10 @@ namespace {
 constexpr double NanoSecPerMilliSec = 1e6;
 constexpr double NanoSecPerMicroSec = 1e3;
 
+/// A frame that is done less than so long before its presentation may have been written behind the mixer,
+/// which works ahead in steps of 10 ms.
+constexpr std::int64_t LateNanoSec = 30'000'000;
+
 /// Their memory is taken before the first reading of it.
 constexpr std::size_t ExpectedEvents = 100'000;
 
@@ -21,9 +25,6 @@ constexpr std::array<char const*, 3> CursorTexts = {
     "AudioBuffer playback started",
     "AudioBuffer presentation requested in the past",
 };
-
-/// A record does not say whose it is; the report that follows it on the same thread does.
-thread_local std::vector<SessionEvent> eventsOfThisJob;
 
 } // namespace
 
@@ -71,22 +72,29 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
     told_.doneMilliSec.Add(static_cast<double>(now.GetDiffSysTime(submitted).NanoSec()) / NanoSecPerMilliSec);
     told_.errorMilliSec.Add(static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
                             NanoSecPerMilliSec);
-    for (SessionEvent event : eventsOfThisJob) {
+    std::vector<SessionEvent>& ofThisJob = eventsOfJobs_[std::this_thread::get_id()];
+    for (SessionEvent event : ofThisJob) {
         event.session = session;
         events_.push_back(event);
     }
-    eventsOfThisJob.clear();
+    ofThisJob.clear();
+    if (report.requested.GetDiffSysTime(now).NanoSec() < LateNanoSec) {
+        events_.push_back({SessionEvent::Kind_t::LateFrame, session, now});
+    }
 }
 
 void Tally::AddLog(Kovra::LogRecord const& record) {
     auto const begins = [&record](char const* text) { return record.message.rfind(text, 0) == 0; };
-    if (begins(FrequencyText)) {
-        eventsOfThisJob.push_back({SessionEvent::Kind_t::Frequency, 0, record.time});
-    } else if (std::any_of(CursorTexts.begin(), CursorTexts.end(), begins)) {
-        eventsOfThisJob.push_back({SessionEvent::Kind_t::Cursor, 0, record.time});
-    }
     std::string const text = HideNumbers(record.message);
     std::lock_guard<std::mutex> const guard(lock_);
+    auto const note = [&](SessionEvent::Kind_t kind) {
+        eventsOfJobs_[std::this_thread::get_id()].push_back({kind, 0, record.time});
+    };
+    if (begins(FrequencyText)) {
+        note(SessionEvent::Kind_t::Frequency);
+    } else if (std::any_of(CursorTexts.begin(), CursorTexts.end(), begins)) {
+        note(SessionEvent::Kind_t::Cursor);
+    }
     ++told_.logged[text];
 }
 

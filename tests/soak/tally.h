@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "histogram.h"
@@ -38,6 +39,8 @@ struct SessionEvent {
         Frequency,
         /// The play cursor was moved, or playback stopped or started.
         Cursor,
+        /// A frame was done so late that it need not be heard, though the module has not refused it.
+        LateFrame,
     };
     Kind_t kind = Kind_t::Frequency;
     std::size_t session = 0;
@@ -71,6 +74,8 @@ private:
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
     std::vector<std::array<Kovra::JiffyTime, RememberedJobs>> submissions_;
     std::vector<SessionEvent> events_;
+    /// A record does not say whose it is; the report that follows it on the same thread does.
+    std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
 };
 
 /// `text` with # for every number in it.

@@ -76,6 +76,9 @@ void JudgeSound(Options const& options, RunRecord const& record, Findings const&
     if (options.sessions > MostWaitedSessions) {
         return;
     }
+    Require(failures, findings.calmShare >= LeastCalmShare,
+            "this machine cannot tell: the output was disturbed in " +
+                FormatFixed(100.0 * (1.0 - findings.calmShare), 0) + " % of the time");
     Require(failures, findings.silencePeakLsb <= SilencePeakLsb, "sound after the end of all sessions");
     Require(failures, record.idleStopsInSilence == options.sessions,
             FormatCount(record.idleStopsInSilence, "idle stop") + " of " + std::to_string(options.sessions));

@@ -101,6 +101,13 @@ TEST_F(Verdict_ListFailures, LeavesOutWhatIsTheOutputs) {
     EXPECT_THAT(List(), IsEmpty());
 }
 
+TEST_F(Verdict_ListFailures, TellsWhenTheOutputWasDisturbedForTooLong) {
+    findings.calmShare = LeastCalmShare;
+    EXPECT_THAT(List(), IsEmpty());
+    findings.calmShare = 0.24;
+    EXPECT_THAT(List(), ElementsAre(HasSubstr("cannot tell: the output was disturbed in 76 %")));
+}
+
 TEST_F(Verdict_ListFailures, TellsSoundAfterTheEndAndSessionsThatWereNotStopped) {
     findings.silencePeakLsb = SilencePeakLsb + 1;
     record.idleStopsInSilence = 1;

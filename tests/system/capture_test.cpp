@@ -9,15 +9,16 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <optional>
+#include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
+#include "capturedsound.h"
 #include "microphonefeed.h"
 #include "noise.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
+#include "retakes.h"
 
 namespace SystemTest {
 namespace {
@@ -29,10 +30,18 @@ constexpr std::size_t BlockSamples = 960;
 constexpr std::int64_t BlockNanoSec = 20'000'000;
 /// As often as a host should read, so that no read finds many blocks.
 constexpr Milliseconds PollPeriod{10};
-/// Nothing that is waited for takes so long unless it has failed.
-constexpr std::chrono::seconds Patience{30};
-/// A capture that has not given its first block by then gives none.
+/// Nothing that is waited for takes so long unless it has failed: the longest is the ten seconds of a sound
+/// that is longer than the ring.
+constexpr std::chrono::seconds Patience{120};
+/// A capture that has not given its first block by then gives none; it takes a tenth of a second. Each
+/// further attempt waits as much longer.
 constexpr std::chrono::seconds FirstBlockPatience{2};
+/// A read that comes so late may find more than one block, of which the module leaves out what lies behind
+/// the ring's end, and the machine that let it come so late may have lost sound elsewhere.
+constexpr Milliseconds LateRead{60};
+constexpr std::int64_t RingSamples = 240000;
+/// At one end of the ring: what comes in between two reads that are not late, and a block that had begun.
+constexpr std::int64_t MostLostSamples = 4 * static_cast<std::int64_t>(BlockSamples);
 /// So long a silence is no stall of the audio server.
 constexpr std::size_t EndBlocks = 40;
 /// On a busy machine one capture in a hundred is born dead: so many in a row are not Wine's doing.
@@ -70,40 +79,19 @@ AudioHost::Samples SamplesIn(Media::FrameAud const& frame) {
     return samples;
 }
 
-/// Finds blocks of a known sound, wherever in it they begin.
-class BlockFinder {
-public:
-    explicit BlockFinder(AudioHost::Samples const& sound) : sound_(sound) {
-        for (std::size_t i = 0; i + KeySamples <= sound.size(); ++i) {
-            places_.emplace(KeyAt(sound.data() + i), i);
-        }
+AudioHost::Samples Join(Frames const& frames) {
+    AudioHost::Samples stream;
+    for (auto const& frame : frames) {
+        AudioHost::Samples const samples = SamplesIn(*frame);
+        stream.insert(stream.end(), samples.begin(), samples.end());
     }
+    return stream;
+}
 
-    /// Where in the sound `block` lies, every sample of it; nothing when it is not a part of it.
-    std::optional<std::size_t> Find(AudioHost::Samples const& block) const {
-        auto const [first, last] = places_.equal_range(KeyAt(block.data()));
-        for (auto place = first; place != last; ++place) {
-            if (place->second + block.size() <= sound_.size() &&
-                std::equal(block.begin(), block.end(),
-                           sound_.begin() + static_cast<std::ptrdiff_t>(place->second))) {
-                return place->second;
-            }
-        }
-        return std::nullopt;
-    }
-
-private:
-    static constexpr std::size_t KeySamples = 4;
-
-    static std::uint64_t KeyAt(std::int16_t const* samples) {
-        std::uint64_t key = 0;
-        std::memcpy(&key, samples, sizeof(key));
-        return key;
-    }
-
-    AudioHost::Samples const& sound_;
-    std::unordered_multimap<std::uint64_t, std::size_t> places_;
-};
+std::string Describe(CaptureBreak const& each) {
+    return "at sample " + std::to_string(each.place) + ": " + std::to_string(each.silent) + " silent, " +
+           std::to_string(each.lost) + " lost, " + std::to_string(each.foreign) + " foreign";
+}
 
 /// The module as a host runs it, with a microphone that the tests feed.
 class CaptureTest : public testing::Test {
@@ -150,7 +138,7 @@ protected:
             microphone->StopBufferCapture();
             microphone->StartBufferCapture();
             EXPECT_TRUE(microphone->IsInitialized());
-            Poll([&] { return microphone->ReadFrames(frames) == 0; }, FirstBlockPatience);
+            Poll([&] { return microphone->ReadFrames(frames) == 0; }, (attempt + 1) * FirstBlockPatience);
         }
         return frames;
     }
@@ -177,11 +165,16 @@ protected:
     }
 
     /// Reads until a sound has come and silence has followed it, however late the audio server comes to it.
+    /// Notes when the machine let a read come late.
     bool ReadSound(Frames& frames) {
         std::size_t seen = frames.size();
         std::size_t silent = 0;
         bool isHeard = false;
+        auto lastRead = std::chrono::steady_clock::now();
         return Poll([&] {
+            auto const now = std::chrono::steady_clock::now();
+            wasReadLate = wasReadLate || now - lastRead > LateRead;
+            lastRead = now;
             microphone->ReadFrames(frames);
             for (; seen < frames.size(); ++seen) {
                 AudioHost::Samples const samples = SamplesIn(*frames[seen]);
@@ -194,21 +187,53 @@ protected:
         });
     }
 
-    /// The levels that every metered stretch has left, from now until `count` were metered.
-    std::vector<float> TakeLevels(std::size_t count) {
+    /// The levels that every metered stretch has left, from now until `count` of them were met by `isWanted`.
+    template <class IsWanted>
+    std::vector<float> TakeLevels(std::size_t count, IsWanted isWanted) {
         std::vector<float> levels;
+        std::size_t wanted = 0;
         EXPECT_TRUE(Poll([&] {
             if (microphone->SampleLineLevel() == 0) {
                 levels.push_back(microphone->GetLineLevel());
+                wanted += isWanted(levels.back()) ? 1 : 0;
             }
-            return levels.size() >= count;
-        }));
+            return wanted >= count;
+        })) << levels.size()
+            << " levels, of which " << wanted << " are as they should";
         return levels;
+    }
+
+    /// Plays `sound` and gives the frames that have come back, from the ring's start on, to `judge`. When the
+    /// machine has lost a part of it, it is played again: the test's own read came late, or the sound is torn
+    /// within a frame, where the module, which reads whole blocks, cannot lose anything. Silence that a late
+    /// feed puts in loses nothing.
+    void PlayUntilClear(AudioHost::SampleView sound,
+                        std::function<void(Frames const&, CapturedSound const&)> const& judge) {
+        Retakes retakes(1);
+        while (!HasFailure() && retakes.Begin()) {
+            wasReadLate = false;
+            Frames frames = RestartCapture();
+            feed.Play(sound);
+            ASSERT_TRUE(ReadSound(frames));
+            CapturedSound const captured = FollowSound(sound, Join(frames));
+            bool const isLate = wasReadLate || captured.begin >= RingSamples;
+            auto const isMachines = [isLate](CaptureBreak const& each) {
+                bool const isWithinFrame = each.place % static_cast<std::int64_t>(BlockSamples) != 0;
+                return each.lost != 0 && each.foreign == 0 && (isLate || isWithinFrame);
+            };
+            if (std::none_of(captured.breaks.begin(), captured.breaks.end(), isMachines)) {
+                retakes.Settle(0);
+                judge(frames, captured);
+            }
+        }
+        RecordProperty("takes", std::to_string(retakes.CountTakes()));
+        EXPECT_EQ(retakes.CountOpen(), 0U) << retakes.Complain();
     }
 
     Media::RendererAudio renderer;
     std::shared_ptr<Media::RendererAudioCaptureProxy> microphone;
     MicrophoneFeed const feed = MicrophoneFeed::FromEnvironment();
+    bool wasReadLate = false;
 };
 
 class CaptureProxy_ReadFrames : public CaptureTest {};
@@ -217,78 +242,61 @@ class CaptureProxy_StartBufferCapture : public CaptureTest {};
 class RendererAudio_GetLineLevelCallbacks : public CaptureTest {};
 
 TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
-    // From the ring's start, so that it does not come round while this lasts.
-    Frames frames = RestartCapture();
     constexpr std::size_t SoundBlocks = 150;
-    AudioHost::Samples const sound = MakeNoise(7, SoundBlocks * BlockSamples);
-    feed.Play(sound);
-    ASSERT_TRUE(ReadSound(frames));
-
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        ASSERT_EQ(frames[i]->GetIdent().sequenceNumber, i);
-        ASSERT_EQ(frames[i]->GetIdent().sourceName, "Microphone");
-        ASSERT_EQ(frames[i]->GetTimestamp() - frames[0]->GetTimestamp(),
-                  Kovra::SysTime(static_cast<std::int64_t>(i) * BlockNanoSec));
-    }
-
-    BlockFinder const finder(sound);
-    std::size_t found = 0;
-    std::size_t jumps = 0;
-    std::optional<std::size_t> expected;
-    for (auto const& frame : frames) {
-        auto const place = finder.Find(SamplesIn(*frame));
-        if (!place) {
-            continue;
-        }
-        jumps += expected && *place != *expected ? 1 : 0;
-        expected = *place + BlockSamples;
-        ++found;
-    }
-    // The sound begins and ends within blocks; beyond that a busy machine may make the audio server miss a
-    // beat or two, each of which spoils at most the blocks that it touches.
-    EXPECT_GE(found, SoundBlocks - 8);
-    EXPECT_LE(jumps, 2U);
+    PlayUntilClear(MakeNoise(7, SoundBlocks * BlockSamples),
+                   [](Frames const& frames, CapturedSound const& captured) {
+                       for (std::size_t i = 0; i < frames.size(); ++i) {
+                           ASSERT_EQ(frames[i]->GetIdent().sequenceNumber, i);
+                           ASSERT_EQ(frames[i]->GetIdent().sourceName, "Microphone");
+                           ASSERT_EQ(frames[i]->GetTimestamp() - frames[0]->GetTimestamp(),
+                                     Kovra::SysTime(static_cast<std::int64_t>(i) * BlockNanoSec));
+                       }
+                       for (CaptureBreak const& each : captured.breaks) {
+                           EXPECT_EQ(each.lost, 0) << Describe(each);
+                           EXPECT_EQ(each.foreign, 0) << Describe(each);
+                       }
+                   });
 }
 
 TEST_F(CaptureProxy_ReadFrames, OfMoreThanTheRingLoseNoMoreThanTheBlocksBehindItsEnd) {
-    Frames frames = RestartCapture();
     constexpr std::size_t SoundBlocks = 400;
-    AudioHost::Samples const sound = MakeNoise(8, SoundBlocks * BlockSamples);
-    feed.Play(sound);
-    ASSERT_TRUE(ReadSound(frames));
-    BlockFinder const finder(sound);
-    auto const found =
-        static_cast<std::size_t>(std::count_if(frames.begin(), frames.end(), [&](auto const& frame) {
-            return finder.Find(SamplesIn(*frame)).has_value();
-        }));
-    // Two ends of the ring, at each of which a read that came late on a busy machine skips a handful of
-    // blocks.
-    EXPECT_GE(found, SoundBlocks - 30);
+    PlayUntilClear(
+        MakeNoise(8, SoundBlocks * BlockSamples), [](Frames const&, CapturedSound const& captured) {
+            // From the ring's start to its end, again and again; what is lost has its place there too.
+            std::int64_t lost = 0;
+            for (CaptureBreak const& each : captured.breaks) {
+                EXPECT_EQ(each.foreign, 0) << Describe(each);
+                if (each.lost != 0) {
+                    EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
+                    EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
+                    EXPECT_GT(each.lost, 0) << Describe(each);
+                    EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
+                }
+                lost += each.lost;
+            }
+        });
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfSilenceIsZero) {
-    for (float const level : TakeLevels(25)) {
+    for (float const level : TakeLevels(25, [](float) { return true; })) {
         EXPECT_EQ(level, 0.0F);
     }
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfASineOfMinus20DecibelsIsWhatItsExtremesGive) {
     feed.Play(Sine(3277, 2 * AudioHost::SoundRateHz));
-    auto const levels = TakeLevels(75);
-    // -3277 and 3277 reduce to 115 and 140.
-    auto const count = std::count_if(levels.begin(), levels.end(), [](float level) {
-        return std::abs(level - LevelOfRange(25)) < LevelTolerance;
-    });
-    // Once the sine fills the meter's 320 ms, which leaves most of its two seconds.
-    EXPECT_GE(count, 20);
+    // -3277 and 3277 reduce to 115 and 140. That is the level once the sine fills the meter's 320 ms, which
+    // leaves most of its two seconds, whenever they come.
+    auto const levels =
+        TakeLevels(20, [](float level) { return std::abs(level - LevelOfRange(25)) < LevelTolerance; });
+    ASSERT_FALSE(levels.empty());
     // Nothing louder was ever there.
     EXPECT_LT(*std::max_element(levels.begin(), levels.end()), LevelOfRange(25) + LevelTolerance);
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfAFullScaleSquareIsOne) {
     feed.Play(FullScaleSquare(2 * AudioHost::SoundRateHz));
-    auto const levels = TakeLevels(75);
-    EXPECT_GE(std::count(levels.begin(), levels.end(), 1.0F), 20);
+    TakeLevels(20, [](float level) { return level == 1.0F; });
 }
 
 TEST_F(CaptureProxy_StartBufferCapture, AfterAStopBeginsAtFrameNumberZero) {
@@ -326,6 +334,10 @@ public:
         std::unique_lock<std::mutex> guard(lock_);
         return changed_.wait_for(guard, Patience, [&] { return calls_ >= count; });
     }
+    bool WaitForLevel(float level) {
+        std::unique_lock<std::mutex> guard(lock_);
+        return changed_.wait_for(guard, Patience, [&] { return highest_ >= level; });
+    }
     int GetCalls() {
         std::lock_guard<std::mutex> const guard(lock_);
         return calls_;
@@ -355,16 +367,22 @@ TEST_F(RendererAudio_GetLineLevelCallbacks, AFalseEndsTheThreadOfThatCallbackAlo
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, TwoRunSideBySideAndHearTheSame) {
-    LevelListener first(100);
-    LevelListener second(100);
-    ASSERT_TRUE(renderer.GetLineLevelCallbacks(first.Callback()));
-    ASSERT_TRUE(renderer.GetLineLevelCallbacks(second.Callback()));
+    // The threads may call until after the shutdown.
+    auto const first = std::make_shared<LevelListener>(1'000'000);
+    auto const second = std::make_shared<LevelListener>(1'000'000);
+    for (auto const& listener : {first, second}) {
+        ASSERT_TRUE(renderer.GetLineLevelCallbacks(
+            [listener, report = listener->Callback()](float level) { return report(level); }));
+    }
     feed.Play(Sine(16384, AudioHost::SoundRateHz));
-    ASSERT_TRUE(first.WaitForCalls(100));
-    ASSERT_TRUE(second.WaitForCalls(100));
     // -16384 and 16384 reduce to 64 and 192.
-    EXPECT_NEAR(first.GetHighest(), LevelOfRange(128), LevelTolerance);
-    EXPECT_NEAR(second.GetHighest(), LevelOfRange(128), LevelTolerance);
+    float const level = LevelOfRange(128);
+    for (auto const& listener : {first, second}) {
+        EXPECT_TRUE(listener->WaitForLevel(level - LevelTolerance)) << listener->GetHighest();
+        // Two seconds of reports: through the sine, and to nothing louder.
+        ASSERT_TRUE(listener->WaitForCalls(listener->GetCalls() + 100));
+        EXPECT_NEAR(listener->GetHighest(), level, LevelTolerance);
+    }
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, EndWithTheShutdown) {

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "noise.h"
+#include "retakes.h"
 #include "soundlevel.h"
 #include "stage.h"
 #include "stats.h"
@@ -24,6 +25,9 @@ constexpr std::int64_t UsualTailMilliSec = 800;
 
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;
+
+/// Enough of a sound's windows to speak for its place.
+constexpr double LeastPlacedShare = 0.7;
 
 /// A session's start clears the ring up to the play cursor, which stands before the frames written until
 /// then: the two frames that come before the second presentation need not be heard.
@@ -47,22 +51,26 @@ protected:
     static Stage& OnStage() { return *stage_; }
 
     /// Where `sent`, presented from `presentationMilliSec` of the score on, begins in `heard`, which was
-    /// recorded from the score's start on. Nothing, and a failure, when it is not there within a second.
+    /// recorded from the score's start on; nothing when it is not there within a second.
     static std::optional<std::int64_t> FindPlayed(AudioHost::SampleView sent, AudioHost::SampleView heard,
                                                   std::int64_t presentationMilliSec);
 
-    /// How much later than presented `sent` was heard: median over its windows, in milliseconds, the output's
-    /// delay included. Other sounds may play at the same time. Nothing, and a failure, when it was not heard.
-    static std::optional<double> GetLatenessMilliSec(AudioHost::SampleView sent, AudioHost::SampleView heard,
+    /// How much later than presented the session's `sent` was heard on the left: median over its windows, in
+    /// milliseconds, the output's delay included. Other sounds may play at the same time. Nothing when the
+    /// take was disturbed there, and nothing, with a failure, when it was not and the sound is not heard.
+    static std::optional<double> GetLatenessMilliSec(AudioHost::SampleView sent, Take const& take,
+                                                     Session const& session,
                                                      std::int64_t presentationMilliSec);
+
+    /// Notes how often the test was taken, and fails when parts are left open.
+    static void Conclude(Retakes const& retakes);
 
     /// Makes the stream of a sound.
     using StreamMaker = std::function<Stream(AudioHost::SampleView)>;
 
-    /// Plays several sounds of `samples` samples, one a little after the other, and fails unless they came
-    /// out completely, in order, without a repeat and at their level within half a decibel. A window counts
-    /// as lost, and a jump as one, when it happened to most of the sounds at the same place (see
-    /// `TakeMedian`).
+    /// Plays several sounds of `samples` samples, one a little after the other, and fails unless every window
+    /// of each came out, in order, without a repeat, and all of them at their level within half a decibel.
+    /// Windows that the machine disturbed are taken again.
     static void ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream);
 
 private:

@@ -15,8 +15,8 @@ constexpr char const* PathVariable = "RENDERERAUDIO_RECORDING";
 constexpr std::int64_t Channels = 2;
 constexpr std::int64_t SampleBytes = Channels * 2;
 constexpr auto PollInterval = std::chrono::milliseconds(20);
-/// A server that records nothing for so long is not just slow.
-constexpr auto StandstillLimit = std::chrono::seconds(10);
+/// A server that records nothing for so long is not just slow: it records every 20 ms.
+constexpr auto StandstillLimit = std::chrono::seconds(60);
 
 std::ifstream Open(std::string const& path) {
     std::ifstream file(path, std::ios::binary);

@@ -4,13 +4,26 @@
 #include <stdexcept>
 #include <utility>
 
-#include "kovra/log.h"
+#include "pilotsound.h"
 
 namespace SystemTest {
 
 namespace {
 
 constexpr std::size_t Workers = 2;
+
+constexpr std::int64_t WarmUpMilliSec = 1000;
+constexpr int MostWarmUps = 30;
+/// How often the recording's clock is compared with the machine's.
+constexpr std::int64_t ReadingSamples = AudioHost::MilliSecToSamples(100);
+
+/// A frame that is done less than so long before its presentation may have been written behind the mixer,
+/// which works ahead in steps of 10 ms.
+constexpr std::int64_t LateNanoSec = 30 * NanoSecPerMilliSec;
+
+constexpr char const* StartedText = "AudioBuffer playback started";
+constexpr char const* StoppedText = "AudioBuffer presentation requested in the past";
+constexpr char const* MovedText = "AudioBuffer timestamp drift too high";
 
 Media::Pipeline::SessionId_t OpenSession(Media::Pipeline& pipeline) {
     auto const id = pipeline.OpenSession({});
@@ -20,22 +33,38 @@ Media::Pipeline::SessionId_t OpenSession(Media::Pipeline& pipeline) {
     return id;
 }
 
+/// The recording's sample that is recorded at `instant`; an earlier one when the recorder is late now, never
+/// a later one.
+std::int64_t FindSampleOf(Kovra::JiffyTime instant, Recording const& recording) {
+    std::int64_t const length = recording.GetLength();
+    return length - AudioHost::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
+}
+
+void WarmUp(Recording const& recording) {
+    std::int64_t const second = AudioHost::MilliSecToSamples(WarmUpMilliSec);
+    for (int tries = 0; tries < MostWarmUps; ++tries) {
+        std::int64_t const end = recording.GetLength() + second;
+        recording.WaitForLength(end);
+        if (FindOutages(recording.ReadFrom(end - second).right).empty()) {
+            return;
+        }
+    }
+    throw std::runtime_error("in " + std::to_string(MostWarmUps) +
+                             " s the pilot was not heard for one second without a break: there is no sound "
+                             "output, or this machine cannot tell");
+}
+
 } // namespace
 
 Stage::Stage()
-    : pipeline_(renderer_, Workers, [this](Media::Pipeline::Report_t const& report) {
-          std::lock_guard<std::mutex> const guard(lock_);
-          reports_.push_back(report);
-      }) {
+    : pipeline_(renderer_, Workers, [this](Media::Pipeline::Report_t const& report) { NoteReport(report); }) {
     int const status = renderer_.Initialize();
     if (status != 0) {
         throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
     }
     Media::Pipeline::SetAudioRenderer(&renderer_);
-    Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) {
-        std::lock_guard<std::mutex> const guard(lock_);
-        log_.push_back(record.message);
-    });
+    Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) { NoteRecord(record); });
+    WarmUp(recording_);
 }
 
 Stage::~Stage() {
@@ -43,12 +72,61 @@ Stage::~Stage() {
     Media::Pipeline::SetAudioRenderer(nullptr);
 }
 
-HeardSound Stage::Perform(Score const& score, std::int64_t tailMilliSec) const {
+Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
+    {
+        std::lock_guard<std::mutex> const guard(lock_);
+        events_.clear();
+    }
     score.WaitForStart();
-    std::int64_t const start = recording_.GetLength();
+    // The latest of many, of which the recorder was in time for some.
+    std::int64_t start = FindSampleOf(score.GetStart(), recording_);
     score.Perform();
-    recording_.WaitForLength(recording_.GetLength() + AudioHost::MilliSecToSamples(tailMilliSec));
-    return recording_.ReadFrom(start);
+    std::int64_t const end = recording_.GetLength() + AudioHost::MilliSecToSamples(tailMilliSec);
+    do {
+        start = std::max(start, FindSampleOf(score.GetStart(), recording_));
+        recording_.WaitForLength(std::min(end, recording_.GetLength() + ReadingSamples));
+    } while (recording_.GetLength() < end);
+    pipeline_.Drain();
+
+    Take take;
+    take.heard = recording_.ReadFrom(start);
+    take.disturbances = FindOutages(take.heard.right);
+    std::lock_guard<std::mutex> const guard(lock_);
+    std::vector<TestSupport::Disturbance> const ofSessions = PlaceEvents(events_, score.GetStart());
+    take.disturbances.insert(take.disturbances.end(), ofSessions.begin(), ofSessions.end());
+    return take;
+}
+
+void Stage::NoteReport(Media::Pipeline::Report_t const& report) {
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+    std::lock_guard<std::mutex> const guard(lock_);
+    reports_.push_back(report);
+    for (SessionEvent event : std::exchange(eventsOfJobs_[std::this_thread::get_id()], {})) {
+        // A stop for a presentation that has not passed even now is the module's own.
+        if (event.kind != SessionEvent::Kind_t::Stopped || report.requested < now) {
+            event.session = report.session;
+            events_.push_back(event);
+        }
+    }
+    if (report.requested.GetDiffSysTime(now).NanoSec() < LateNanoSec) {
+        events_.push_back({SessionEvent::Kind_t::LateFrame, report.session, now});
+    }
+}
+
+void Stage::NoteRecord(Kovra::LogRecord const& record) {
+    auto const begins = [&record](char const* text) { return record.message.rfind(text, 0) == 0; };
+    auto const note = [&](SessionEvent::Kind_t kind) {
+        eventsOfJobs_[std::this_thread::get_id()].push_back({kind, 0, record.time});
+    };
+    std::lock_guard<std::mutex> const guard(lock_);
+    log_.push_back(record.message);
+    if (begins(StartedText)) {
+        note(SessionEvent::Kind_t::Started);
+    } else if (begins(StoppedText)) {
+        note(SessionEvent::Kind_t::Stopped);
+    } else if (begins(MovedText)) {
+        note(SessionEvent::Kind_t::Moved);
+    }
 }
 
 std::vector<Media::Pipeline::Report_t> Stage::TakeReports() {

@@ -2,27 +2,34 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "frames.h"
+#include "kovra/log.h"
+#include "pilot.h"
 #include "pipeline/pipeline.h"
 #include "recording.h"
 #include "rendereraudio.h"
 #include "score.h"
+#include "take.h"
 
 namespace SystemTest {
 
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 /// The module as a host runs it: the shipped libraries, a pipeline with worker threads, the system's sound
-/// output, and the recording of what comes out.
+/// output, and the recording of what comes out; and the pilot, which tells when that output was disturbed.
 ///
 /// **Threads:** one at a time.
 class Stage {
 public:
-    /// Throws `std::runtime_error` when there is no recording or no sound output.
+    /// Waits until the pilot has been heard for a second: Wine's mixer takes its first buffers at once, so
+    /// that a session on a cold output would begin up to 50 ms early. Throws `std::runtime_error` when there
+    /// is no recording or no sound output.
     Stage();
     ~Stage();
     Stage(Stage const&) = delete;
@@ -30,10 +37,8 @@ public:
 
     Media::Pipeline& GetPipeline() { return pipeline_; }
 
-    /// Performs, waits until `tailMilliSec` more are recorded, and returns what was heard since the score's
-    /// start. A sound of the score's time t is found at about t plus the output's delay (some tens of
-    /// milliseconds, the same for all sounds of one run up to the steps in which the output works).
-    HeardSound Perform(Score const& score, std::int64_t tailMilliSec) const;
+    /// Performs, waits until `tailMilliSec` more are recorded, and returns what was heard.
+    Take Perform(Score const& score, std::int64_t tailMilliSec);
 
     /// Results of all jobs since the last call, in the order of their completion.
     std::vector<Media::Pipeline::Report_t> TakeReports();
@@ -43,10 +48,17 @@ public:
     void ForgetLog();
 
 private:
+    void NoteReport(Media::Pipeline::Report_t const& report);
+    void NoteRecord(Kovra::LogRecord const& record);
+
     Recording recording_ = Recording::FromEnvironment();
     mutable std::mutex lock_;
     std::vector<Media::Pipeline::Report_t> reports_;
     std::vector<std::string> log_;
+    /// A record does not say whose it is; the report that follows it on the same thread does.
+    std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
+    std::vector<SessionEvent> events_;
+    Pilot pilot_;
     Media::RendererAudio renderer_;
     Media::Pipeline pipeline_;
 };
@@ -67,6 +79,8 @@ public:
 
     /// Puts the client's wish into `score`.
     void SetVolumeAndBalance(Score& score, std::int64_t atMilliSec, float volume, float balance) const;
+
+    Media::Pipeline::SessionId_t GetId() const { return id_; }
 
 private:
     Media::Pipeline& pipeline_;

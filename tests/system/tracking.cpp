@@ -1,6 +1,7 @@
 #include "tracking.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "correlation.h"
@@ -57,13 +58,54 @@ Peak FindNear(SampleView pattern, SampleView heard, std::int64_t expected, Track
     return best;
 }
 
-std::int64_t Median(std::vector<std::int64_t> values) {
-    if (values.empty()) {
-        return 0;
+bool IsElsewhere(HeardWindow const& window, std::int64_t lagBefore) {
+    return std::llabs(window.lag - lagBefore) > ResamplerShiftSamples;
+}
+
+double Likeness(SampleView a, SampleView b) {
+    double product = 0.0;
+    double energyOfA = 0.0;
+    double energyOfB = 0.0;
+    for (std::size_t i = 0; i < std::min(a.GetSize(), b.GetSize()); ++i) {
+        auto const x = static_cast<double>(a[i]);
+        auto const y = static_cast<double>(b[i]);
+        product += x * y;
+        energyOfA += x * x;
+        energyOfB += y * y;
     }
-    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return product / std::sqrt(std::max(1.0, energyOfA * energyOfB));
+}
+
+/// The best likeness of a window whose first part is heard where the window before was and the rest where the
+/// one after is.
+double LikenessOfParts(SampleView sent, SampleView heard, HeardWindow const& window, std::int64_t lagBefore,
+                       std::int64_t lagAfter) {
+    constexpr std::int64_t StepSamples = 48;
+    SampleView const pattern = sent.Cut(window.sentStart, window.samples);
+    double best = 0.0;
+    for (std::int64_t first = 0; first <= window.samples; first += StepSamples) {
+        SampleView const before = heard.Cut(window.sentStart + lagBefore, first);
+        SampleView const after = heard.Cut(window.sentStart + first + lagAfter, window.samples - first);
+        AudioHost::Samples parts(before.begin(), before.end());
+        parts.insert(parts.end(), after.begin(), after.end());
+        best = std::max(best, Likeness(pattern, parts));
+    }
+    return best;
+}
+
+/// The resampler's coming or going splits a window, which is then alike to nothing in one piece.
+void JoinSplitWindows(SampleView sent, SampleView heard, TrackSettings const& settings,
+                      std::vector<HeardWindow>& windows) {
+    for (std::size_t k = 1; k + 1 < windows.size(); ++k) {
+        HeardWindow const& before = windows[k - 1];
+        HeardWindow const& after = windows[k + 1];
+        if (windows[k].isHeard || !before.isHeard || !after.isHeard || IsElsewhere(after, before.lag)) {
+            continue;
+        }
+        double const likeness = LikenessOfParts(sent, heard, windows[k], before.lag, after.lag);
+        windows[k].correlation = std::max(windows[k].correlation, likeness);
+        windows[k].isHeard = likeness >= settings.leastCorrelation;
+    }
 }
 
 } // namespace
@@ -104,28 +146,8 @@ std::vector<HeardWindow> TrackWindows(SampleView sent, SampleView heard, std::in
         window.lag = lag;
         windows.push_back(window);
     }
+    JoinSplitWindows(sent, heard, settings, windows);
     return windows;
-}
-
-std::vector<HeardWindow> TakeMedian(std::vector<std::vector<HeardWindow>> const& tracks) {
-    std::vector<HeardWindow> common;
-    std::int64_t lag = 0;
-    for (std::size_t k = 0; !tracks.empty() && k < tracks.front().size(); ++k) {
-        HeardWindow window = tracks.front()[k];
-        std::size_t heard = 0;
-        std::vector<std::int64_t> changes;
-        for (auto const& track : tracks) {
-            heard += track[k].isHeard ? 1 : 0;
-            if (k > 0) {
-                changes.push_back(track[k].lag - track[k - 1].lag);
-            }
-        }
-        window.isHeard = 2 * heard > tracks.size();
-        lag += Median(changes);
-        window.lag = lag;
-        common.push_back(window);
-    }
-    return common;
 }
 
 Delivery SumUp(std::vector<HeardWindow> const& windows) {
@@ -137,10 +159,30 @@ Delivery SumUp(std::vector<HeardWindow> const& windows) {
             ++delivery.lost;
             continue;
         }
-        delivery.jumps += before && std::llabs(window.lag - *before) > ResamplerShiftSamples ? 1 : 0;
+        delivery.jumps += before && IsElsewhere(window, *before) ? 1 : 0;
         before = window.lag;
     }
     return delivery;
+}
+
+std::vector<WindowVerdict_t> JudgeWindows(std::vector<HeardWindow> const& windows, std::size_t session,
+                                          std::vector<TestSupport::Disturbance> const& disturbances) {
+    std::vector<WindowVerdict_t> verdicts;
+    for (std::size_t k = 0; k < windows.size(); ++k) {
+        HeardWindow const& window = windows[k];
+        HeardWindow const& before = windows[k == 0 ? 0 : k - 1];
+        std::int64_t const place = window.sentStart + window.lag;
+        std::int64_t const from = std::min(place, window.sentStart + before.lag);
+        if (TestSupport::IsDisturbed(disturbances, session, from, place + window.samples)) {
+            verdicts.push_back(WindowVerdict_t::Disturbed);
+        } else if (!window.isHeard) {
+            verdicts.push_back(WindowVerdict_t::Lost);
+        } else {
+            verdicts.push_back(IsElsewhere(window, before.lag) ? WindowVerdict_t::Jumped
+                                                               : WindowVerdict_t::Heard);
+        }
+    }
+    return verdicts;
 }
 
 std::vector<double> HeardLags(std::vector<HeardWindow> const& windows) {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
+#include "disturbance.h"
 #include "samples.h"
 
 namespace SystemTest {
@@ -17,11 +19,11 @@ struct TrackSettings {
     double leastCorrelation;
 };
 
-/// Windows of two frames, to be found among four other sounds as loud, which leave a likeness of 0.45; with
-/// one of the frames missing it is 0.24. At a playback rate 833 ppm off, the most that drift control uses,
-/// the ends of a window move by 0.8 samples only. The search reaches beyond the longest jump of the play
-/// cursor (312.5 ms).
-constexpr TrackSettings FineTrack = {1920, 19200, 0.3};
+/// Windows of two frames, to be found beside one other sound as loud, which leaves a likeness of 0.71; with
+/// one of the frames missing it is 0.41. Chance adds or takes 0.05, for sounds in the telephone band. At a
+/// playback rate 833 ppm off, the most that drift control uses, the ends of a window move by 0.8 samples
+/// only. The search reaches beyond the longest jump of the play cursor (312.5 ms).
+constexpr TrackSettings FineTrack = {1920, 19200, 0.55};
 
 /// Windows of 100 ms, longer and so more surely found: for the place of a sound, not for its completeness.
 constexpr TrackSettings CoarseTrack = {4800, 19200, 0.25};
@@ -40,15 +42,10 @@ struct HeardWindow {
 std::optional<std::int64_t> FindStart(AudioHost::SampleView sent, AudioHost::SampleView heard);
 
 /// Looks up every window of `sent`, each near the place of the one heard before; the first near `lag`. A
-/// window that is not heard has the lag of the one before. A rest shorter than a window is left out.
+/// window that is not heard has the lag of the one before. One whose parts are heard on either side of a
+/// shift of the resampler's (see `ResamplerShiftSamples`) is heard. A rest shorter than a window is left out.
 std::vector<HeardWindow> TrackWindows(AudioHost::SampleView sent, AudioHost::SampleView heard,
                                       std::int64_t lag, TrackSettings const& settings);
-
-/// What several sounds of the same length, each played by itself and at another time, have in common: a
-/// window is heard when most of them were heard there, and its lag changes as the median of theirs. What a
-/// busy machine does to the output strikes all sounds at one moment, each at another place; what becomes of
-/// most sounds at the same place is the player's doing. `tracks` are as long as each other.
-std::vector<HeardWindow> TakeMedian(std::vector<std::vector<HeardWindow>> const& tracks);
 
 /// How a sound came out.
 struct Delivery {
@@ -68,6 +65,21 @@ struct Delivery {
 constexpr std::int64_t ResamplerShiftSamples = 48;
 
 Delivery SumUp(std::vector<HeardWindow> const& windows);
+
+/// What a window tells of the player.
+enum class WindowVerdict_t {
+    /// It was heard where the window before leads to.
+    Heard,
+    Lost,
+    /// It was heard elsewhere.
+    Jumped,
+    /// Nothing: the machine disturbed it, or the way to it from the window before.
+    Disturbed,
+};
+
+/// Judges each of the session's windows (from `TrackWindows`) by itself.
+std::vector<WindowVerdict_t> JudgeWindows(std::vector<HeardWindow> const& windows, std::size_t session,
+                                          std::vector<TestSupport::Disturbance> const& disturbances);
 
 /// Lags of the windows heard.
 std::vector<double> HeardLags(std::vector<HeardWindow> const& windows);

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-namespace Soak {
+namespace TestSupport {
 
 /// A stretch of the recording in which sound was disturbed for a reason that is known and not a glitch of a
 /// session's own: the shared output stood still, or the module moved the play cursor and said so.
@@ -24,4 +24,4 @@ bool IsDisturbed(std::vector<Disturbance> const& disturbances, std::optional<std
 double CalmShare(std::vector<Disturbance> const& disturbances, std::int64_t firstSample,
                  std::int64_t lastSample);
 
-} // namespace Soak
+} // namespace TestSupport

@@ -6,7 +6,10 @@
 #include "disturbance.h"
 #include "samples.h"
 
-namespace Soak {
+namespace TestSupport {
+
+/// Tones are measured in blocks of 20 ms.
+constexpr std::int64_t ToneBlockSamples = 960;
 
 /// A tone in one block.
 struct ToneMeasure {
@@ -16,7 +19,7 @@ struct ToneMeasure {
     float phase = 0.0F;
 };
 
-/// Level and phase of a tone in every whole block of `FrameSamples` of `heard`.
+/// Level and phase of a tone in every whole block of `ToneBlockSamples` of `heard`.
 std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz);
 
 /// Blocks in a row in which a session's tone had not its level or did not go on in phase: silence, other
@@ -53,12 +56,12 @@ struct FaultTally {
 /// Faults this close to one of all sessions belong to it: half a second.
 constexpr std::int64_t AftermathBlocks = 25;
 
-/// `frequencyChanges` and `cursorMoves` are where these are heard.
 /// The stretch around a fault of all sessions in which faults are put down to it.
 Disturbance PlaceCommon(ToneFault const& fault);
 
+/// `frequencyChanges` and `cursorMoves` are where these are heard.
 FaultTally SortFaults(std::vector<ToneFault> const& faults, std::size_t sessions,
                       std::vector<Disturbance> const& frequencyChanges,
                       std::vector<Disturbance> const& cursorMoves);
 
-} // namespace Soak
+} // namespace TestSupport

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace Soak {
+namespace TestSupport {
 
 bool IsDisturbed(std::vector<Disturbance> const& disturbances, std::optional<std::size_t> session,
                  std::int64_t firstSample, std::int64_t lastSample) {
@@ -32,4 +32,4 @@ double CalmShare(std::vector<Disturbance> const& disturbances, std::int64_t firs
     return all > 0 ? 1.0 - static_cast<double>(disturbed) / static_cast<double>(all) : 1.0;
 }
 
-} // namespace Soak
+} // namespace TestSupport

@@ -5,10 +5,9 @@
 #include <map>
 #include <set>
 
-#include "soundplan.h"
 #include "stats.h"
 
-namespace Soak {
+namespace TestSupport {
 
 namespace {
 
@@ -43,7 +42,7 @@ float Wrap(double periods) {
 /// By how much the phase of each block is ahead of what the block before leads to. It is the same for all
 /// blocks as long as the sound is not broken, and not 0 when it plays faster or slower.
 std::vector<float> MeasureTurns(std::vector<ToneMeasure> const& tone, double toneHz) {
-    double const advance = toneHz * static_cast<double>(FrameSamples) / AudioHost::SoundRateHz;
+    double const advance = toneHz * static_cast<double>(ToneBlockSamples) / AudioHost::SoundRateHz;
     std::vector<float> turns(tone.size(), 0.0F);
     for (std::size_t i = 1; i < tone.size(); ++i) {
         turns[i] =
@@ -103,7 +102,7 @@ bool IsCommon(ToneFault const& fault, SessionsOfBlocks const& sessionsOfBlocks, 
 } // namespace
 
 std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz) {
-    std::vector<float> cosine(static_cast<std::size_t>(FrameSamples));
+    std::vector<float> cosine(static_cast<std::size_t>(ToneBlockSamples));
     std::vector<float> sine(cosine.size());
     for (std::size_t i = 0; i < cosine.size(); ++i) {
         double const angle = 2.0 * Pi * toneHz * static_cast<double>(i) / AudioHost::SoundRateHz;
@@ -123,7 +122,7 @@ std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz)
         // A sine that begins here has all of it in the negative imaginary part: its phase is 0.
         double const turns =
             std::atan2(static_cast<double>(real), -static_cast<double>(imaginary)) / (2.0 * Pi);
-        float const level = std::hypot(real, imaginary) * 2.0F / static_cast<float>(FrameSamples);
+        float const level = std::hypot(real, imaginary) * 2.0F / static_cast<float>(ToneBlockSamples);
         tone.push_back({level, static_cast<float>(turns < 0.0 ? turns + 1.0 : turns)});
     }
     return tone;
@@ -176,8 +175,8 @@ FaultTally SortFaults(std::vector<ToneFault> const& faults, std::size_t sessions
         }
     }
     for (ToneFault const& fault : others) {
-        std::int64_t const first = fault.firstBlock * FrameSamples;
-        std::int64_t const last = first + fault.blocks * FrameSamples;
+        std::int64_t const first = fault.firstBlock * ToneBlockSamples;
+        std::int64_t const last = first + fault.blocks * ToneBlockSamples;
         if (IsDisturbed(cursorMoves, fault.session, first, last)) {
             tally.atCursorMoves.push_back(fault);
         } else if (IsDisturbed(commonPlaces, fault.session, first, last)) {
@@ -192,8 +191,8 @@ FaultTally SortFaults(std::vector<ToneFault> const& faults, std::size_t sessions
 }
 
 Disturbance PlaceCommon(ToneFault const& fault) {
-    return {std::nullopt, (fault.firstBlock - AftermathBlocks) * FrameSamples,
-            (fault.firstBlock + fault.blocks + AftermathBlocks) * FrameSamples};
+    return {std::nullopt, (fault.firstBlock - AftermathBlocks) * ToneBlockSamples,
+            (fault.firstBlock + fault.blocks + AftermathBlocks) * ToneBlockSamples};
 }
 
-} // namespace Soak
+} // namespace TestSupport

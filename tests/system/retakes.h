@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace SystemTest {
+
+/// Which parts of a test are still to be measured: a part that the machine has disturbed is taken again, a
+/// limited number of times. A part that was not disturbed is judged at once and never again.
+class Retakes {
+public:
+    /// On a machine as busy as can be two or three are usual. One that needs more than these cannot tell.
+    static constexpr int MostTakes = 10;
+
+    explicit Retakes(std::size_t parts) : isSettled_(parts, false) {}
+
+    /// Before each take: false when all parts are settled, or when there were `MostTakes`.
+    bool Begin();
+
+    /// The part lay in undisturbed sound and has been judged.
+    void Settle(std::size_t part) { isSettled_.at(part) = true; }
+    bool IsSettled(std::size_t part) const { return isSettled_.at(part); }
+
+    int CountTakes() const { return takes_; }
+    std::size_t CountOpen() const;
+    /// What to say when parts are left open.
+    std::string Complain() const;
+
+private:
+    std::vector<bool> isSettled_;
+    int takes_ = 0;
+};
+
+} // namespace SystemTest

@@ -1,0 +1,47 @@
+#include "retakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace SystemTest {
+namespace {
+
+TEST(Retakes_Begin, WantsOneTakeWhenItSettlesEveryPart) {
+    Retakes retakes(2);
+    ASSERT_TRUE(retakes.Begin());
+    retakes.Settle(0);
+    retakes.Settle(1);
+
+    EXPECT_FALSE(retakes.Begin());
+    EXPECT_EQ(retakes.CountOpen(), 0U);
+    EXPECT_EQ(retakes.CountTakes(), 1);
+}
+
+TEST(Retakes_Begin, WantsAnotherTakeForThePartThatWasDisturbed) {
+    Retakes retakes(2);
+    ASSERT_TRUE(retakes.Begin());
+    retakes.Settle(1);
+    ASSERT_TRUE(retakes.Begin());
+    EXPECT_FALSE(retakes.IsSettled(0));
+    EXPECT_TRUE(retakes.IsSettled(1));
+    retakes.Settle(0);
+
+    EXPECT_FALSE(retakes.Begin());
+    EXPECT_EQ(retakes.CountTakes(), 2);
+}
+
+TEST(Retakes_Begin, EndsAtTheLimitWithWhatIsLeftOpen) {
+    Retakes retakes(3);
+    for (int take = 0; take < Retakes::MostTakes; ++take) {
+        ASSERT_TRUE(retakes.Begin());
+        retakes.Settle(1);
+    }
+
+    EXPECT_FALSE(retakes.Begin());
+    EXPECT_EQ(retakes.CountOpen(), 2U);
+    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("this machine cannot tell"));
+    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("each of 10 takes it disturbed 2 of 3 parts"));
+}
+
+} // namespace
+} // namespace SystemTest
