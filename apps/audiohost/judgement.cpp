@@ -160,6 +160,9 @@ Outcome_t JudgeHeard(PlayRecord const& record) {
     if (isWhole && departures.empty()) {
         return Outcome_t::Good;
     }
+    if (record.output.glitches.empty()) {
+        return Outcome_t::Bad;
+    }
     std::int64_t lost = 0;
     for (WindowMatch const& window : comparison.windows) {
         bool const isLost = window.hasSignal && !window.IsMatch();
@@ -185,6 +188,9 @@ std::vector<double> OwnErrors(PlayRecord const& record, SessionRecord const& ses
 Outcome_t JudgeTime(PlayRecord const& record, double worstMilliSec) {
     if (worstMilliSec <= GoodErrorMilliSec) {
         return Outcome_t::Good;
+    }
+    if (record.output.glitches.empty()) {
+        return Outcome_t::Bad;
     }
     bool const isExcused =
         std::all_of(record.sessions.begin(), record.sessions.end(), [&](SessionRecord const& session) {
