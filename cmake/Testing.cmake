@@ -48,8 +48,9 @@ function(rendereraudio_test name)
     # The report's path is relative, as GoogleTest under Wine takes one that begins with a slash for such.
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:results/${name}.xml
         WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
+    # No verdict on the machine: a hang is ended, after ten times and more of what any of them takes.
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 300)
+        set(arg_TIMEOUT 1800)
     endif()
     # Compilers name their sanitizers in ways of their own.
     if(CMAKE_CXX_FLAGS MATCHES "sanitize=(address|thread)")
