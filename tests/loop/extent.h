@@ -8,7 +8,7 @@ namespace ClosedLoop {
 struct Extent {
     /// `--all-cases`: every combination of conditions instead of one of eight.
     bool hasAllCases = false;
-    /// Virtual time that a case lasts once it is settled.
+    /// Virtual time that a case lasts once it is settled; with `--long` twelve hours.
     std::int64_t settledNanoSec = SettledNanoSec;
     /// Random starts, and random sessions that end.
     std::int64_t starts = Starts;
@@ -16,7 +16,13 @@ struct Extent {
 
     static Extent& Get();
 
+    /// `--long`.
+    void MakeLong() { settledNanoSec = LongSettledNanoSec; }
+
 private:
+    static constexpr std::int64_t NanoSecPerHour = 3'600'000'000'000;
+    static constexpr std::int64_t LongSettledNanoSec = 12 * NanoSecPerHour;
+
     // Sanitizers and unoptimised code are slow: minutes show the same faults of memory and threads, and
     // the optimised build shows those of time.
 #ifdef LOOP_IS_SLOW
@@ -24,7 +30,7 @@ private:
     static constexpr std::int64_t Starts = 5'000;
     static constexpr std::int64_t Silences = 10;
 #else
-    static constexpr std::int64_t SettledNanoSec = 12 * 3'600'000'000'000;
+    static constexpr std::int64_t SettledNanoSec = 3 * NanoSecPerHour;
     static constexpr std::int64_t Starts = 120'000;
     static constexpr std::int64_t Silences = 500;
 #endif

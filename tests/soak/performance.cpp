@@ -67,13 +67,6 @@ public:
         Kovra::LogManager::Instance().SetObserver(
             [this](Kovra::LogRecord const& record) { tally_.AddLog(record); });
         Pipeline::SetAudioRenderer(&renderer_);
-        for (std::size_t session = 0; session < plan.GetSessions(); ++session) {
-            sessions_.push_back(pipeline_.OpenSession({}));
-            if (sessions_.back() == Pipeline::InvalidSession) {
-                throw std::runtime_error("the renderer gives a session no state: is there no sound output?");
-            }
-            tally_.AddSession(sessions_.back(), session);
-        }
     }
 
     ~Host() {
@@ -88,6 +81,8 @@ public:
         AudioHost::OutputWatch watch(AudioHost::SilentOutput().Open());
         AudioHost::StopSignal never;
         watch.WaitUntilSteady(never);
+        // Not before: a session that waits two seconds for its first frame counts as idle when that comes.
+        OpenSessions();
         record.frames = static_cast<std::int64_t>(options_.seconds * AudioHost::NanoSecPerSec) / FrameNanoSec;
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now().AddMilliSec(StartMilliSec);
         WaitUntil(start);
@@ -103,6 +98,16 @@ public:
     }
 
 private:
+    void OpenSessions() {
+        for (std::size_t session = 0; session < plan_.GetSessions(); ++session) {
+            sessions_.push_back(pipeline_.OpenSession({}));
+            if (sessions_.back() == Pipeline::InvalidSession) {
+                throw std::runtime_error("the renderer gives a session no state: is there no sound output?");
+            }
+            tally_.AddSession(sessions_.back(), session);
+        }
+    }
+
     void Play(Kovra::JiffyTime start, RunRecord& record) {
         std::atomic<bool> isOver{false};
         std::future<Captured> captured;
