@@ -24,6 +24,25 @@ Span() {
     fi
 }
 
+# What this script and all that it has waited for have taken of the processor so far, into ProcessorSeconds. Machines
+# differ in speed, and neighbours take their share: this differs less than the time that passes. FILE is for its notes:
+# in a substitution `times` would tell of another shell.
+ProcessorSeconds=0
+ReadProcessorSeconds() {
+    local file=$1 part
+    times >"$file"
+    ProcessorSeconds=0
+    # User and system, of the shell and of its children: 1m23.456s.
+    for part in $(<"$file"); do
+        part=${part%.*}
+        ProcessorSeconds=$((ProcessorSeconds + 60 * ${part%m*} + ${part#*m}))
+    done
+    rm -f "$file"
+}
+
+# Spans of SECONDS passed and SECONDS of the processor, as people read them.
+Cost() { printf '%s (%s of the processor)' "$(Span "$1")" "$(Span "$2")"; }
+
 # Paths that setup has found or made: BOOST_WINDOWS_ROOT and so on.
 LoadDependencies() {
     [[ -r "$Checkout/build/dependencies.sh" ]] || Fail 'not set up yet: run tools/setup/setup first'
@@ -94,14 +113,17 @@ ShowProgress() {
 # RunCounted NAME LOG TOTAL PATTERN COMMAND...
 # Runs COMMAND with its output appended to LOG, and counts the output lines that match PATTERN
 # against TOTAL (0: unknown; ninja: as the output's own `[7/60]` tells) for the progress shown.
-# Returns COMMAND's status; leaves the seconds it took in StepSeconds and the size LOG had before in
-# StepLogStart.
+# Returns COMMAND's status; leaves the seconds it took in StepSeconds, those of the processor in
+# StepProcessorSeconds, and the size LOG had before in StepLogStart.
 StepSeconds=0
+StepProcessorSeconds=0
 StepLogStart=0
 RunCounted() {
-    local name=$1 log=$2 total=$3 pattern=$4 start=$SECONDS status=0
+    local name=$1 log=$2 total=$3 pattern=$4 start=$SECONDS status=0 before
     shift 4
     mkdir -p "$(dirname "$log")"
+    ReadProcessorSeconds "$log.times"
+    before=$ProcessorSeconds
     printf -- '\n--- %s: %s\n' "$(date '+%F %T')" "$*" >>"$log"
     StepLogStart=$(stat -c %s "$log")
     StepShown=0
@@ -111,13 +133,15 @@ RunCounted() {
     while kill -0 "$StepPid" 2>/dev/null; do
         CountStep "$log" "$total" "$pattern"
         ((SECONDS - start < 1)) || ShowProgress "$name" "$StepDone" "$StepTotal" $((SECONDS - start))
-        # In the background, as bash runs a trap only between foreground commands.
-        sleep 0.2 &
+        # In the background, as bash runs a trap only between foreground commands. Looking costs processor time too.
+        sleep $((SECONDS - start < 2 ? 0 : 1)).2 &
         wait $! || true
     done
     wait "$StepPid" || status=$?
     StepPid=
     StepSeconds=$((SECONDS - start))
+    ReadProcessorSeconds "$log.times"
+    StepProcessorSeconds=$((ProcessorSeconds - before))
     [[ -t 1 ]] && printf '\r\033[K'
     return "$status"
 }
@@ -146,7 +170,7 @@ RunStep() {
     local name=$1 status=0
     RunCounted "$@" || status=$?
     if ((status == 0)); then
-        Say "$name: done, $(Span "$StepSeconds")"
+        Say "$name: done, $(Cost "$StepSeconds" "$StepProcessorSeconds")"
     else
         Say "$name: FAILED after $(Span "$StepSeconds")"
     fi
@@ -229,5 +253,6 @@ BuildPreset() {
         Say "all output: $log" >&2
         return 1
     fi
-    StepOutput "$log" | grep '^ninja: no work to do' >/dev/null || Say "build $preset: done, $(Span "$StepSeconds")"
+    StepOutput "$log" | grep '^ninja: no work to do' >/dev/null ||
+        Say "build $preset: done, $(Cost "$StepSeconds" "$StepProcessorSeconds")"
 }
