@@ -34,10 +34,11 @@ void GlitchFinder::Add(CursorStay const& stay) {
     }
     Lateness const now = {ToMilliSec(stay.firstNanoSec - stay.playedNanoSec - zeroNanoSec_),
                           ToMilliSec(stay.lastNanoSec - stay.playedNanoSec - zeroNanoSec_)};
-    if (usual_.size() < UsualStays / 2) {
-        Learn(now);
-    } else {
+    if (hasLearnt_) {
         Judge(stay, now);
+    } else {
+        Learn(now);
+        hasLearnt_ = usual_.size() >= UsualStays / 2;
     }
     last_ = stay;
 }
@@ -49,7 +50,7 @@ OutputRecord GlitchFinder::Finish(std::int64_t startNanoSec) {
         Close(last_->lastNanoSec, arrival - GetUsual().onArrivalMilliSec);
     }
     OutputRecord record;
-    record.isWatched = usual_.size() >= UsualStays / 2;
+    record.isWatched = hasLearnt_;
     record.worstMilliSec = calmWorstMilliSec_;
     for (OutputGlitch glitch : glitches_) {
         glitch.startNanoSec -= startNanoSec;

@@ -83,6 +83,8 @@ private:
     std::int64_t zeroNanoSec_ = 0;
     std::optional<CursorStay> last_;
     std::deque<Lateness> usual_;
+    /// Once enough was seen; a glitch leaves less of it, which is enough to go on.
+    bool hasLearnt_ = false;
     std::optional<Open> open_;
     double calmWorstMilliSec_ = 0.0;
     /// Times of the monotonic clock.

@@ -2,7 +2,7 @@
 # shellcheck shell=bash disable=SC2034
 
 # The distribution's own tools, also where another python3 or clang comes first.
-PATH=/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin:$PATH
+PATH=/usr/sbin:/usr/bin:/sbin:/bin:$PATH
 
 SetupDir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 Checkout=$(cd "$SetupDir/../.." && pwd)
@@ -29,7 +29,8 @@ Span() {
 # in a substitution `times` would tell of another shell.
 ProcessorSeconds=0
 ReadProcessorSeconds() {
-    local file=$1 part
+    # With a decimal point in every language.
+    local file=$1 part LC_ALL=C
     times >"$file"
     ProcessorSeconds=0
     # User and system, of the shell and of its children: 1m23.456s.

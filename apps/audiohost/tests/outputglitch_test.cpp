@@ -98,6 +98,21 @@ TEST(FindOutputGlitches, OfTwoStallsFindsTwo) {
     EXPECT_NEAR(record.glitches[1].lateMilliSec, 75.0, 8.0);
 }
 
+TEST(FindOutputGlitches, OfAStallSoonAfterAnotherFindsBoth) {
+    OutputRecord const record = Find(See(4.0, [](std::int64_t at) {
+        return at >= 500 && at < 550 ? 500 : at >= 750 && at < 830 ? 750 : at;
+    }));
+    ASSERT_EQ(record.glitches.size(), 2U);
+    EXPECT_NEAR(record.glitches[1].lateMilliSec, 75.0, 8.0);
+}
+
+TEST(FindOutputGlitches, OfARunThatEndsSoonAfterAGlitchCountsAsWatched) {
+    OutputRecord const record =
+        Find(See(0.75, [](std::int64_t at) { return at >= 500 && at < 550 ? 500 : at; }));
+    EXPECT_TRUE(record.isWatched);
+    EXPECT_EQ(record.glitches.size(), 1U);
+}
+
 TEST(FindOutputGlitches, OfStandingStillForALittleFindsNoneAndTellsTheWorst) {
     // 20 ms without a step: 10 ms more than usual.
     OutputRecord const record =

@@ -10,6 +10,8 @@ namespace UnitTest {
 class SweepSample {
 public:
     bool TakesNext() { return next_++ % oneOf_ == 0; }
+    /// How many of so many lives are taken.
+    std::uint64_t ShareOf(std::uint64_t lives) const { return (lives + oneOf_ - 1) / oneOf_; }
 
 private:
     static std::uint64_t OneOf() {
