@@ -1,8 +1,8 @@
-# Installs what the file `packages` lists. Sourced by setup, which
+# Installs what the files of PackageLists list. Sourced by setup, which
 # has the variables from lib.sh.
 # shellcheck shell=bash disable=SC2154,SC2034
 
-ListPackages() { sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "$SetupDir/packages"; }
+ListPackages() { sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "${PackageLists[@]/#/$SetupDir/}"; }
 
 # One call of dpkg-query for all, as this is on the path of every ./run.
 ListMissingPackages() {
