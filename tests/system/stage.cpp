@@ -58,13 +58,14 @@ void WarmUp(Recording const& recording) {
 
 Stage::Stage()
     : pipeline_(renderer_, Workers, [this](Media::Pipeline::Report_t const& report) { NoteReport(report); }) {
+    // First what may throw: what is set behind it points here and is taken back by the destructor alone.
+    WarmUp(recording_);
     int const status = renderer_.Initialize();
     if (status != 0) {
         throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
     }
     Media::Pipeline::SetAudioRenderer(&renderer_);
     Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) { NoteRecord(record); });
-    WarmUp(recording_);
 }
 
 Stage::~Stage() {
@@ -76,6 +77,8 @@ Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
     {
         std::lock_guard<std::mutex> const guard(lock_);
         events_.clear();
+        // Left by jobs that have ended without a report.
+        eventsOfJobs_.clear();
     }
     score.WaitForStart();
     // The latest of many, of which the recorder was in time for some.
