@@ -69,18 +69,32 @@ std::vector<ToneFault> MeasureFaults(SoundPlan const& plan, RunRecord const& rec
     return faults;
 }
 
+/// Takes those out of `faults` that lie at none of the `moves`.
+std::vector<ToneFault> TakeUnmoved(std::vector<ToneFault>& faults, std::vector<Disturbance> const& moves) {
+    auto const unmoved =
+        std::stable_partition(faults.begin(), faults.end(), [&moves](ToneFault const& fault) {
+            std::int64_t const first = fault.firstBlock * FrameSamples;
+            return IsDisturbed(moves, fault.session, first, first + fault.blocks * FrameSamples);
+        });
+    std::vector<ToneFault> taken(unmoved, faults.end());
+    faults.erase(unmoved, faults.end());
+    return taken;
+}
+
 } // namespace
 
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard) {
     Findings findings;
     HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
-    std::vector<Disturbance> disturbances = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
+    std::vector<Disturbance> const moves = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
+    std::vector<Disturbance> disturbances = moves;
     std::vector<Disturbance> const late = PlaceEvents(record, SessionEvent::Kind_t::LateFrame, delay);
     disturbances.insert(disturbances.end(), late.begin(), late.end());
     findings.faults =
         TestSupport::SortFaults(MeasureFaults(plan, record, heard, delay, findings), plan.GetSessions(),
                                 PlaceEvents(record, SessionEvent::Kind_t::Frequency, delay), disturbances);
+    findings.faultsAtLateFrames = TakeUnmoved(findings.faults.atCursorMoves, moves);
     for (ToneFault const& fault : findings.faults.common) {
         disturbances.push_back(TestSupport::PlaceCommon(fault));
     }

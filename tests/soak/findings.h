@@ -22,6 +22,8 @@ struct Findings {
     /// Those where something was known to disturb the sound.
     std::vector<StraySound> disturbedStrays;
     FaultTally faults;
+    /// Breaks where a frame of the session came too late to the module; not in `faults`.
+    std::vector<ToneFault> faultsAtLateFrames;
     /// Of the run: without a disturbance of all sessions. Only there a glitch can be told to be a session's
     /// own.
     double calmShare = 1.0;

@@ -165,7 +165,10 @@ TEST_F(Findings_Analyse, AFrameThatCameLateIsNoGlitchOfItsSessionsOwn) {
         return session == 3 && number == 230 ? std::nullopt : std::optional<std::int64_t>(number);
     });
     record.events.push_back({SessionEvent::Kind_t::LateFrame, 3, TimeOf(230)});
-    EXPECT_TRUE(Hear().faults.own.empty());
+    Findings const findings = Hear();
+    EXPECT_TRUE(findings.faults.own.empty());
+    EXPECT_TRUE(findings.faults.atCursorMoves.empty());
+    EXPECT_EQ(findings.faultsAtLateFrames.size(), 1U);
     record.events.back().session = 2;
     EXPECT_EQ(Hear().faults.own.size(), 1U);
 }

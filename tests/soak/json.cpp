@@ -190,6 +190,7 @@ std::string FormatJson(Options const& options, RunRecord const& record, Findings
         .Add("breaksOfSingleSessions", FromFaults(findings.faults.own, record))
         .Add("breaksAtFrequencyChanges", static_cast<double>(findings.faults.atFrequencyChanges.size()))
         .Add("breaksAtCursorMoves", FromFaults(findings.faults.atCursorMoves, record))
+        .Add("breaksAtLateFrames", FromFaults(findings.faultsAtLateFrames, record))
         .Add("breaksBesideThoseOfAll", FromFaults(findings.faults.besideCommon, record))
         .Add("breaksOfAll", FromFaults(findings.faults.common, record))
         .Add("outputGlitches", static_cast<double>(record.output.glitches.size()))

@@ -3,6 +3,8 @@
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "findings.h"
 #include "performance.h"
@@ -48,18 +50,19 @@ ExitCode_t Run(Soak::Options const& options) {
     Soak::SoundPlan const plan(options.sessions);
     Soak::RunRecord record;
     Soak::Findings findings;
+    std::vector<std::string> failures;
     for (int take = 1; take <= options.takes; ++take) {
         record = Soak::Perform(options, plan, std::cout);
         std::cout << "comparing what was heard with what was played" << std::endl;
         SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
         findings = Soak::Analyse(plan, record, heard.left);
-        if (findings.calmShare >= Soak::LeastCalmShare) {
+        failures = Soak::ListFailures(options, record, findings);
+        if (!Soak::IsWorthAnotherTake(options, findings, failures)) {
             break;
         }
         std::cout << "take " << take << " of " << options.takes
                   << ": the output was disturbed for too long to tell" << std::endl;
     }
-    std::vector<std::string> const failures = Soak::ListFailures(options, record, findings);
     Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
     std::string const words = Soak::FormatWords(options, record, findings, failures);
     Write(options.summaryPath, words);

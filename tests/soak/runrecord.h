@@ -19,7 +19,8 @@ struct Options {
     bool hasCapture = true;
     /// So many glitches of single sessions are put down to a busy machine.
     std::size_t toleratedGlitches = 0;
-    /// How often it is played at the most, until the output is undisturbed for long enough to tell.
+    /// How often it is played at the most, while nothing is wrong but that the output was disturbed for too
+    /// long to tell.
     int takes = 1;
     std::string resultPath;
     std::string summaryPath;

@@ -12,10 +12,6 @@ namespace {
 constexpr double NanoSecPerMilliSec = 1e6;
 constexpr double NanoSecPerMicroSec = 1e3;
 
-/// A frame that is done less than so long before its presentation may have been written behind the mixer,
-/// which works ahead in steps of 10 ms.
-constexpr std::int64_t LateNanoSec = 30'000'000;
-
 /// Their memory is taken before the first reading of it.
 constexpr std::size_t ExpectedEvents = 100'000;
 
@@ -55,7 +51,9 @@ void Tally::AddSession(Media::Pipeline::SessionId_t id, std::size_t session) {
 
 void Tally::AddSubmission(std::size_t session, std::uint64_t number, std::int64_t lateNanoSec) {
     std::lock_guard<std::mutex> const guard(lock_);
-    submissions_[session][number % RememberedJobs] = Kovra::JiffyTime::Now();
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+    submissions_[session][number % RememberedJobs] = now;
+    handOvers_.Add(session, now);
     told_.feederMilliSec.Add(static_cast<double>(lateNanoSec) / NanoSecPerMilliSec);
 }
 
@@ -78,8 +76,9 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
         events_.push_back(event);
     }
     ofThisJob.clear();
-    if (report.requested.GetDiffSysTime(now).NanoSec() < LateNanoSec) {
-        events_.push_back({SessionEvent::Kind_t::LateFrame, session, now});
+    Kovra::JiffyTime const begun(now.NanoSec() - report.renderNanoSec);
+    if (handOvers_.Finish(session, report.requested, begun, report.renderNanoSec)) {
+        events_.push_back({SessionEvent::Kind_t::LateFrame, session, begun});
     }
 }
 

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "handovers.h"
 #include "histogram.h"
 #include "kovra/log.h"
 #include "pipeline/pipeline.h"
@@ -39,7 +40,7 @@ struct SessionEvent {
         Frequency,
         /// The play cursor was moved, or playback stopped or started.
         Cursor,
-        /// A frame was done so late that it need not be heard, though the module has not refused it.
+        /// A frame came to the module so late that it need not be heard, though it has not refused it.
         LateFrame,
     };
     Kind_t kind = Kind_t::Frequency;
@@ -73,6 +74,7 @@ private:
     Told told_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
     std::vector<std::array<Kovra::JiffyTime, RememberedJobs>> submissions_;
+    SystemTest::HandOvers handOvers_;
     std::vector<SessionEvent> events_;
     /// A record does not say whose it is; the report that follows it on the same thread does.
     std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;

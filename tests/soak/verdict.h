@@ -13,6 +13,11 @@ namespace Soak {
 std::vector<std::string> ListFailures(Options const& options, RunRecord const& record,
                                       Findings const& findings);
 
+/// True when the output was disturbed for too long, and this is all that speaks against the run: another one
+/// may tell. What else has failed does not become well by it.
+bool IsWorthAnotherTake(Options const& options, Findings const& findings,
+                        std::vector<std::string> const& failures);
+
 /// The run in plain words.
 std::string FormatWords(Options const& options, RunRecord const& record, Findings const& findings,
                         std::vector<std::string> const& failures);

@@ -65,6 +65,15 @@ TEST_F(Verdict_ListFailures, TellsStopsForThePastBeyondTheFramesThatWereLate) {
     EXPECT_THAT(List(), ElementsAre(HasSubstr("past")));
 }
 
+TEST_F(Verdict_ListFailures, ATakeIsWorthAnotherOnlyWhenNothingButDisturbanceSpeaksAgainstIt) {
+    EXPECT_FALSE(IsWorthAnotherTake(options, findings, List()));
+    findings.calmShare = 0.2;
+    EXPECT_THAT(List(), ElementsAre(HasSubstr("cannot tell")));
+    EXPECT_TRUE(IsWorthAnotherTake(options, findings, List()));
+    --record.told.succeeded;
+    EXPECT_FALSE(IsWorthAnotherTake(options, findings, List()));
+}
+
 TEST_F(Verdict_ListFailures, TellsEachKindOfGlitchOfASessionsOwn) {
     findings.bursts.missing.emplace_back();
     findings.bursts.displaced.emplace_back();

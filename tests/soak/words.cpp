@@ -45,6 +45,7 @@ void WriteHeard(BurstVerdict const& bursts, Findings const& findings, std::ostre
         << " steps in time, " << findings.disturbedStrays.size() << " where none was to be, "
         << findings.faults.common.size() << " breaks of all tones and " << findings.faults.besideCommon.size()
         << " beside them, " << findings.faults.atCursorMoves.size() << " where the module moved the cursor, "
+        << findings.faultsAtLateFrames.size() << " where a frame came too late, "
         << findings.faults.atFrequencyChanges.size() << " where the resampler comes or goes\n"
         << "          in " << findings.blocksMeasured
         << " stretches of 20 ms of a tone; steps of all: " << bursts.stepsOfAll << "\n"

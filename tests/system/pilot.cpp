@@ -53,10 +53,14 @@ Pilot::Pilot() {
     description.dwBufferBytes = static_cast<DWORD>(samples.size() * sizeof(std::int16_t));
     description.lpwfxFormat = &format;
 
-    Require(DirectSoundCreate8(nullptr, &sound_, nullptr), "sound output");
+    IDirectSound8* sound = nullptr;
+    Require(DirectSoundCreate8(nullptr, &sound, nullptr), "sound output");
+    sound_.reset(sound);
     // As the module does: under Wine the level is the device's, not the object's.
     Require(sound_->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY), "cooperation");
-    Require(sound_->CreateSoundBuffer(&description, &buffer_, nullptr), "buffer");
+    IDirectSoundBuffer* buffer = nullptr;
+    Require(sound_->CreateSoundBuffer(&description, &buffer, nullptr), "buffer");
+    buffer_.reset(buffer);
     void* memory = nullptr;
     DWORD bytes = 0;
     Require(buffer_->Lock(0, description.dwBufferBytes, &memory, &bytes, nullptr, nullptr, 0), "memory");
@@ -65,9 +69,12 @@ Pilot::Pilot() {
     Require(buffer_->Play(0, 0, DSBPLAY_LOOPING), "playback");
 }
 
-Pilot::~Pilot() {
-    buffer_->Release();
-    sound_->Release();
+void Pilot::Release::operator()(IDirectSound8* sound) const {
+    sound->Release();
+}
+
+void Pilot::Release::operator()(IDirectSoundBuffer* buffer) const {
+    buffer->Release();
 }
 
 } // namespace SystemTest

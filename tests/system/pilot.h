@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 struct IDirectSound8;
 struct IDirectSoundBuffer;
 
@@ -14,13 +16,16 @@ class Pilot {
 public:
     /// Throws `std::runtime_error` when there is no sound output.
     Pilot();
-    ~Pilot();
-    Pilot(Pilot const&) = delete;
-    Pilot& operator=(Pilot const&) = delete;
 
 private:
-    IDirectSound8* sound_ = nullptr;
-    IDirectSoundBuffer* buffer_ = nullptr;
+    struct Release {
+        void operator()(IDirectSound8* sound) const;
+        void operator()(IDirectSoundBuffer* buffer) const;
+    };
+
+    std::unique_ptr<IDirectSound8, Release> sound_;
+    /// Released before its sound.
+    std::unique_ptr<IDirectSoundBuffer, Release> buffer_;
 };
 
 } // namespace SystemTest

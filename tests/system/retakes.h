@@ -6,8 +6,10 @@
 
 namespace SystemTest {
 
-/// Which parts of a test are still to be measured: a part that the machine has disturbed is taken again, a
-/// limited number of times. A part that was not disturbed is judged at once and never again.
+/// Which parts of a test are still to be measured. Each take plays all of them again, a limited number of
+/// times, until each part lay in undisturbed sound once. What is undisturbed is judged in every take: whether
+/// a part is settled decides only if there is another one, and a test that sums its parts up takes each once
+/// (`IsSettled`).
 class Retakes {
 public:
     /// On a machine as busy as can be two or three are usual. One that needs more than these cannot tell.

@@ -17,10 +17,6 @@ constexpr int MostWarmUps = 30;
 /// How often the recording's clock is compared with the machine's.
 constexpr std::int64_t ReadingSamples = AudioHost::MilliSecToSamples(100);
 
-/// A frame that is done less than so long before its presentation may have been written behind the mixer,
-/// which works ahead in steps of 10 ms.
-constexpr std::int64_t LateNanoSec = 30 * NanoSecPerMilliSec;
-
 constexpr char const* StartedText = "AudioBuffer playback started";
 constexpr char const* StoppedText = "AudioBuffer presentation requested in the past";
 constexpr char const* MovedText = "AudioBuffer timestamp drift too high";
@@ -58,13 +54,14 @@ void WarmUp(Recording const& recording) {
 
 Stage::Stage()
     : pipeline_(renderer_, Workers, [this](Media::Pipeline::Report_t const& report) { NoteReport(report); }) {
+    // First what may throw: what is set behind it points here and is taken back by the destructor alone.
+    WarmUp(recording_);
     int const status = renderer_.Initialize();
     if (status != 0) {
         throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
     }
     Media::Pipeline::SetAudioRenderer(&renderer_);
     Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) { NoteRecord(record); });
-    WarmUp(recording_);
 }
 
 Stage::~Stage() {
@@ -76,6 +73,9 @@ Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
     {
         std::lock_guard<std::mutex> const guard(lock_);
         events_.clear();
+        lateFrames_.clear();
+        // Left by jobs that have ended without a report.
+        eventsOfJobs_.clear();
     }
     score.WaitForStart();
     // The latest of many, of which the recorder was in time for some.
@@ -92,8 +92,10 @@ Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
     take.heard = recording_.ReadFrom(start);
     take.disturbances = FindOutages(take.heard.right);
     std::lock_guard<std::mutex> const guard(lock_);
-    std::vector<TestSupport::Disturbance> const ofSessions = PlaceEvents(events_, score.GetStart());
+    std::vector<TestSupport::Disturbance> const ofSessions =
+        PlaceEvents(events_, score.GetStart(), take.disturbances);
     take.disturbances.insert(take.disturbances.end(), ofSessions.begin(), ofSessions.end());
+    take.lateFrames = lateFrames_;
     return take;
 }
 
@@ -101,15 +103,19 @@ void Stage::NoteReport(Media::Pipeline::Report_t const& report) {
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     std::lock_guard<std::mutex> const guard(lock_);
     reports_.push_back(report);
+    Kovra::JiffyTime const begun(now.NanoSec() - report.renderNanoSec);
+    bool const isLate = handOvers_.Finish(report.session, report.requested, begun, report.renderNanoSec);
+    if (isLate) {
+        events_.push_back({SessionEvent::Kind_t::LateFrame, report.session, begun});
+        lateFrames_.push_back({report.session, report.jobNumber});
+    }
     for (SessionEvent event : std::exchange(eventsOfJobs_[std::this_thread::get_id()], {})) {
-        // A stop for a presentation that has not passed even now is the module's own.
-        if (event.kind != SessionEvent::Kind_t::Stopped || report.requested < now) {
+        // A stop for a presentation that has not passed even now, or would not have passed without the
+        // module's own slowness, is its own.
+        if (event.kind != SessionEvent::Kind_t::Stopped || (isLate && report.requested < now)) {
             event.session = report.session;
             events_.push_back(event);
         }
-    }
-    if (report.requested.GetDiffSysTime(now).NanoSec() < LateNanoSec) {
-        events_.push_back({SessionEvent::Kind_t::LateFrame, report.session, now});
     }
 }
 
@@ -127,6 +133,11 @@ void Stage::NoteRecord(Kovra::LogRecord const& record) {
     } else if (begins(MovedText)) {
         note(SessionEvent::Kind_t::Moved);
     }
+}
+
+void Stage::NoteHandOver(Media::Pipeline::SessionId_t session) {
+    std::lock_guard<std::mutex> const guard(lock_);
+    handOvers_.Add(session, Kovra::JiffyTime::Now());
 }
 
 std::vector<Media::Pipeline::Report_t> Stage::TakeReports() {
@@ -147,7 +158,7 @@ void Stage::ForgetLog() {
     log_.clear();
 }
 
-Session::Session(Stage& stage) : pipeline_(stage.GetPipeline()), id_(OpenSession(pipeline_)) {}
+Session::Session(Stage& stage) : stage_(stage), pipeline_(stage.GetPipeline()), id_(OpenSession(pipeline_)) {}
 
 Session::~Session() {
     pipeline_.CloseSession(id_);
@@ -159,8 +170,10 @@ void Session::Play(Score& score, Stream const& frames, std::int64_t startMilliSe
         std::int64_t const submission = startMilliSec * NanoSecPerMilliSec + next.positionNanoSec;
         Kovra::JiffyTime const presentation =
             score.GetInstant(submission + leadMilliSec * NanoSecPerMilliSec);
-        score.At(submission,
-                 [this, frame = next.frame, presentation] { pipeline_.Submit(id_, frame, presentation); });
+        score.At(submission, [this, frame = next.frame, presentation] {
+            stage_.NoteHandOver(id_);
+            pipeline_.Submit(id_, frame, presentation);
+        });
     }
 }
 

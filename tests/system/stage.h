@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "frames.h"
+#include "handovers.h"
 #include "kovra/log.h"
 #include "pilot.h"
 #include "pipeline/pipeline.h"
@@ -40,6 +41,9 @@ public:
     /// Performs, waits until `tailMilliSec` more are recorded, and returns what was heard.
     Take Perform(Score const& score, std::int64_t tailMilliSec);
 
+    /// A frame of the session is about to be submitted.
+    void NoteHandOver(Media::Pipeline::SessionId_t session);
+
     /// Results of all jobs since the last call, in the order of their completion.
     std::vector<Media::Pipeline::Report_t> TakeReports();
 
@@ -58,6 +62,8 @@ private:
     /// A record does not say whose it is; the report that follows it on the same thread does.
     std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
     std::vector<SessionEvent> events_;
+    std::vector<LateFrame> lateFrames_;
+    HandOvers handOvers_;
     Pilot pilot_;
     Media::RendererAudio renderer_;
     Media::Pipeline pipeline_;
@@ -83,6 +89,7 @@ public:
     Media::Pipeline::SessionId_t GetId() const { return id_; }
 
 private:
+    Stage& stage_;
     Media::Pipeline& pipeline_;
     Media::Pipeline::SessionId_t const id_;
 };

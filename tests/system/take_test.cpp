@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "noise.h"
@@ -204,16 +206,20 @@ TEST(Take_Judge, AGapOfItsOwnBesideOneOfTheOutputStaysItsOwn) {
     EXPECT_EQ(Judge(output, mix).lost, 1);
 }
 
-TEST(Take_Judge, AMoveOfOneSessionsCursorThatWasToldExcusesThatSessionOnly) {
-    for (std::size_t const told : {std::size_t{0}, std::size_t{1}}) {
+TEST(Take_Judge, AMoveOfOneSessionsCursorThatWasToldAndHadAReasonExcusesThatSessionOnly) {
+    // The output stood still half a second before.
+    std::vector<Disturbance> const reason = {{std::nullopt, 400 * 48, 500 * 48}};
+    for (auto const& [told, outages, jumped] :
+         {std::tuple(0, reason, 0), std::tuple(1, reason, 1), std::tuple(0, std::vector<Disturbance>(), 1)}) {
         Output output;
         InsertSilence(output.Played(0), SecondSamples, FrameSamples / 2);
         // Sample 0 is heard after the output's delay.
         Kovra::JiffyTime const start(1'000'000'000);
-        auto const disturbances =
-            PlaceEvents({{SessionEvent::Kind_t::Moved, told, start.AddMilliSec(1000)}}, start);
+        auto const disturbances = PlaceEvents(
+            {{SessionEvent::Kind_t::Moved, static_cast<std::size_t>(told), start.AddMilliSec(1000)}}, start,
+            outages);
         Counts const counts = Judge(output, output.Mix(), disturbances);
-        EXPECT_EQ(counts.jumped, told == 0 ? 0 : 1);
+        EXPECT_EQ(counts.jumped, jumped);
     }
 }
 
@@ -308,23 +314,83 @@ TEST_F(Take_IsCalm, IsFalseForTheSessionAloneThatWasDisturbed) {
 
 constexpr Kovra::JiffyTime Start(5'000'000'000);
 
-std::vector<Disturbance> Place(std::vector<std::pair<SessionEvent::Kind_t, std::int64_t>> const& events) {
+using Happened = std::vector<std::pair<SessionEvent::Kind_t, std::int64_t>>;
+
+std::vector<Disturbance> Place(Happened const& events, std::vector<Disturbance> const& outages = {}) {
     std::vector<SessionEvent> timed;
     for (auto const& [kind, milliSec] : events) {
         timed.push_back({kind, 1, Start.AddMilliSec(milliSec)});
     }
-    return PlaceEvents(timed, Start);
+    return PlaceEvents(timed, Start, outages);
 }
 
-TEST(Take_PlaceEvents, LateFrameAndMoveAreHeardForHalfASecond) {
-    for (auto const kind : {SessionEvent::Kind_t::LateFrame, SessionEvent::Kind_t::Moved}) {
-        auto const places = Place({{kind, 1000}});
+Disturbance MakeOutage(std::int64_t fromMilliSec, std::int64_t toMilliSec) {
+    return {std::nullopt, AudioHost::MilliSecToSamples(fromMilliSec),
+            AudioHost::MilliSecToSamples(toMilliSec)};
+}
+
+/// A session that was started at 1000 ms, for the second time, and moved at 3000 ms.
+Happened MakeMove() {
+    return {{SessionEvent::Kind_t::Started, 100},
+            {SessionEvent::Kind_t::Started, 1000},
+            {SessionEvent::Kind_t::Moved, 3000}};
+}
+
+TEST(Take_PlaceEvents, LateFrameIsHeardForHalfASecond) {
+    auto const places = Place({{SessionEvent::Kind_t::LateFrame, 1000}});
+    ASSERT_EQ(places.size(), 1U);
+    EXPECT_EQ(places[0].session, std::optional<std::size_t>(1));
+    // 960 ms and 1500 ms; a sample is 20833 ns.
+    EXPECT_NEAR(static_cast<double>(places[0].firstSample), 46'080.0, 2.0);
+    EXPECT_NEAR(static_cast<double>(places[0].lastSample), 72'000.0, 2.0);
+}
+
+TEST(Take_PlaceEvents, AMoveWithoutAReasonIsTheModulesOwn) {
+    EXPECT_TRUE(Place(MakeMove()).empty());
+    // The output was disturbed before the session's start, or after the move.
+    EXPECT_TRUE(Place(MakeMove(), {MakeOutage(300, 900)}).empty());
+    EXPECT_TRUE(Place(MakeMove(), {MakeOutage(3210, 4000)}).empty());
+}
+
+TEST(Take_PlaceEvents, AMoveAfterAnOutageOfTheOutputIsHeardForHalfASecond) {
+    // Long before the move; over the session's start; heard a little after the move.
+    for (Disturbance const& outage :
+         {MakeOutage(1500, 2100), MakeOutage(500, 1100), MakeOutage(3190, 3900)}) {
+        auto const places = Place(MakeMove(), {outage});
         ASSERT_EQ(places.size(), 1U);
         EXPECT_EQ(places[0].session, std::optional<std::size_t>(1));
-        // 960 ms and 1500 ms; a sample is 20833 ns.
-        EXPECT_NEAR(static_cast<double>(places[0].firstSample), 46'080.0, 2.0);
-        EXPECT_NEAR(static_cast<double>(places[0].lastSample), 72'000.0, 2.0);
+        // 2960 ms and 3500 ms.
+        EXPECT_NEAR(static_cast<double>(places[0].firstSample), 142'080.0, 3.0);
+        EXPECT_NEAR(static_cast<double>(places[0].lastSample), 168'000.0, 4.0);
     }
+}
+
+TEST(Take_PlaceEvents, AMoveAfterALateFrameOfTheSessionItselfHasAReason) {
+    Happened events = MakeMove();
+    events.insert(events.end() - 1, {SessionEvent::Kind_t::LateFrame, 2000});
+    EXPECT_EQ(Place(events).size(), 2U);
+    // Before its start.
+    events[2].second = 900;
+    EXPECT_EQ(Place(events).size(), 1U);
+
+    std::vector<SessionEvent> const others = {
+        {SessionEvent::Kind_t::Started, 1, Start.AddMilliSec(1000)},
+        {SessionEvent::Kind_t::LateFrame, 2, Start.AddMilliSec(2000)},
+        {SessionEvent::Kind_t::Moved, 1, Start.AddMilliSec(3000)},
+    };
+    auto const places = PlaceEvents(others, Start, {});
+    ASSERT_EQ(places.size(), 1U);
+    EXPECT_EQ(places[0].session, std::optional<std::size_t>(2));
+}
+
+TEST(Take_IsInTime, AsksForTheFramesOfTheSessionAlone) {
+    Take take;
+    take.lateFrames = {{7, 100}};
+    EXPECT_FALSE(take.IsInTime(7, 0, 101));
+    EXPECT_TRUE(take.IsInTime(7, 0, 100));
+    EXPECT_FALSE(take.IsInTime(7, 100, 101));
+    EXPECT_TRUE(take.IsInTime(7, 101, 200));
+    EXPECT_TRUE(take.IsInTime(8, 0, 200));
 }
 
 TEST(Take_PlaceEvents, AStartAloneDisturbsNothing) {

@@ -263,6 +263,8 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
     constexpr std::int64_t SettlingMilliSec = 500;
     AudioHost::Samples const sent = MakeNoise(6, SamplesOf(EndMilliSec));
     Stream const stream = MakeRawStream(sent);
+    std::uint64_t const pastFrame = Cut(stream, 0, PastMilliSec).size();
+    std::uint64_t const aheadFrame = Cut(stream, 0, AheadMilliSec).size();
     Retakes retakes(3);
     while (!HasFailure() && retakes.Begin()) {
         OnStage().ForgetLog();
@@ -274,8 +276,10 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
 
         Take const take = OnStage().Perform(score, UsualTailMilliSec);
 
-        // The session's own events are what is tested here: only the output's disturbances count.
-        if (take.IsCalm(std::nullopt, UsualLeadMilliSec, PastMilliSec)) {
+        // The session's own stop is what is tested here: only the output's disturbances count, and frames
+        // that were to come in time and did not.
+        if (take.IsInTime(session.GetId(), 0, pastFrame) &&
+            take.IsCalm(std::nullopt, UsualLeadMilliSec, PastMilliSec)) {
             retakes.Settle(0);
             ExpectHeard(CutSound(sent, 0, PastMilliSec - UsualLeadMilliSec), take, UsualLeadMilliSec);
         }
@@ -286,7 +290,8 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
                 AudioHost::Peak(CutSound(take.heard.left, PastMilliSec + SettlingMilliSec, AheadMilliSec)),
                 SilencePeakLsb);
         }
-        if (take.IsCalm(std::nullopt, AheadMilliSec + UsualLeadMilliSec, EndMilliSec + UsualLeadMilliSec)) {
+        if (take.IsInTime(session.GetId(), aheadFrame, stream.size()) &&
+            take.IsCalm(std::nullopt, AheadMilliSec + UsualLeadMilliSec, EndMilliSec + UsualLeadMilliSec)) {
             retakes.Settle(2);
             ExpectHeard(CutSound(sent, AheadMilliSec, EndMilliSec), take, AheadMilliSec + UsualLeadMilliSec);
         }
