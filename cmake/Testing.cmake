@@ -26,10 +26,16 @@ set(RENDERERAUDIO_TEST_ENVIRONMENT
     TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
     UBSAN_OPTIONS=print_stacktrace=1)
 
+# What is shipped is linked by the compiler's own linker.
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+    set(RENDERERAUDIO_TEST_LINK_OPTIONS -wrapper ${CMAKE_CURRENT_LIST_DIR}/link-with-lld)
+endif()
+
 # rendereraudio_test(NAME [OPTIMIZED] [SIMULATED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one
 # GoogleTest program. Each program is one entry for ctest: starting one process for every case would cost a second
 # each under Wine. Its own sources are compiled without optimisation unless told otherwise: what they test stands in
-# libraries. With SIMULATED they see the simulated platform instead of the machine's own.
+# libraries. With SIMULATED they see the simulated platform instead of the machine's own. The target suite_LABEL builds
+# all programs of a label.
 function(rendereraudio_test name)
     cmake_parse_arguments(arg "OPTIMIZED;SIMULATED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -45,6 +51,11 @@ function(rendereraudio_test name)
         target_precompile_headers(${name} REUSE_FROM test_headers)
     endif()
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    target_link_options(${name} PRIVATE ${RENDERERAUDIO_TEST_LINK_OPTIONS})
+    if(NOT TARGET suite_${arg_LABEL})
+        add_custom_target(suite_${arg_LABEL})
+    endif()
+    add_dependencies(suite_${arg_LABEL} ${name})
     # The report's path is relative, as GoogleTest under Wine takes one that begins with a slash for such.
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:results/${name}.xml
         WORKING_DIRECTORY ${PROJECT_BINARY_DIR})

@@ -16,7 +16,7 @@ namespace Media {
 namespace {
 
 #if defined(UNDER_THREAD_SANITIZER)
-constexpr std::uint64_t DefaultRounds = 8;
+constexpr std::uint64_t DefaultRounds = 4;
 #else
 // Without the thread sanitizer only outcomes are looked at.
 constexpr std::uint64_t DefaultRounds = 2;

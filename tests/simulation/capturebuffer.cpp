@@ -63,14 +63,18 @@ void CaptureBuffer::ReadUpTo(std::int64_t frame) {
 
 void CaptureBuffer::Fill(std::int64_t fromFrame, std::int64_t toFrame) {
     CaptureSettings::Generator const& generator = world_.CaptureDevice().GetGenerator();
+    std::size_t const channels = format_.nChannels;
     std::vector<std::int16_t> samples;
     while (fromFrame < toFrame) {
         std::int64_t const ringFrame = fromFrame % RingFrames();
         std::int64_t const count = std::min(toFrame - fromFrame, RingFrames() - ringFrame);
-        samples.clear();
+        samples.resize(static_cast<std::size_t>(count) * channels);
+        std::int16_t* next = samples.data();
         for (std::int64_t i = 0; i < count; ++i) {
             std::int16_t const sample = generator(static_cast<std::uint64_t>(fromFrame + i));
-            samples.insert(samples.end(), format_.nChannels, sample);
+            for (std::size_t channel = 0; channel < channels; ++channel) {
+                *next++ = sample;
+            }
         }
         ring_.Deliver(ByteOf(ringFrame), reinterpret_cast<std::uint8_t const*>(samples.data()),
                       static_cast<std::uint32_t>(samples.size() * sizeof(std::int16_t)));

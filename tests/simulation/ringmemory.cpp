@@ -15,9 +15,10 @@ constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
 } // namespace
 
 RingMemory::RingMemory(std::uint32_t bytes, bool hasCheck, Access_t access)
-    : size_(bytes), access_(access), memory_(bytes + 2 * GuardBytes, GuardByte) {
+    : size_(bytes), access_(access), memory_(bytes + 2 * GuardBytes, FillByte) {
     guard_.fill(GuardByte);
-    std::fill_n(Ring(), size_, FillByte);
+    std::memcpy(memory_.data(), guard_.data(), GuardBytes);
+    std::memcpy(Ring() + size_, guard_.data(), GuardBytes);
     SetCheck(hasCheck);
     if (access_ == Access_t::Read) {
         KeepCopy();
@@ -181,10 +182,12 @@ std::string RingMemory::CheckReadOnly(Region region) const {
         return {};
     }
     std::uint8_t const* const begin = region.address;
-    std::uint8_t const* const end = begin + region.bytes;
-    auto const* const where = std::mismatch(begin, end, copy_.data() + (begin - Data())).first;
-    return where == end ? std::string()
-                        : "byte " + std::to_string(where - Data()) + " was written, where a lock only reads";
+    std::uint8_t const* const expected = copy_.data() + (begin - Data());
+    if (std::memcmp(begin, expected, region.bytes) == 0) {
+        return {};
+    }
+    auto const* const where = std::mismatch(begin, begin + region.bytes, expected).first;
+    return "byte " + std::to_string(where - Data()) + " was written, where a lock only reads";
 }
 
 void RingMemory::TakeCopy() {

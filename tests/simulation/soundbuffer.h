@@ -72,6 +72,8 @@ public:
     std::size_t OpenLocks() const;
 
     std::vector<std::uint8_t> Bytes() const;
+    /// True when the ring holds these `count` bytes from byte `offset` on; it must not end before them.
+    bool Holds(std::uint32_t offset, std::uint8_t const* bytes, std::uint32_t count) const;
     /// The 16-bit value at sample `index` of the ring (channels interleaved).
     std::int16_t SampleAt(std::uint32_t index) const;
     /// `count` 16-bit values from sample `first` on, across the ring's end.

@@ -105,6 +105,13 @@ std::vector<std::uint8_t> SoundBuffer::Bytes() const {
     return {ring_.Data(), ring_.Data() + ring_.Size()};
 }
 
+bool SoundBuffer::Holds(std::uint32_t offset, std::uint8_t const* bytes, std::uint32_t count) const {
+    PlatformLock const lock(PlatformMutex());
+    CheckMayRead("Holds");
+    return offset <= ring_.Size() && count <= ring_.Size() - offset &&
+           std::memcmp(ring_.Data() + offset, bytes, count) == 0;
+}
+
 std::int16_t SoundBuffer::SampleAt(std::uint32_t index) const {
     return Samples(index, 1).front();
 }

@@ -52,14 +52,14 @@ public:
     }
 
     bool AreGuardsWhole(std::size_t offset, std::size_t sizeBytes) const {
-        auto const isGuard = [](std::uint8_t byte) { return byte == Guard; };
         std::uint8_t const* const region = base_ + offset;
-        return std::all_of(region - LineBytes, region, isGuard) &&
-               std::all_of(region + sizeBytes, region + sizeBytes + LineBytes, isGuard);
+        return std::memcmp(region - LineBytes, guards_.data(), LineBytes) == 0 &&
+               std::memcmp(region + sizeBytes, guards_.data(), LineBytes) == 0;
     }
 
 private:
     std::vector<std::uint8_t> bytes_;
+    std::vector<std::uint8_t> const guards_ = std::vector<std::uint8_t>(LineBytes, Guard);
     std::uint8_t* base_;
 };
 
@@ -80,20 +80,19 @@ protected:
 
     Variant const& variant = *GetVariants()[GetParam()];
 
-    void ExpectZeroed(std::size_t sizeBytes, std::size_t offset, std::size_t largestCacheBytes) {
+    bool ZeroesExactly(std::size_t sizeBytes, std::size_t offset, std::size_t largestCacheBytes) {
         arena.Restore(offset, sizeBytes);
         variant.zeroBytes(arena.At(offset), sizeBytes, largestCacheBytes);
-        ASSERT_EQ(std::memcmp(arena.At(offset), zeros.data(), sizeBytes), 0) << sizeBytes << " at " << offset;
-        ASSERT_TRUE(arena.AreGuardsWhole(offset, sizeBytes)) << sizeBytes << " at " << offset;
+        return std::memcmp(arena.At(offset), zeros.data(), sizeBytes) == 0 &&
+               arena.AreGuardsWhole(offset, sizeBytes);
     }
 
-    void ExpectCopied(std::size_t sizeBytes, std::size_t from, std::size_t to,
-                      std::size_t largestCacheBytes) {
+    bool CopiesExactly(std::size_t sizeBytes, std::size_t from, std::size_t to,
+                       std::size_t largestCacheBytes) {
         arena.Restore(to, sizeBytes);
         variant.copyBytes(pattern.data() + from, arena.At(to), sizeBytes, largestCacheBytes);
-        ASSERT_EQ(std::memcmp(arena.At(to), pattern.data() + from, sizeBytes), 0)
-            << sizeBytes << " from " << from << " to " << to;
-        ASSERT_TRUE(arena.AreGuardsWhole(to, sizeBytes)) << sizeBytes << " from " << from << " to " << to;
+        return std::memcmp(arena.At(to), pattern.data() + from, sizeBytes) == 0 &&
+               arena.AreGuardsWhole(to, sizeBytes);
     }
 
     Arena arena{LargestBytes};
@@ -104,7 +103,7 @@ protected:
 TEST_P(Primitives_Variants, ZeroBytesClearsExactlyTheRegionOfEverySizeUpTo4096AtEveryAlignment) {
     for (std::size_t size = 1; size <= 4096; ++size) {
         for (std::size_t offset = 0; offset < LineBytes; ++offset) {
-            ASSERT_NO_FATAL_FAILURE(ExpectZeroed(size, offset, NeverStream));
+            ASSERT_TRUE(ZeroesExactly(size, offset, NeverStream)) << size << " at " << offset;
         }
     }
 }
@@ -112,7 +111,8 @@ TEST_P(Primitives_Variants, ZeroBytesClearsExactlyTheRegionOfEverySizeUpTo4096At
 TEST_P(Primitives_Variants, ZeroBytesClearsExactlyTheRegionOfLargeSizesAtEveryAlignment) {
     for (std::size_t const size : LargeSizes) {
         for (std::size_t offset = 0; offset < LineBytes; ++offset) {
-            ASSERT_NO_FATAL_FAILURE(ExpectZeroed(size, offset, offset % 2 == 0 ? AlwaysStream : NeverStream));
+            ASSERT_TRUE(ZeroesExactly(size, offset, offset % 2 == 0 ? AlwaysStream : NeverStream))
+                << size << " at " << offset;
         }
     }
 }
@@ -121,7 +121,9 @@ TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionOfEverySizeUpTo4096At
     for (std::size_t size = 1; size <= 4096; ++size) {
         for (std::size_t to = 0; to < LineBytes; ++to) {
             // Prime to 64: with the size, every pair of alignments comes up.
-            ASSERT_NO_FATAL_FAILURE(ExpectCopied(size, (to * 5 + size) % LineBytes, to, NeverStream));
+            std::size_t const from = (to * 5 + size) % LineBytes;
+            ASSERT_TRUE(CopiesExactly(size, from, to, NeverStream))
+                << size << " from " << from << " to " << to;
         }
     }
 }
@@ -131,7 +133,8 @@ TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionAtEveryPairOfAlignmen
          {1U, 2U, 3U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 63U, 64U, 65U, 127U, 128U, 129U, 255U, 1920U}) {
         for (std::size_t from = 0; from < LineBytes; ++from) {
             for (std::size_t to = 0; to < LineBytes; ++to) {
-                ASSERT_NO_FATAL_FAILURE(ExpectCopied(size, from, to, NeverStream));
+                ASSERT_TRUE(CopiesExactly(size, from, to, NeverStream))
+                    << size << " from " << from << " to " << to;
             }
         }
     }
@@ -140,8 +143,9 @@ TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionAtEveryPairOfAlignmen
 TEST_P(Primitives_Variants, CopyBytesCopiesExactlyTheRegionOfLargeSizesAtEveryAlignment) {
     for (std::size_t const size : LargeSizes) {
         for (std::size_t to = 0; to < LineBytes; ++to) {
-            ASSERT_NO_FATAL_FAILURE(
-                ExpectCopied(size, to * 5 % LineBytes, to, to % 2 == 0 ? AlwaysStream : NeverStream));
+            std::size_t const from = to * 5 % LineBytes;
+            ASSERT_TRUE(CopiesExactly(size, from, to, to % 2 == 0 ? AlwaysStream : NeverStream))
+                << size << " from " << from << " to " << to;
         }
     }
 }
