@@ -18,7 +18,7 @@ FfmpegRecipe=1
 FindWindowsLibraries() {
     MingwVersion=$(InstalledVersion g++-mingw-w64-x86-64-posix)
     BoostVersion=$(InstalledSourceVersion libboost1.81-dev)
-    FfmpegVersion=$(InstalledSourceVersion libavcodec-dev)
+    FfmpegVersion=$(InstalledSourceVersion libavutil-dev)
     BenchmarkVersion=$(InstalledSourceVersion libbenchmark-dev)
     BoostRoot=$Cache/boost-$(BuildKey "$BoostVersion" "$SetupDir/boost-flags" $BoostRecipe)
     FfmpegRoot=$Cache/ffmpeg-$(BuildKey "$FfmpegVersion" "$SetupDir/ffmpeg-flags" $FfmpegRecipe)
@@ -94,15 +94,36 @@ END
 
 # --- FFmpeg -----------------------------------------------------------------------------------
 
+# Configuring takes a minute of one processor: it goes by while Boost is fetched and planned.
+ConfigurePid=
+BeginFfmpeg() {
+    local -a flags
+    [[ ! -d $FfmpegRoot ]] || return 0
+    FfmpegWork=$Cache/unfinished/$(basename "$FfmpegRoot")
+    FfmpegLog=$Cache/logs/ffmpeg.log
+    mkdir -p "$FfmpegWork/build"
+    FetchSource ffmpeg "$FfmpegVersion" "$FfmpegWork/source"
+    mapfile -t flags < <(ReadFlags "$SetupDir/ffmpeg-flags")
+    # shellcheck disable=SC2016
+    FfmpegConfigure=(bash -c 'cd "$1" && "${@:2}" && touch configured' configure "$FfmpegWork/build"
+        "$FfmpegWork/source/configure" --prefix=/ --pkg-config=false "${flags[@]}")
+    [[ ! -e $FfmpegWork/build/configured ]] || return 0
+    setsid "${FfmpegConfigure[@]}" >>"$FfmpegLog" 2>&1 </dev/null 9>&- &
+    ConfigurePid=$!
+    trap StopConfiguring EXIT
+}
+
+StopConfiguring() { [[ -z $ConfigurePid ]] || kill -TERM -- "-$ConfigurePid" 2>/dev/null || true; }
+
 BuildFfmpegTree() {
     local total
-    local -a flags
-    mapfile -t flags < <(ReadFlags "$SetupDir/ffmpeg-flags")
+    if [[ -n $ConfigurePid ]]; then
+        RunStep 'FFmpeg for Windows: configuring' "$FfmpegLog" 0 '' tail "--pid=$ConfigurePid" -f /dev/null
+        wait "$ConfigurePid" || true
+        ConfigurePid=
+    fi
     if [[ ! -e $FfmpegWork/build/configured ]]; then
-        RunStep 'FFmpeg for Windows: configuring' "$FfmpegLog" 0 '' \
-            env -C "$FfmpegWork/build" "$FfmpegWork/source/configure" --prefix=/ --pkg-config=false "${flags[@]}" ||
-            return 1
-        touch "$FfmpegWork/build/configured"
+        RunStep 'FFmpeg for Windows: configuring' "$FfmpegLog" 0 '' "${FfmpegConfigure[@]}" || return 1
     fi
     # Silent rules: one line `CC file` a command.
     total=$(make -C "$FfmpegWork/build" -n 2>/dev/null | grep -cE '^printf "[A-Z0-9]+\\t' || true)
@@ -112,10 +133,6 @@ BuildFfmpegTree() {
 
 BuildFfmpeg() {
     [[ ! -d $FfmpegRoot ]] || return 0
-    FfmpegWork=$Cache/unfinished/$(basename "$FfmpegRoot")
-    FfmpegLog=$Cache/logs/ffmpeg.log
-    mkdir -p "$FfmpegWork"
-    FetchSource ffmpeg "$FfmpegVersion" "$FfmpegWork/source"
     BuildResumed 'FFmpeg for Windows' "$FfmpegLog" "$FfmpegWork" BuildFfmpegTree
 
     local partial=$FfmpegRoot.partial
