@@ -15,7 +15,9 @@ FindWinePrefix() {
 # the sound devices changes it. Nothing is waited for or woken meanwhile, Wine's mixer least of all: with all that a new
 # prefix has (1.7 MB) all sound stood still for 43 ms. So what no program here asks for is taken out: COM's classes but
 # the one that lists sound devices, time zones' names, telephones. What is left is written within milliseconds.
-SlimRegistry='REGEDIT4
+WriteSlimRegistry() {
+    cat <<'END'
+REGEDIT4
 
 [-HKEY_LOCAL_MACHINE\Software\Classes]
 [-HKEY_LOCAL_MACHINE\Software\Wow6432Node]
@@ -25,7 +27,8 @@ SlimRegistry='REGEDIT4
 [HKEY_LOCAL_MACHINE\Software\Classes\CLSID\{BCDE0395-E52F-467C-8E3D-C4579291692E}\InprocServer32]
 @="C:\\windows\\system32\\mmdevapi.dll"
 "ThreadingModel"="Both"
-'
+END
+}
 MaxRegistryBytes=400000
 
 CreatePrefix() {
@@ -40,7 +43,7 @@ CreatePrefix() {
     "$wine" reg.exe add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f
     "$wine" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d 'false' /f
     "$wine" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Auto /d 1 /f
-    printf '%s' "$SlimRegistry" >"$WINEPREFIX/slim.reg"
+    WriteSlimRegistry >"$WINEPREFIX/slim.reg"
     "$wine" regedit.exe "$WINEPREFIX/slim.reg"
     rm "$WINEPREFIX/slim.reg"
     # Ends the server, which writes the registry to its files.
@@ -56,8 +59,8 @@ MakeWinePrefix() {
     [[ ! -d $WinePrefix ]] || return 0
     local log=$Cache/logs/wine.log
     rm -rf "$WinePrefix.partial"
-    export -f CreatePrefix
-    export SlimRegistry MaxRegistryBytes
+    export -f CreatePrefix WriteSlimRegistry
+    export MaxRegistryBytes
     # shellcheck disable=SC2016
     RunStep 'Wine prefix' "$log" 0 '' bash -euc 'CreatePrefix "$1"' bash "$WinePrefix.partial" ||
         FailWithLog 'the Wine prefix could not be made' "$log"
