@@ -210,8 +210,7 @@ HRESULT CaptureBuffer::Stop() {
 }
 
 HRESULT CaptureBuffer::Unlock(RingMemory::Region first, RingMemory::Region second) {
-    bool isClosed = false;
-    std::string const problem = ring_.Unlock(first, second, isClosed);
+    std::string const problem = ring_.Unlock(first, second);
     if (!problem.empty()) {
         ReportMisuse(problem);
         return DSERR_INVALIDPARAM;

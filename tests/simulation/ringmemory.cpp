@@ -69,7 +69,7 @@ std::string RingMemory::Lock(std::uint32_t offset, std::uint32_t bytes, std::uin
     return problem;
 }
 
-std::string RingMemory::Unlock(Region first, Region second, bool& isClosed) {
+std::string RingMemory::Unlock(Region first, Region second) {
     std::uint64_t const thread = ThisThreadNumber();
     OpenLock* const end = open_.data() + openCount_;
     auto const startsThere = [&first](OpenLock const& lock) { return lock.first.address == first.address; };
@@ -78,8 +78,7 @@ std::string RingMemory::Unlock(Region first, Region second, bool& isClosed) {
     if (found == end) {
         found = std::find_if(open_.data(), end, startsThere);
     }
-    isClosed = found != end;
-    if (!isClosed) {
+    if (found == end) {
         return "an unlock of what is not locked";
     }
     OpenLock const lock = *found;

@@ -47,9 +47,8 @@ public:
     /// what was wrong. Without `mayWrap` the lock ends at the ring's end or the split.
     std::string Lock(std::uint32_t offset, std::uint32_t bytes, std::uint32_t splitBytes, bool mayWrap,
                      Region& first, Region& second);
-    /// Closes the lock that handed out `first` and `second`. Empty, or what was wrong; `isClosed` tells
-    /// whether a lock was closed.
-    std::string Unlock(Region first, Region second, bool& isClosed);
+    /// Closes the lock that handed out `first` and `second`. Empty, or what was wrong.
+    std::string Unlock(Region first, Region second);
 
     std::size_t OpenLocks() const { return openCount_; }
     std::uint64_t LockCount() const { return lockCount_; }

@@ -260,8 +260,7 @@ HRESULT SoundBuffer::Unlock(RingMemory::Region first, RingMemory::Region second)
         // What passed under the cursor so far was heard as it stood before this lock.
         CatchUp();
     }
-    bool isClosed = false;
-    std::string const problem = ring_.Unlock(first, second, isClosed);
+    std::string const problem = ring_.Unlock(first, second);
     unlocked_.notify_all();
     if (!problem.empty()) {
         world_.ReportMisuse("sound buffer " + std::to_string(number_) + ": " + problem);

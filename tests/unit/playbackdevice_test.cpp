@@ -38,7 +38,7 @@ protected:
     std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
 
     void ExpectClosed(RendererAudioPlaybackDevice& device) {
-        EXPECT_FALSE(device.IsOpen());
+        EXPECT_EQ(device.GetSound(), nullptr);
         EXPECT_FALSE(UnitTest::HasSound(device));
         EXPECT_FALSE(UnitTest::HasThread(device));
         EXPECT_EQ(world_.LiveSounds(), 0U);
@@ -158,7 +158,7 @@ TEST_F(PlaybackDevice_Enumeration, FailureIsTriedAgainByTheNextOpening) {
     EXPECT_EQ(device.Open(), -26);
     EXPECT_EQ(device.Open(), 0);
     EXPECT_EQ(CountOf(Call_t::SoundEnumerate), 2U);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
 }
 
 TEST_F(PlaybackDevice_Enumeration, WithoutAnyDeviceTheDefaultOneIsOpenedYetDoesNotCountAsOpen) {
@@ -167,7 +167,6 @@ TEST_F(PlaybackDevice_Enumeration, WithoutAnyDeviceTheDefaultOneIsOpenedYetDoesN
     EXPECT_EQ(device.Open(), 0);
     EXPECT_TRUE(UnitTest::HasSound(device));
     EXPECT_TRUE(UnitTest::HasThread(device));
-    EXPECT_FALSE(device.IsOpen());
     EXPECT_EQ(device.GetSound(), nullptr);
 }
 
@@ -179,7 +178,7 @@ TEST_F(PlaybackDevice_Enumeration, WithoutAnyDeviceEachOpeningEnumeratesAgain) {
     EXPECT_EQ(device.Open(), 0);
     EXPECT_EQ(CountOf(Call_t::SoundEnumerate), 2U);
     EXPECT_EQ(CountOf(Call_t::SoundCreate8), 1U);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
 }
 
 TEST_F(PlaybackDevice_Enumeration, FailureOnAnOpenDeviceLeavesItOpen) {
@@ -200,7 +199,7 @@ TEST_F(PlaybackDevice_Open, EnumeratesCreatesAndTakesPriorityOnTheDesktopWindow)
     EXPECT_EQ(device.Open(), 0);
     EXPECT_THAT(TakeTexts(), ElementsAre("DirectSoundEnumerateA()", "DirectSoundCreate8()",
                                          "GetDesktopWindow()", "SetCooperativeLevel(2)"));
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
     EXPECT_TRUE(UnitTest::HasThread(device));
     EXPECT_EQ(world_.CooperativeLevel(), 2U);
     EXPECT_EQ(world_.CooperativeWindow(), Simulation::World::DesktopWindow());
@@ -241,7 +240,7 @@ TEST_F(PlaybackDevice_Open, AfterCloseCreatesAgainWithoutEnumerating) {
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("DirectSoundCreate8()", "GetDesktopWindow()", "SetCooperativeLevel(2)"));
     EXPECT_EQ(world_.SoundCount(), 2U);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
     EXPECT_TRUE(UnitTest::HasThread(device));
 }
 
@@ -253,7 +252,7 @@ TEST_F(PlaybackDevice_Open, TakesTheDefaultDeviceWhateverWasEnumerated) {
     // The enumerated device is gone, the table still has it, and the default device is there.
     world_.Device().SetDevices({});
     EXPECT_EQ(device.Open(), 0);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
 }
 
 TEST_F(PlaybackDevice_Open, FromSeveralThreadsAtOnceOpensOnce) {
@@ -262,7 +261,6 @@ TEST_F(PlaybackDevice_Open, FromSeveralThreadsAtOnceOpensOnce) {
     for (int i = 0; i < 4; ++i) {
         openers.emplace_back([&device] {
             EXPECT_EQ(device.Open(), 0);
-            EXPECT_TRUE(device.IsOpen());
             EXPECT_NE(device.GetSound(), nullptr);
         });
     }
@@ -280,7 +278,7 @@ TEST_F(PlaybackDevice_Open, SuccessWithNullObjectGives0WithTheDeviceClosed) {
     EXPECT_EQ(CountOf(Call_t::SoundSetCooperativeLevel), 0U);
     ExpectClosed(device);
     EXPECT_EQ(device.Open(), 0);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
 }
 
 TEST_F(PlaybackDevice_Open, RefusedCooperativeLevelGivesMinus1AndReleasesDirectSound) {
@@ -305,7 +303,7 @@ TEST_F(PlaybackDevice_Open, RefusedCooperativeLevelIsTriedAgainByTheNextOpening)
     world_.Faults().Fail(Call_t::SoundSetCooperativeLevel, 1, DSERR_ALLOCATED);
     EXPECT_EQ(device.Open(), -1);
     EXPECT_EQ(device.Open(), 0);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
     EXPECT_EQ(CountOf(Call_t::SoundEnumerate), 1U);
 }
 
@@ -325,7 +323,7 @@ TEST_P(PlaybackDevice_OpenCreateFailure, GivesItsStatusLeavesTheDeviceClosedAndI
     RendererAudioPlaybackDevice device;
     world.Faults().Fail(Call_t::SoundCreate8, 1, static_cast<HRESULT>(GetParam().result));
     EXPECT_EQ(device.Open(), GetParam().status);
-    EXPECT_FALSE(device.IsOpen());
+    EXPECT_EQ(device.GetSound(), nullptr);
     EXPECT_FALSE(UnitTest::HasThread(device));
     EXPECT_EQ(world.SoundCount(), 0U);
     EXPECT_THAT(world.Journal().Records({Call_t::SoundSetCooperativeLevel}), IsEmpty());
@@ -333,7 +331,7 @@ TEST_P(PlaybackDevice_OpenCreateFailure, GivesItsStatusLeavesTheDeviceClosedAndI
     EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device).lock));
 
     EXPECT_EQ(device.Open(), 0);
-    EXPECT_TRUE(device.IsOpen());
+    EXPECT_NE(device.GetSound(), nullptr);
     EXPECT_THAT(world.Journal().Records({Call_t::SoundEnumerate}), SizeIs(1));
 }
 
@@ -491,7 +489,7 @@ TEST_F(PlaybackDevice_Buffers, ComeAndGoOnAClosedDevice) {
     EXPECT_EQ(world_.SoundCount(), 0U);
 }
 
-// --- GetSound, IsOpen
+// --- GetSound
 
 TEST_F(PlaybackDevice_GetSound, IsNullBeforeOpenAndAfterClose) {
     RendererAudioPlaybackDevice device;

@@ -434,7 +434,7 @@ TEST_F(PlaybackThread, CloseEndsASpinningThread) {
     SetEvent(buffer.GetEvent());
     world_.WaitForWaitCalls(calls + 10);
     device_.Close();
-    EXPECT_FALSE(device_.IsOpen());
+    EXPECT_EQ(device_.GetSound(), nullptr);
     EXPECT_EQ(world_.LiveSounds(), 0U);
 }
 

@@ -77,10 +77,6 @@ void RendererAudioPlaybackDevice::Close() {
     state_->sound.reset();
 }
 
-bool RendererAudioPlaybackDevice::IsOpen() const {
-    return GetSound() != nullptr;
-}
-
 boost::intrusive_ptr<IDirectSound8> RendererAudioPlaybackDevice::GetSound() const {
     boost::mutex::scoped_lock const guard(state_->lock);
     return state_->devices.GetDevices().empty() ? nullptr : state_->sound;

@@ -13,8 +13,8 @@ class RendererAudioPlaybackBuffer;
 /// The module's one DirectSound output: the system's default playback device, the registry of the live
 /// playback buffers, and the thread that services them.
 ///
-/// **Threads:** `Open`, `GetSound`, `IsOpen`, `AddBuffer` and `RemoveBuffer` from any thread. `Close` only
-/// while nothing else opens, closes or uses the device: the end of the renderer's life. The playback thread,
+/// **Threads:** `Open`, `GetSound`, `AddBuffer` and `RemoveBuffer` from any thread. `Close` only while
+/// nothing else opens, closes or uses the device: the end of the renderer's life. The playback thread,
 /// "Media.RendererAudio.Playback", runs from `Open` to `Close`.
 /// **Ownership:** owned by the renderer, outlives every session. Owns DirectSound, the thread and the
 /// events; holds plain pointers to the buffers.
@@ -39,10 +39,8 @@ public:
     /// registered buffers stay.
     void Close();
 
-    /// The device is open and at least one output is known.
-    bool IsOpen() const;
-
-    /// The DirectSound object to create sound buffers with; null unless `IsOpen`.
+    /// The DirectSound object to create sound buffers with; null unless the device is open and at least one
+    /// output is known.
     boost::intrusive_ptr<IDirectSound8> GetSound() const;
 
     /// Registers `buffer` for servicing and returns its event (a Win32 handle), for DirectSound to signal.
