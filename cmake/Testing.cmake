@@ -25,9 +25,13 @@ set(RENDERERAUDIO_TEST_ENVIRONMENT
     ASAN_OPTIONS=detect_leaks=1:halt_on_error=1
     TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
     UBSAN_OPTIONS=print_stacktrace=1)
+# On a bare machine no locale is set; Wine then has no name for most files unless its starter sees to it.
+if(CMAKE_CROSSCOMPILING)
+    list(APPEND RENDERERAUDIO_TEST_ENVIRONMENT LC_ALL=C)
+endif()
 
 # What is shipped is linked by the compiler's own linker.
-if(WIN32 AND CMAKE_CROSSCOMPILING)
+if(WIN32 AND CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(RENDERERAUDIO_TEST_LINK_OPTIONS -wrapper ${CMAKE_CURRENT_LIST_DIR}/link-with-lld)
 endif()
 

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <future>
 #include <stdexcept>
-#include <thread>
 
 #include "atend.h"
 #include "kovra/thread.h"
@@ -43,7 +42,7 @@ constexpr double ReadingPeriodSeconds = 60.0;
 constexpr std::int64_t EndingMilliSec = 1000;
 constexpr std::int64_t SilenceMilliSec = 8000;
 /// Longer than an idle check takes.
-constexpr std::chrono::seconds AfterClosing{3};
+constexpr std::int64_t AfterClosingMilliSec = 3000;
 
 constexpr char const* IdleText = "Idle AudioBuffer playback stopped";
 constexpr double BytesPerMegabyte = 1e6;
@@ -219,7 +218,8 @@ private:
             record.isClosedToLimit = true;
         }
         if (record.isClosedToLimit) {
-            std::this_thread::sleep_for(AfterClosing);
+            recording_.WaitForLength(recording_.GetLength() +
+                                     AudioHost::MilliSecToSamples(AfterClosingMilliSec));
         }
         record.idleStopsAfterClosing = tally_.CountLogged(IdleText) - record.idleStopsInSilence;
     }

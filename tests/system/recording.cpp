@@ -14,6 +14,7 @@ namespace {
 constexpr char const* PathVariable = "RENDERERAUDIO_RECORDING";
 constexpr std::int64_t Channels = 2;
 constexpr std::int64_t SampleBytes = Channels * 2;
+/// Another process writes the file, at the pace of the sound: its length is all there is to wait for.
 constexpr auto PollInterval = std::chrono::milliseconds(20);
 /// A server that records nothing for so long is not just slow: it records every 20 ms.
 constexpr auto StandstillLimit = std::chrono::seconds(60);
