@@ -71,7 +71,7 @@ private:
 
     void RebuildForRate(std::shared_ptr<FrameAud> const& frame);
     void PlaceFrame(std::int64_t timestampNanoSec);
-    void JudgeGap();
+    void CloseSmallGap();
     bool DecodeFrame(std::shared_ptr<FrameAud> const& frame);
     bool CopyToRing(std::uint32_t startPos, std::uint32_t byteCount, std::uint8_t const* data,
                     MediaCoding_t coding);
@@ -83,8 +83,8 @@ private:
     void ControlDrift(Kovra::JiffyTime now, std::uint32_t lagSamples, std::uint32_t aheadSamples);
     void StopIdle(std::int32_t idleMilliSec);
 
-    struct Record;
-    std::unique_ptr<Record> const record_;
+    struct Fields;
+    std::unique_ptr<Fields> const fields_;
 };
 
 } // namespace Media

@@ -4,9 +4,10 @@
 #include <optional>
 #include <utility>
 
-#include "rendereraudiodirectsound.h"
+#include "directsound/directsound.h"
 
 namespace Media {
+namespace DirectSound {
 
 /// Brings a lost buffer's memory back. False when there is nothing to bring back: capture buffers are never
 /// lost.
@@ -22,16 +23,16 @@ inline bool RestoreLostMemory(IDirectSoundCaptureBuffer8& /*captureBuffer*/) {
 ///
 /// **Ownership:** unlocks when it goes out of scope; borrows the DirectSound buffer.
 template <class DirectSoundBuffer>
-class RendererAudioRegionLock {
+class RegionLock {
 public:
     /// Locks `byteCount` bytes from `startByte` on. A lost buffer is restored and tried once more. Empty when
     /// DirectSound refuses, and without a buffer (null), which counts as a refusal.
-    static std::optional<RendererAudioRegionLock> Acquire(DirectSoundBuffer* buffer, std::uint32_t startByte,
-                                                          std::uint32_t byteCount) {
+    static std::optional<RegionLock> Acquire(DirectSoundBuffer* buffer, std::uint32_t startByte,
+                                             std::uint32_t byteCount) {
         if (buffer == nullptr) {
             return std::nullopt;
         }
-        RendererAudioRegionLock lock(*buffer);
+        RegionLock lock(*buffer);
         HRESULT result = lock.Lock(startByte, byteCount);
         if (result == DSERR_BUFFERLOST && RestoreLostMemory(*buffer)) {
             result = lock.Lock(startByte, byteCount);
@@ -43,15 +44,15 @@ public:
         return lock;
     }
 
-    RendererAudioRegionLock(RendererAudioRegionLock&& other) noexcept
+    RegionLock(RegionLock&& other) noexcept
         : buffer_(std::exchange(other.buffer_, nullptr)),
           first_(other.first_),
           second_(other.second_),
           firstBytes_(other.firstBytes_),
           secondBytes_(other.secondBytes_) {}
-    RendererAudioRegionLock& operator=(RendererAudioRegionLock&&) = delete;
+    RegionLock& operator=(RegionLock&&) = delete;
 
-    ~RendererAudioRegionLock() {
+    ~RegionLock() {
         if (buffer_ != nullptr) {
             buffer_->Unlock(first_, firstBytes_, second_, secondBytes_);
         }
@@ -67,7 +68,7 @@ public:
     void Forget() { buffer_ = nullptr; }
 
 private:
-    explicit RendererAudioRegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
+    explicit RegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
 
     HRESULT Lock(std::uint32_t startByte, std::uint32_t byteCount) {
         return buffer_->Lock(startByte, byteCount, &first_, &firstBytes_, &second_, &secondBytes_, 0);
@@ -81,7 +82,8 @@ private:
     DWORD secondBytes_ = 0;
 };
 
-using RendererAudioRingLock = RendererAudioRegionLock<IDirectSoundBuffer8>;
-using RendererAudioCaptureLock = RendererAudioRegionLock<IDirectSoundCaptureBuffer8>;
+using PlaybackLock = RegionLock<IDirectSoundBuffer8>;
+using CaptureLock = RegionLock<IDirectSoundCaptureBuffer8>;
 
+} // namespace DirectSound
 } // namespace Media
