@@ -8,15 +8,24 @@
 
 #include "mediacore/frame.h"
 #include "pipeline/pipelinejob.h"
+#include "support/facts.h"
 
 namespace UnitTest {
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+using namespace Facts;
+using Outcome_t = Media::PipelineStageJob::Outcome_t;
+
+/// Timestamp of the first frame of a session where it matters little.
+constexpr std::int64_t FirstTimestampNanoSec = NanoSecPerSec;
+
+inline Kovra::JiffyTime InMilliSec(std::int64_t milliSec) {
+    return Kovra::JiffyTime::Now().AddMilliSec(milliSec);
+}
 
 /// A raw PCM frame of these samples (channels interleaved).
 inline std::shared_ptr<Media::FrameAudRaw> RawFrame(std::int64_t timestampNanoSec,
                                                     std::vector<std::int16_t> const& samples,
-                                                    std::uint32_t frequencyHz = 48000,
+                                                    std::uint32_t frequencyHz = FrequencyHz,
                                                     std::uint32_t channels = 1) {
     boost::intrusive_ptr<Media::ParamsAudRaw> const params(new Media::ParamsAudRaw);
     params->SetParamsAud(frequencyHz, channels, 16);
@@ -42,7 +51,7 @@ inline std::shared_ptr<Media::FrameAudRaw> ConstantFrame(std::int64_t timestampN
 /// A coded frame of these bytes.
 inline std::shared_ptr<Media::FrameAud> CodedFrame(Media::MediaCoding_t coding, std::int64_t timestampNanoSec,
                                                    std::vector<std::uint8_t> const& bytes = {1, 2, 3, 4},
-                                                   std::uint32_t frequencyHz = 48000) {
+                                                   std::uint32_t frequencyHz = FrequencyHz) {
     boost::intrusive_ptr<Media::ParamsAud> const params(new Media::ParamsAud(coding));
     params->SetParamsAud(frequencyHz, 1, 8);
     auto frame = std::make_shared<Media::FrameAud>(

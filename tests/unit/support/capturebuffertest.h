@@ -1,8 +1,5 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -10,16 +7,16 @@
 #include <vector>
 
 #include "rendereraudiocapturebufferfields.h"
-#include "simulation/testworld.h"
 #include "support/logcapture.h"
 #include "support/peers.h"
+#include "support/unittest.h"
 
 namespace UnitTest {
 
-using Frames = std::vector<std::shared_ptr<Media::FrameAud>>;
+using Frames = std::vector<std::shared_ptr<FrameAud>>;
 
 /// The samples that a frame holds.
-inline std::vector<std::int16_t> SamplesOf(Media::FrameAud const& frame) {
+inline std::vector<std::int16_t> SamplesOf(FrameAud const& frame) {
     Kovra::BufferInfo const* const info = frame.GetConstBufferBegin();
     std::vector<std::int16_t> samples(info == nullptr ? 0 : info->GetLength() / sizeof(std::int16_t));
     if (!samples.empty()) {
@@ -41,17 +38,11 @@ inline std::vector<std::int16_t> PatternFrom(std::uint64_t first, std::size_t co
 /// thread runs but the test's own.
 class CaptureBufferTest : public ::testing::Test {
 protected:
-    using Call_t = Simulation::Call_t;
-    using CallSet = Simulation::CallSet;
-    using Peer = Media::RendererAudioCaptureBufferPeer;
-
-    static constexpr std::uint32_t BlockSamples = 960;
-    static constexpr std::uint32_t RingSamples = 240000;
-    static constexpr std::int64_t BlockNanoSec = 20'000'000;
+    using Peer = RendererAudioCaptureBufferPeer;
 
     CaptureBufferTest() {
         EXPECT_EQ(device.Initialize(), 0);
-        buffer = std::make_unique<Media::RendererAudioCaptureBuffer>(device);
+        buffer = std::make_unique<RendererAudioCaptureBuffer>(device);
         world.Journal().Enable();
         world.Journal().Clear();
     }
@@ -80,8 +71,8 @@ protected:
 
     Simulation::TestWorld world;
     LogCapture log;
-    Media::RendererAudioCaptureDevice device;
-    std::unique_ptr<Media::RendererAudioCaptureBuffer> buffer;
+    RendererAudioCaptureDevice device;
+    std::unique_ptr<RendererAudioCaptureBuffer> buffer;
 };
 
 } // namespace UnitTest

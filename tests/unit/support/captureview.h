@@ -15,19 +15,16 @@
 #include "simulation/world.h"
 #include "support/deviceview.h"
 #include "support/peers.h"
+#include "support/unittest.h"
 
 namespace UnitTest {
 
-using CaptureDevicePeer = Media::RendererAudioCaptureDevicePeer;
-using CaptureProxyPeer = Media::RendererAudioCaptureProxyPeer;
-using CaptureBufferPeer = Media::RendererAudioCaptureBufferPeer;
+using CaptureDevicePeer = RendererAudioCaptureDevicePeer;
+using CaptureProxyPeer = RendererAudioCaptureProxyPeer;
+using CaptureBufferPeer = RendererAudioCaptureBufferPeer;
 
 constexpr char const* LineLevelThreadName = "Media.RendererAudio.LineLevel";
 constexpr char const* CaptureThreadName = "Media.RendererAudio.Capture";
-
-/// One block, and one period of every thread of the capture side.
-constexpr std::int64_t BlockMilliSec = 20;
-constexpr std::uint32_t BlockSamples = 960;
 
 /// What a device without any fault opens with, and what it makes a buffer with; references left out.
 constexpr char const* EnumerateText = "DirectSound::DirectSoundCaptureEnumerateA()";
@@ -37,26 +34,26 @@ constexpr char const* CreateBufferText = "Capture::CreateCaptureBuffer(214748364
 
 // Looks into a capture device. **Threads:** while no other thread changes what is looked at.
 
-inline std::vector<HANDLE> EventsOf(Media::RendererAudioCaptureDevice& device) {
+inline std::vector<HANDLE> EventsOf(RendererAudioCaptureDevice& device) {
     return *CaptureDevicePeer::GetFields(device).registry.GetEvents();
 }
 
-inline std::vector<Media::RendererAudioCaptureBuffer*> BuffersOf(Media::RendererAudioCaptureDevice& device) {
+inline std::vector<RendererAudioCaptureBuffer*> BuffersOf(RendererAudioCaptureDevice& device) {
     auto& fields = CaptureDevicePeer::GetFields(device);
     return fields.registry.GetBuffers(boost::mutex::scoped_lock(fields.lock));
 }
 
-inline std::map<std::string, GUID> KnownDevicesOf(Media::RendererAudioCaptureDevice& device) {
+inline std::map<std::string, GUID> KnownDevicesOf(RendererAudioCaptureDevice& device) {
     auto& fields = CaptureDevicePeer::GetFields(device);
     return fields.devices.GetDevices(boost::mutex::scoped_lock(fields.lock));
 }
 
-inline bool HasCapture(Media::RendererAudioCaptureDevice& device) {
+inline bool HasCapture(RendererAudioCaptureDevice& device) {
     return CaptureDevicePeer::GetFields(device).capture != nullptr;
 }
 
 /// Any time.
-inline bool HasCaptureThread(Media::RendererAudioCaptureDevice& device) {
+inline bool HasCaptureThread(RendererAudioCaptureDevice& device) {
     return CaptureDevicePeer::GetFields(device).captureThread.load() != nullptr;
 }
 
@@ -72,8 +69,7 @@ inline std::vector<std::string> FullTexts(std::vector<Simulation::CallRecord> co
 
 /// All calls but those in which the module only holds the capture object for a while.
 inline Simulation::CallSet CallsButPassingReferences() {
-    using Simulation::Call_t;
-    return Simulation::CallSet::All() - Simulation::CallSet{Call_t::CaptureAddRef, Call_t::CaptureRelease};
+    return CallSet::All() - CallSet{Call_t::CaptureAddRef, Call_t::CaptureRelease};
 }
 
 /// Every sample stands at one end of the range, by turns.
@@ -84,7 +80,6 @@ inline std::int16_t FullScaleSquare(std::uint64_t sampleIndex) {
 /// The level after this many blocks of full scale since the start, by (blocks / 16) ^ 0.65625.
 constexpr float LevelOfOneBlock = 0.162105F;
 constexpr float LevelOfTwoBlocks = 0.255474F;
-constexpr float LevelOfSixBlocks = 0.525361F;
 constexpr float LevelTolerance = 1e-6F;
 
 /// Lets other threads run until `isTrue`; false when it is not in the end. For what the simulation cannot

@@ -12,33 +12,33 @@
 #include "simulation/world.h"
 #include "support/builders.h"
 #include "support/peers.h"
+#include "support/unittest.h"
 
 namespace UnitTest {
 
-using DevicePeer = Media::RendererAudioPlaybackDevicePeer;
+using DevicePeer = RendererAudioPlaybackDevicePeer;
 
 // Looks into a playback device. **Threads:** while no other thread changes what is looked at.
 
-inline std::vector<HANDLE> EventsOf(Media::RendererAudioPlaybackDevice& device) {
+inline std::vector<HANDLE> EventsOf(RendererAudioPlaybackDevice& device) {
     return *DevicePeer::GetFields(device).registry.GetEvents();
 }
 
-inline std::vector<Media::RendererAudioPlaybackBuffer*> BuffersOf(
-    Media::RendererAudioPlaybackDevice& device) {
+inline std::vector<RendererAudioPlaybackBuffer*> BuffersOf(RendererAudioPlaybackDevice& device) {
     auto& fields = DevicePeer::GetFields(device);
     return fields.registry.GetBuffers(boost::mutex::scoped_lock(fields.lock));
 }
 
-inline std::map<std::string, GUID> KnownDevicesOf(Media::RendererAudioPlaybackDevice& device) {
+inline std::map<std::string, GUID> KnownDevicesOf(RendererAudioPlaybackDevice& device) {
     auto& fields = DevicePeer::GetFields(device);
     return fields.devices.GetDevices(boost::mutex::scoped_lock(fields.lock));
 }
 
-inline bool HasSound(Media::RendererAudioPlaybackDevice& device) {
+inline bool HasSound(RendererAudioPlaybackDevice& device) {
     return DevicePeer::GetFields(device).sound != nullptr;
 }
 
-inline bool HasThread(Media::RendererAudioPlaybackDevice& device) {
+inline bool HasThread(RendererAudioPlaybackDevice& device) {
     return DevicePeer::GetFields(device).thread.load() != nullptr;
 }
 
@@ -58,7 +58,7 @@ inline bool CanBeLockedElsewhere(boost::mutex& lock) {
 /// service pass has come by.
 class RegisteredBuffer {
 public:
-    explicit RegisteredBuffer(Media::RendererAudioPlaybackDevice& device) : device_(device), buffer_(device) {
+    explicit RegisteredBuffer(RendererAudioPlaybackDevice& device) : device_(device), buffer_(device) {
         Rearm();
         event_ = device.AddBuffer(buffer_);
     }
@@ -73,25 +73,25 @@ public:
     }
     bool WasServiced() { return GetFields().lastServicedWritePos == MarkSamples; }
 
-    Media::RendererAudioPlaybackBuffer& Get() { return buffer_; }
+    RendererAudioPlaybackBuffer& Get() { return buffer_; }
     HANDLE GetEvent() const { return event_; }
 
 private:
     /// A pass copies the write position, whatever else it does.
     static constexpr std::uint32_t MarkSamples = 2;
 
-    Media::RendererAudioPlaybackBufferPeer::Fields& GetFields() {
-        return Media::RendererAudioPlaybackBufferPeer::GetFields(buffer_);
+    RendererAudioPlaybackBufferPeer::Fields& GetFields() {
+        return RendererAudioPlaybackBufferPeer::GetFields(buffer_);
     }
 
-    Media::RendererAudioPlaybackDevice& device_;
-    Media::RendererAudioPlaybackBuffer buffer_;
+    RendererAudioPlaybackDevice& device_;
+    RendererAudioPlaybackBuffer buffer_;
     HANDLE event_ = nullptr;
 };
 
 /// The texts of the calls in `calls` that the thread named `threadName` made; the test's own has no name.
 inline std::vector<std::string> TextsOfThread(Simulation::World& world, std::string const& threadName,
-                                              Simulation::CallSet const& calls) {
+                                              CallSet const& calls) {
     std::vector<std::string> texts;
     for (auto const& record : world.Journal().Records(calls)) {
         if (record.threadName == threadName) {
@@ -102,8 +102,8 @@ inline std::vector<std::string> TextsOfThread(Simulation::World& world, std::str
 }
 
 /// All calls but those that only count references.
-inline Simulation::CallSet CallsButReferences() {
-    return Simulation::CallSet::All() - Simulation::CallSet::References();
+inline CallSet CallsButReferences() {
+    return CallSet::All() - CallSet::References();
 }
 
 constexpr char const* PlaybackThreadName = "Media.RendererAudio.Playback";

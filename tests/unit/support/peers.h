@@ -23,16 +23,6 @@ struct RendererAudioPlaybackBufferPeer {
     using Fields = RendererAudioPlaybackBuffer::Fields;
 
     static Fields& GetFields(RendererAudioPlaybackBuffer& buffer) { return *buffer.fields_; }
-    static bool DecodeFrame(RendererAudioPlaybackBuffer& buffer, std::shared_ptr<FrameAud> const& frame) {
-        return buffer.DecodeFrame(frame);
-    }
-    static bool CopyToRing(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos,
-                           std::uint32_t byteCount, std::uint8_t const* data, MediaCoding_t coding) {
-        return buffer.CopyToRing(startPos, byteCount, data, coding);
-    }
-    static bool ClearRange(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos, std::uint32_t count) {
-        return buffer.ClearRange(startPos, count);
-    }
 };
 
 struct RendererAudioPlaybackDevicePeer {

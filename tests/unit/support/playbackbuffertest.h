@@ -1,19 +1,16 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "simulation/testworld.h"
 #include "support/builders.h"
 #include "support/fakecodec.h"
 #include "support/logcapture.h"
 #include "support/peers.h"
+#include "support/unittest.h"
 
 namespace UnitTest {
 
@@ -41,21 +38,14 @@ inline LogLine Info(std::string message) {
 /// time stands still unless the test moves it.
 class PlaybackBufferTest : public ::testing::Test {
 protected:
-    using Call_t = Simulation::Call_t;
-    using CallSet = Simulation::CallSet;
-    using Peer = Media::RendererAudioPlaybackBufferPeer;
+    using Peer = RendererAudioPlaybackBufferPeer;
 
     /// Timestamp at ring position 0: past 2^42, and no multiple of anything.
     static constexpr std::int64_t Origin = 7'000'000'000'123;
-    static constexpr std::uint32_t RingSamples = 240000;
-    static constexpr std::uint32_t RingBytes = 480000;
-    static constexpr std::int64_t SampleNanoSec = 20833;
-    static constexpr std::int64_t FiveSecNanoSec = 5'000'000'000;
-    static constexpr std::int64_t HourNanoSec = 3'600'000'000'000;
 
     PlaybackBufferTest() {
-        Media::RendererAudioPlaybackDevicePeer::OpenWithoutThread(device);
-        buffer = std::make_unique<Media::RendererAudioPlaybackBuffer>(device);
+        RendererAudioPlaybackDevicePeer::OpenWithoutThread(device);
+        buffer = std::make_unique<RendererAudioPlaybackBuffer>(device);
         world.Journal().Enable();
         world.Journal().Clear();
     }
@@ -141,8 +131,8 @@ protected:
     Simulation::TestWorld world;
     LogCapture log;
     FakeCodec codec;
-    Media::RendererAudioPlaybackDevice device;
-    std::unique_ptr<Media::RendererAudioPlaybackBuffer> buffer;
+    RendererAudioPlaybackDevice device;
+    std::unique_ptr<RendererAudioPlaybackBuffer> buffer;
 };
 
 } // namespace UnitTest

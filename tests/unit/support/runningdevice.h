@@ -5,18 +5,19 @@
 #include "directsound/statuscodes.h"
 #include "simulation/world.h"
 #include "support/peers.h"
+#include "support/unittest.h"
 
 namespace UnitTest {
 
 /// Opens `device` and returns when its playback thread is blocked in its first wait. The thread may find the
 /// device without its pointer and end at once, since the opener stores it last: then the device is opened
 /// anew. For tests that need the thread; no other thread may be blocked. False when `Open` fails.
-inline bool OpenWithRunningThread(Media::RendererAudioPlaybackDevice& device, Simulation::World& world) {
+inline bool OpenWithRunningThread(RendererAudioPlaybackDevice& device, Simulation::World& world) {
     while (true) {
-        if (device.Open() != Media::Status::Success) {
+        if (device.Open() != Status::Success) {
             return false;
         }
-        auto* const thread = Media::RendererAudioPlaybackDevicePeer::GetFields(device).thread.load();
+        auto* const thread = RendererAudioPlaybackDevicePeer::GetFields(device).thread.load();
         if (thread == nullptr) {
             return false;
         }

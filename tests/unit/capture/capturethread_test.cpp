@@ -1,0 +1,235 @@
+// The thread that reads the microphone for nobody.
+
+#include <algorithm>
+#include <atomic>
+#include <boost/thread/thread.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "rendereraudiocapturedevice.h"
+#include "support/captureview.h"
+#include "support/logcapture.h"
+#include "support/unittest.h"
+
+namespace UnitTest {
+namespace {
+
+class CaptureDevice_CaptureThread : public testing::Test {
+protected:
+    CaptureDevice_CaptureThread() {
+        EXPECT_EQ(device_.Initialize(), 0);
+        world_.Journal().Enable();
+    }
+    ~CaptureDevice_CaptureThread() override {
+        if (HasCapture(device_)) {
+            world_.Journal().Clear();
+            Close();
+        }
+    }
+
+    /// Returns when the thread sleeps after its first read.
+    void Start() {
+        ASSERT_TRUE(CaptureDevicePeer::StartCaptureThread(device_));
+        world_.WaitForBlockedThread(CaptureThreadName);
+    }
+
+    /// Closes the device while the thread sleeps: the sleep has to pass.
+    void Close() {
+        std::thread closer([this] { device_.Close(); });
+        WaitForClosing();
+        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        closer.join();
+    }
+
+    /// Returns when a closing has come to the point where it waits for the thread.
+    void WaitForClosing() {
+        EXPECT_TRUE(YieldUntil([this] { return !HasCaptureThread(device_); }));
+        auto const isWake = [](auto const& record) { return record.threadName.empty(); };
+        EXPECT_TRUE(YieldUntil([&] {
+            auto const signals = world_.Journal().Records({Call_t::Win32SetEvent});
+            return std::any_of(signals.begin(), signals.end(), isWake);
+        }));
+    }
+
+    std::vector<std::string> TakeThreadTexts() {
+        auto texts =
+            TextsOfThread(world_, CaptureThreadName, CallSet::CaptureBuffer() | CallSet{Call_t::Win32Sleep});
+        world_.Journal().Clear();
+        return texts;
+    }
+
+    /// Every call since the last time.
+    std::vector<std::string> TakeTexts() {
+        auto texts = FullTexts(world_.Journal().Records());
+        world_.Journal().Clear();
+        return texts;
+    }
+
+    void ExpectClosed() {
+        EXPECT_FALSE(device_.IsOpen());
+        EXPECT_FALSE(HasCaptureThread(device_));
+        EXPECT_EQ(world_.LiveCaptures(), 0U);
+        EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device_).lock));
+    }
+
+    Simulation::TestWorld world_;
+    RendererAudioCaptureDevice device_;
+};
+
+TEST_F(CaptureDevice_CaptureThread, IsNotStartedOnAClosedDevice) {
+    device_.Close();
+    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device_));
+    EXPECT_FALSE(HasCaptureThread(device_));
+}
+
+TEST_F(CaptureDevice_CaptureThread, IsStartedOnce) {
+    Start();
+    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device_));
+    EXPECT_EQ(world_.BlockedThreads(), 1U);
+    EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device_).lock));
+}
+
+TEST_F(CaptureDevice_CaptureThread, MakesABufferOfItsOwnAndSleepsAfterItsFirstRead) {
+    TakeTexts();
+    Start();
+    // The sleep comes into the journal when it ends.
+    EXPECT_THAT(TakeThreadTexts(), ElementsAre("Start(1)", "GetCurrentPosition()"));
+    EXPECT_THAT(BuffersOf(device_), SizeIs(2));
+    EXPECT_TRUE(world_.OnlyCaptureBuffer().IsCapturing());
+}
+
+TEST_F(CaptureDevice_CaptureThread, DrainsEvery20MilliSec) {
+    Start();
+    TakeThreadTexts();
+    world_.Clock().Advance(20'000'000 - 1);
+    EXPECT_THAT(TakeThreadTexts(), IsEmpty());
+    world_.Clock().Advance(1);
+    EXPECT_THAT(TakeThreadTexts(),
+                ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)", "Unlock(1920, 0)"));
+    world_.Clock().AdvanceMilliSec(20);
+    EXPECT_THAT(TakeThreadTexts(),
+                ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(1920, 1920)", "Unlock(1920, 0)"));
+}
+
+TEST_F(CaptureDevice_CaptureThread, GoesOnRoundTheEndOfTheRing) {
+    Start();
+    TakeThreadTexts();
+    // 251 blocks of a ring of 250.
+    world_.Clock().AdvanceMilliSec(251 * FrameMilliSec);
+    EXPECT_EQ(world_.OnlyCaptureBuffer().LockCount(), 251U);
+    EXPECT_EQ(CaptureBufferPeer::GetFields(*BuffersOf(device_)[1]).frameNumber, 251U);
+    EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
+}
+
+TEST_F(CaptureDevice_CaptureThread, FeedsTheLevel) {
+    world_.CaptureDevice().SetGenerator(FullScaleSquare);
+    Start();
+    auto* const buffer = BuffersOf(device_)[1];
+    EXPECT_EQ(buffer->GetLineLevel(), 0.0F);
+    world_.Clock().AdvanceMilliSec(20);
+    EXPECT_NEAR(buffer->GetLineLevel(), LevelOfOneBlock, LevelTolerance);
+    // 15 more blocks: all 16 are full.
+    world_.Clock().AdvanceMilliSec(300);
+    EXPECT_EQ(buffer->GetLineLevel(), 1.0F);
+}
+
+TEST_F(CaptureDevice_CaptureThread, FailingReadsAreTriedAgainAfterEachSleep) {
+    world_.Faults().FailAlways(Call_t::CaptureBufferGetCurrentPosition, DSERR_GENERIC);
+    Start();
+    TakeThreadTexts();
+    world_.Clock().AdvanceMilliSec(40);
+    EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition() = 0x80004005", "Sleep(20)",
+                                               "GetCurrentPosition() = 0x80004005"));
+    world_.Faults().Clear();
+    world_.Clock().AdvanceMilliSec(20);
+    // Three blocks have come together.
+    EXPECT_THAT(TakeThreadTexts(),
+                ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 5760)", "Unlock(5760, 0)"));
+}
+
+TEST_F(CaptureDevice_CaptureThread, WithoutABufferSleepsOnUntilTheDeviceCloses) {
+    world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+    Start();
+    TakeThreadTexts();
+    world_.Clock().AdvanceMilliSec(60);
+    EXPECT_EQ(world_.Journal().Records({Call_t::CaptureCreateCaptureBuffer}).size(), 0U);
+    EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "Sleep(20)", "Sleep(20)"));
+    Close();
+    ExpectClosed();
+}
+
+TEST_F(CaptureDevice_CaptureThread, CloseJoinsItWhichFreesItsBufferBeforeTheDeviceIsReleased) {
+    Start();
+    TakeTexts();
+    Close();
+    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    // The wake event is number 1, the buffer's number 2. No read comes after the last sleep.
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("Win32::SetEvent(1)", "Win32::Sleep(20)", "CaptureBuffer::Stop()",
+                            "Win32::SetEvent(1)", "Win32::CloseHandle(2)", "CaptureBuffer::Release()",
+                            "Capture::Release()", "Capture::Release()"));
+    ExpectClosed();
+}
+
+TEST_F(CaptureDevice_CaptureThread, CloseWaitsForTheSleepToEnd) {
+    Start();
+    std::atomic<bool> isClosed{false};
+    std::thread closer([&] {
+        device_.Close();
+        isClosed.store(true);
+    });
+    WaitForClosing();
+    world_.Clock().Advance(20'000'000 - 1);
+    EXPECT_EQ(world_.BlockedThreads(), 1U);
+    EXPECT_FALSE(isClosed.load());
+    EXPECT_EQ(world_.LiveCaptures(), 1U);
+    world_.Clock().Advance(1);
+    closer.join();
+    ExpectClosed();
+}
+
+TEST_F(CaptureDevice_CaptureThread, IsJoinedAlsoByAnInterruptedThread) {
+    Start();
+    std::atomic<bool> mayClose{false};
+    std::atomic<bool> isClosed{false};
+    boost::thread closer([&] {
+        while (!mayClose.load()) {
+            std::this_thread::yield();
+        }
+        device_.Close();
+        isClosed.store(true);
+    });
+    closer.interrupt();
+    mayClose.store(true);
+    WaitForClosing();
+    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    closer.join();
+    EXPECT_TRUE(isClosed.load());
+    ExpectClosed();
+}
+
+TEST_F(CaptureDevice_CaptureThread, RunsAgainOnAReopenedDevice) {
+    Start();
+    world_.Journal().Clear();
+    Close();
+    ASSERT_EQ(device_.Initialize(), 0);
+    Start();
+    TakeThreadTexts();
+    world_.Clock().AdvanceMilliSec(20);
+    EXPECT_THAT(TakeThreadTexts(),
+                ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)", "Unlock(1920, 0)"));
+    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(2));
+}
+
+TEST_F(CaptureDevice_CaptureThread, LogsNothing) {
+    LogCapture const log;
+    Start();
+    world_.Clock().AdvanceMilliSec(100);
+    world_.Journal().Clear();
+    Close();
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
+}
+
+} // namespace
+} // namespace UnitTest

@@ -1,0 +1,126 @@
+#include "directsound/devicetable.h"
+
+#include <cstring>
+
+#include "support/deviceview.h"
+
+namespace UnitTest {
+namespace {
+
+constexpr GUID FirstGuid = {0x11111111, 0x2222, 0x3333, {1, 2, 3, 4, 5, 6, 7, 8}};
+constexpr GUID SecondGuid = {0x99999999, 0x8888, 0x7777, {8, 7, 6, 5, 4, 3, 2, 1}};
+constexpr GUID ZeroGuid = {};
+
+bool AreEqual(GUID const& a, GUID const& b) {
+    return std::memcmp(&a, &b, sizeof(GUID)) == 0;
+}
+
+class DeviceTableTest : public testing::Test {
+protected:
+    bool HasOnly(char const* description, GUID const& guid) {
+        boost::mutex::scoped_lock const guard(lock_);
+        auto const& devices = table_.GetDevices(guard);
+        auto const found = devices.find(description);
+        return devices.size() == 1 && found != devices.end() && AreEqual(found->second, guid);
+    }
+
+    bool IsEmpty() { return table_.IsEmpty(boost::mutex::scoped_lock(lock_)); }
+
+    boost::mutex lock_;
+    DirectSound::DeviceTable table_{lock_};
+};
+
+TEST_F(DeviceTableTest, IsEmptyAtFirst) {
+    EXPECT_TRUE(IsEmpty());
+}
+
+TEST_F(DeviceTableTest, DeviceIsRecordedUnderItsDescriptionWithAllSixteenBytesOfItsGuid) {
+    table_.Record(&FirstGuid, "Speakers");
+    EXPECT_FALSE(IsEmpty());
+    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, DeviceWithoutGuidIsRecordedWithZeros) {
+    table_.Record(nullptr, "Primary");
+    EXPECT_TRUE(HasOnly("Primary", ZeroGuid));
+}
+
+TEST_F(DeviceTableTest, DeviceWithoutDescriptionIsNotRecorded) {
+    table_.Record(&FirstGuid, nullptr);
+    EXPECT_TRUE(IsEmpty());
+}
+
+TEST_F(DeviceTableTest, EmptyDescriptionIsADescription) {
+    table_.Record(&FirstGuid, "");
+    EXPECT_TRUE(HasOnly("", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, TwoDevicesOfOneDescriptionLeaveOneEntryWithTheLaterGuid) {
+    table_.Record(&FirstGuid, "Speakers");
+    table_.Record(&SecondGuid, "Speakers");
+    EXPECT_TRUE(HasOnly("Speakers", SecondGuid));
+}
+
+TEST_F(DeviceTableTest, LaterDeviceOfTheSameDescriptionWithoutGuidLeavesTheGuid) {
+    table_.Record(&FirstGuid, "Speakers");
+    table_.Record(nullptr, "Speakers");
+    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, EnumerationRecordsWhatItIsCalledBackWithToTheEnd) {
+    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+        GUID guid = FirstGuid;
+        EXPECT_EQ(record(&guid, "Speakers", "driver.sys", context), TRUE);
+        EXPECT_EQ(record(nullptr, "Speakers", nullptr, context), TRUE);
+        EXPECT_EQ(record(&guid, nullptr, nullptr, context), TRUE);
+        return DS_OK;
+    }));
+    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, EnumerationThatFailsLeavesNoDeviceKnown) {
+    EXPECT_FALSE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+        record(nullptr, "Speakers", nullptr, context);
+        return DSERR_GENERIC;
+    }));
+    EXPECT_TRUE(IsEmpty());
+}
+
+TEST_F(DeviceTableTest, DevicesThatAreKnownAreNotEnumeratedAgain) {
+    table_.Record(&FirstGuid, "Speakers");
+    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) {
+        ADD_FAILURE();
+        return DSERR_GENERIC;
+    }));
+    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, GivesTheLockBackAfterEveryOperation) {
+    bool isFreeMeanwhile = false;
+    table_.EnumerateOnce([&](LPDSENUMCALLBACKA, void*) {
+        isFreeMeanwhile = CanBeLockedElsewhere(lock_);
+        return DSERR_GENERIC;
+    });
+    EXPECT_TRUE(isFreeMeanwhile);
+    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
+    table_.Record(&FirstGuid, "Speakers");
+    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
+}
+
+TEST_F(DeviceTableTest, RecordsAndForgetsOnSeveralThreadsAtOnce) {
+    constexpr int Rounds = 200;
+    std::thread recorder([this] {
+        for (int i = 0; i < Rounds; ++i) {
+            table_.Record(&FirstGuid, ("Device " + std::to_string(i % 5)).c_str());
+        }
+    });
+    for (int i = 0; i < Rounds; ++i) {
+        IsEmpty();
+        table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) { return DSERR_GENERIC; });
+    }
+    recorder.join();
+    EXPECT_FALSE(IsEmpty());
+}
+
+} // namespace
+} // namespace UnitTest

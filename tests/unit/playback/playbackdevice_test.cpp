@@ -1,0 +1,139 @@
+// What the playback device does beside directsound/device_test.cpp.
+
+#include "rendereraudioplaybackdevice.h"
+
+#include <atomic>
+#include <boost/thread/thread.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/deviceview.h"
+#include "support/unittest.h"
+
+namespace UnitTest {
+namespace {
+
+class PlaybackDeviceTest : public testing::Test {
+protected:
+    PlaybackDeviceTest() { world_.Journal().Enable(); }
+
+    /// What the test's own thread has called since the last time, references left out.
+    std::vector<std::string> TakeTexts() {
+        auto texts = TextsOfThread(world_, "", CallsButReferences());
+        world_.Journal().Clear();
+        return texts;
+    }
+
+    void ExpectClosed() {
+        EXPECT_EQ(device_.GetSound(), nullptr);
+        EXPECT_FALSE(HasThread(device_));
+        EXPECT_EQ(world_.LiveSounds(), 0U);
+    }
+
+    Simulation::TestWorld world_;
+    RendererAudioPlaybackDevice device_;
+};
+
+class PlaybackDevice_Open : public PlaybackDeviceTest {};
+class PlaybackDevice_Close : public PlaybackDeviceTest {};
+class PlaybackDevice_Buffers : public PlaybackDeviceTest {};
+class PlaybackDevice_GetSound : public PlaybackDeviceTest {};
+
+TEST_F(PlaybackDevice_Open, TakesPriorityOnTheDesktopWindowAndStartsTheThread) {
+    EXPECT_EQ(device_.Open(), 0);
+    EXPECT_EQ(world_.CooperativeLevel(), 2U);
+    EXPECT_EQ(world_.CooperativeWindow(), Simulation::World::DesktopWindow());
+    EXPECT_TRUE(HasThread(device_));
+}
+
+TEST_F(PlaybackDevice_Open, StartsTheThreadAlsoWithoutAKnownDevice) {
+    world_.Device().SetDevices({});
+    EXPECT_EQ(device_.Open(), 0);
+    EXPECT_TRUE(HasThread(device_));
+}
+
+TEST_F(PlaybackDevice_Open, StartsTheThreadAgainAfterClose) {
+    ASSERT_EQ(device_.Open(), 0);
+    device_.Close();
+    EXPECT_EQ(device_.Open(), 0);
+    EXPECT_TRUE(HasThread(device_));
+}
+
+TEST_F(PlaybackDevice_Open, WithoutDesktopWindowIsRefusedTheCooperativeLevel) {
+    world_.Faults().Fail(Call_t::Win32DesktopWindow, 1, 0);
+    EXPECT_EQ(device_.Open(), -1);
+    EXPECT_THAT(world_.Journal().Records({Call_t::SoundSetCooperativeLevel}), SizeIs(1));
+    ExpectClosed();
+}
+
+TEST_F(PlaybackDevice_Open, AnyResultButZeroRefusesTheCooperativeLevel) {
+    world_.Faults().Fail(Call_t::SoundSetCooperativeLevel, 1, S_FALSE);
+    EXPECT_EQ(device_.Open(), -1);
+    ExpectClosed();
+}
+
+TEST_F(PlaybackDevice_Close, OfADeviceWhoseThreadFoundNoPointerJoinsAndReleases) {
+    DevicePeer::OpenWithoutThread(device_);
+    // The thread finds no pointer of its own and leaves; only then does its opener come to store it.
+    std::atomic<bool> hasLeft{false};
+    auto* const thread = new boost::thread([&] {
+        DevicePeer::RunPlaybackThread(device_);
+        hasLeft.store(true);
+    });
+    while (!hasLeft.load()) {
+        std::this_thread::yield();
+    }
+    DevicePeer::GetFields(device_).thread.store(thread);
+    device_.Close();
+    ExpectClosed();
+    EXPECT_EQ(world_.WaitCalls(), 0U);
+}
+
+TEST_F(PlaybackDevice_Close, KeepsTheBuffers) {
+    RegisteredBuffer buffer(device_);
+    ASSERT_EQ(device_.Open(), 0);
+    device_.Close();
+    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &buffer.Get()));
+    EXPECT_EQ(world_.OpenHandles(), 2U);
+}
+
+// --- AddBuffer, RemoveBuffer; the lists, registry_test.cpp shows
+
+TEST_F(PlaybackDevice_Buffers, EachGetsAnEventOfItsOwnUntilItIsRemoved) {
+    RendererAudioPlaybackBuffer first(device_);
+    RendererAudioPlaybackBuffer second(device_);
+    TakeTexts();
+    HANDLE const firstEvent = device_.AddBuffer(first);
+    HANDLE const secondEvent = device_.AddBuffer(second);
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("CreateEventA(0, 0)", "SetEvent(1)", "CreateEventA(0, 0)", "SetEvent(1)"));
+    EXPECT_NE(firstEvent, secondEvent);
+    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &first, &second));
+
+    device_.RemoveBuffer(first);
+    EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(2)"));
+    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &second));
+    EXPECT_EQ(EventsOf(device_).back(), secondEvent);
+    // A stranger by now.
+    device_.RemoveBuffer(first);
+    EXPECT_THAT(TakeTexts(), IsEmpty());
+    device_.RemoveBuffer(second);
+    EXPECT_EQ(world_.OpenHandles(), 1U);
+    EXPECT_EQ(world_.SoundCount(), 0U);
+}
+
+// --- GetSound
+
+TEST_F(PlaybackDevice_GetSound, GivesAReferenceOfItsOwn) {
+    ASSERT_EQ(device_.Open(), 0);
+    {
+        auto const sound = device_.GetSound();
+        ASSERT_NE(sound, nullptr);
+        EXPECT_EQ(world_.SoundReferences(), 2U);
+    }
+    EXPECT_EQ(world_.SoundReferences(), 1U);
+}
+
+} // namespace
+} // namespace UnitTest

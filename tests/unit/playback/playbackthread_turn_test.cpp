@@ -1,0 +1,228 @@
+// The start of the playback thread, and one turn of its loop, on a thread of the test's.
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kovra/log.h"
+#include "kovra/thread.h"
+#include "rendereraudioplaybackdevice.h"
+#include "simulation/testworld.h"
+#include "support/deviceview.h"
+
+namespace UnitTest {
+namespace {
+
+using BufferPeer = RendererAudioPlaybackBufferPeer;
+
+// --- the start of the thread
+
+TEST(PlaybackThread_Start, NamesItselfAndTakesPrioritySixBeforeItLooksWhetherToGoOn) {
+    Simulation::TestWorld const world;
+    RendererAudioPlaybackDevice device;
+    std::string name;
+    int priority = 0;
+    std::thread([&] {
+        DevicePeer::RunPlaybackThread(device);
+        name = Kovra::GetThreadName();
+        priority = static_cast<int>(Kovra::GetThreadPriority());
+    }).join();
+    EXPECT_EQ(name, "Media.RendererAudio.Playback");
+    EXPECT_EQ(priority, 6);
+}
+
+TEST(PlaybackThread_Start, ThreadThatFindsNoPointerLeavesWithoutAWait) {
+    Simulation::TestWorld const world;
+    RendererAudioPlaybackDevice device;
+    RegisteredBuffer buffer(device);
+    std::thread([&] { DevicePeer::RunPlaybackThread(device); }).join();
+    EXPECT_EQ(world.WaitCalls(), 0U);
+    EXPECT_FALSE(buffer.WasServiced());
+}
+
+// --- one turn of the loop, on the test's own thread
+
+class PlaybackThread_Turn : public testing::Test {
+protected:
+    PlaybackThread_Turn() { world_.Journal().Enable(); }
+
+    /// One turn whose wait gives `waitResult`.
+    void TurnWith(DWORD waitResult) {
+        world_.Faults().Fail(Call_t::Win32Wait, 1, waitResult);
+        DevicePeer::WaitAndService(device_);
+    }
+
+    /// Takes back the wake signals of registrations.
+    void Settle() {
+        if (world_.IsSignalled(EventsOf(device_).front())) {
+            DevicePeer::WaitAndService(device_);
+        }
+        world_.Journal().Clear();
+    }
+
+    Simulation::TestWorld world_;
+    RendererAudioPlaybackDevice device_;
+    std::vector<std::unique_ptr<RegisteredBuffer>> buffers_;
+};
+
+TEST_F(PlaybackThread_Turn, WithoutABufferWaitsForTheWakeEventWithoutLimit) {
+    SetEvent(EventsOf(device_).front());
+    world_.Journal().Clear();
+    DevicePeer::WaitAndService(device_);
+    EXPECT_THAT(world_.Journal().Texts(), ElementsAre("WaitForMultipleObjects(1, 4294967295)"));
+    // A wait that fails does nothing either.
+    TurnWith(WAIT_FAILED);
+    EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+}
+
+TEST_F(PlaybackThread_Turn, WithBuffersWaitsForAllEventsAtMost200MilliSecAndGivesTheLockBack) {
+    for (char const* const wait : {"WaitForMultipleObjects(2, 200)", "WaitForMultipleObjects(3, 200)"}) {
+        buffers_.push_back(std::make_unique<RegisteredBuffer>(device_));
+        world_.Journal().Clear();
+        DevicePeer::WaitAndService(device_);
+        EXPECT_THAT(world_.Journal().Texts(), ElementsAre(wait));
+        EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+    }
+}
+
+TEST_F(PlaybackThread_Turn, WakeEventAndTimeoutServiceEveryBuffer) {
+    RegisteredBuffer first(device_);
+    RegisteredBuffer second(device_);
+    DevicePeer::WaitAndService(device_);
+    EXPECT_TRUE(first.WasServiced());
+    EXPECT_TRUE(second.WasServiced());
+    first.Rearm();
+    second.Rearm();
+    TurnWith(WAIT_TIMEOUT);
+    EXPECT_TRUE(first.WasServiced());
+    EXPECT_TRUE(second.WasServiced());
+}
+
+TEST_F(PlaybackThread_Turn, NotificationServicesItsOwnBufferAlone) {
+    RegisteredBuffer first(device_);
+    RegisteredBuffer second(device_);
+    RegisteredBuffer third(device_);
+    RegisteredBuffer* const all[] = {&first, &second, &third};
+    Settle();
+    for (auto* const signalled : all) {
+        for (auto* const buffer : all) {
+            buffer->Rearm();
+        }
+        SetEvent(signalled->GetEvent());
+        DevicePeer::WaitAndService(device_);
+        for (auto* const buffer : all) {
+            EXPECT_EQ(buffer->WasServiced(), buffer == signalled);
+        }
+        EXPECT_FALSE(world_.IsSignalled(signalled->GetEvent()));
+    }
+}
+
+TEST_F(PlaybackThread_Turn, IndexBeyondTheListServicesNothing) {
+    RegisteredBuffer first(device_);
+    RegisteredBuffer second(device_);
+    // Three entries: 2 is the last place, 3 the first beyond.
+    for (DWORD const result :
+         {DWORD{3}, DWORD{4}, DWORD{63}, DWORD{64}, DWORD{WAIT_ABANDONED_0}, DWORD{WAIT_ABANDONED_0 + 1},
+          DWORD{WAIT_ABANDONED_0 + 2}, DWORD{257}, DWORD{259}, DWORD{WAIT_FAILED}}) {
+        TurnWith(result);
+        EXPECT_FALSE(first.WasServiced()) << result;
+        EXPECT_FALSE(second.WasServiced()) << result;
+    }
+    TurnWith(2);
+    EXPECT_FALSE(first.WasServiced());
+    EXPECT_TRUE(second.WasServiced());
+}
+
+TEST_F(PlaybackThread_Turn, IndexFromBeforeARemovalCountsInTheShortenedList) {
+    RegisteredBuffer first(device_);
+    auto second = std::make_unique<RegisteredBuffer>(device_);
+    RegisteredBuffer third(device_);
+    // Index 2 meant the second buffer; the third has taken its place. Index 3 meant the third.
+    second.reset();
+    TurnWith(2);
+    EXPECT_FALSE(first.WasServiced());
+    EXPECT_TRUE(third.WasServiced());
+    third.Rearm();
+    TurnWith(3);
+    EXPECT_FALSE(first.WasServiced());
+    EXPECT_FALSE(third.WasServiced());
+}
+
+TEST_F(PlaybackThread_Turn, RemovedBufferIsServicedNoMore) {
+    RegisteredBuffer staying(device_);
+    RegisteredBuffer leaving(device_);
+    device_.RemoveBuffer(leaving.Get());
+    DevicePeer::WaitAndService(device_);
+    EXPECT_TRUE(staying.WasServiced());
+    EXPECT_FALSE(leaving.WasServiced());
+}
+
+/// Playback buffers with sound, idle for 600 ms: a service pass asks each for its play cursor.
+class PlaybackThread_Pass : public testing::Test {
+protected:
+    PlaybackThread_Pass() {
+        DevicePeer::OpenWithoutThread(device_);
+        for (int i = 0; i < 3; ++i) {
+            buffers_.push_back(std::make_unique<RendererAudioPlaybackBuffer>(device_));
+            EXPECT_EQ(buffers_.back()->CreateSoundBuffer(ConstantFrame(1, 2, 0)), 0);
+            BufferPeer::GetFields(*buffers_.back()).active.store(1);
+        }
+        world_.Clock().AdvanceMilliSec(600);
+        world_.Journal().Enable();
+    }
+
+    /// Numbers of the sound buffers whose play cursor was read, in order.
+    std::vector<std::uint32_t> ServicedNumbers() const {
+        std::vector<std::uint32_t> numbers;
+        for (auto const& record : world_.Journal().Records({Call_t::BufferGetCurrentPosition})) {
+            numbers.push_back(record.object);
+        }
+        return numbers;
+    }
+
+    mutable Simulation::TestWorld world_;
+    RendererAudioPlaybackDevice device_;
+    std::vector<std::unique_ptr<RendererAudioPlaybackBuffer>> buffers_;
+};
+
+TEST_F(PlaybackThread_Pass, GoesThroughTheBuffersInTheOrderOfTheList) {
+    // Sound buffers 1, 2, 3 in the list 2, 3, 1.
+    device_.RemoveBuffer(*buffers_[0]);
+    device_.AddBuffer(*buffers_[0]);
+    DevicePeer::WaitAndService(device_);
+    EXPECT_THAT(ServicedNumbers(), ElementsAre(2, 3, 1));
+
+    world_.Journal().Clear();
+    world_.Faults().Fail(Call_t::Win32Wait, 1, WAIT_TIMEOUT);
+    DevicePeer::WaitAndService(device_);
+    EXPECT_THAT(ServicedNumbers(), ElementsAre(2, 3, 1));
+}
+
+TEST_F(PlaybackThread_Pass, ForANotificationAsksItsOwnBufferOnce) {
+    DevicePeer::WaitAndService(device_);
+    world_.Journal().Clear();
+    SetEvent(EventsOf(device_)[2]);
+    DevicePeer::WaitAndService(device_);
+    EXPECT_THAT(ServicedNumbers(), ElementsAre(2));
+}
+
+TEST_F(PlaybackThread_Pass, RunsUnderTheDevicesLock) {
+    // 600 + 401 ms without a presentation: the pass stops the buffers and logs, and the observer of the log
+    // looks at the lock from within the pass.
+    world_.Clock().AdvanceMilliSec(401);
+    for (auto const& buffer : buffers_) {
+        auto& record = BufferPeer::GetFields(*buffer);
+        record.lastServicedWritePos = record.writePos.load();
+    }
+    std::vector<bool> wasFree;
+    Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const&) {
+        wasFree.push_back(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+    });
+    DevicePeer::WaitAndService(device_);
+    Kovra::LogManager::Instance().SetObserver({});
+    EXPECT_THAT(wasFree, ElementsAre(false, false, false));
+}
+
+} // namespace
+} // namespace UnitTest

@@ -1,0 +1,258 @@
+#include "rendereraudio.h"
+
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "support/foreignrenderer.h"
+#include "support/renderertest.h"
+
+namespace UnitTest {
+namespace {
+
+/// A state of another make that tells of its end.
+class ForeignState : public PipelineState {
+public:
+    explicit ForeignState(int& destroyedCount) : destroyedCount_(destroyedCount) {}
+    ~ForeignState() override { ++destroyedCount_; }
+
+private:
+    int& destroyedCount_;
+};
+
+class RendererAudio_Construction : public RendererTest {};
+class RendererAudio_Initialize : public RendererTest {};
+class RendererAudio_Shutdown : public RendererTest {};
+class RendererAudio_RegisterSession : public RendererTest {};
+
+// --- construction and destruction
+
+TEST_F(RendererAudio_Construction, TypeAndSubTypeAreZero) {
+    EXPECT_EQ(static_cast<int>(renderer_->GetType()), 0);
+    EXPECT_EQ(static_cast<int>(renderer_->GetSubType()), 0);
+}
+
+TEST_F(RendererAudio_Construction, IsAPipelineRendererThatAddsNoDevicesOfItsOwn) {
+    IPipelineRenderer& base = *renderer_;
+    PipelineDevices devices;
+    base.GetDevices(devices);
+    EXPECT_THAT(devices.names, IsEmpty());
+    RendererHardwareDevices hardware;
+    base.GetHardwareDevices(hardware);
+    EXPECT_THAT(hardware.names, IsEmpty());
+    static_assert(std::has_virtual_destructor_v<RendererAudio>);
+}
+
+TEST_F(RendererAudio_Construction, DestructionOfADisabledRendererClosesWhatASessionOpened) {
+    ASSERT_NE(OpenSession(*renderer_), nullptr);
+    EXPECT_EQ(world_.LiveSounds(), 1U);
+    renderer_.reset();
+    EXPECT_EQ(world_.LiveSounds(), 0U);
+    EXPECT_EQ(world_.OpenHandles(), 0U);
+}
+
+TEST_F(RendererAudio_Construction, InstanceIsTheRendererOfThisClassThatThePipelineHas) {
+    RendererAudio const other;
+    EXPECT_EQ(RendererAudio::Instance(), renderer_.get());
+    ForeignRenderer foreign;
+    Pipeline::SetAudioRenderer(&foreign);
+    EXPECT_EQ(RendererAudio::Instance(), nullptr);
+    Pipeline::SetAudioRenderer(nullptr);
+    EXPECT_EQ(RendererAudio::Instance(), nullptr);
+}
+
+// --- Initialize
+
+TEST_F(RendererAudio_Initialize, WhenEnabledDoesNotEvenTryAMissingDriver) {
+    world_.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_NODRIVER);
+    ASSERT_EQ(renderer_->Initialize(), 0);
+    TakeTexts();
+    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_THAT(TakeTexts(), IsEmpty());
+}
+
+TEST_F(RendererAudio_Initialize, AfterASessionOpenedThePlaybackDeviceOpensTheCaptureDeviceAlone) {
+    auto const session = OpenSession(*renderer_);
+    ASSERT_NE(session, nullptr);
+    EXPECT_FALSE(renderer_->IsEnabled());
+    TakeTexts();
+    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_TRUE(renderer_->IsEnabled());
+    EXPECT_THAT(TakeTexts(), ElementsAre(EnumerateText, CreateText, GetCapsText));
+}
+
+TEST_F(RendererAudio_Initialize, AfterShutdownOpensAgain) {
+    ASSERT_EQ(renderer_->Initialize(), 0);
+    renderer_->Shutdown();
+    ASSERT_FALSE(renderer_->IsEnabled());
+    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_TRUE(renderer_->IsEnabled());
+    EXPECT_EQ(world_.SoundCount(), 2U);
+    EXPECT_EQ(world_.LiveSounds(), 1U);
+}
+
+/// A way in which the playback device fails to open.
+struct OpenFailure {
+    char const* name;
+    Call_t call;
+    std::uint32_t result;
+    /// What `Initialize` gives.
+    int status;
+    bool isEnabledThen;
+    bool isSessionAccepted;
+};
+
+class RendererAudio_OpenFailure : public RendererTest, public testing::WithParamInterface<OpenFailure> {
+protected:
+    RendererAudio_OpenFailure() {
+        world_.Faults().FailAlways(GetParam().call, static_cast<HRESULT>(GetParam().result));
+    }
+};
+
+TEST_P(RendererAudio_OpenFailure, InitializeGivesItsStatusAndIsEnabledAndOpensCaptureOrNot) {
+    EXPECT_EQ(renderer_->Initialize(), GetParam().status);
+    EXPECT_EQ(renderer_->IsEnabled(), GetParam().isEnabledThen);
+    EXPECT_EQ(world_.LiveSounds(), 0U);
+    std::vector<std::string> const opening{EnumerateText, CreateText, GetCapsText};
+    EXPECT_EQ(TakeTexts({Call_t::CaptureEnumerate, Call_t::CaptureCreate8, Call_t::CaptureGetCaps}),
+              GetParam().isEnabledThen ? opening : std::vector<std::string>());
+}
+
+TEST_P(RendererAudio_OpenFailure, RefusedInitializeIsTriedAgain) {
+    renderer_->Initialize();
+    world_.Faults().Clear();
+    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_TRUE(renderer_->IsEnabled());
+    // An enabled renderer takes its missing device for what it is.
+    EXPECT_EQ(world_.LiveSounds(), GetParam().isEnabledThen ? 0U : 1U);
+}
+
+TEST_P(RendererAudio_OpenFailure, RegisterSessionLeavesTheStateAsItIsOrReplacesIt) {
+    EXPECT_EQ(OpenSession(*renderer_) != nullptr, GetParam().isSessionAccepted);
+    int destroyedCount = 0;
+    boost::intrusive_ptr<PipelineState> state(new ForeignState(destroyedCount));
+    PipelineState const* const before = state.get();
+    PipelineSessionParams_t params;
+    renderer_->RegisterSession(params, state);
+    EXPECT_EQ(state.get() != before, GetParam().isSessionAccepted);
+    EXPECT_EQ(destroyedCount, GetParam().isSessionAccepted ? 1 : 0);
+    EXPECT_EQ(dynamic_cast<RendererAudioPlaybackState*>(state.get()) != nullptr,
+              GetParam().isSessionAccepted);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Results, RendererAudio_OpenFailure,
+    testing::Values(OpenFailure{"Enumeration", Call_t::SoundEnumerate, 0x80004005, -26, false, false},
+                    OpenFailure{"NoAggregation", Call_t::SoundCreate8, 0x80040110, -26, false, false},
+                    OpenFailure{"OutOfMemory", Call_t::SoundCreate8, 0x8007000E, -202, false, false},
+                    OpenFailure{"InvalidArgument", Call_t::SoundCreate8, 0x80070057, -41, false, false},
+                    OpenFailure{"Allocated", Call_t::SoundCreate8, 0x8878000A, -200, false, false},
+                    OpenFailure{"CooperativeLevel", Call_t::SoundSetCooperativeLevel, 0x8878000A, -1, false,
+                                false},
+                    // No sound driver: the renderer starts, and plays nothing.
+                    OpenFailure{"NoDriver", Call_t::SoundCreate8, 0x88780078, 0, true, false},
+                    // A failure without a status of its own counts as success.
+                    OpenFailure{"Unlisted", Call_t::SoundCreate8, 0x80004005, 0, true, true},
+                    OpenFailure{"NullObject", Call_t::SoundCreate8, 0, 0, true, true}),
+    [](auto const& test) { return test.param.name; });
+
+// --- Shutdown
+
+TEST_F(RendererAudio_Shutdown, OfADisabledRendererClosesWhatASessionOpened) {
+    auto const session = OpenSession(*renderer_);
+    ASSERT_NE(session, nullptr);
+    renderer_->Shutdown();
+    EXPECT_EQ(world_.LiveSounds(), 0U);
+    EXPECT_FALSE(renderer_->IsEnabled());
+}
+
+TEST_F(RendererAudio_Shutdown, OfANewRendererDoesNothing) {
+    TakeTexts();
+    renderer_->Shutdown();
+    EXPECT_THAT(TakeTexts(), IsEmpty());
+    EXPECT_FALSE(renderer_->IsEnabled());
+}
+
+// --- RegisterSession
+
+TEST_F(RendererAudio_RegisterSession, BeforeInitializeOpensTheDeviceItself) {
+    TakeTexts();
+    auto const session = OpenSession(*renderer_);
+    EXPECT_NE(session, nullptr);
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("DirectSound::DirectSoundEnumerateA()", "DirectSound::DirectSoundCreate8()",
+                            "Win32::GetDesktopWindow()", "Sound::SetCooperativeLevel(2)"));
+    EXPECT_FALSE(renderer_->IsEnabled());
+}
+
+TEST_F(RendererAudio_RegisterSession, OnAnOpenDeviceMakesNoCall) {
+    ASSERT_EQ(renderer_->Initialize(), 0);
+    TakeTexts();
+    EXPECT_NE(OpenSession(*renderer_), nullptr);
+    EXPECT_THAT(TakeTexts(), IsEmpty());
+}
+
+TEST_F(RendererAudio_RegisterSession, WithoutAudioLeavesEverythingAsItWas) {
+    TakeTexts();
+    int destroyedCount = 0;
+    boost::intrusive_ptr<PipelineState> none;
+    boost::intrusive_ptr<PipelineState> previous(new ForeignState(destroyedCount));
+    PipelineState const* const before = previous.get();
+    PipelineSessionParams_t params;
+    params.renderAudio = false;
+    params.renderVideo = true;
+    renderer_->RegisterSession(params, none);
+    renderer_->RegisterSession(params, previous);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(previous.get(), before);
+    EXPECT_EQ(destroyedCount, 0);
+    EXPECT_THAT(TakeTexts(), IsEmpty());
+}
+
+TEST_F(RendererAudio_RegisterSession, PreviousStateWithAnotherHolderLivesOn) {
+    int destroyedCount = 0;
+    boost::intrusive_ptr<PipelineState> state(new ForeignState(destroyedCount));
+    boost::intrusive_ptr<PipelineState> const other = state;
+    PipelineSessionParams_t params;
+    renderer_->RegisterSession(params, state);
+    EXPECT_EQ(destroyedCount, 0);
+    EXPECT_NE(state, other);
+}
+
+TEST_F(RendererAudio_RegisterSession, StateIsDestroyedWithTheHoldersReference) {
+    auto session = OpenSession(*renderer_);
+    renderer_->Divide(
+        RenderJob(session, ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), InMilliSec(100)));
+    ASSERT_THAT(world_.LiveBuffers(), SizeIs(1));
+    session.reset();
+    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
+}
+
+TEST_F(RendererAudio_RegisterSession, UnlistedFailureGivesASessionThatPlaysOnceTheDeviceIsThere) {
+    world_.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_GENERIC);
+    auto const session = OpenSession(*renderer_);
+    ASSERT_NE(session, nullptr);
+    auto const frame = ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5);
+    auto const lost = RenderJob(session, frame, InMilliSec(100));
+    renderer_->Divide(lost);
+    EXPECT_EQ(lost->GetOutcome(), Outcome_t::Uncompleted);
+
+    ASSERT_EQ(renderer_->Initialize(), 0);
+    auto const heard = RenderJob(session, frame, InMilliSec(100));
+    renderer_->Divide(heard);
+    EXPECT_EQ(heard->GetOutcome(), Outcome_t::Succeeded);
+}
+
+TEST_F(RendererAudio_RegisterSession, FromSeveralThreadsAtOnceOpensTheDeviceOnce) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this] { EXPECT_NE(OpenSession(*renderer_), nullptr); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(CountOf(Call_t::SoundCreate8), 1U);
+}
+
+} // namespace
+} // namespace UnitTest

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pipeline/pipeline.h"
+#include "rendereraudio.h"
+#include "support/capturebuffertest.h"
+#include "support/captureview.h"
+#include "support/logcapture.h"
+#include "support/unittest.h"
+
+namespace UnitTest {
+
+inline auto IsLevel(float level) {
+    return FloatNear(level, LevelTolerance);
+}
+
+/// Line-level threads of a renderer that the pipeline has. It is not initialised: no playback thread stands
+/// among those that wait. The microphone hears full scale.
+class LineLevelThreadTest : public testing::Test {
+protected:
+    LineLevelThreadTest() {
+        Pipeline::SetAudioRenderer(renderer_.get());
+        world_.CaptureDevice().SetGenerator(FullScaleSquare);
+        world_.Journal().Enable();
+    }
+    /// Ends every thread of `meter_` that sleeps.
+    ~LineLevelThreadTest() override {
+        if (renderer_ != nullptr) {
+            renderer_->Shutdown();
+        }
+        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        EXPECT_TRUE(meter_.WaitForEnd());
+        Pipeline::SetAudioRenderer(nullptr);
+    }
+
+    /// Starts a thread, and returns when it and those before it sleep.
+    void Start(Meter& meter) {
+        std::size_t const sleeping = world_.BlockedThreads();
+        ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+        world_.WaitForBlockedThreads(sleeping + 1);
+    }
+    void Start() { Start(meter_); }
+
+    /// Returns when a thread has taken the stopped `proxy`, held by the renderer and the test before: it
+    /// spins from here on.
+    void WaitUntilSpinning(std::shared_ptr<RendererAudioCaptureProxy> const& proxy) {
+        ASSERT_TRUE(YieldUntil([&proxy] { return proxy.use_count() == 3; }));
+        // The thread has left the renderer once another one can come in.
+        EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+    }
+
+    /// The calls of line-level threads since the last time.
+    std::vector<std::string> TakeThreadTexts(CallSet const& calls = CallSet::CaptureBuffer() |
+                                                                    CallSet{Call_t::Win32Sleep}) {
+        auto texts = TextsOfThread(world_, LineLevelThreadName, calls);
+        world_.Journal().Clear();
+        return texts;
+    }
+
+    /// The one record, which a line-level thread wrote.
+    void ExpectOnlyRecord(char const* text, int line) {
+        ASSERT_THAT(log_.GetTexts(), ElementsAre(text));
+        auto const record = log_.GetRecords().front();
+        EXPECT_EQ(record.channel, "Media.RendererAudioCaptureDevice");
+        EXPECT_EQ(record.level, Kovra::LogLevel_t::Debug);
+        EXPECT_STREQ(record.file, "media/src/rendereraudio/rendereraudiocapturedevice");
+        EXPECT_STREQ(record.function, "Media::RendererAudioCaptureDevice::LineLevel");
+        EXPECT_EQ(record.line, line);
+        EXPECT_EQ(record.threadName, LineLevelThreadName);
+    }
+
+    Simulation::TestWorld world_;
+    LogCapture log_;
+    Meter meter_;
+    std::unique_ptr<RendererAudio> renderer_ = std::make_unique<RendererAudio>();
+};
+
+} // namespace UnitTest

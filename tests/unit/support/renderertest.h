@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pipeline/pipeline.h"
+#include "rendereraudio.h"
+#include "support/builders.h"
+#include "support/captureview.h"
+#include "support/rendererview.h"
+#include "support/unittest.h"
+
+namespace UnitTest {
+
+/// A renderer that the pipeline has, not initialised.
+class RendererTest : public testing::Test {
+protected:
+    RendererTest() {
+        Pipeline::SetAudioRenderer(renderer_.get());
+        world_.Journal().Enable();
+    }
+    ~RendererTest() override { Pipeline::SetAudioRenderer(nullptr); }
+
+    /// Calls of the test's own thread since the last time.
+    std::vector<std::string> TakeTexts(CallSet const& calls = CallSet::All()) {
+        std::vector<Simulation::CallRecord> own;
+        for (auto const& record : world_.Journal().Records(calls)) {
+            if (record.threadName.empty()) {
+                own.push_back(record);
+            }
+        }
+        world_.Journal().Clear();
+        return FullTexts(own);
+    }
+
+    std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
+
+    Simulation::TestWorld world_;
+    std::unique_ptr<RendererAudio> renderer_ = std::make_unique<RendererAudio>();
+};
+
+} // namespace UnitTest

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulation/testworld.h"
+#include "support/facts.h"
+
+namespace Media {}
+
+/// Tests of the module's classes, and the words that all of them use.
+namespace UnitTest {
+
+using namespace Facts;
+using namespace Media;
+using Simulation::Call_t;
+using Simulation::CallSet;
+using testing::AnyOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::FloatNear;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+} // namespace UnitTest
