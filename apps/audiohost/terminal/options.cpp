@@ -9,7 +9,7 @@ namespace AudioHost {
 
 namespace {
 
-// String literals of their own, so that `run` can show them, and check options by them, without building anything.
+// Files of their own, so that `run` can show them, and check options by them, without building anything.
 constexpr char const* PlayHelp =
 #include "terminal/help/play.txt"
     ;
@@ -21,8 +21,8 @@ constexpr char const* MeterHelp =
     ;
 constexpr char const* Usage =
     "usage: audiohost COMMAND [OPTION...] [FILE...]\n"
-    "Plays and records sound through the media pipeline and the audio renderer. Of an option given twice the last\n"
-    "one counts.\n\n";
+    "Plays and records sound through the media pipeline and the audio renderer.\n"
+    "Of an option given twice the last one counts.\n";
 
 constexpr int LeastLeadMilliSec = 40;
 constexpr int MostLeadMilliSec = 2000;
@@ -74,6 +74,19 @@ void AddMeter(CLI::App& meter, MeterOptions& options) {
     meter.add_option("--log", options.logPath);
 }
 
+/// Of the command given, or of all.
+std::string FormatHelp(CLI::App const& app) {
+    std::vector<CLI::App*> const given = app.get_subcommands();
+    if (!given.empty()) {
+        return given.front()->get_description();
+    }
+    std::string text = Usage;
+    for (CLI::App const* const command : app.get_subcommands({})) {
+        text += "\n" + command->get_description();
+    }
+    return text;
+}
+
 /// CLI11's own texts end without a hint; ours say where help is.
 std::string Complain(CLI::ParseError const& error) {
     std::string text = error.what();
@@ -94,9 +107,9 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     app.allow_windows_style_options(false);
     // Whoever starts the program for somebody puts defaults in front of that person's own words.
     app.option_defaults()->take_last();
-    CLI::App* const play = app.add_subcommand("play");
-    CLI::App* const record = app.add_subcommand("record");
-    CLI::App* const meter = app.add_subcommand("meter");
+    CLI::App* const play = app.add_subcommand("play", PlayHelp);
+    CLI::App* const record = app.add_subcommand("record", RecordHelp);
+    CLI::App* const meter = app.add_subcommand("meter", MeterHelp);
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
@@ -113,10 +126,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
             result.meter = meterOptions;
         }
     } catch (CLI::CallForHelp const&) {
-        result.text = play->parsed()     ? PlayHelp
-                      : record->parsed() ? RecordHelp
-                      : meter->parsed()  ? MeterHelp
-                                         : Usage + std::string(PlayHelp) + "\n" + RecordHelp + "\n" + MeterHelp;
+        result.text = FormatHelp(app);
     } catch (CLI::ParseError const& error) {
         result.code = ExitCode_t::Usage;
         result.text = Complain(error);

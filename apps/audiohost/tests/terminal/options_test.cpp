@@ -147,7 +147,8 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
         for (std::string line; std::getline(help, line);) {
             if (line.rfind("  --", 0) == 0) {
                 std::string const option = line.substr(2, line.find(' ', 2) - 2);
-                EXPECT_THAT(ReadCommandLine({command, option}).text, testing::StartsWith(option + ": 1 required"));
+                EXPECT_THAT(ReadCommandLine({command, option}).text,
+                            testing::StartsWith(option + ": 1 required"));
                 ++told;
             }
         }
