@@ -48,7 +48,7 @@ protected:
 class PlaybackBuffer_CopyToRing : public PlaybackBuffer_WriteBadFrame {
 protected:
     bool Copy(std::uint32_t startPos, std::uint32_t byteCount, std::uint8_t const* data) {
-        return Peer::CopyToRing(*buffer, startPos, byteCount, data, Media::MediaCoding_t::RawPcm);
+        return Peer::CopyToRing(*buffer, startPos, data, byteCount, Media::MediaCoding_t::RawPcm);
     }
 };
 

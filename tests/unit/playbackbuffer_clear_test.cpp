@@ -14,7 +14,7 @@ protected:
     }
 
     bool Clear(std::uint32_t startPos, std::uint32_t count) {
-        return Peer::ClearRange(*buffer, startPos, count);
+        return Peer::Clear(*buffer, {startPos, count});
     }
 };
 
@@ -105,7 +105,7 @@ TEST_F(PlaybackBuffer_ClearRange, FailedUnlockIsIgnored) {
 
 TEST_F(PlaybackBuffer_ClearRange, RefusesWithoutASoundBuffer) {
     Media::RendererAudioPlaybackBuffer fresh(device);
-    EXPECT_FALSE(Peer::ClearRange(fresh, 0, 128));
+    EXPECT_FALSE(Peer::Clear(fresh, {0, 128}));
     EXPECT_EQ(Peer::GetFields(fresh).clearedEnd, 0U);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
 }

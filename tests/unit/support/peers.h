@@ -26,11 +26,11 @@ struct RendererAudioPlaybackBufferPeer {
         return buffer.DecodeFrame(frame);
     }
     static bool CopyToRing(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos,
-                           std::uint32_t byteCount, std::uint8_t const* data, MediaCoding_t coding) {
-        return buffer.CopyToRing(startPos, byteCount, data, coding);
+                           std::uint8_t const* data, std::uint32_t byteCount, MediaCoding_t coding) {
+        return buffer.CopyToRing(startPos, data, byteCount, coding);
     }
-    static bool ClearRange(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos, std::uint32_t count) {
-        return buffer.ClearRange(startPos, count);
+    static bool Clear(RendererAudioPlaybackBuffer& buffer, Ring::Stretch stretch) {
+        return buffer.Clear(stretch);
     }
 };
 
