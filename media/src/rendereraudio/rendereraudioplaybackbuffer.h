@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "arithmetic/ring.h"
-
 #include "kovra/time.h"
 #include "mediacore/frame.h"
 
