@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <random>
 
+#include "arithmetic/ring.h"
 #include "extent.h"
-#include "rendereraudioring.h"
 #include "simulation/testworld.h"
 #include "support/builders.h"
 #include "support/peers.h"
@@ -39,7 +39,7 @@ public:
         std::int64_t const lap = Draw(Laps);
         EXPECT_TRUE(buffer_.WriteFrame(MakeFrame(lap * TimeSpanNanoSec + firstNanoSec + Draw(choices))));
         // A frame right behind the one before is moved back to it: its place is where it stands.
-        std::uint32_t const writePos = Media::RendererAudioPlaybackBufferPeer::GetRecord(buffer_).writePos;
+        std::uint32_t const writePos = Media::RendererAudioPlaybackBufferPeer::GetFields(buffer_).writePos;
         EXPECT_LE(ForwardDistance(writePos, pos, LengthSamples), Media::Ring::SmallGapLimitSamples);
 
         Kovra::JiffyTime presentation(world_.Clock().MonotonicNanoSec() + leadNanoSec);

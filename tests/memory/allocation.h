@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 namespace MemoryTest {
 
 /// While one lives, every `new` of its thread throws `std::bad_alloc`. Not nested.
@@ -10,5 +12,8 @@ public:
     NoMemory(NoMemory const&) = delete;
     NoMemory& operator=(NoMemory const&) = delete;
 };
+
+/// Calls `action`, which must live until then, once: in the next `new` of this thread.
+void OnNextAllocation(std::function<void()>& action);
 
 } // namespace MemoryTest

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "allocation.h"
+#include "directsound/registry.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
-#include "rendereraudioregistry.h"
 #include "simulation/testworld.h"
 #include "support/capturebuffertest.h"
 #include "support/playbackbuffertest.h"
@@ -26,7 +26,7 @@ TEST(Registry_Remove, NeedsNoMemoryHoweverManyCameAndWentBefore) {
     struct Buffer {};
     Simulation::TestWorld const world;
     boost::mutex lock;
-    Media::RendererAudioRegistry<Buffer> registry(lock);
+    Media::DirectSound::Registry<Buffer> registry(lock);
     std::vector<Buffer> buffers(5);
     for (Buffer& buffer : buffers) {
         registry.Add(buffer);
@@ -40,8 +40,64 @@ TEST(Registry_Remove, NeedsNoMemoryHoweverManyCameAndWentBefore) {
             registry.Remove(buffer);
         }
     }
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr));
+    EXPECT_THAT(registry.GetBuffers(boost::mutex::scoped_lock(lock)), ElementsAre(nullptr));
     EXPECT_EQ(world.OpenHandles(), 1U);
+}
+
+/// A registry whose wake event has been closed behind its back: the world complains within each SetEvent,
+/// under the registry's lock, and from then on there is no memory.
+class Registry_Add : public testing::Test {
+protected:
+    struct Buffer {};
+
+    Registry_Add() { CloseHandle(registry_.GetEvents()->front()); }
+
+    /// Whether `buffer` could be added without memory from the wake signal on.
+    bool AddsWithoutMemoryUnderTheLock(Buffer& buffer) {
+        isArmed_ = true;
+        try {
+            registry_.Add(buffer);
+        } catch (std::bad_alloc const&) {
+        }
+        isArmed_ = false;
+        bool const wasUnderTheLock = noMemory_.has_value();
+        noMemory_.reset();
+        auto const buffers = registry_.GetBuffers(boost::mutex::scoped_lock(lock_));
+        return wasUnderTheLock && buffers.back() == &buffer;
+    }
+
+    bool isArmed_ = false;
+    std::optional<NoMemory> noMemory_;
+    Simulation::World world_{[this](std::string const&) {
+        if (isArmed_) {
+            noMemory_.emplace();
+        }
+    }};
+    boost::mutex lock_;
+    Media::DirectSound::Registry<Buffer> registry_{lock_};
+    Buffer first_;
+    Buffer second_;
+};
+
+TEST_F(Registry_Add, NeedsNoMemoryUnderTheLock) {
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(second_));
+    registry_.Remove(first_);
+    registry_.Remove(second_);
+}
+
+TEST_F(Registry_Add, NeedsNoMemoryUnderTheLockWhenOthersHaveComeMeanwhile) {
+    std::function<void()> addSecond = [this] {
+        isArmed_ = false;
+        registry_.Add(second_);
+        isArmed_ = true;
+    };
+    MemoryTest::OnNextAllocation(addSecond);
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
+    EXPECT_THAT(registry_.GetBuffers(boost::mutex::scoped_lock(lock_)),
+                ElementsAre(nullptr, &second_, &first_));
+    registry_.Remove(first_);
+    registry_.Remove(second_);
 }
 
 TEST_F(PlaybackBuffer_Destruction, NeedsNoMemory) {

@@ -316,7 +316,7 @@ private:
     Media::RendererAudioPlaybackBuffer& Buffer() {
         return Media::RendererAudioPlaybackStatePeer::GetBuffer(*state_);
     }
-    PlaybackPeer::Record& PlaybackRecordOf() { return PlaybackPeer::GetRecord(Buffer()); }
+    PlaybackPeer::Fields& PlaybackRecordOf() { return PlaybackPeer::GetFields(Buffer()); }
     std::shared_ptr<Media::RendererAudioCaptureBuffer> CaptureBuffer() {
         return proxy_ == nullptr ? nullptr : Media::RendererAudioCaptureProxyPeer::GetBuffer(*proxy_);
     }
@@ -724,7 +724,7 @@ private:
             return;
         }
         Check("IsInitialized", proxy_->IsInitialized(), expected.proxyStatus >= 0);
-        auto const& actual = CapturePeer::GetRecord(*buffer);
+        auto const& actual = CapturePeer::GetFields(*buffer);
         Check("dsBuffer", actual.dsBuffer != nullptr, expected.hasDirectSound);
         Check("nextTime", actual.nextTime.NanoSec(), expected.nextTime);
         Check("frameNumber", actual.frameNumber, expected.frameNumber);

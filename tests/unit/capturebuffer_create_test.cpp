@@ -18,7 +18,7 @@ protected:
         EXPECT_EQ(buffer->ReadFrames(frames), -27);
         EXPECT_EQ(buffer->SampleLineLevel(), -27);
         EXPECT_EQ(buffer->GetLineLevel(), 0.0F);
-        EXPECT_EQ(GetRecord().nextTime.NanoSec(), 0);
+        EXPECT_EQ(GetFields().nextTime.NanoSec(), 0);
         EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
         EXPECT_EQ(world.OpenHandles(), 1U);
     }
@@ -32,8 +32,8 @@ class CaptureBuffer_StopCapture : public UnitTest::CaptureBufferTest {};
 TEST_F(CaptureBuffer_Construct, HasNoDirectSoundBufferAndCallsNothing) {
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
     EXPECT_THAT(log.GetTexts(), IsEmpty());
-    EXPECT_EQ(GetRecord().frameNumber, 0U);
-    EXPECT_EQ(GetRecord().readPos, 0U);
+    EXPECT_EQ(GetFields().frameNumber, 0U);
+    EXPECT_EQ(GetFields().readPos, 0U);
     EXPECT_FALSE(buffer->IsInitialized());
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), -27);
@@ -67,7 +67,7 @@ TEST_F(CaptureBuffer_Create, AsksForFiveSecondsOf16BitMonoAt48Kilohertz) {
     EXPECT_EQ(format.cbSize, 0);
     EXPECT_EQ(Microphone().RingBytes(), 480000U);
     EXPECT_EQ(Microphone().Flags(), 0x80000000U);
-    EXPECT_EQ(GetRecord().ringSamples, 240000U);
+    EXPECT_EQ(GetFields().ringSamples, 240000U);
 }
 
 TEST_F(CaptureBuffer_Create, CapturesRoundTheRingFromNowOn) {
@@ -75,7 +75,7 @@ TEST_F(CaptureBuffer_Create, CapturesRoundTheRingFromNowOn) {
     EXPECT_TRUE(buffer->IsInitialized());
     EXPECT_TRUE(Microphone().IsCapturing());
     EXPECT_TRUE(Microphone().IsLooping());
-    EXPECT_EQ(GetRecord().nextTime, Kovra::SysTime::Now());
+    EXPECT_EQ(GetFields().nextTime, Kovra::SysTime::Now());
     EXPECT_EQ(Microphone().References(), 1U);
     EXPECT_EQ(world.OpenHandles(), 2U);
 }
@@ -136,7 +136,7 @@ TEST_F(CaptureBuffer_Create, SucceedsAlthoughCaptureDoesNotStart) {
     world.Faults().Fail(Call_t::CaptureBufferStart, 1, DSERR_GENERIC);
     EXPECT_EQ(buffer->Create(), 0);
     EXPECT_TRUE(buffer->IsInitialized());
-    EXPECT_EQ(GetRecord().nextTime, Kovra::SysTime::Now());
+    EXPECT_EQ(GetFields().nextTime, Kovra::SysTime::Now());
 }
 
 TEST_F(CaptureBuffer_Create, SucceedsWithoutAnEvent) {
@@ -305,14 +305,14 @@ TEST_F(CaptureBuffer_StartCapture, DatesTheNextFrameNowAlthoughCaptureDoesNotSta
     world.Clock().AdvanceMilliSec(5);
     world.Faults().Fail(Call_t::CaptureBufferStart, 1, DSERR_GENERIC);
     buffer->StartCapture();
-    EXPECT_EQ(GetRecord().nextTime, Kovra::SysTime::Now());
+    EXPECT_EQ(GetFields().nextTime, Kovra::SysTime::Now());
 }
 
 TEST_F(CaptureBuffer_StartCapture, WithoutADirectSoundBufferDoesNothing) {
     buffer->StartCapture();
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
     EXPECT_THAT(log.GetTexts(), IsEmpty());
-    EXPECT_EQ(GetRecord().nextTime.NanoSec(), 0);
+    EXPECT_EQ(GetFields().nextTime.NanoSec(), 0);
 }
 
 } // namespace

@@ -60,8 +60,8 @@ TEST_F(CaptureBuffer_ReadFrames, With959SamplesGivesMinus30AndChangesNothing) {
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), -30);
     EXPECT_THAT(frames, IsEmpty());
-    EXPECT_EQ(GetRecord().readPos, 0U);
-    EXPECT_EQ(GetRecord().frameNumber, 0U);
+    EXPECT_EQ(GetFields().readPos, 0U);
+    EXPECT_EQ(GetFields().frameNumber, 0U);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()"));
 }
 
@@ -71,7 +71,7 @@ TEST_F(CaptureBuffer_ReadFrames, With960SamplesGivesOneFrame) {
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
     EXPECT_THAT(FirstSamplesOf(frames), ElementsAre(0));
-    EXPECT_EQ(GetRecord().readPos, 960U);
+    EXPECT_EQ(GetFields().readPos, 960U);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()", "Lock(0, 1920)", "Unlock(1920, 0)"));
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
@@ -114,7 +114,7 @@ TEST_F(CaptureBuffer_ReadFrames, FiveBlocksGiveFiveFrames20MillisecondsApart) {
         EXPECT_EQ(frames[i]->GetTimestamp(), start + Kovra::SysTime(i * BlockNanoSec));
         EXPECT_EQ(SamplesOf(*frames[i]), PatternFrom(i * 960, 960));
     }
-    EXPECT_EQ(GetRecord().readPos, 4800U);
+    EXPECT_EQ(GetFields().readPos, 4800U);
 }
 
 TEST_F(CaptureBuffer_ReadFrames, ARestOfABlockWaitsForTheNextRead) {
@@ -158,7 +158,7 @@ TEST_F(CaptureBuffer_ReadFrames, ReservesRoomForTheBlocksThatAreThere) {
 
 TEST_F(CaptureBuffer_ReadFrames, FrameNumbersGoOnAtZeroAfterTheLast) {
     Create();
-    GetRecord().frameNumber = 0xFFFFFFFF;
+    GetFields().frameNumber = 0xFFFFFFFF;
     Microphone().CaptureAtOnce(1920);
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
@@ -177,7 +177,7 @@ TEST_F(CaptureBuffer_ReadFrames, ACursorThatMovesInStepsIsFollowed) {
     world.Clock().AdvanceMilliSec(1);
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
     EXPECT_THAT(FirstSamplesOf(frames), ElementsAre(0));
-    EXPECT_EQ(GetRecord().readPos, 960U);
+    EXPECT_EQ(GetFields().readPos, 960U);
 }
 
 // --- the end of the ring
@@ -189,7 +189,7 @@ TEST_F(CaptureBuffer_ReadFrames, AReadUpToTheEndOfTheRingLosesNothing) {
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
     EXPECT_THAT(FirstSamplesOf(frames, RingSamples - 1920),
                 ElementsAre(RingSamples - 1920, RingSamples - 960));
-    EXPECT_EQ(GetRecord().readPos, 0U);
+    EXPECT_EQ(GetFields().readPos, 0U);
     Microphone().CaptureAtOnce(960);
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
     EXPECT_EQ(SamplesOf(*frames.at(2)), PatternFrom(RingSamples, 960));
@@ -204,7 +204,7 @@ TEST_F(CaptureBuffer_ReadFrames, AReadAcrossTheEndOfTheRingLeavesOutTheBlocksBeh
                 ElementsAre("Lock(476160, 7680)", "Unlock(3840, 3840)"));
     EXPECT_THAT(FirstSamplesOf(frames, RingSamples - 1920),
                 ElementsAre(RingSamples - 1920, RingSamples - 960));
-    EXPECT_EQ(GetRecord().readPos, 1920U);
+    EXPECT_EQ(GetFields().readPos, 1920U);
 
     // The two blocks never come; frame numbers and times go on as if they had never been.
     Microphone().SetReadSample(2880);
@@ -333,7 +333,7 @@ TEST_F(CaptureBuffer_ReadFrames, ALockOfNothingIsNotUnlockedAndLosesNothing) {
 TEST_F(CaptureBuffer_ReadFrames, AFailedUnlockIsIgnored) {
     Create();
     Microphone().CaptureAtOnce(960);
-    auto* const dsBuffer = GetRecord().dsBuffer.get();
+    auto* const dsBuffer = GetFields().dsBuffer.get();
     void* first = nullptr;
     DWORD bytes = 0;
     ASSERT_EQ(dsBuffer->Lock(0, 1920, &first, &bytes, nullptr, nullptr, 0), DS_OK);
@@ -342,7 +342,7 @@ TEST_F(CaptureBuffer_ReadFrames, AFailedUnlockIsIgnored) {
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), 0);
     EXPECT_THAT(FirstSamplesOf(frames), ElementsAre(0));
-    EXPECT_EQ(GetRecord().readPos, 960U);
+    EXPECT_EQ(GetFields().readPos, 960U);
     // The fault has left the region locked.
     EXPECT_EQ(dsBuffer->Unlock(first, bytes, nullptr, 0), DS_OK);
 }
@@ -390,7 +390,7 @@ TEST_F(CaptureBuffer_SampleLineLevel, With959SamplesGivesMinus30) {
     Create();
     Microphone().CaptureAtOnce(959);
     EXPECT_EQ(buffer->SampleLineLevel(), -30);
-    EXPECT_EQ(GetRecord().readPos, 0U);
+    EXPECT_EQ(GetFields().readPos, 0U);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()"));
 }
 
@@ -400,7 +400,7 @@ TEST_F(CaptureBuffer_SampleLineLevel, ReadsEveryWholeBlock) {
     Microphone().CaptureAtOnce(4 * 960 + 959);
     EXPECT_EQ(buffer->SampleLineLevel(), 0);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()", "Lock(0, 7680)", "Unlock(7680, 0)"));
-    EXPECT_EQ(GetRecord().readPos, 3840U);
+    EXPECT_EQ(GetFields().readPos, 3840U);
     EXPECT_NEAR(buffer->GetLineLevel(), LevelOf(4), Tolerance);
     EXPECT_EQ(buffer->SampleLineLevel(), -30);
 }
@@ -419,7 +419,7 @@ TEST_F(CaptureBuffer_SampleLineLevel, AcrossTheEndOfTheRingLosesNothing) {
     Microphone().SetReadSample(3 * 960);
     EXPECT_EQ(buffer->SampleLineLevel(), 0);
     EXPECT_THAT(TakeCalls({Call_t::CaptureBufferUnlock}), ElementsAre("Unlock(3840, 5760)"));
-    EXPECT_EQ(GetRecord().readPos, 2880U);
+    EXPECT_EQ(GetFields().readPos, 2880U);
     EXPECT_NEAR(buffer->GetLineLevel(), LevelOf(5), Tolerance);
 }
 
@@ -452,7 +452,7 @@ TEST_F(CaptureBuffer_SampleLineLevel, AFailedLockGivesMinus10AndLosesNothing) {
     Microphone().CaptureAtOnce(960);
     world.Faults().Fail(Call_t::CaptureBufferLock, 1, DSERR_INVALIDPARAM);
     EXPECT_EQ(buffer->SampleLineLevel(), -10);
-    EXPECT_EQ(GetRecord().readPos, 0U);
+    EXPECT_EQ(GetFields().readPos, 0U);
     EXPECT_EQ(buffer->GetLineLevel(), 0.0F);
     EXPECT_EQ(buffer->SampleLineLevel(), 0);
     EXPECT_NEAR(buffer->GetLineLevel(), LevelOf(1), Tolerance);

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "rendereraudiocodes.h"
+#include "directsound/statuscodes.h"
 #include "simulation/testworld.h"
 #include "support/captureview.h"
 #include "support/logcapture.h"
@@ -53,7 +53,7 @@ protected:
     std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
 
     bool IsLockFree(RendererAudioCaptureDevice& device) {
-        return UnitTest::CanBeLockedElsewhere(CaptureDevicePeer::GetState(device).lock);
+        return UnitTest::CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device).lock);
     }
 
     void ExpectClosed(RendererAudioCaptureDevice& device) {
@@ -72,7 +72,6 @@ class CaptureDevice_Enumeration : public CaptureDeviceTest {};
 class CaptureDevice_Initialize : public CaptureDeviceTest {};
 class CaptureDevice_Open : public CaptureDeviceTest {};
 class CaptureDevice_Close : public CaptureDeviceTest {};
-class CaptureDevice_Buffers : public CaptureDeviceTest {};
 class CaptureDevice_StartLineLevel : public CaptureDeviceTest {};
 
 // --- construction and destruction
@@ -83,7 +82,7 @@ TEST_F(CaptureDevice_Construction, MakesTheWakeEventAndNothingElse) {
     EXPECT_THAT(UnitTest::EventsOf(device), SizeIs(1));
     EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
     EXPECT_THAT(UnitTest::KnownDevicesOf(device), IsEmpty());
-    EXPECT_EQ(CaptureDevicePeer::GetState(device).caps.dwSize, 16U);
+    EXPECT_EQ(CaptureDevicePeer::GetFields(device).caps.dwSize, 16U);
     ExpectClosed(device);
 }
 
@@ -256,7 +255,7 @@ TEST_F(CaptureDevice_Initialize, EnumeratesCreatesAndReadsTheCapabilities) {
     EXPECT_TRUE(UnitTest::HasCapture(device));
     EXPECT_EQ(world_.CaptureReferences(), 1U);
     // Mono or stereo, says the simulated device.
-    EXPECT_EQ(CaptureDevicePeer::GetState(device).caps.dwChannels, 2U);
+    EXPECT_EQ(CaptureDevicePeer::GetFields(device).caps.dwChannels, 2U);
     EXPECT_TRUE(IsLockFree(device));
 }
 
@@ -493,7 +492,7 @@ TEST_F(CaptureDevice_Close, WakeEventThatCannotBeSignalledDoesNotKeepTheObject) 
 TEST_F(CaptureDevice_Close, OfADeviceWhoseThreadHasLeftStillJoinsAndReleases) {
     RendererAudioCaptureDevice device;
     ASSERT_EQ(device.Initialize(), 0);
-    CaptureDevicePeer::GetState(device).captureThread.store(new boost::thread([] {}));
+    CaptureDevicePeer::GetFields(device).captureThread.store(new boost::thread([] {}));
     device.Close();
     ExpectClosed(device);
 }
@@ -512,75 +511,13 @@ TEST(CaptureDevice_CloseOrder, ThreadIsToldToLeaveBeforeTheWakeSignalAndTheObjec
     });
     RendererAudioCaptureDevice device;
     ASSERT_EQ(device.Initialize(), 0);
-    CaptureDevicePeer::GetState(device).captureThread.store(new boost::thread([] {}));
+    CaptureDevicePeer::GetFields(device).captureThread.store(new boost::thread([] {}));
     CloseHandle(UnitTest::EventsOf(device).front());
     watched = &device;
     device.Close();
     watched = nullptr;
     EXPECT_THAT(hadThread, ElementsAre(false));
     EXPECT_THAT(hadCapture, ElementsAre(true));
-}
-
-// --- AddBuffer, RemoveBuffer
-
-TEST_F(CaptureDevice_Buffers, AdditionMakesAnEventThenSignalsTheWakeEvent) {
-    RendererAudioCaptureDevice device;
-    RendererAudioCaptureBuffer buffer(device);
-    TakeTexts();
-    HANDLE const event = device.AddBuffer(buffer);
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::CreateEventA(0, 0)", "Win32::SetEvent(1)"));
-    EXPECT_FALSE(world_.IsSignalled(event));
-    EXPECT_TRUE(world_.IsSignalled(UnitTest::EventsOf(device).front()));
-    EXPECT_EQ(UnitTest::EventsOf(device).back(), event);
-    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, &buffer));
-    EXPECT_TRUE(IsLockFree(device));
-    device.RemoveBuffer(buffer);
-}
-
-TEST_F(CaptureDevice_Buffers, RemovalSignalsTheWakeEventThenClosesTheBuffersEvent) {
-    RendererAudioCaptureDevice device;
-    RendererAudioCaptureBuffer first(device);
-    RendererAudioCaptureBuffer second(device);
-    RendererAudioCaptureBuffer third(device);
-    HANDLE const firstEvent = device.AddBuffer(first);
-    device.AddBuffer(second);
-    HANDLE const thirdEvent = device.AddBuffer(third);
-    TakeTexts();
-    device.RemoveBuffer(second);
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", "Win32::CloseHandle(3)"));
-    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, &first, &third));
-    EXPECT_THAT(UnitTest::EventsOf(device),
-                ElementsAre(UnitTest::EventsOf(device).front(), firstEvent, thirdEvent));
-    EXPECT_TRUE(IsLockFree(device));
-    device.RemoveBuffer(first);
-    device.RemoveBuffer(third);
-}
-
-TEST_F(CaptureDevice_Buffers, RemovalOfOneNeverAddedDoesNothing) {
-    RendererAudioCaptureDevice device;
-    RendererAudioCaptureBuffer known(device);
-    RendererAudioCaptureBuffer const stranger(device);
-    device.AddBuffer(known);
-    WaitForMultipleObjects(1, UnitTest::EventsOf(device).data(), FALSE, 0);
-    TakeTexts();
-    device.RemoveBuffer(stranger);
-    EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_FALSE(world_.IsSignalled(UnitTest::EventsOf(device).front()));
-    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, &known));
-    device.RemoveBuffer(known);
-}
-
-TEST_F(CaptureDevice_Buffers, EventThatCannotBeMadeRegistersTheBufferAllTheSame) {
-    RendererAudioCaptureDevice device;
-    RendererAudioCaptureBuffer buffer(device);
-    world_.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
-    EXPECT_EQ(device.AddBuffer(buffer), nullptr);
-    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, &buffer));
-    EXPECT_THAT(UnitTest::EventsOf(device), SizeIs(2));
-    TakeTexts();
-    device.RemoveBuffer(buffer);
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)"));
-    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
 }
 
 // --- StartLineLevel: what it refuses
@@ -709,7 +646,7 @@ TEST_F(CaptureDevice_CaptureThread, GoesOnRoundTheEndOfTheRing) {
     // 251 blocks of a ring of 250.
     world_.Clock().AdvanceMilliSec(251 * UnitTest::BlockMilliSec);
     EXPECT_EQ(world_.OnlyCaptureBuffer().LockCount(), 251U);
-    EXPECT_EQ(UnitTest::CaptureBufferPeer::GetRecord(*UnitTest::BuffersOf(device_)[1]).frameNumber, 251U);
+    EXPECT_EQ(UnitTest::CaptureBufferPeer::GetFields(*UnitTest::BuffersOf(device_)[1]).frameNumber, 251U);
     EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
 }
 

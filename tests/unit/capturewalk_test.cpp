@@ -1,4 +1,4 @@
-#include "rendereraudiocapturewalk.h"
+#include "arithmetic/capturewalk.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "rendereraudiodevicetable.h"
+#include "directsound/devicetable.h"
 
 #include <gtest/gtest.h>
 
@@ -17,99 +17,111 @@ bool AreEqual(GUID const& a, GUID const& b) {
     return std::memcmp(&a, &b, sizeof(GUID)) == 0;
 }
 
-class DeviceTable : public ::testing::Test {
+class DeviceTableTest : public ::testing::Test {
 protected:
-    bool HasOnly(char const* description, GUID const& guid) const {
-        auto const& devices = table_.GetDevices();
+    bool HasOnly(char const* description, GUID const& guid) {
+        boost::mutex::scoped_lock const guard(lock_);
+        auto const& devices = table_.GetDevices(guard);
         auto const found = devices.find(description);
         return devices.size() == 1 && found != devices.end() && AreEqual(found->second, guid);
     }
 
+    bool IsEmpty() { return table_.IsEmpty(boost::mutex::scoped_lock(lock_)); }
+
     boost::mutex lock_;
-    RendererAudioDeviceTable table_{lock_};
+    DirectSound::DeviceTable table_{lock_};
 };
 
-TEST_F(DeviceTable, IsEmptyAtFirst) {
-    EXPECT_TRUE(table_.IsEmpty());
+TEST_F(DeviceTableTest, IsEmptyAtFirst) {
+    EXPECT_TRUE(IsEmpty());
 }
 
-TEST_F(DeviceTable, DeviceIsRecordedUnderItsDescriptionWithAllSixteenBytesOfItsGuid) {
+TEST_F(DeviceTableTest, DeviceIsRecordedUnderItsDescriptionWithAllSixteenBytesOfItsGuid) {
     table_.Record(&FirstGuid, "Speakers");
-    EXPECT_FALSE(table_.IsEmpty());
+    EXPECT_FALSE(IsEmpty());
     EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
 }
 
-TEST_F(DeviceTable, DeviceWithoutGuidIsRecordedWithZeros) {
+TEST_F(DeviceTableTest, DeviceWithoutGuidIsRecordedWithZeros) {
     table_.Record(nullptr, "Primary");
     EXPECT_TRUE(HasOnly("Primary", ZeroGuid));
 }
 
-TEST_F(DeviceTable, DeviceWithoutDescriptionIsNotRecorded) {
+TEST_F(DeviceTableTest, DeviceWithoutDescriptionIsNotRecorded) {
     table_.Record(&FirstGuid, nullptr);
-    EXPECT_TRUE(table_.IsEmpty());
+    EXPECT_TRUE(IsEmpty());
 }
 
-TEST_F(DeviceTable, EmptyDescriptionIsADescription) {
+TEST_F(DeviceTableTest, EmptyDescriptionIsADescription) {
     table_.Record(&FirstGuid, "");
     EXPECT_TRUE(HasOnly("", FirstGuid));
 }
 
-TEST_F(DeviceTable, TwoDevicesOfOneDescriptionLeaveOneEntryWithTheLaterGuid) {
+TEST_F(DeviceTableTest, TwoDevicesOfOneDescriptionLeaveOneEntryWithTheLaterGuid) {
     table_.Record(&FirstGuid, "Speakers");
     table_.Record(&SecondGuid, "Speakers");
     EXPECT_TRUE(HasOnly("Speakers", SecondGuid));
 }
 
-TEST_F(DeviceTable, LaterDeviceOfTheSameDescriptionWithoutGuidLeavesTheGuid) {
+TEST_F(DeviceTableTest, LaterDeviceOfTheSameDescriptionWithoutGuidLeavesTheGuid) {
     table_.Record(&FirstGuid, "Speakers");
     table_.Record(nullptr, "Speakers");
     EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
 }
 
-TEST_F(DeviceTable, ClearForgetsEverything) {
-    table_.Record(&FirstGuid, "Speakers");
-    table_.Clear();
-    EXPECT_TRUE(table_.IsEmpty());
-}
-
-TEST_F(DeviceTable, CallbackRecordsAndAlwaysGoesOn) {
-    GUID guid = FirstGuid;
-    EXPECT_EQ(RecordEnumeratedDevice(&guid, "Speakers", "driver.sys", &table_), TRUE);
-    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
-    EXPECT_EQ(RecordEnumeratedDevice(nullptr, "Speakers", nullptr, &table_), TRUE);
-    EXPECT_EQ(RecordEnumeratedDevice(&guid, nullptr, nullptr, &table_), TRUE);
+TEST_F(DeviceTableTest, EnumerationRecordsWhatItIsCalledBackWithToTheEnd) {
+    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+        GUID guid = FirstGuid;
+        EXPECT_EQ(record(&guid, "Speakers", "driver.sys", context), TRUE);
+        EXPECT_EQ(record(nullptr, "Speakers", nullptr, context), TRUE);
+        EXPECT_EQ(record(&guid, nullptr, nullptr, context), TRUE);
+        return DS_OK;
+    }));
     EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
 }
 
-TEST_F(DeviceTable, GivesTheLockBackAfterEveryOperation) {
+TEST_F(DeviceTableTest, EnumerationThatFailsLeavesNoDeviceKnown) {
+    EXPECT_FALSE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+        record(nullptr, "Speakers", nullptr, context);
+        return DSERR_GENERIC;
+    }));
+    EXPECT_TRUE(IsEmpty());
+}
+
+TEST_F(DeviceTableTest, DevicesThatAreKnownAreNotEnumeratedAgain) {
     table_.Record(&FirstGuid, "Speakers");
+    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) {
+        ADD_FAILURE();
+        return DSERR_GENERIC;
+    }));
+    EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
+}
+
+TEST_F(DeviceTableTest, GivesTheLockBackAfterEveryOperation) {
+    bool isFreeMeanwhile = false;
+    table_.EnumerateOnce([&](LPDSENUMCALLBACKA, void*) {
+        isFreeMeanwhile = UnitTest::CanBeLockedElsewhere(lock_);
+        return DSERR_GENERIC;
+    });
+    EXPECT_TRUE(isFreeMeanwhile);
     EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(lock_));
-    EXPECT_FALSE(table_.IsEmpty());
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(lock_));
-    table_.Clear();
+    table_.Record(&FirstGuid, "Speakers");
     EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(lock_));
 }
 
-TEST_F(DeviceTable, RecordsReadsAndClearsFromSeveralThreadsAtOnce) {
+TEST_F(DeviceTableTest, RecordsAndForgetsOnSeveralThreadsAtOnce) {
     constexpr int Rounds = 200;
     std::thread recorder([this] {
         for (int i = 0; i < Rounds; ++i) {
             table_.Record(&FirstGuid, ("Device " + std::to_string(i % 5)).c_str());
         }
     });
-    std::thread reader([this] {
-        for (int i = 0; i < Rounds; ++i) {
-            table_.IsEmpty();
-        }
-    });
     for (int i = 0; i < Rounds; ++i) {
-        table_.Clear();
+        IsEmpty();
+        table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) { return DSERR_GENERIC; });
     }
     recorder.join();
-    reader.join();
-    table_.Clear();
-    table_.Record(&SecondGuid, "Last");
-    EXPECT_TRUE(HasOnly("Last", SecondGuid));
+    EXPECT_FALSE(IsEmpty());
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "rendereraudiolevels.h"
+#include "arithmetic/levels.h"
 
 #include <gtest/gtest.h>
 

@@ -573,8 +573,8 @@ TEST_F(CaptureDevice_LineLevelCallback, MayStartAndCloseOnTheRenderer) {
 
 TEST_F(CaptureDevice_LineLevelCallback, RunsOutsideEveryLock) {
     auto const proxy = renderer_->GetCaptureProxy();
-    auto& deviceLock = CaptureDevicePeer::GetState(CaptureProxyPeer::GetDevice(*proxy)).lock;
-    auto& bufferLock = UnitTest::CaptureBufferPeer::GetRecord(*CaptureProxyPeer::GetBuffer(*proxy)).lock;
+    auto& deviceLock = CaptureDevicePeer::GetFields(CaptureProxyPeer::GetDevice(*proxy)).lock;
+    auto& bufferLock = UnitTest::CaptureBufferPeer::GetFields(*CaptureProxyPeer::GetBuffer(*proxy)).lock;
     bool isDeviceFree = false;
     bool isBufferFree = false;
     Meter once([&](float) {
@@ -595,7 +595,7 @@ TEST_F(CaptureDevice_LineLevelFunction, OnAClosedDeviceGetsTheProxyAndEndsWithou
     RendererAudioCaptureDevice closed;
     auto const callback = meter_.MakeCallback();
     std::thread([&] {
-        CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakState(closed), callback);
+        CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakFields(closed), callback);
     }).join();
     EXPECT_EQ(meter_.GetCalls(), 0U);
     EXPECT_THAT(TakeThreadTexts(CallSet::CaptureBuffer() |
@@ -605,11 +605,11 @@ TEST_F(CaptureDevice_LineLevelFunction, OnAClosedDeviceGetsTheProxyAndEndsWithou
 }
 
 TEST_F(CaptureDevice_LineLevelFunction, OnADeviceThatHasGoneEndsWithoutAReport) {
-    std::weak_ptr<CaptureDevicePeer::State> gone;
+    std::weak_ptr<CaptureDevicePeer::Fields> gone;
     {
         RendererAudioCaptureDevice device;
         ASSERT_EQ(device.Initialize(), 0);
-        gone = CaptureDevicePeer::GetWeakState(device);
+        gone = CaptureDevicePeer::GetWeakFields(device);
     }
     std::thread([&] {
         CaptureDevicePeer::LineLevel(gone, [](float) -> bool { throw std::runtime_error("called"); });
@@ -621,7 +621,7 @@ TEST_F(CaptureDevice_LineLevelFunction, WithAnEmptyCallbackRaisesBadFunctionCall
     auto const proxy = renderer_->GetCaptureProxy();
     auto& device = CaptureProxyPeer::GetDevice(*proxy);
     std::thread([&] {
-        EXPECT_THROW(CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakState(device), nullptr),
+        EXPECT_THROW(CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakFields(device), nullptr),
                      std::bad_function_call);
     }).join();
     EXPECT_EQ(proxy.use_count(), 2);
@@ -633,7 +633,7 @@ TEST_F(CaptureDevice_LineLevelFunction, NamesItsThreadAndLeavesItsPriority) {
     std::string name;
     Kovra::ThreadPriority_t priority{};
     std::thread([&] {
-        CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakState(device), nullptr);
+        CaptureDevicePeer::LineLevel(CaptureDevicePeer::GetWeakFields(device), nullptr);
         name = Kovra::GetThreadName();
         priority = Kovra::GetThreadPriority();
     }).join();

@@ -29,7 +29,7 @@ protected:
 
 TEST_F(PlaybackBuffer_Concurrency, ServicePassesRunWhileTheSessionWritesAndPresents) {
     ASSERT_TRUE(WriteNext());
-    auto& lock = Media::RendererAudioPlaybackDevicePeer::GetState(device).lock;
+    auto& lock = Media::RendererAudioPlaybackDevicePeer::GetFields(device).lock;
     std::atomic<bool> isOver{false};
     std::atomic<int> passes{0};
     std::thread servicing([&] {
@@ -48,7 +48,7 @@ TEST_F(PlaybackBuffer_Concurrency, ServicePassesRunWhileTheSessionWritesAndPrese
     isOver = true;
     servicing.join();
     EXPECT_TRUE(Sound().IsPlaying());
-    EXPECT_EQ(GetRecord().active, 1U);
+    EXPECT_EQ(GetFields().active, 1U);
     EXPECT_EQ(Sound().OpenLocks(), 0U);
 }
 
@@ -58,14 +58,14 @@ TEST_F(PlaybackBuffer_Concurrency, ServicePassesClearWhatWasPlayedWhileTheSessio
     }
     // The newest frame lies 990 ms ahead. Then 600 ms pass in which the session presents nothing: each pass
     // clears what was played in them, while the session writes half a second on from the newest frame.
-    auto& lock = Media::RendererAudioPlaybackDevicePeer::GetState(device).lock;
+    auto& lock = Media::RendererAudioPlaybackDevicePeer::GetFields(device).lock;
     for (int round = 0; round < 20; ++round) {
         for (int frame = 0; frame < 50; ++frame) {
             ASSERT_TRUE(WriteNext());
         }
         auto presentation = Ahead(990 * UnitTest::NanoSecPerMilliSec);
         buffer->Present(presentation);
-        std::uint32_t const clearedBefore = GetRecord().clearedEnd;
+        std::uint32_t const clearedBefore = GetFields().clearedEnd;
         world.Clock().AdvanceMilliSec(600);
         std::thread servicing([&] {
             for (int pass = 0; pass < 50; ++pass) {
@@ -77,8 +77,8 @@ TEST_F(PlaybackBuffer_Concurrency, ServicePassesClearWhatWasPlayedWhileTheSessio
             EXPECT_TRUE(WriteNext());
         }
         servicing.join();
-        EXPECT_NE(GetRecord().clearedEnd, clearedBefore);
-        EXPECT_EQ(GetRecord().active, 1U);
+        EXPECT_NE(GetFields().clearedEnd, clearedBefore);
+        EXPECT_EQ(GetFields().active, 1U);
         world.Clock().AdvanceMilliSec(400);
     }
     EXPECT_EQ(Sound().OpenLocks(), 0U);
@@ -90,19 +90,19 @@ TEST_F(PlaybackBuffer_Concurrency, ThePlaybackThreadServicesWhileTheSessionWorks
     ASSERT_TRUE(WriteNext());
     for (int round = 0; round < Rounds; ++round) {
         // The event of the notification wakes the thread, which services while this one goes on.
-        SetEvent(GetRecord().notifyPosition->hEventNotify);
+        SetEvent(GetFields().notifyPosition->hEventNotify);
         EXPECT_TRUE(WriteNext());
         auto presentation = Ahead(50 * UnitTest::NanoSecPerMilliSec);
         buffer->Present(presentation);
         world.Clock().AdvanceMilliSec(10);
     }
     EXPECT_TRUE(Sound().IsPlaying());
-    EXPECT_EQ(GetRecord().active, 1U);
+    EXPECT_EQ(GetFields().active, 1U);
     // The session ends: a second later the thread has stopped the buffer.
     log.Clear();
     world.Clock().AdvanceMilliSec(1400);
     EXPECT_FALSE(Sound().IsPlaying());
-    EXPECT_EQ(GetRecord().active, 0U);
+    EXPECT_EQ(GetFields().active, 0U);
     EXPECT_EQ(TakeLog().size(), 1U);
     device.Close();
 }

@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "primitives/primitives.h"
+#include "support/deviceview.h"
 #include "support/playbackbuffertest.h"
 
 namespace {
@@ -13,29 +14,25 @@ using UnitTest::RawFrame;
 class PlaybackBuffer_Construct : public UnitTest::PlaybackBufferTest {};
 class PlaybackBuffer_Create : public UnitTest::PlaybackBufferTest {
 protected:
-    std::vector<Media::RendererAudioPlaybackBuffer*> const& RegisteredBuffers() {
-        return Media::RendererAudioPlaybackDevicePeer::GetState(device).registry.GetBuffers();
-    }
-
     /// Nothing of a frame has been taken over.
     void ExpectAsConstructed() {
         EXPECT_FALSE(buffer->HasSoundBuffer());
-        EXPECT_EQ(GetRecord().sourceFrequency, 0U);
-        EXPECT_EQ(GetRecord().ringSamples, 0U);
-        EXPECT_EQ(GetRecord().nsPerSample, 1);
-        EXPECT_EQ(GetRecord().baseTimestamp, 0);
-        EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr));
+        EXPECT_EQ(GetFields().sourceFrequency, 0U);
+        EXPECT_EQ(GetFields().ringSamples, 0U);
+        EXPECT_EQ(GetFields().nsPerSample, 1);
+        EXPECT_EQ(GetFields().baseTimestamp, 0);
+        EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
     }
 
     /// What a creation refused by DirectSound leaves: the frame's figures without a sound buffer.
     void ExpectRefusedWithTheFramesFigures() {
         EXPECT_FALSE(buffer->HasSoundBuffer());
-        EXPECT_EQ(GetRecord().notify, nullptr);
-        EXPECT_EQ(GetRecord().sourceFrequency, 8000U);
-        EXPECT_EQ(GetRecord().ringSamples, 240000U);
-        EXPECT_EQ(GetRecord().nsPerSample, 20833);
-        EXPECT_EQ(GetRecord().baseTimestamp, Origin);
-        EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr));
+        EXPECT_EQ(GetFields().notify, nullptr);
+        EXPECT_EQ(GetFields().sourceFrequency, 8000U);
+        EXPECT_EQ(GetFields().ringSamples, 240000U);
+        EXPECT_EQ(GetFields().nsPerSample, 20833);
+        EXPECT_EQ(GetFields().baseTimestamp, Origin);
+        EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
         EXPECT_THAT(world.LiveBuffers(), IsEmpty());
     }
 };
@@ -44,7 +41,7 @@ class PlaybackBuffer_Destroy : public UnitTest::PlaybackBufferTest {};
 // --- construction
 
 TEST_F(PlaybackBuffer_Construct, StartsWithoutASoundBufferAndCallsNothing) {
-    auto const& record = GetRecord();
+    auto const& record = GetFields();
     EXPECT_EQ(record.device, &device);
     EXPECT_EQ(record.soundBuffer, nullptr);
     EXPECT_EQ(record.notify, nullptr);
@@ -72,7 +69,7 @@ TEST_F(PlaybackBuffer_Construct, StartsWithoutASoundBufferAndCallsNothing) {
 }
 
 TEST_F(PlaybackBuffer_Construct, HoldsAnInitialisedProcessingStateAlignedTo16Bytes) {
-    auto const& state = GetRecord().dspState;
+    auto const& state = GetFields().dspState;
     ASSERT_NE(state, nullptr);
     ASSERT_EQ(state->GetSize(), 124U);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(state->GetData()) % 16, 0U);
@@ -119,8 +116,8 @@ TEST_F(PlaybackBuffer_Create, StereoFrameGivesABufferTwiceAsLongWithTheSameRing)
     EXPECT_EQ(format.nAvgBytesPerSec, 192000U);
     EXPECT_EQ(format.nBlockAlign, 4);
     EXPECT_EQ(Sound().RingBytes(), 960000U);
-    EXPECT_EQ(GetRecord().ringSamples, 240000U);
-    EXPECT_EQ(GetRecord().bytesPerSample, 2U);
+    EXPECT_EQ(GetFields().ringSamples, 240000U);
+    EXPECT_EQ(GetFields().bytesPerSample, 2U);
     // Only the part that the ring addresses is cleared: 240000 positions of two bytes.
     EXPECT_TRUE(Sound().IsSilent(0, 240000));
     EXPECT_NE(Sound().SampleAt(240000), 0);
@@ -131,32 +128,32 @@ TEST_F(PlaybackBuffer_Create, RateOfTheFrameIsKeptButTheBufferRunsAt48Kilohertz)
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2}, 8000)), 0);
     EXPECT_EQ(Sound().Format().nSamplesPerSec, 48000U);
     EXPECT_EQ(Sound().RingBytes(), 480000U);
-    EXPECT_EQ(GetRecord().sourceFrequency, 8000U);
+    EXPECT_EQ(GetFields().sourceFrequency, 8000U);
 }
 
 TEST_F(PlaybackBuffer_Create, SetsTheRingUpWithTheFramesTimestampAsOrigin) {
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
-    EXPECT_EQ(GetRecord().ringSamples, 240000U);
-    EXPECT_EQ(GetRecord().bytesPerSample, 2U);
-    EXPECT_EQ(GetRecord().nsPerSample, 20833);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin);
-    EXPECT_EQ(GetRecord().sourceFrequency, 48000U);
-    EXPECT_EQ(GetRecord().playFrequency, 0U);
-    EXPECT_EQ(GetRecord().active, 0U);
+    EXPECT_EQ(GetFields().ringSamples, 240000U);
+    EXPECT_EQ(GetFields().bytesPerSample, 2U);
+    EXPECT_EQ(GetFields().nsPerSample, 20833);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin);
+    EXPECT_EQ(GetFields().sourceFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 0U);
+    EXPECT_EQ(GetFields().active, 0U);
 }
 
 TEST_F(PlaybackBuffer_Create, ClearsTheWholeRingAndDoesNotPlay) {
-    GetRecord().clearedEnd = 777;
+    GetFields().clearedEnd = 777;
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
     EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     EXPECT_FALSE(Sound().IsPlaying());
 }
 
 TEST_F(PlaybackBuffer_Create, RegistersWithTheDeviceAndKeepsItsEvent) {
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
-    EXPECT_EQ(world.EventNumber(GetRecord().notifyPosition->hEventNotify), 2U);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
+    EXPECT_EQ(world.EventNumber(GetFields().notifyPosition->hEventNotify), 2U);
     EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
@@ -183,14 +180,14 @@ TEST_F(PlaybackBuffer_Create, AppliesTheVolumeAndTheBalanceStoredBefore) {
     // 0.5 ^ (11/32) = 0.787990; 20000 * 0.25 - 10000.
     EXPECT_EQ(Sound().Volume(), -2121);
     EXPECT_EQ(Sound().Pan(), -5000);
-    EXPECT_EQ(GetRecord().volume, 0.5F);
-    EXPECT_EQ(GetRecord().pan, 0.25F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
+    EXPECT_EQ(GetFields().pan, 0.25F);
 }
 
 TEST_F(PlaybackBuffer_Create, CodedFrameGivesABufferOfItsChannels) {
     EXPECT_EQ(buffer->CreateSoundBuffer(CodedFrame(Media::MediaCoding_t::Aac, Origin, {1}, 44100)), 0);
     EXPECT_EQ(Sound().Format().nChannels, 1);
-    EXPECT_EQ(GetRecord().sourceFrequency, 44100U);
+    EXPECT_EQ(GetFields().sourceFrequency, 44100U);
 }
 
 // --- creation: nothing to create with
@@ -202,7 +199,7 @@ TEST_F(PlaybackBuffer_Create, GivesMinus27OnAClosedDevice) {
 }
 
 TEST_F(PlaybackBuffer_Create, GivesMinus27WithoutAKnownOutput) {
-    Media::RendererAudioPlaybackDevicePeer::GetState(device).devices.Clear();
+    Media::RendererAudioPlaybackDevicePeer::GetFields(device).devices.Clear();
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), -27);
     ExpectAsConstructed();
     EXPECT_THAT(TakeCalls({Call_t::SoundCreateSoundBuffer}), IsEmpty());
@@ -258,9 +255,9 @@ TEST_F(PlaybackBuffer_Create, SucceedsAfterARefusal) {
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2}, 8000)), -1);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin + 5, {1, 2}, 48000)), 0);
     EXPECT_TRUE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().sourceFrequency, 48000U);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 5);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
+    EXPECT_EQ(GetFields().sourceFrequency, 48000U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin + 5);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
 }
 
 // --- creation: failures that nobody asks about
@@ -268,16 +265,16 @@ TEST_F(PlaybackBuffer_Create, SucceedsAfterARefusal) {
 TEST_F(PlaybackBuffer_Create, GoesOnWithoutTheNotifyInterface) {
     world.Faults().Fail(Call_t::BufferQueryNotify, 1, E_NOINTERFACE);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
-    EXPECT_EQ(GetRecord().notify, nullptr);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
+    EXPECT_EQ(GetFields().notify, nullptr);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
     EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
 }
 
 TEST_F(PlaybackBuffer_Create, GoesOnWithoutAnEvent) {
     world.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
-    EXPECT_EQ(GetRecord().notifyPosition->hEventNotify, nullptr);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
+    EXPECT_EQ(GetFields().notifyPosition->hEventNotify, nullptr);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
     EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
 }
 
@@ -299,14 +296,14 @@ TEST_F(PlaybackBuffer_Create, GoesOnWhenTheCursorCannotBeSet) {
     world.Faults().Fail(Call_t::BufferSetCurrentPosition, 1, DSERR_PRIOLEVELNEEDED);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
     EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
 }
 
 TEST_F(PlaybackBuffer_Create, GoesOnWhenTheRingCannotBeLocked) {
-    GetRecord().clearedEnd = 777;
+    GetFields().clearedEnd = 777;
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
-    EXPECT_EQ(GetRecord().clearedEnd, 777U);
+    EXPECT_EQ(GetFields().clearedEnd, 777U);
     EXPECT_NE(Sound().SampleAt(0), 0);
 }
 
@@ -321,7 +318,7 @@ TEST_F(PlaybackBuffer_Destroy, ReleasesTheNotificationUnregistersThenReleasesThe
         ElementsAre("SoundNotify::Release", "Win32::SetEvent", "Win32::CloseHandle", "SoundBuffer::Release"));
     EXPECT_THAT(world.LiveBuffers(), IsEmpty());
     EXPECT_EQ(world.OpenHandles(), 1U);
-    EXPECT_EQ(Media::RendererAudioPlaybackDevicePeer::GetState(device).registry.GetBuffers().size(), 1U);
+    EXPECT_EQ(UnitTest::BuffersOf(device).size(), 1U);
 }
 
 TEST_F(PlaybackBuffer_Destroy, ClosesItsOwnEventAndWakesTheDevice) {
@@ -354,9 +351,9 @@ TEST_F(PlaybackBuffer_Destroy, ClosesNoHandleWithoutAnEvent) {
 
 TEST_F(PlaybackBuffer_Destroy, DropsTheProcessingStateAndTheDecodedFrame) {
     Create();
-    auto const state = GetRecord().dspState;
+    auto const state = GetFields().dspState;
     auto const frame = RawFrame(Origin, {1, 2});
-    GetRecord().decodedFrame = frame;
+    GetFields().decodedFrame = frame;
     buffer.reset();
     EXPECT_EQ(frame.use_count(), 1);
     EXPECT_EQ(state->GetSize(), 124U);

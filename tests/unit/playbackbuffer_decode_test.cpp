@@ -49,7 +49,7 @@ TEST_F(PlaybackBuffer_DecodeFrame, FrameAt48KilohertzIsKeptAsItIs) {
     auto const pcm = ConstantFrame(Origin, 480, 7);
     LetCodecGive({pcm});
     EXPECT_TRUE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, pcm);
+    EXPECT_EQ(GetFields().decodedFrame, pcm);
     EXPECT_THAT(codec.transcodeCalls, IsEmpty());
 }
 
@@ -57,7 +57,7 @@ TEST_F(PlaybackBuffer_DecodeFrame, StereoFrameAt48KilohertzIsKeptAsItIs) {
     auto const pcm = RawFrame(Origin, {1, 2, 3, 4}, 48000, 2);
     LetCodecGive({pcm});
     EXPECT_TRUE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, pcm);
+    EXPECT_EQ(GetFields().decodedFrame, pcm);
     EXPECT_THAT(codec.transcodeCalls, IsEmpty());
 }
 
@@ -72,7 +72,7 @@ TEST_F(PlaybackBuffer_DecodeFrame, FrameAt44100HertzIsTranscodedToMonoPcmAt48Kil
         return Frames{transcoded};
     };
     EXPECT_TRUE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, transcoded);
+    EXPECT_EQ(GetFields().decodedFrame, transcoded);
     EXPECT_THAT(asked, ElementsAre(decoded));
     ASSERT_EQ(codec.transcodeCalls.size(), 1U);
     TranscodeRequest const& request = codec.transcodeCalls[0];
@@ -111,7 +111,7 @@ TEST_F(PlaybackBuffer_DecodeFrame, TheFirstOfSeveralFramesDecidesOnTranscodingAn
     EXPECT_THAT(asked, ElementsAre(first, last));
     ASSERT_EQ(codec.transcodeCalls.size(), 1U);
     EXPECT_EQ(codec.transcodeCalls[0].durationNanoSec, 20'000'000);
-    EXPECT_EQ(GetRecord().decodedFrame, transcoded);
+    EXPECT_EQ(GetFields().decodedFrame, transcoded);
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, KeepsTheLastOfSeveralFrames) {
@@ -120,7 +120,7 @@ TEST_F(PlaybackBuffer_DecodeFrame, KeepsTheLastOfSeveralFrames) {
     auto const third = ConstantFrame(Origin, 480, 3);
     LetCodecGive({first, second, third});
     EXPECT_TRUE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, third);
+    EXPECT_EQ(GetFields().decodedFrame, third);
     codec.decode = nullptr;
     EXPECT_EQ(first.use_count(), 1);
 }
@@ -132,36 +132,36 @@ TEST_F(PlaybackBuffer_DecodeFrame, KeepsTheLastOfSeveralTranscodedFrames) {
         return Frames{ConstantFrame(Origin, 480, 2), last};
     };
     EXPECT_TRUE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, last);
+    EXPECT_EQ(GetFields().decodedFrame, last);
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, FailsAndDropsTheFrameBeforeWhenNothingIsDecoded) {
-    GetRecord().decodedFrame = ConstantFrame(Origin, 480, 1);
+    GetFields().decodedFrame = ConstantFrame(Origin, 480, 1);
     LetCodecGive({});
     EXPECT_FALSE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, nullptr);
+    EXPECT_EQ(GetFields().decodedFrame, nullptr);
     EXPECT_THAT(codec.transcodeCalls, IsEmpty());
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, FailsWhenNothingIsTranscoded) {
-    GetRecord().decodedFrame = ConstantFrame(Origin, 480, 1);
+    GetFields().decodedFrame = ConstantFrame(Origin, 480, 1);
     LetCodecGive({RawFrame(Origin, {7}, 44100)});
     EXPECT_FALSE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
     EXPECT_EQ(codec.transcodeCalls.size(), 1U);
-    EXPECT_EQ(GetRecord().decodedFrame, nullptr);
+    EXPECT_EQ(GetFields().decodedFrame, nullptr);
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, FailsWhenTheLastFrameIsNone) {
     LetCodecGive({ConstantFrame(Origin, 480, 1), nullptr});
     EXPECT_FALSE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, nullptr);
+    EXPECT_EQ(GetFields().decodedFrame, nullptr);
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, FailsWhenTheOnlyFrameIsNone) {
     LetCodecGive({nullptr});
     EXPECT_FALSE(Decode(CodedFrame(MediaCoding_t::Aac, Origin)));
-    EXPECT_EQ(GetRecord().decodedFrame, nullptr);
+    EXPECT_EQ(GetFields().decodedFrame, nullptr);
 }
 
 TEST_F(PlaybackBuffer_DecodeFrame, LetsTheCodedFrameGo) {
@@ -179,20 +179,20 @@ TEST_P(PlaybackBuffer_WriteCodedFrame, WritesTheDecodedSamples) {
     EXPECT_TRUE(buffer->WriteFrame(CodedFrame(GetParam(), Origin)));
     EXPECT_EQ(Sound().Samples(0, 4), (std::vector<std::int16_t>{11, 12, 13, 0}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(0, 6)", "Unlock(6, 0)"));
-    EXPECT_EQ(GetRecord().writeEnd, 3U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 6U);
-    EXPECT_EQ(GetRecord().lastSample, 13U);
+    EXPECT_EQ(GetFields().writeEnd, 3U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 6U);
+    EXPECT_EQ(GetFields().lastSample, 13U);
 }
 
 TEST_P(PlaybackBuffer_WriteCodedFrame, SplitsTheDecodedSamplesAtTheEndOfTheRing) {
-    GetRecord().writeEnd = 239998;
+    GetFields().writeEnd = 239998;
     LetCodecGive({RawFrame(Origin, {11, 12, 13, 14, 15})});
     // Position 0 lies two samples behind the end of the last frame: the frame is moved back to 239998.
     EXPECT_TRUE(buffer->WriteFrame(CodedFrame(GetParam(), Origin)));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(479996, 10)", "Unlock(4, 6)"));
     EXPECT_EQ(Sound().Samples(239997, 7), (std::vector<std::int16_t>{0, 11, 12, 13, 14, 15, 0}));
-    EXPECT_EQ(GetRecord().writeEnd, 3U);
-    EXPECT_EQ(GetRecord().lastSample, 15U);
+    EXPECT_EQ(GetFields().writeEnd, 3U);
+    EXPECT_EQ(GetFields().lastSample, 15U);
 }
 
 TEST_P(PlaybackBuffer_WriteCodedFrame, DropsAFrameDecodedToOneWithoutData) {
@@ -213,20 +213,20 @@ TEST_P(PlaybackBuffer_WriteUnheardFrame, IsDecodedAndCopiedNowhereYetCountsAsWri
     EXPECT_EQ(codec.decodeCalls.size(), 1U);
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(0, 6)", "Unlock(6, 0)"));
     EXPECT_TRUE(IsSoiled(0, 8));
-    EXPECT_EQ(GetRecord().writeEnd, 3U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 6U);
+    EXPECT_EQ(GetFields().writeEnd, 3U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 6U);
     // The last sample is what stands in the ring.
-    EXPECT_EQ(GetRecord().lastSample, 0x5A5AU);
+    EXPECT_EQ(GetFields().lastSample, 0x5A5AU);
 }
 
 TEST_P(PlaybackBuffer_WriteUnheardFrame, IsCopiedNowhereAcrossTheEndOfTheRingEither) {
     Soil(239990, 20);
-    GetRecord().writeEnd = 239998;
+    GetFields().writeEnd = 239998;
     LetCodecGive({RawFrame(Origin, {11, 12, 13})});
     EXPECT_TRUE(buffer->WriteFrame(CodedFrame(GetParam(), Origin)));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(479996, 6)", "Unlock(4, 2)"));
     EXPECT_TRUE(IsSoiled(239990, 20));
-    EXPECT_EQ(GetRecord().writeEnd, 1U);
+    EXPECT_EQ(GetFields().writeEnd, 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Unheard, PlaybackBuffer_WriteUnheardFrame,
@@ -239,11 +239,11 @@ TEST_P(PlaybackBuffer_WriteUndecodableFrame, IsDroppedOnlyAfterItWasPlaced) {
     // 10 ms and 15 samples behind the end: 480 + 15, rounded up to even, is a loss of 16 samples.
     EXPECT_FALSE(buffer->WriteFrame(CodedFrame(GetParam(), Origin + 495 * SampleNanoSec)));
     EXPECT_EQ(codec.decodeCalls.size(), 1U);
-    EXPECT_EQ(GetRecord().writePos, 496U);
-    EXPECT_EQ(GetRecord().writeEnd, 480U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 960U);
-    EXPECT_EQ(GetRecord().active, 1U);
-    EXPECT_EQ(GetRecord().lastSample, 7U);
+    EXPECT_EQ(GetFields().writePos, 496U);
+    EXPECT_EQ(GetFields().writeEnd, 480U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 960U);
+    EXPECT_EQ(GetFields().active, 1U);
+    EXPECT_EQ(GetFields().lastSample, 7U);
     EXPECT_THAT(TakeCalls(), IsEmpty());
     EXPECT_THAT(TakeLog(), ElementsAre(UnitTest::Info("AudioBuffer packet loss, zero'ing 16 samples")));
 }
@@ -251,9 +251,9 @@ TEST_P(PlaybackBuffer_WriteUndecodableFrame, IsDroppedOnlyAfterItWasPlaced) {
 TEST_P(PlaybackBuffer_WriteUndecodableFrame, BeforeTheOriginHasClearedTheRingAndMovedTheOrigin) {
     EXPECT_TRUE(Write(0, 480, 7));
     EXPECT_FALSE(buffer->WriteFrame(CodedFrame(GetParam(), Origin - 1)));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin - 1);
-    EXPECT_EQ(GetRecord().writePos, 0U);
-    EXPECT_EQ(GetRecord().writeEnd, 480U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin - 1);
+    EXPECT_EQ(GetFields().writePos, 0U);
+    EXPECT_EQ(GetFields().writeEnd, 480U);
     EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
 }
 

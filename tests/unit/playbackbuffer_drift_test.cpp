@@ -16,16 +16,16 @@ protected:
         Create();
         PutCursorAt(5200);
         Play();
-        GetRecord().writePos = 10000;
-        GetRecord().clearedEnd = 5200;
-        GetRecord().playFrequency = 48000;
+        GetFields().writePos = 10000;
+        GetFields().clearedEnd = 5200;
+        GetFields().playFrequency = 48000;
     }
 
     /// A window of this length with these sums.
     void SetWindow(std::int64_t elapsedMilliSec, std::uint32_t measured, std::uint32_t expected) {
-        GetRecord().driftWindowStart = Ago(elapsedMilliSec);
-        GetRecord().measuredLagSum = measured;
-        GetRecord().expectedLagSum = expected;
+        GetFields().driftWindowStart = Ago(elapsedMilliSec);
+        GetFields().measuredLagSum = measured;
+        GetFields().expectedLagSum = expected;
     }
 
     /// 96'000'000 / 20833 = 4608.07.
@@ -34,19 +34,19 @@ protected:
         buffer->Present(presentation);
         // The lag of 4800 samples sounds for 99.99 ms.
         EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
-        EXPECT_EQ(GetRecord().lastPresentTime.load(), Kovra::JiffyTime::Now());
+        EXPECT_EQ(GetFields().lastPresentTime.load(), Kovra::JiffyTime::Now());
     }
 
     void ExpectNewWindow() {
-        EXPECT_EQ(GetRecord().driftWindowStart, Kovra::JiffyTime::Now());
-        EXPECT_EQ(GetRecord().measuredLagSum, 0U);
-        EXPECT_EQ(GetRecord().expectedLagSum, 0U);
+        EXPECT_EQ(GetFields().driftWindowStart, Kovra::JiffyTime::Now());
+        EXPECT_EQ(GetFields().measuredLagSum, 0U);
+        EXPECT_EQ(GetFields().expectedLagSum, 0U);
     }
 
     void ExpectAccumulated(Kovra::JiffyTime windowStart, std::uint32_t measured, std::uint32_t expected) {
-        EXPECT_EQ(GetRecord().driftWindowStart, windowStart);
-        EXPECT_EQ(GetRecord().measuredLagSum, measured);
-        EXPECT_EQ(GetRecord().expectedLagSum, expected);
+        EXPECT_EQ(GetFields().driftWindowStart, windowStart);
+        EXPECT_EQ(GetFields().measuredLagSum, measured);
+        EXPECT_EQ(GetFields().expectedLagSum, expected);
         EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
         EXPECT_THAT(TakeLog(), IsEmpty());
     }
@@ -63,7 +63,7 @@ TEST_F(PlaybackBuffer_ControlDrift, WindowOf1023MillisecondsOnlyAccumulates) {
 TEST_F(PlaybackBuffer_ControlDrift, WindowJustBelow1024MillisecondsOnlyAccumulates) {
     SetWindow(0, 100, 1000);
     auto const start = Ahead(-1024 * OneMilliSec + 1);
-    GetRecord().driftWindowStart = start;
+    GetFields().driftWindowStart = start;
     Present();
     ExpectAccumulated(start, 100 + 4800, 1000 + 4608);
 }
@@ -131,7 +131,7 @@ TEST_F(PlaybackBuffer_ControlDrift, RatioOf97PercentSlowsDown) {
     EXPECT_THAT(TakeCalls(CallSet::All()),
                 ElementsAre("GetStatus()", "GetCurrentPosition()", "SetFrequency(47960)"));
     EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 47960 Hz")));
-    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_EQ(GetFields().playFrequency, 47960U);
     EXPECT_EQ(Sound().Frequency(), 47960U);
     ExpectNewWindow();
 }
@@ -142,17 +142,17 @@ TEST_F(PlaybackBuffer_ControlDrift, RatioOf103PercentSpeedsUp) {
     EXPECT_THAT(TakeCalls(CallSet::All()),
                 ElementsAre("GetStatus()", "GetCurrentPosition()", "SetFrequency(48040)"));
     EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 48040 Hz")));
-    EXPECT_EQ(GetRecord().playFrequency, 48040U);
+    EXPECT_EQ(GetFields().playFrequency, 48040U);
     ExpectNewWindow();
 }
 
 TEST_F(PlaybackBuffer_ControlDrift, RatioWithinTheBandComesBackToNominal) {
-    GetRecord().playFrequency = 47960;
+    GetFields().playFrequency = 47960;
     SetWindow(1100, 10150, 10000);
     Present();
     EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(48000)"));
     EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 48000 Hz")));
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
     ExpectNewWindow();
 }
 
@@ -165,7 +165,7 @@ TEST_F(PlaybackBuffer_ControlDrift, NominalStaysNominalWithoutACall) {
 }
 
 TEST_F(PlaybackBuffer_ControlDrift, SlowStaysSlowWithoutACall) {
-    GetRecord().playFrequency = 47960;
+    GetFields().playFrequency = 47960;
     SetWindow(1100, 9700, 10000);
     Present();
     EXPECT_THAT(TakeFrequencies(), IsEmpty());
@@ -174,7 +174,7 @@ TEST_F(PlaybackBuffer_ControlDrift, SlowStaysSlowWithoutACall) {
 }
 
 TEST_F(PlaybackBuffer_ControlDrift, SlowBecomesFastWithoutAStopAtNominal) {
-    GetRecord().playFrequency = 47960;
+    GetFields().playFrequency = 47960;
     SetWindow(1100, 10300, 10000);
     Present();
     EXPECT_THAT(TakeFrequencies(), ElementsAre("SetFrequency(48040)"));
@@ -208,7 +208,7 @@ TEST_F(PlaybackBuffer_ControlDrift, ARefusedFrequencyCountsAsSet) {
     world.Faults().Fail(Call_t::BufferSetFrequency, 1, DSERR_GENERIC);
     SetWindow(1100, 9700, 10000);
     Present();
-    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_EQ(GetFields().playFrequency, 47960U);
     EXPECT_THAT(TakeLog(), ElementsAre(Debug("Adjusting audio frequency to 47960 Hz")));
     ExpectNewWindow();
     SetWindow(1100, 9700, 10000);
@@ -221,21 +221,21 @@ TEST_F(PlaybackBuffer_ControlDrift, RecordsThatNobodyWantsAreNotMade) {
     SetWindow(1100, 9700, 10000);
     Present();
     Kovra::LogManager::Instance().SetLevel("Media.RendererAudioPlaybackBuffer", Kovra::LogLevel_t::Debug);
-    EXPECT_EQ(GetRecord().playFrequency, 47960U);
+    EXPECT_EQ(GetFields().playFrequency, 47960U);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_ControlDrift, PresentationsOfASecondFillAWindowAndThenJudgeIt) {
     // 24 presentations 40 ms apart, each frame written 40 ms = 1920 samples further: the cursor moves as
     // much.
-    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
+    GetFields().driftWindowStart = Kovra::JiffyTime::Now();
     for (int n = 0; n < 26; ++n) {
         auto presentation = Ahead(96 * OneMilliSec);
         buffer->Present(presentation);
-        EXPECT_EQ(GetRecord().measuredLagSum, static_cast<std::uint32_t>(n + 1) * 4800U);
-        EXPECT_EQ(GetRecord().expectedLagSum, static_cast<std::uint32_t>(n + 1) * 4608U);
+        EXPECT_EQ(GetFields().measuredLagSum, static_cast<std::uint32_t>(n + 1) * 4800U);
+        EXPECT_EQ(GetFields().expectedLagSum, static_cast<std::uint32_t>(n + 1) * 4608U);
         world.Clock().AdvanceMilliSec(40);
-        GetRecord().writePos = GetRecord().writePos + 1920;
+        GetFields().writePos = GetFields().writePos + 1920;
     }
     // 26 * 40 ms = 1040 ms; 4800 / 4608 = 1.04.
     Present();

@@ -13,13 +13,13 @@ protected:
     /// The buffer stands still, the newest frame at position 10000, the last presentation a second ago.
     PlaybackBuffer_Present() {
         Create();
-        GetRecord().writePos = 10000;
-        GetRecord().writeEnd = 10480;
-        GetRecord().notifyPosition->dwOffset = 20960;
-        GetRecord().lastPresentTime = longAgo;
-        GetRecord().driftWindowStart = longAgo;
-        GetRecord().measuredLagSum = 11;
-        GetRecord().expectedLagSum = 13;
+        GetFields().writePos = 10000;
+        GetFields().writeEnd = 10480;
+        GetFields().notifyPosition->dwOffset = 20960;
+        GetFields().lastPresentTime = longAgo;
+        GetFields().driftWindowStart = longAgo;
+        GetFields().measuredLagSum = 11;
+        GetFields().expectedLagSum = 13;
     }
 
     void PresentAhead(std::int64_t nanoSec) {
@@ -28,13 +28,13 @@ protected:
     }
 
     void ExpectSumsUntouched() {
-        EXPECT_EQ(GetRecord().measuredLagSum, 11U);
-        EXPECT_EQ(GetRecord().expectedLagSum, 13U);
-        EXPECT_EQ(GetRecord().driftWindowStart, longAgo);
+        EXPECT_EQ(GetFields().measuredLagSum, 11U);
+        EXPECT_EQ(GetFields().expectedLagSum, 13U);
+        EXPECT_EQ(GetFields().driftWindowStart, longAgo);
     }
 
-    bool IsPresentedNow() { return GetRecord().lastPresentTime.load() == Kovra::JiffyTime::Now(); }
-    bool IsPresentationUntouched() { return GetRecord().lastPresentTime.load() == longAgo; }
+    bool IsPresentedNow() { return GetFields().lastPresentTime.load() == Kovra::JiffyTime::Now(); }
+    bool IsPresentationUntouched() { return GetFields().lastPresentTime.load() == longAgo; }
 
     Kovra::JiffyTime const longAgo = Ago(1000);
     Kovra::JiffyTime presentation;
@@ -46,8 +46,8 @@ protected:
     PlaybackBuffer_PresentWhilePlaying() {
         PutCursorAt(5200);
         Play();
-        GetRecord().clearedEnd = 5200;
-        GetRecord().playFrequency = 48000;
+        GetFields().clearedEnd = 5200;
+        GetFields().playFrequency = 48000;
     }
 };
 
@@ -103,7 +103,7 @@ TEST_F(PlaybackBuffer_Present, StartsSoThatTheNewestFrameIsHeardInTime) {
     EXPECT_TRUE(Sound().IsPlaying());
     EXPECT_TRUE(Sound().IsLooping());
     EXPECT_EQ(Sound().PlayFrame(), 5200U);
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
     EXPECT_TRUE(IsPresentedNow());
     EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
     ExpectSumsUntouched();
@@ -134,7 +134,7 @@ TEST_F(PlaybackBuffer_Present, OneNanosecondAheadStartsAtTheFrameItself) {
 }
 
 TEST_F(PlaybackBuffer_Present, StartsBeforeTheStartOfTheRingNearItsEnd) {
-    GetRecord().writePos = 100;
+    GetFields().writePos = 100;
     PresentAhead(100 * OneMilliSec);
     // 100 - 4800 + 240000 = 235300.
     EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(470600)"));
@@ -159,7 +159,7 @@ TEST_F(PlaybackBuffer_Present, JustBelowFiveSecondsReachesThreeSamplesFurtherTha
 }
 
 TEST_F(PlaybackBuffer_Present, JustBelowFiveSecondsAtTheStartOfTheRingWrapsTheThirtyTwoBits) {
-    GetRecord().writePos = 0;
+    GetFields().writePos = 0;
     PresentAhead(FiveSecNanoSec - 1);
     // 0 - 240003 + 240000 = -3, as 32 bits 4'294'967'293, modulo 240000 = 167293.
     EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(334586)"));
@@ -167,17 +167,17 @@ TEST_F(PlaybackBuffer_Present, JustBelowFiveSecondsAtTheStartOfTheRingWrapsTheTh
 
 TEST_F(PlaybackBuffer_Present, RestoresTheClientsVolumeAtTheStart) {
     buffer->SetVolume(0.5F, false);
-    GetRecord().soundBuffer->SetVolume(-10000);
+    GetFields().soundBuffer->SetVolume(-10000);
     PresentAhead(0);
     EXPECT_EQ(Sound().Volume(), -2121);
 }
 
 TEST_F(PlaybackBuffer_Present, StartsAtTheNominalFrequencyAgain) {
-    GetRecord().playFrequency = 47960;
-    GetRecord().soundBuffer->SetFrequency(47960);
+    GetFields().playFrequency = 47960;
+    GetFields().soundBuffer->SetFrequency(47960);
     PresentAhead(0);
     EXPECT_EQ(Sound().Frequency(), 48000U);
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
 }
 
 TEST_F(PlaybackBuffer_Present, TheNotificationIsTheEndOfTheWrittenData) {
@@ -185,11 +185,11 @@ TEST_F(PlaybackBuffer_Present, TheNotificationIsTheEndOfTheWrittenData) {
     auto const points = Sound().NotificationPoints();
     ASSERT_EQ(points.size(), 1U);
     EXPECT_EQ(points[0].dwOffset, 20960U);
-    EXPECT_EQ(points[0].hEventNotify, GetRecord().notifyPosition->hEventNotify);
+    EXPECT_EQ(points[0].hEventNotify, GetFields().notifyPosition->hEventNotify);
 }
 
 TEST_F(PlaybackBuffer_Present, StartsWithoutTheNotifyInterface) {
-    GetRecord().notify.reset();
+    GetFields().notify.reset();
     PresentAhead(100 * OneMilliSec);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "SetCurrentPosition(10400)", "SetFrequency(48000)",
                                          "SetVolume(0)", "Play(1)"));
@@ -215,7 +215,7 @@ TEST_P(PlaybackBuffer_PresentRefused, StartsAllTheSame) {
         ElementsAre("SoundBuffer::GetStatus", "SoundBuffer::SetCurrentPosition", "SoundBuffer::SetFrequency",
                     "SoundNotify::SetNotificationPositions", "SoundBuffer::SetVolume", "SoundBuffer::Play"));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer playback started")));
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
     EXPECT_TRUE(IsPresentedNow());
     EXPECT_EQ(presentation, Ahead(100 * OneMilliSec));
 }
@@ -285,8 +285,8 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, TheLagIsCountedFromThePlayCursorNotTh
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, TheLagIsCountedRoundTheRing) {
     PutCursorAt(239000);
-    GetRecord().clearedEnd = 239000;
-    GetRecord().writePos = 1000;
+    GetFields().clearedEnd = 239000;
+    GetFields().writePos = 1000;
     PresentAhead(0);
     // 2000 * 20833 = 41'666'000 ns.
     EXPECT_EQ(presentation, Ahead(41 * OneMilliSec));
@@ -294,13 +294,13 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, TheLagIsCountedRoundTheRing) {
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf14999And15000SamplesIsLeftToDriftControl) {
-    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
-    GetRecord().writePos = 5200 + 14999;
+    GetFields().driftWindowStart = Kovra::JiffyTime::Now();
+    GetFields().writePos = 5200 + 14999;
     PresentAhead(300 * OneMilliSec);
-    EXPECT_EQ(GetRecord().measuredLagSum, 11U + 14999U);
-    GetRecord().writePos = 5200 + 15000;
+    EXPECT_EQ(GetFields().measuredLagSum, 11U + 14999U);
+    GetFields().writePos = 5200 + 15000;
     PresentAhead(300 * OneMilliSec);
-    EXPECT_EQ(GetRecord().measuredLagSum, 11U + 14999U + 15000U);
+    EXPECT_EQ(GetFields().measuredLagSum, 11U + 14999U + 15000U);
     EXPECT_THAT(TakeLog(), IsEmpty());
     // 15000 * 20833 = 312'495'000 ns.
     EXPECT_EQ(presentation, Ahead(312 * OneMilliSec));
@@ -308,14 +308,14 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf14999And15000SamplesIsLeftToDrif
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf15001SamplesResetsTheCursor) {
-    GetRecord().writePos = 5200 + 15001;
-    GetRecord().playFrequency = 48040;
+    GetFields().writePos = 5200 + 15001;
+    GetFields().playFrequency = 48040;
     PresentAhead(100 * OneMilliSec);
     // 20201 - 4800 = 15401.
     EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetStatus()", "GetCurrentPosition()",
                                                        "SetCurrentPosition(30802)", "SetFrequency(48000)"));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer timestamp drift too high, resetting")));
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
     EXPECT_EQ(Sound().PlayFrame(), 15401U);
     EXPECT_TRUE(Sound().IsPlaying());
     ExpectSumsUntouched();
@@ -325,7 +325,7 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, LagOf15001SamplesResetsTheCursor) {
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, AFrameJustBehindTheCursorLagsAlmostAWholeRing) {
-    GetRecord().writePos = 5199;
+    GetFields().writePos = 5199;
     PresentAhead(0);
     EXPECT_THAT(TakeCalls({Call_t::BufferSetCurrentPosition}), ElementsAre("SetCurrentPosition(10398)"));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer timestamp drift too high, resetting")));
@@ -334,26 +334,26 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, AFrameJustBehindTheCursorLagsAlmostAW
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, AResetThatIsRefusedIsIgnored) {
-    GetRecord().writePos = 5200 + 15001;
+    GetFields().writePos = 5200 + 15001;
     world.Faults().Fail(Call_t::BufferSetCurrentPosition, 1, DSERR_GENERIC);
     world.Faults().Fail(Call_t::BufferSetFrequency, 1, DSERR_GENERIC);
     PresentAhead(100 * OneMilliSec);
     EXPECT_THAT(TakeFullNames(CallSet::Buffer()),
                 ElementsAre("SoundBuffer::GetStatus", "SoundBuffer::GetCurrentPosition",
                             "SoundBuffer::SetCurrentPosition", "SoundBuffer::SetFrequency"));
-    EXPECT_EQ(GetRecord().playFrequency, 48000U);
+    EXPECT_EQ(GetFields().playFrequency, 48000U);
     EXPECT_TRUE(IsPresentedNow());
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsNotClearedBelow15000Samples) {
-    GetRecord().clearedEnd = 5200U - 14999U + RingSamples;
+    GetFields().clearedEnd = 5200U - 14999U + RingSamples;
     PresentAhead(0);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));
-    EXPECT_EQ(GetRecord().clearedEnd, 230201U);
+    EXPECT_EQ(GetFields().clearedEnd, 230201U);
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataOf15000SamplesIsClearedInWholeGranules) {
-    GetRecord().clearedEnd = 5200U - 15000U + RingSamples;
+    GetFields().clearedEnd = 5200U - 15000U + RingSamples;
     Soil(0, RingSamples);
     PresentAhead(0);
     // From 230200 on 117 * 128 = 14976 samples: 9800 up to the end of the ring, 5176 behind.
@@ -361,12 +361,12 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataOf15000SamplesIsClearedInWh
                                          "Unlock(19600, 10352)"));
     EXPECT_TRUE(Sound().IsSilent(230200, 14976));
     EXPECT_TRUE(IsSoiled(5176, RingSamples - 14976));
-    EXPECT_EQ(GetRecord().clearedEnd, 5176U);
+    EXPECT_EQ(GetFields().clearedEnd, 5176U);
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsClearedBeforeAReset) {
-    GetRecord().clearedEnd = 5200U - 15001U + RingSamples;
-    GetRecord().writePos = 5200 + 15001;
+    GetFields().clearedEnd = 5200U - 15001U + RingSamples;
+    GetFields().writePos = 5200 + 15001;
     PresentAhead(0);
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("GetStatus()", "GetCurrentPosition()", "Lock(460398, 29952)",
@@ -374,10 +374,10 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, PlayedDataIsClearedBeforeAReset) {
 }
 
 TEST_F(PlaybackBuffer_PresentWhilePlaying, ClearingThatIsRefusedIsIgnored) {
-    GetRecord().clearedEnd = 5200U - 15000U + RingSamples;
+    GetFields().clearedEnd = 5200U - 15000U + RingSamples;
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     PresentAhead(0);
-    EXPECT_EQ(GetRecord().clearedEnd, 230200U);
+    EXPECT_EQ(GetFields().clearedEnd, 230200U);
     EXPECT_EQ(presentation, Ahead(99 * OneMilliSec));
     EXPECT_TRUE(IsPresentedNow());
 }
@@ -386,13 +386,13 @@ TEST_F(PlaybackBuffer_PresentWhilePlaying, InAStereoBufferTheCursorBehindTheRing
     buffer = std::make_unique<Media::RendererAudioPlaybackBuffer>(device);
     Create(2);
     Play();
-    GetRecord().driftWindowStart = Kovra::JiffyTime::Now();
-    GetRecord().writePos = 10000;
+    GetFields().driftWindowStart = Kovra::JiffyTime::Now();
+    GetFields().writePos = 10000;
     // Byte 490000 is position 245000, which is 5000 in the ring: 5000 samples before the frame.
     PutCursorAt(245000);
     PresentAhead(0);
-    EXPECT_EQ(GetRecord().measuredLagSum, 5000U);
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().measuredLagSum, 5000U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     // 5000 * 20833 = 104'165'000 ns.
     EXPECT_EQ(presentation, Ahead(104 * OneMilliSec));
     EXPECT_THAT(TakeCalls(), ElementsAre("GetStatus()", "GetCurrentPosition()"));

@@ -1,3 +1,4 @@
+#include "support/deviceview.h"
 #include "support/playbackbuffertest.h"
 
 namespace {
@@ -14,9 +15,6 @@ protected:
                                                        std::int64_t offsetNanoSec = 0,
                                                        std::uint32_t channels = 1) {
         return RawFrame(Origin + offsetNanoSec, {11, 12}, frequencyHz, channels);
-    }
-    std::vector<Media::RendererAudioPlaybackBuffer*> const& RegisteredBuffers() {
-        return Media::RendererAudioPlaybackDevicePeer::GetState(device).registry.GetBuffers();
     }
 };
 
@@ -41,10 +39,10 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, StartsTheTimelineAtThatFrame) {
     EXPECT_TRUE(Write(0, 480, 7));
     EXPECT_TRUE(buffer->WriteFrame(FrameOf(44100, 3'000'000'000)));
     EXPECT_EQ(world.Buffers().size(), 2U);
-    EXPECT_EQ(GetRecord().sourceFrequency, 44100U);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 3'000'000'000);
-    EXPECT_EQ(GetRecord().writePos, 0U);
-    EXPECT_EQ(GetRecord().writeEnd, 2U);
+    EXPECT_EQ(GetFields().sourceFrequency, 44100U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin + 3'000'000'000);
+    EXPECT_EQ(GetFields().writePos, 0U);
+    EXPECT_EQ(GetFields().writeEnd, 2U);
     EXPECT_EQ(Sound().Samples(0, 2), (std::vector<std::int16_t>{11, 12}));
     EXPECT_TRUE(Sound().IsSilent(2, RingSamples - 2));
     EXPECT_EQ(Sound().Format().nSamplesPerSec, 48000U);
@@ -53,8 +51,8 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, StartsTheTimelineAtThatFrame) {
 TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, TakesTheNewEventAndItsPlaceInTheRegistry) {
     Create();
     EXPECT_TRUE(buffer->WriteFrame(FrameOf(44100)));
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr, buffer.get()));
-    EXPECT_EQ(world.EventNumber(GetRecord().notifyPosition->hEventNotify), 3U);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr, buffer.get()));
+    EXPECT_EQ(world.EventNumber(GetFields().notifyPosition->hEventNotify), 3U);
     EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
@@ -93,7 +91,7 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, CodedFramesCountByTheirOwnRate) {
     };
     Create();
     EXPECT_TRUE(buffer->WriteFrame(CodedFrame(Media::MediaCoding_t::G711, Origin, {1}, 8000)));
-    EXPECT_EQ(GetRecord().sourceFrequency, 8000U);
+    EXPECT_EQ(GetFields().sourceFrequency, 8000U);
     EXPECT_EQ(Sound().Samples(0, 480), Repeat(480, 7));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer resetting frequency to 8000")));
 }
@@ -116,7 +114,7 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, WithoutTheNotifyInterfaceIsRebuil
     world.Faults().Fail(Call_t::BufferQueryNotify, 1, E_NOINTERFACE);
     Create();
     EXPECT_TRUE(buffer->WriteFrame(FrameOf(44100)));
-    EXPECT_NE(GetRecord().notify, nullptr);
+    EXPECT_NE(GetFields().notify, nullptr);
     EXPECT_EQ(Sound().NotifyReferences(), 1U);
 }
 
@@ -128,14 +126,14 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, DropsTheFrameWhenDirectSoundRefus
     world.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, DSERR_OUTOFMEMORY);
     EXPECT_FALSE(buffer->WriteFrame(FrameOf(44100, 777)));
     EXPECT_FALSE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().notify, nullptr);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr));
+    EXPECT_EQ(GetFields().notify, nullptr);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
     EXPECT_THAT(world.LiveBuffers(), IsEmpty());
-    EXPECT_EQ(GetRecord().sourceFrequency, 44100U);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 777);
-    EXPECT_EQ(GetRecord().writeEnd, 2U);
+    EXPECT_EQ(GetFields().sourceFrequency, 44100U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin + 777);
+    EXPECT_EQ(GetFields().writeEnd, 2U);
     // Without the notification's interface its offset stays: 480 samples.
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 960U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 960U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer resetting frequency to 44100")));
     // Nothing of DirectSound is held any more.
     device.Close();
@@ -154,8 +152,8 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OfNoRateLosesTheSoundBufferUntilT
     Create();
     EXPECT_FALSE(buffer->WriteFrame(FrameOf(0)));
     EXPECT_FALSE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().sourceFrequency, 0U);
-    EXPECT_THAT(RegisteredBuffers(), ElementsAre(nullptr));
+    EXPECT_EQ(GetFields().sourceFrequency, 0U);
+    EXPECT_THAT(UnitTest::BuffersOf(device), ElementsAre(nullptr));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer resetting frequency to 0")));
     EXPECT_TRUE(buffer->WriteFrame(FrameOf(48000)));
     EXPECT_TRUE(buffer->HasSoundBuffer());
@@ -165,7 +163,7 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OfNoRateLosesTheSoundBufferUntilT
 TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OfNoRateAsTheFirstFrameIsDropped) {
     EXPECT_FALSE(buffer->WriteFrame(FrameOf(0)));
     EXPECT_FALSE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().active, 1U);
+    EXPECT_EQ(GetFields().active, 1U);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
@@ -175,7 +173,7 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OnAClosedDeviceLosesTheSoundBuffe
     device.Close();
     EXPECT_FALSE(buffer->WriteFrame(FrameOf(44100)));
     EXPECT_FALSE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().sourceFrequency, 48000U);
+    EXPECT_EQ(GetFields().sourceFrequency, 48000U);
     EXPECT_THAT(world.LiveBuffers(), IsEmpty());
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer resetting frequency to 48000")));
 }
@@ -184,8 +182,8 @@ TEST_F(PlaybackBuffer_WriteFrameOfAnotherRate, OnADeviceNeverOpenedIsDropped) {
     device.Close();
     EXPECT_FALSE(buffer->WriteFrame(FrameOf(48000)));
     EXPECT_FALSE(buffer->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().active, 1U);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().active, 1U);
+    EXPECT_EQ(GetFields().writePos, 0U);
 }
 
 } // namespace

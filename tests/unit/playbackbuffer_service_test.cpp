@@ -14,13 +14,13 @@ protected:
         Soil(0, RingSamples);
         PutCursorAt(15000);
         Play();
-        GetRecord().active = 1;
-        GetRecord().writePos = 30000;
-        GetRecord().lastServicedWritePos = 30000;
+        GetFields().active = 1;
+        GetFields().writePos = 30000;
+        GetFields().lastServicedWritePos = 30000;
     }
 
     void ServiceAfter(std::int64_t idleMilliSec) {
-        GetRecord().lastPresentTime = Ago(idleMilliSec);
+        GetFields().lastPresentTime = Ago(idleMilliSec);
         buffer->Service();
     }
 
@@ -34,16 +34,16 @@ protected:
                     ElementsAre("GetCurrentPosition()", "Lock(0, 29952)", "Unlock(29952, 0)"));
         EXPECT_TRUE(Sound().IsSilent(0, 14976));
         EXPECT_TRUE(IsSoiled(14976, RingSamples - 14976));
-        EXPECT_EQ(GetRecord().clearedEnd, 14976U);
+        EXPECT_EQ(GetFields().clearedEnd, 14976U);
         ExpectNotStopped();
     }
 
     void ExpectNotStopped() {
         EXPECT_THAT(TakeLog(), IsEmpty());
         EXPECT_TRUE(Sound().IsPlaying());
-        EXPECT_EQ(GetRecord().active, 1U);
-        EXPECT_EQ(GetRecord().baseTimestamp, Origin);
-        EXPECT_EQ(GetRecord().lastServicedWritePos, GetRecord().writePos);
+        EXPECT_EQ(GetFields().active, 1U);
+        EXPECT_EQ(GetFields().baseTimestamp, Origin);
+        EXPECT_EQ(GetFields().lastServicedWritePos, GetFields().writePos);
     }
 
     void ExpectStopped(std::string const& record) {
@@ -52,23 +52,23 @@ protected:
         EXPECT_THAT(TakeLog(), ElementsAre(Info(record)));
         EXPECT_FALSE(Sound().IsPlaying());
         EXPECT_TRUE(Sound().IsSilent(0, RingSamples));
-        EXPECT_EQ(GetRecord().active, 0U);
-        EXPECT_EQ(GetRecord().baseTimestamp, 0);
-        EXPECT_EQ(GetRecord().clearedEnd, 0U);
-        EXPECT_EQ(GetRecord().lastServicedWritePos, GetRecord().writePos);
+        EXPECT_EQ(GetFields().active, 0U);
+        EXPECT_EQ(GetFields().baseTimestamp, 0);
+        EXPECT_EQ(GetFields().clearedEnd, 0U);
+        EXPECT_EQ(GetFields().lastServicedWritePos, GetFields().writePos);
     }
 };
 
 // --- nothing to do
 
 TEST_F(PlaybackBuffer_Service, OfAnInactiveBufferOnlyRemembersTheWritePosition) {
-    GetRecord().active = 0;
-    GetRecord().lastServicedWritePos = 1;
+    GetFields().active = 0;
+    GetFields().lastServicedWritePos = 1;
     ServiceAfter(5000);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
     EXPECT_THAT(TakeLog(), IsEmpty());
-    EXPECT_EQ(GetRecord().lastServicedWritePos, 30000U);
-    EXPECT_EQ(GetRecord().active, 0U);
+    EXPECT_EQ(GetFields().lastServicedWritePos, 30000U);
+    EXPECT_EQ(GetFields().active, 0U);
 }
 
 TEST_F(PlaybackBuffer_Service, JustAfterAPresentationDoesNothing) {
@@ -82,13 +82,13 @@ TEST_F(PlaybackBuffer_Service, Exactly500MillisecondsAfterAPresentationDoesNothi
 }
 
 TEST_F(PlaybackBuffer_Service, JustBelow501MillisecondsAfterAPresentationDoesNothing) {
-    GetRecord().lastPresentTime = Ahead(-501'000'000 + 1);
+    GetFields().lastPresentTime = Ahead(-501'000'000 + 1);
     buffer->Service();
     ExpectNothingDone();
 }
 
 TEST_F(PlaybackBuffer_Service, InTheGraceANewFrameIsRememberedOnly) {
-    GetRecord().lastServicedWritePos = 29520;
+    GetFields().lastServicedWritePos = 29520;
     ServiceAfter(500);
     ExpectNothingDone();
 }
@@ -111,19 +111,19 @@ TEST_F(PlaybackBuffer_Service, Exactly1000MillisecondsWithoutANewFrameClearsOnly
 }
 
 TEST_F(PlaybackBuffer_Service, JustBelow1001MillisecondsClearsOnly) {
-    GetRecord().lastPresentTime = Ahead(-1'001'000'000 + 1);
+    GetFields().lastPresentTime = Ahead(-1'001'000'000 + 1);
     buffer->Service();
     ExpectPlayedDataCleared();
 }
 
 TEST_F(PlaybackBuffer_Service, At1500MillisecondsWithANewFrameClearsOnly) {
-    GetRecord().lastServicedWritePos = 29520;
+    GetFields().lastServicedWritePos = 29520;
     ServiceAfter(1500);
     ExpectPlayedDataCleared();
 }
 
 TEST_F(PlaybackBuffer_Service, At1500MillisecondsAFramePutBackIsANewOneToo) {
-    GetRecord().lastServicedWritePos = 30480;
+    GetFields().lastServicedWritePos = 30480;
     ServiceAfter(1500);
     ExpectPlayedDataCleared();
 }
@@ -133,7 +133,7 @@ TEST_F(PlaybackBuffer_Service, PlayedDataOf14999SamplesIsNotClearedYet) {
     ServiceAfter(600);
     EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetCurrentPosition()"));
     EXPECT_TRUE(IsSoiled(0, RingSamples));
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     ExpectNotStopped();
 }
 
@@ -142,33 +142,33 @@ TEST_F(PlaybackBuffer_Service, WhatLiesBetweenThePlayAndTheWriteCursorIsNotPlaye
     PutCursorAt(14999);
     ServiceAfter(600);
     EXPECT_TRUE(IsSoiled(0, RingSamples));
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
 }
 
 TEST_F(PlaybackBuffer_Service, PlayedDataIsClearedRoundTheRing) {
-    GetRecord().clearedEnd = 239900;
+    GetFields().clearedEnd = 239900;
     PutCursorAt(14901);
     ServiceAfter(600);
     // 14901 + 100 = 15001 samples are due, 14976 of them are cleared: 100 up to the end, 14876 behind.
     EXPECT_THAT(TakeCalls(CallSet::All()),
                 ElementsAre("GetCurrentPosition()", "Lock(479800, 29952)", "Unlock(200, 29752)"));
-    EXPECT_EQ(GetRecord().clearedEnd, 14876U);
+    EXPECT_EQ(GetFields().clearedEnd, 14876U);
 }
 
 TEST_F(PlaybackBuffer_Service, ClearsTheBufferThatPlaysOn) {
-    GetRecord().lastPresentTime = Ago(0);
+    GetFields().lastPresentTime = Ago(0);
     PutCursorAt(0);
     // 600 ms are 28800 samples, 225 * 128.
     world.Clock().AdvanceMilliSec(600);
     buffer->Service();
     EXPECT_THAT(TakeCalls(CallSet::All()),
                 ElementsAre("GetCurrentPosition()", "Lock(0, 57600)", "Unlock(57600, 0)"));
-    EXPECT_EQ(GetRecord().clearedEnd, 28800U);
+    EXPECT_EQ(GetFields().clearedEnd, 28800U);
 }
 
 TEST_F(PlaybackBuffer_Service, ClearsNothingWhenTheCursorCannotBeRead) {
     world.Faults().Fail(Call_t::BufferGetCurrentPosition, 1, DSERR_GENERIC);
-    GetRecord().lastServicedWritePos = 1;
+    GetFields().lastServicedWritePos = 1;
     ServiceAfter(600);
     EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("GetCurrentPosition() = 0x80004005"));
     EXPECT_TRUE(IsSoiled(0, RingSamples));
@@ -178,7 +178,7 @@ TEST_F(PlaybackBuffer_Service, ClearsNothingWhenTheCursorCannotBeRead) {
 TEST_F(PlaybackBuffer_Service, ClearingThatIsRefusedIsIgnored) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     ServiceAfter(600);
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     ExpectNotStopped();
 }
 
@@ -187,7 +187,7 @@ TEST_F(PlaybackBuffer_Service, RestoresALostBufferToClearIt) {
     ServiceAfter(600);
     EXPECT_THAT(TakeCalls(), ElementsAre("GetCurrentPosition()", "Lock(0, 29952) = 0x88780096", "Restore()",
                                          "Lock(0, 29952)", "Unlock(29952, 0)"));
-    EXPECT_EQ(GetRecord().clearedEnd, 14976U);
+    EXPECT_EQ(GetFields().clearedEnd, 14976U);
 }
 
 // --- idle stop
@@ -198,7 +198,7 @@ TEST_F(PlaybackBuffer_Service, At1001MillisecondsWithoutANewFrameStopsTheBuffer)
 }
 
 TEST_F(PlaybackBuffer_Service, StopsAtTheSecondPassAfterTheLastFrame) {
-    GetRecord().lastServicedWritePos = 29520;
+    GetFields().lastServicedWritePos = 29520;
     ServiceAfter(1500);
     ExpectPlayedDataCleared();
     ServiceAfter(1700);
@@ -218,11 +218,11 @@ TEST_F(PlaybackBuffer_Service, KeepsTheClientsVolumeForTheNextStart) {
     buffer->SetVolume(0.5F, false);
     ServiceAfter(1001);
     EXPECT_EQ(Sound().Volume(), -10000);
-    EXPECT_EQ(GetRecord().volume, 0.5F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
     // The next frame is the new origin, and the next presentation starts at the client's volume.
     EXPECT_TRUE(Write(3'000'000'000, 480, 7));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 3'000'000'000);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin + 3'000'000'000);
+    EXPECT_EQ(GetFields().writePos, 0U);
     auto presentation = Ahead(0);
     buffer->Present(presentation);
     EXPECT_TRUE(Sound().IsPlaying());
@@ -257,19 +257,19 @@ TEST_F(PlaybackBuffer_Service, IdleStopGoesOnWhenStoppingIsRefused) {
     ServiceAfter(1001);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000)", "Stop() = 0x80004005", "Lock(0, 480000)",
                                          "Unlock(480000, 0)"));
-    EXPECT_EQ(GetRecord().active, 0U);
-    EXPECT_EQ(GetRecord().baseTimestamp, 0);
+    EXPECT_EQ(GetFields().active, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, 0);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
 }
 
 TEST_F(PlaybackBuffer_Service, IdleStopGoesOnWhenTheRingCannotBeLocked) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
-    GetRecord().clearedEnd = 777;
+    GetFields().clearedEnd = 777;
     ServiceAfter(1001);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000)", "Stop()", "Lock(0, 480000) = 0x80004005"));
-    EXPECT_EQ(GetRecord().active, 0U);
-    EXPECT_EQ(GetRecord().baseTimestamp, 0);
-    EXPECT_EQ(GetRecord().clearedEnd, 777U);
+    EXPECT_EQ(GetFields().active, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, 0);
+    EXPECT_EQ(GetFields().clearedEnd, 777U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
 }
 
@@ -278,25 +278,25 @@ TEST_F(PlaybackBuffer_Service, ABufferThatWasNeverPresentedGoesIdleASecondAfterI
     EXPECT_TRUE(fresh.WriteFrame(UnitTest::ConstantFrame(Origin, 480, 7)));
     world.Clock().AdvanceMilliSec(1000);
     fresh.Service();
-    EXPECT_EQ(Peer::GetRecord(fresh).active, 1U);
+    EXPECT_EQ(Peer::GetFields(fresh).active, 1U);
     TakeLog();
     world.Clock().AdvanceMilliSec(1);
     fresh.Service();
-    EXPECT_EQ(Peer::GetRecord(fresh).active, 0U);
+    EXPECT_EQ(Peer::GetFields(fresh).active, 0U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
 }
 
 TEST_F(PlaybackBuffer_Service, DoesNotNeedASoundBuffer) {
     Media::RendererAudioPlaybackBuffer fresh(device);
-    Peer::GetRecord(fresh).active = 1;
-    Peer::GetRecord(fresh).writePos = 5;
-    Peer::GetRecord(fresh).lastPresentTime = Ago(600);
+    Peer::GetFields(fresh).active = 1;
+    Peer::GetFields(fresh).writePos = 5;
+    Peer::GetFields(fresh).lastPresentTime = Ago(600);
     fresh.Service();
-    EXPECT_EQ(Peer::GetRecord(fresh).lastServicedWritePos, 5U);
+    EXPECT_EQ(Peer::GetFields(fresh).lastServicedWritePos, 5U);
     EXPECT_THAT(TakeLog(), IsEmpty());
-    Peer::GetRecord(fresh).lastPresentTime = Ago(1001);
+    Peer::GetFields(fresh).lastPresentTime = Ago(1001);
     fresh.Service();
-    EXPECT_EQ(Peer::GetRecord(fresh).active, 0U);
+    EXPECT_EQ(Peer::GetFields(fresh).active, 0U);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
     EXPECT_THAT(TakeLog(), ElementsAre(Info("Idle AudioBuffer playback stopped (1001 ms)")));
 }

@@ -22,14 +22,14 @@ TEST_F(PlaybackBuffer_SetVolume, ZeroIsSilence) {
     Create();
     buffer->SetVolume(0.0F, false);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-10000)"));
-    EXPECT_EQ(GetRecord().volume, 0.0F);
+    EXPECT_EQ(GetFields().volume, 0.0F);
 }
 
 TEST_F(PlaybackBuffer_SetVolume, HalfIsAppliedByThePower) {
     Create();
     buffer->SetVolume(0.5F, false);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-2121)"));
-    EXPECT_EQ(GetRecord().volume, 0.5F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
 }
 
 TEST_F(PlaybackBuffer_SetVolume, StoredVolumeIsAppliedAgainOnlyByForce) {
@@ -44,18 +44,18 @@ TEST_F(PlaybackBuffer_SetVolume, StoredVolumeIsAppliedAgainOnlyByForce) {
 
 TEST_F(PlaybackBuffer_SetVolume, IsOnlyStoredWithoutASoundBuffer) {
     buffer->SetVolume(0.25F, false);
-    EXPECT_EQ(GetRecord().volume, 0.25F);
+    EXPECT_EQ(GetFields().volume, 0.25F);
     buffer->SetVolume(0.5F, true);
-    EXPECT_EQ(GetRecord().volume, 0.5F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_SetVolume, OutOfRangeIsStoredAsGivenAndAppliedClamped) {
     Create();
     buffer->SetVolume(3.0F, false);
-    EXPECT_EQ(GetRecord().volume, 3.0F);
+    EXPECT_EQ(GetFields().volume, 3.0F);
     buffer->SetVolume(-3.0F, false);
-    EXPECT_EQ(GetRecord().volume, -3.0F);
+    EXPECT_EQ(GetFields().volume, -3.0F);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(0)", "SetVolume(-10000)"));
 }
 
@@ -69,7 +69,7 @@ TEST_F(PlaybackBuffer_SetVolume, ARefusalIsIgnoredAndTheVolumeStored) {
     Create();
     world.Faults().Fail(Call_t::BufferSetVolume, 1, DSERR_CONTROLUNAVAIL);
     buffer->SetVolume(0.5F, false);
-    EXPECT_EQ(GetRecord().volume, 0.5F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
     buffer->SetVolume(0.5F, false);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetVolume(-2121) = 0x8878001e"));
 }
@@ -87,19 +87,19 @@ TEST_F(PlaybackBuffer_SetPan, EveryChangeIsStoredAndApplied) {
     buffer->SetPan(0.75F);
     buffer->SetPan(1.0F);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetPan(-10000)", "SetPan(5000)", "SetPan(10000)"));
-    EXPECT_EQ(GetRecord().pan, 1.0F);
+    EXPECT_EQ(GetFields().pan, 1.0F);
 }
 
 TEST_F(PlaybackBuffer_SetPan, IsOnlyStoredWithoutASoundBuffer) {
     buffer->SetPan(0.25F);
-    EXPECT_EQ(GetRecord().pan, 0.25F);
+    EXPECT_EQ(GetFields().pan, 0.25F);
     EXPECT_THAT(TakeCalls(CallSet::All()), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_SetPan, OutOfRangeIsStoredAsGivenAndAppliedClamped) {
     Create();
     buffer->SetPan(7.0F);
-    EXPECT_EQ(GetRecord().pan, 7.0F);
+    EXPECT_EQ(GetFields().pan, 7.0F);
     buffer->SetPan(-7.0F);
     buffer->SetPan(NoNumber);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetPan(10000)", "SetPan(-10000)", "SetPan(-10000)"));
@@ -111,7 +111,7 @@ TEST_F(PlaybackBuffer_SetPan, ARefusalIsIgnoredAndTheBalanceStored) {
     buffer->SetPan(1.0F);
     buffer->SetPan(1.0F);
     EXPECT_THAT(TakeCalls(), ElementsAre("SetPan(10000) = 0x8878001e"));
-    EXPECT_EQ(GetRecord().pan, 1.0F);
+    EXPECT_EQ(GetFields().pan, 1.0F);
 }
 
 } // namespace

@@ -44,13 +44,13 @@ TEST_F(PlaybackBuffer_WriteFrame, FirstFrameStandsAtTheOriginUnderOneLock) {
     EXPECT_THAT(TakeCalls(CallSet::All()), ElementsAre("Lock(0, 6)", "Unlock(6, 0)"));
     EXPECT_EQ(Sound().Samples(0, 4), (std::vector<std::int16_t>{11, 12, 13, 0}));
     EXPECT_TRUE(Sound().IsSilent(3, RingSamples - 3));
-    EXPECT_EQ(GetRecord().writePos, 0U);
-    EXPECT_EQ(GetRecord().writeEnd, 3U);
-    EXPECT_EQ(GetRecord().lastSample, 13U);
-    EXPECT_EQ(GetRecord().active, 1U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 6U);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin);
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().writePos, 0U);
+    EXPECT_EQ(GetFields().writeEnd, 3U);
+    EXPECT_EQ(GetFields().lastSample, 13U);
+    EXPECT_EQ(GetFields().active, 1U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 6U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
@@ -63,21 +63,21 @@ TEST_F(PlaybackBuffer_WriteFrame, FramesOfTenMillisecondsFollowEachOther) {
         EXPECT_EQ(Sound().Samples(n * 480, 480), Repeat(480, static_cast<std::int16_t>(n + 1)));
     }
     EXPECT_TRUE(Sound().IsSilent(4800, RingSamples - 4800));
-    EXPECT_EQ(GetRecord().writePos, 4320U);
-    EXPECT_EQ(GetRecord().writeEnd, 4800U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 9600U);
+    EXPECT_EQ(GetFields().writePos, 4320U);
+    EXPECT_EQ(GetFields().writeEnd, 4800U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 9600U);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_P(PlaybackBuffer_PlaceFrame, PutsItWhereItsTimestampSays) {
     MakeEveryGapOneOfThePast();
     EXPECT_TRUE(Write(GetParam().offsetNanoSec, 3, 11));
-    EXPECT_EQ(GetRecord().writePos, GetParam().position);
-    EXPECT_EQ(GetRecord().writeEnd, GetParam().position + 3);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 2 * (GetParam().position + 3));
+    EXPECT_EQ(GetFields().writePos, GetParam().position);
+    EXPECT_EQ(GetFields().writeEnd, GetParam().position + 3);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 2 * (GetParam().position + 3));
     EXPECT_EQ(Sound().Samples(GetParam().position, 3), Repeat(3, 11));
     EXPECT_TRUE(Sound().IsSilent((GetParam().position + 3) % RingSamples, RingSamples - 3));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
@@ -104,30 +104,30 @@ TEST_F(PlaybackBuffer_WriteFrame, FrameBehindTheEndOfTheLastButBeforeTheOriginsN
     EXPECT_TRUE(Write(5'000'000, 480, 8));
     EXPECT_EQ(Sound().Samples(0, 240), Repeat(240, 7));
     EXPECT_EQ(Sound().Samples(240, 480), Repeat(480, 8));
-    EXPECT_EQ(GetRecord().writePos, 240U);
-    EXPECT_EQ(GetRecord().writeEnd, 720U);
+    EXPECT_EQ(GetFields().writePos, 240U);
+    EXPECT_EQ(GetFields().writeEnd, 720U);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, FrameAcrossTheEndOfTheRingIsSplitThere) {
     // 239998 * 20833 = 4'999'878'334.
-    GetRecord().writeEnd = 239998;
+    GetFields().writeEnd = 239998;
     EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin + 4'999'878'334, {11, 12, 13, 14, 15})));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(479996, 10)", "Unlock(4, 6)"));
     EXPECT_EQ(Sound().Samples(239997, 7), (std::vector<std::int16_t>{0, 11, 12, 13, 14, 15, 0}));
-    EXPECT_EQ(GetRecord().writePos, 239998U);
-    EXPECT_EQ(GetRecord().writeEnd, 3U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 6U);
-    EXPECT_EQ(GetRecord().lastSample, 15U);
+    EXPECT_EQ(GetFields().writePos, 239998U);
+    EXPECT_EQ(GetFields().writeEnd, 3U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 6U);
+    EXPECT_EQ(GetFields().lastSample, 15U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, FrameUpToTheEndOfTheRingEndsAtItsStart) {
-    GetRecord().writeEnd = 239998;
+    GetFields().writeEnd = 239998;
     EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin + 4'999'878'334, {11, 12})));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(479996, 4)", "Unlock(4, 0)"));
-    EXPECT_EQ(GetRecord().writeEnd, 0U);
-    EXPECT_EQ(GetRecord().notifyPosition->dwOffset, 0U);
-    EXPECT_EQ(GetRecord().lastSample, 12U);
+    EXPECT_EQ(GetFields().writeEnd, 0U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 0U);
+    EXPECT_EQ(GetFields().lastSample, 12U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, ALockSplitWithinTheRingIsFilledInOrder) {
@@ -135,7 +135,7 @@ TEST_F(PlaybackBuffer_WriteFrame, ALockSplitWithinTheRingIsFilledInOrder) {
     EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin, {11, 12, 13, 14, 15})));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(0, 10)", "Unlock(4, 6)"));
     EXPECT_EQ(Sound().Samples(0, 6), (std::vector<std::int16_t>{11, 12, 13, 14, 15, 0}));
-    EXPECT_EQ(GetRecord().lastSample, 15U);
+    EXPECT_EQ(GetFields().lastSample, 15U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, TakesTheSliceOfTheFirstBufferByItsOffsets) {
@@ -153,36 +153,36 @@ TEST_F(PlaybackBuffer_WriteFrame, TakesTheSliceOfTheFirstBufferByItsOffsets) {
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, ActivatesABufferStoppedAsIdle) {
-    GetRecord().active = 0;
-    GetRecord().baseTimestamp = 0;
+    GetFields().active = 0;
+    GetFields().baseTimestamp = 0;
     // The frame becomes the new origin, 3 s after the old one.
     EXPECT_TRUE(Write(3'000'000'000, 480, 7));
-    EXPECT_EQ(GetRecord().active, 1U);
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin + 3'000'000'000);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().active, 1U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin + 3'000'000'000);
+    EXPECT_EQ(GetFields().writePos, 0U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, TimestampZeroSetsNoOriginSoThatTheNextFrameDoes) {
-    GetRecord().baseTimestamp = 0;
+    GetFields().baseTimestamp = 0;
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(0, 480, 7)));
-    EXPECT_EQ(GetRecord().baseTimestamp, 0);
+    EXPECT_EQ(GetFields().baseTimestamp, 0);
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(10'000'000, 480, 8)));
-    EXPECT_EQ(GetRecord().baseTimestamp, 10'000'000);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, 10'000'000);
+    EXPECT_EQ(GetFields().writePos, 0U);
     EXPECT_EQ(Sound().Samples(0, 480), Repeat(480, 8));
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(20'000'000, 480, 9)));
-    EXPECT_EQ(GetRecord().baseTimestamp, 10'000'000);
-    EXPECT_EQ(GetRecord().writePos, 480U);
+    EXPECT_EQ(GetFields().baseTimestamp, 10'000'000);
+    EXPECT_EQ(GetFields().writePos, 480U);
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, NegativeTimestampsAreInstantsLikeOthers) {
-    GetRecord().baseTimestamp = 0;
+    GetFields().baseTimestamp = 0;
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(-10'000'000, 480, 7)));
-    EXPECT_EQ(GetRecord().baseTimestamp, -10'000'000);
+    EXPECT_EQ(GetFields().baseTimestamp, -10'000'000);
     // Timestamp 0 is 10 ms behind it.
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(0, 480, 8)));
-    EXPECT_EQ(GetRecord().baseTimestamp, -10'000'000);
-    EXPECT_EQ(GetRecord().writePos, 480U);
+    EXPECT_EQ(GetFields().baseTimestamp, -10'000'000);
+    EXPECT_EQ(GetFields().writePos, 480U);
     EXPECT_EQ(Sound().Samples(480, 480), Repeat(480, 8));
 }
 
@@ -190,17 +190,17 @@ TEST_F(PlaybackBuffer_WriteFrame, NegativeTimestampsAreInstantsLikeOthers) {
 
 TEST_F(PlaybackBuffer_WriteFrame, OneNanosecondBeforeTheOriginClearsTheRingAndBecomesTheOrigin) {
     EXPECT_TRUE(Write(10'000'000, 480, 7));
-    GetRecord().clearedEnd = 777;
+    GetFields().clearedEnd = 777;
     Soil(100000, 140000);
     TakeCalls();
     TakeLog();
     EXPECT_TRUE(Write(-1, 480, 8));
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(0, 480000)", "Unlock(480000, 0)", "Lock(0, 960)", "Unlock(960, 0)"));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin - 1);
-    EXPECT_EQ(GetRecord().writePos, 0U);
-    EXPECT_EQ(GetRecord().writeEnd, 480U);
-    EXPECT_EQ(GetRecord().clearedEnd, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin - 1);
+    EXPECT_EQ(GetFields().writePos, 0U);
+    EXPECT_EQ(GetFields().writeEnd, 480U);
+    EXPECT_EQ(GetFields().clearedEnd, 0U);
     EXPECT_EQ(Sound().Samples(0, 480), Repeat(480, 8));
     EXPECT_TRUE(Sound().IsSilent(480, RingSamples - 480));
     EXPECT_THAT(TakeLog(), IsEmpty());
@@ -208,35 +208,35 @@ TEST_F(PlaybackBuffer_WriteFrame, OneNanosecondBeforeTheOriginClearsTheRingAndBe
 
 TEST_F(PlaybackBuffer_WriteFrame, BeforeTheOriginTheGapRuleStillHolds) {
     // From 239995 to position 0 are 5 samples.
-    GetRecord().writeEnd = 239995;
+    GetFields().writeEnd = 239995;
     EXPECT_TRUE(Write(-HourNanoSec, 480, 8));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin - HourNanoSec);
-    EXPECT_EQ(GetRecord().writePos, 239995U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin - HourNanoSec);
+    EXPECT_EQ(GetFields().writePos, 239995U);
     EXPECT_EQ(Sound().Samples(239995, 480), Repeat(480, 8));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer ignoring small gap (5 samples)")));
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, BeforeTheOriginAFailedClearingIsNoObstacle) {
-    GetRecord().clearedEnd = 777;
+    GetFields().clearedEnd = 777;
     Soil(480, 10);
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     EXPECT_TRUE(Write(-1, 480, 8));
-    EXPECT_EQ(GetRecord().baseTimestamp, Origin - 1);
-    EXPECT_EQ(GetRecord().clearedEnd, 777U);
+    EXPECT_EQ(GetFields().baseTimestamp, Origin - 1);
+    EXPECT_EQ(GetFields().clearedEnd, 777U);
     EXPECT_TRUE(IsSoiled(480, 10));
     EXPECT_EQ(Sound().Samples(0, 480), Repeat(480, 8));
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, DistancesBeyondTheRangeWrap) {
     // 2^63 - 1 minus -2^63 wraps to -1: before the origin.
-    GetRecord().baseTimestamp = INT64_MIN;
+    GetFields().baseTimestamp = INT64_MIN;
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(INT64_MAX, 480, 7)));
-    EXPECT_EQ(GetRecord().baseTimestamp, INT64_MAX);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, INT64_MAX);
+    EXPECT_EQ(GetFields().writePos, 0U);
     // -2^63 minus 2^63 - 1 wraps to 1 ns behind it.
     EXPECT_TRUE(buffer->WriteFrame(ConstantFrame(INT64_MIN, 480, 8)));
-    EXPECT_EQ(GetRecord().baseTimestamp, INT64_MAX);
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().baseTimestamp, INT64_MAX);
+    EXPECT_EQ(GetFields().writePos, 0U);
     EXPECT_EQ(Sound().Samples(0, 480), Repeat(480, 8));
 }
 
@@ -246,8 +246,8 @@ TEST_P(PlaybackBuffer_JudgeGap, ClosesReportsOrIgnoresIt) {
     EXPECT_TRUE(Write(0, GetParam().firstSamples, 7));
     Soil(static_cast<std::uint32_t>(GetParam().firstSamples), 200000);
     EXPECT_TRUE(Write(GetParam().second * SampleNanoSec, 480, 8));
-    EXPECT_EQ(GetRecord().writePos, GetParam().position);
-    EXPECT_EQ(GetRecord().writeEnd, GetParam().position + 480);
+    EXPECT_EQ(GetFields().writePos, GetParam().position);
+    EXPECT_EQ(GetFields().writeEnd, GetParam().position + 480);
     EXPECT_EQ(Sound().Samples(GetParam().position, 480), Repeat(480, 8));
     // The gap is left as it is, whatever the record says, and so is what follows.
     auto const first = static_cast<std::uint32_t>(GetParam().firstSamples);
@@ -276,18 +276,18 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PlaybackBuffer_WriteFrame, SmallGapAcrossTheEndOfTheRingIsClosed) {
     // 239994 and 6 samples end at 240000: position 0 of the next round, 5 s later, follows a gap of 6.
-    GetRecord().writeEnd = 239994;
+    GetFields().writeEnd = 239994;
     EXPECT_TRUE(Write(FiveSecNanoSec, 480, 8));
-    EXPECT_EQ(GetRecord().writePos, 239994U);
-    EXPECT_EQ(GetRecord().writeEnd, 474U);
+    EXPECT_EQ(GetFields().writePos, 239994U);
+    EXPECT_EQ(GetFields().writeEnd, 474U);
     EXPECT_EQ(Sound().Samples(239994, 480), Repeat(480, 8));
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer ignoring small gap (6 samples)")));
 }
 
 TEST_F(PlaybackBuffer_WriteFrame, LossAcrossTheEndOfTheRingIsLeftInPlace) {
-    GetRecord().writeEnd = 239989;
+    GetFields().writeEnd = 239989;
     EXPECT_TRUE(Write(FiveSecNanoSec, 480, 8));
-    EXPECT_EQ(GetRecord().writePos, 0U);
+    EXPECT_EQ(GetFields().writePos, 0U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer packet loss, zero'ing 11 samples")));
 }
 
@@ -295,7 +295,7 @@ TEST_F(PlaybackBuffer_WriteFrame, AJumpByHoursIsJudgedByItsPlaceInTheRing) {
     EXPECT_TRUE(Write(0, 480, 7));
     // 7 h are a multiple of 5 s; 20 ms / 20833 = 960.01: 480 samples behind the end.
     EXPECT_TRUE(Write(7 * HourNanoSec + 20'000'000, 480, 8));
-    EXPECT_EQ(GetRecord().writePos, 960U);
+    EXPECT_EQ(GetFields().writePos, 960U);
     EXPECT_THAT(TakeLog(), ElementsAre(Info("AudioBuffer packet loss, zero'ing 480 samples")));
 }
 
@@ -304,7 +304,7 @@ TEST_F(PlaybackBuffer_WriteFrame, AfterASmallGapTheNextFrameFollowsTheMovedOne) 
     EXPECT_TRUE(Write(480 * SampleNanoSec, 480, 8));
     // The moved frame ends at 950, 10 before the place of the next: closed again.
     EXPECT_TRUE(Write(960 * SampleNanoSec, 480, 9));
-    EXPECT_EQ(GetRecord().writePos, 950U);
+    EXPECT_EQ(GetFields().writePos, 950U);
     EXPECT_EQ(Sound().Samples(470, 480), Repeat(480, 8));
     EXPECT_EQ(Sound().Samples(950, 480), Repeat(480, 9));
 }

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "rendereraudiocodes.h"
+#include "directsound/statuscodes.h"
 #include "simulation/testworld.h"
 #include "support/deviceview.h"
 #include "support/runningdevice.h"
@@ -149,7 +149,7 @@ TEST_F(PlaybackDevice_Enumeration, FailureForgetsWhatWasReportedBeforeIt) {
     RendererAudioPlaybackDevice device;
     EXPECT_EQ(device.Open(), -26);
     EXPECT_THAT(UnitTest::KnownDevicesOf(device), IsEmpty());
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
 }
 
 TEST_F(PlaybackDevice_Enumeration, FailureIsTriedAgainByTheNextOpening) {
@@ -217,17 +217,17 @@ TEST_F(PlaybackDevice_Open, WithoutDesktopWindowIsRefusedTheCooperativeLevel) {
 TEST_F(PlaybackDevice_Open, GivesTheLockBack) {
     RendererAudioPlaybackDevice device;
     EXPECT_EQ(device.Open(), 0);
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
 }
 
 TEST_F(PlaybackDevice_Open, WhenOpenDoesNothing) {
     RendererAudioPlaybackDevice device;
     ASSERT_EQ(device.Open(), 0);
-    auto* const thread = DevicePeer::GetState(device).thread.load();
+    auto* const thread = DevicePeer::GetFields(device).thread.load();
     TakeTexts();
     EXPECT_EQ(device.Open(), 0);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_EQ(DevicePeer::GetState(device).thread.load(), thread);
+    EXPECT_EQ(DevicePeer::GetFields(device).thread.load(), thread);
     EXPECT_EQ(world_.SoundCount(), 1U);
 }
 
@@ -288,7 +288,7 @@ TEST_F(PlaybackDevice_Open, RefusedCooperativeLevelGivesMinus1AndReleasesDirectS
     EXPECT_EQ(world_.SoundCount(), 1U);
     EXPECT_EQ(CountOf(Call_t::SoundRelease), 1U);
     ExpectClosed(device);
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
 }
 
 TEST_F(PlaybackDevice_Open, AnyResultButZeroRefusesTheCooperativeLevel) {
@@ -328,7 +328,7 @@ TEST_P(PlaybackDevice_OpenCreateFailure, GivesItsStatusLeavesTheDeviceClosedAndI
     EXPECT_EQ(world.SoundCount(), 0U);
     EXPECT_THAT(world.Journal().Records({Call_t::SoundSetCooperativeLevel}), IsEmpty());
     EXPECT_THAT(UnitTest::KnownDevicesOf(device), SizeIs(2));
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
 
     EXPECT_EQ(device.Open(), 0);
     EXPECT_NE(device.GetSound(), nullptr);
@@ -407,7 +407,7 @@ TEST_F(PlaybackDevice_Close, OfADeviceWhoseThreadHasLeftStillJoinsAndReleases) {
     while (!hasLeft.load()) {
         std::this_thread::yield();
     }
-    DevicePeer::GetState(device).thread.store(thread);
+    DevicePeer::GetFields(device).thread.store(thread);
     device.Close();
     ExpectClosed(device);
     EXPECT_EQ(world_.WaitCalls(), 0U);
@@ -435,7 +435,7 @@ TEST(PlaybackDevice_CloseOrder, ThreadIsToldToLeaveBeforeItIsWoken) {
     });
     RendererAudioPlaybackDevice device;
     DevicePeer::OpenWithoutThread(device);
-    DevicePeer::GetState(device).thread.store(new boost::thread([] {}));
+    DevicePeer::GetFields(device).thread.store(new boost::thread([] {}));
     CloseHandle(UnitTest::EventsOf(device).front());
     watched = &device;
     device.Close();

@@ -76,8 +76,8 @@ protected:
 
     std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
 
-    RendererAudioPlaybackBufferPeer::Record& GetRecord() {
-        return RendererAudioPlaybackBufferPeer::GetRecord(RendererAudioPlaybackStatePeer::GetBuffer(*state_));
+    RendererAudioPlaybackBufferPeer::Fields& GetFields() {
+        return RendererAudioPlaybackBufferPeer::GetFields(RendererAudioPlaybackStatePeer::GetBuffer(*state_));
     }
 
     Simulation::TestWorld world_;
@@ -178,7 +178,7 @@ TEST_F(PlaybackState_Render, WithoutASoundBufferNothingIsWrittenOrPresented) {
     EXPECT_FALSE(state_->Render(ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), presentation));
     EXPECT_FALSE(state_->HasSoundBuffer());
     EXPECT_THAT(world_.Journal().Records(CallSet::Buffer()), IsEmpty());
-    EXPECT_EQ(GetRecord().active.load(), 0);
+    EXPECT_EQ(GetFields().active.load(), 0);
 }
 
 TEST_F(PlaybackState_Render, FailedCreationIsTriedAgainByTheNextFrame) {
@@ -258,8 +258,8 @@ TEST_F(PlaybackState_UpdateClientState, WithoutASoundBufferRemembersAndMakesNoCa
     EXPECT_TRUE(Update(0.25F, 0.5F));
     EXPECT_THAT(TakeTexts(), IsEmpty());
     EXPECT_FALSE(state_->HasSoundBuffer());
-    EXPECT_EQ(GetRecord().pan, 0.25F);
-    EXPECT_EQ(GetRecord().volume, 0.5F);
+    EXPECT_EQ(GetFields().pan, 0.25F);
+    EXPECT_EQ(GetFields().volume, 0.5F);
 }
 
 TEST_F(PlaybackState_UpdateClientState, RememberedValuesAreAppliedToTheSoundBufferToCome) {

@@ -153,7 +153,7 @@ TEST_F(PlaybackThread_Turn, IndexBeyondTheListServicesNothing) {
 TEST_F(PlaybackThread_Turn, FailedWaitWithoutBuffersDoesNothing) {
     TurnWith(WAIT_FAILED);
     EXPECT_EQ(world_.WaitCalls(), 1U);
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device_).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
 }
 
 TEST_F(PlaybackThread_Turn, IndexFromBeforeARemovalCountsInTheShortenedList) {
@@ -183,7 +183,7 @@ TEST_F(PlaybackThread_Turn, RemovedBufferIsServicedNoMore) {
 TEST_F(PlaybackThread_Turn, GivesTheLockBack) {
     RegisteredBuffer const buffer(device_);
     DevicePeer::WaitAndService(device_);
-    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device_).lock));
+    EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
 }
 
 /// Playback buffers with sound, idle for 600 ms: a service pass asks each for its play cursor.
@@ -194,7 +194,7 @@ protected:
         for (int i = 0; i < 3; ++i) {
             buffers_.push_back(std::make_unique<RendererAudioPlaybackBuffer>(device_));
             EXPECT_EQ(buffers_.back()->CreateSoundBuffer(UnitTest::ConstantFrame(1, 2, 0)), 0);
-            BufferPeer::GetRecord(*buffers_.back()).active.store(1);
+            BufferPeer::GetFields(*buffers_.back()).active.store(1);
         }
         world_.Clock().AdvanceMilliSec(600);
         world_.Journal().Enable();
@@ -240,12 +240,12 @@ TEST_F(PlaybackThread_Pass, RunsUnderTheDevicesLock) {
     // looks at the lock from within the pass.
     world_.Clock().AdvanceMilliSec(401);
     for (auto const& buffer : buffers_) {
-        auto& record = BufferPeer::GetRecord(*buffer);
+        auto& record = BufferPeer::GetFields(*buffer);
         record.lastServicedWritePos = record.writePos.load();
     }
     std::vector<bool> wasFree;
     Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const&) {
-        wasFree.push_back(UnitTest::CanBeLockedElsewhere(DevicePeer::GetState(device_).lock));
+        wasFree.push_back(UnitTest::CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
     });
     DevicePeer::WaitAndService(device_);
     Kovra::LogManager::Instance().SetObserver({});
@@ -490,7 +490,7 @@ TEST_F(PlaybackThread, PassedNotificationPointServicesItsSoundBuffer) {
     // Heard in 10 ms, over 20 ms later: the notification point lies behind the frame.
     Kovra::JiffyTime presentation = Kovra::JiffyTime::Now().AddMilliSec(10);
     buffer.Present(presentation);
-    auto& record = BufferPeer::GetRecord(buffer);
+    auto& record = BufferPeer::GetFields(buffer);
     record.writePos.store(2);
     record.lastServicedWritePos = 0;
     world_.Clock().Advance(30 * NanoSecPerMilliSec - 1);

@@ -1,4 +1,4 @@
-#include "rendereraudioregistry.h"
+#include "directsound/registry.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 /// The registry asks nothing of its buffers.
 struct Buffer {};
 
-using Registry = RendererAudioRegistry<Buffer>;
+using Registry = DirectSound::Registry<Buffer>;
 
 class RegistryTest : public ::testing::Test {
 protected:
@@ -29,6 +29,10 @@ protected:
         auto texts = world_.Journal().Texts();
         world_.Journal().Clear();
         return texts;
+    }
+
+    std::vector<Buffer*> BuffersOf(Registry const& registry) {
+        return registry.GetBuffers(boost::mutex::scoped_lock(lock_));
     }
 
     Simulation::TestWorld world_;
@@ -50,7 +54,7 @@ TEST_F(Registry_Construction, MakesOneAutoResetUnsignalledWakeEventBesideNoBuffe
     ASSERT_EQ(registry.GetEvents()->size(), 1U);
     EXPECT_NE(registry.GetEvents()->front(), nullptr);
     EXPECT_FALSE(world_.IsSignalled(registry.GetEvents()->front()));
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
 }
 
 TEST_F(Registry_Construction, DestructionClosesTheWakeEventAlone) {
@@ -96,7 +100,7 @@ TEST_F(Registry_Add, AppendsEventAndBufferAtTheSamePlace) {
     HANDLE const firstEvent = registry.Add(first_);
     HANDLE const secondEvent = registry.Add(second_);
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, firstEvent, secondEvent));
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &first_, &second_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_, &second_));
     registry.Remove(first_);
     registry.Remove(second_);
 }
@@ -116,8 +120,10 @@ TEST_F(Registry_Add, EventThatCannotBeMadeIsKeptAsNullBesideItsBuffer) {
     world_.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
     EXPECT_EQ(registry.Add(first_), nullptr);
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, nullptr));
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &first_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
+    TakeTexts();
     registry.Remove(first_);
+    EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)"));
 }
 
 TEST_F(Registry_Add, WakeEventThatCannotBeSignalledDoesNotKeepTheBufferOut) {
@@ -125,7 +131,7 @@ TEST_F(Registry_Add, WakeEventThatCannotBeSignalledDoesNotKeepTheBufferOut) {
     world_.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
     HANDLE const event = registry.Add(first_);
     EXPECT_NE(event, nullptr);
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &first_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
     EXPECT_FALSE(world_.IsSignalled(registry.GetEvents()->front()));
     registry.Remove(first_);
 }
@@ -155,7 +161,7 @@ TEST_F(Registry_Remove, SignalsTheWakeEventThenClosesTheBuffersEvent) {
     registry.Remove(first_);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(2)"));
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
 }
 
 TEST_F(Registry_Remove, KeepsTheOrderOfTheOthers) {
@@ -168,7 +174,7 @@ TEST_F(Registry_Remove, KeepsTheOrderOfTheOthers) {
     registry.Remove(second_);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(3)"));
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, firstEvent, thirdEvent));
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &first_, &third_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_, &third_));
     registry.Remove(first_);
     registry.Remove(third_);
 }
@@ -187,7 +193,7 @@ TEST_F(Registry_Remove, OfABufferAddedTwiceTakesTheFirstEntryAlone) {
     registry.Add(second_);
     HANDLE const again = registry.Add(first_);
     registry.Remove(first_);
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &second_, &first_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &second_, &first_));
     EXPECT_EQ(registry.GetEvents()->back(), again);
     registry.Remove(first_);
     registry.Remove(second_);
@@ -199,7 +205,7 @@ TEST_F(Registry_Remove, OfAnUnknownBufferBesideOthersChangesNothing) {
     TakeTexts();
     registry.Remove(second_);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr, &first_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
     EXPECT_EQ(world_.OpenHandles(), 2U);
     registry.Remove(first_);
 }
@@ -228,7 +234,7 @@ TEST_F(Registry_Remove, EventThatCannotBeClosedIsForgottenAllTheSame) {
     world_.Faults().Fail(Call_t::Win32CloseHandle, 1, FALSE);
     registry.Remove(first_);
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
-    EXPECT_THAT(registry.GetBuffers(), ElementsAre(nullptr));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
     EXPECT_EQ(CloseHandle(event), TRUE);
 }
 
@@ -247,9 +253,14 @@ protected:
     };
 
     void Look() {
-        moments_.push_back({!UnitTest::CanBeLockedElsewhere(lock_), registry_.GetEvents()->size(),
-                            registry_.GetBuffers().size()});
+        bool const isLocked = !UnitTest::CanBeLockedElsewhere(lock_);
+        // By the registry, on this thread.
+        boost::mutex::scoped_lock held(lock_, boost::adopt_lock);
+        moments_.push_back({isLocked, registry_.GetEvents()->size(), registry_.GetBuffers(held).size()});
+        held.release();
     }
+
+    std::size_t CountBuffers() { return registry_.GetBuffers(boost::mutex::scoped_lock(lock_)).size(); }
 
     std::vector<Moment> moments_;
     bool isLooking_ = false;
@@ -271,7 +282,7 @@ TEST_F(Registry_WakeSignal, OfAddComesUnderTheLockBeforeTheListsGrow) {
     EXPECT_TRUE(moments_[0].isLocked);
     EXPECT_EQ(moments_[0].eventCount, 1U);
     EXPECT_EQ(moments_[0].bufferCount, 1U);
-    EXPECT_EQ(registry_.GetBuffers().size(), 2U);
+    EXPECT_EQ(CountBuffers(), 2U);
     EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(lock_));
     registry_.Remove(buffer_);
 }
@@ -285,7 +296,7 @@ TEST_F(Registry_WakeSignal, OfRemoveComesUnderTheLockBeforeTheListsShrink) {
     EXPECT_TRUE(moments_[0].isLocked);
     EXPECT_EQ(moments_[0].eventCount, 2U);
     EXPECT_EQ(moments_[0].bufferCount, 2U);
-    EXPECT_EQ(registry_.GetBuffers().size(), 1U);
+    EXPECT_EQ(CountBuffers(), 1U);
     EXPECT_TRUE(UnitTest::CanBeLockedElsewhere(lock_));
 }
 

@@ -1,10 +1,10 @@
-#include "rendereraudioring.h"
+#include "arithmetic/ring.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
-#include "rendereraudiodrift.h"
+#include "arithmetic/drift.h"
 
 namespace {
 

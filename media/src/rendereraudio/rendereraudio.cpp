@@ -5,9 +5,9 @@
 #include <string>
 #include <utility>
 
+#include "directsound/statuscodes.h"
 #include "pipeline/pipeline.h"
 #include "pipeline/pipelinejob.h"
-#include "rendereraudiocodes.h"
 #include "rendereraudiolog.h"
 #include "rendereraudioplaybackstate.h"
 
@@ -15,6 +15,7 @@ namespace Media {
 
 namespace {
 
+// Nothing is written to it: a host lists the channels that were asked for.
 [[maybe_unused]] std::shared_ptr<Kovra::LoggerFacade> const logger = FetchLogger("Media.RendererAudio");
 
 std::shared_ptr<FrameAud> TakeFrame(PipelineRegisters const& registers) {

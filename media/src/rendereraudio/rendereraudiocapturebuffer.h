@@ -71,8 +71,8 @@ private:
     void Advance(std::uint32_t samples);
     bool AppendFrame(std::uint8_t const* block, std::vector<std::shared_ptr<FrameAud>>& frames);
 
-    struct Record;
-    std::unique_ptr<Record> const record_;
+    struct Fields;
+    std::unique_ptr<Fields> const fields_;
 };
 
 } // namespace Media

@@ -4,12 +4,12 @@
 #include <utility>
 #include <vector>
 
+#include "directsound/statuscodes.h"
 #include "kovra/thread.h"
 #include "rendereraudio.h"
 #include "rendereraudiocapturebuffer.h"
-#include "rendereraudiocapturedevicestate.h"
+#include "rendereraudiocapturedevicefields.h"
 #include "rendereraudiocaptureproxy.h"
-#include "rendereraudiocodes.h"
 #include "rendereraudiolog.h"
 
 namespace Media {
@@ -29,69 +29,48 @@ constexpr Kovra::CodeLocation NoProxyLocation(LocationFile, LocationFunction, 23
 
 } // namespace
 
-RendererAudioCaptureDevice::RendererAudioCaptureDevice() : state_(std::make_shared<State>()) {}
+RendererAudioCaptureDevice::RendererAudioCaptureDevice() : fields_(std::make_shared<Fields>()) {}
 
 RendererAudioCaptureDevice::~RendererAudioCaptureDevice() {
     Close();
 }
 
 int RendererAudioCaptureDevice::Initialize() {
-    if (state_->devices.IsEmpty() &&
-        DirectSoundCaptureEnumerateA(RecordEnumeratedDevice, &state_->devices) != DS_OK) {
-        state_->devices.Clear();
+    if (!fields_->devices.EnumerateOnce(DirectSoundCaptureEnumerateA)) {
         return Status::EnumerationFailed;
     }
     return Open();
 }
 
 int RendererAudioCaptureDevice::Open() {
-    boost::mutex::scoped_lock const guard(state_->lock);
-    if (state_->capture != nullptr) {
+    boost::mutex::scoped_lock const guard(fields_->lock);
+    if (fields_->capture != nullptr) {
         return Status::Success;
     }
-    IDirectSoundCapture8* created = nullptr;
-    HRESULT const result = DirectSoundCaptureCreate8(nullptr, &created, nullptr);
-    if (FAILED(result)) {
-        return StatusOfCreateFailure(result);
-    }
-    boost::intrusive_ptr<IDirectSoundCapture8> capture = AdoptReference(created);
+    boost::intrusive_ptr<IDirectSoundCapture8> capture;
+    int const status = DirectSound::CreateDevice(DirectSoundCaptureCreate8, capture);
     if (capture == nullptr) {
-        return Status::Success;
+        return status;
     }
-    if (FAILED(capture->GetCaps(&state_->caps))) {
+    if (FAILED(capture->GetCaps(&fields_->caps))) {
         return Status::Refused;
     }
-    state_->capture = std::move(capture);
+    fields_->capture = std::move(capture);
     return Status::Success;
 }
 
 void RendererAudioCaptureDevice::Close() {
-    if (!state_->HasCapture()) {
+    if (!fields_->HasCapture()) {
         return;
     }
-    std::unique_ptr<boost::thread> const thread(
-        state_->captureThread.exchange(nullptr, std::memory_order_acq_rel));
-    state_->registry.Wake();
-    if (thread != nullptr) {
-        // A host that interrupts its own boost::thread must not leave this one unjoined.
-        boost::this_thread::disable_interruption const uninterrupted;
-        thread->join();
-    }
-    boost::mutex::scoped_lock const guard(state_->lock);
-    state_->capture.reset();
+    DirectSound::EndThread(fields_->captureThread, [this] { fields_->registry.Wake(); });
+    boost::mutex::scoped_lock const guard(fields_->lock);
+    fields_->capture.reset();
 }
 
 bool RendererAudioCaptureDevice::IsOpen() const {
-    boost::mutex::scoped_lock const guard(state_->lock);
-    return state_->capture != nullptr && !state_->devices.GetDevices().empty();
-}
-
-void* RendererAudioCaptureDevice::AddBuffer(RendererAudioCaptureBuffer& buffer) {
-    return state_->registry.Add(buffer);
-}
-
-void RendererAudioCaptureDevice::RemoveBuffer(RendererAudioCaptureBuffer const& buffer) {
-    state_->registry.Remove(buffer);
+    boost::mutex::scoped_lock const guard(fields_->lock);
+    return fields_->capture != nullptr && !fields_->devices.IsEmpty(guard);
 }
 
 // --- line-level thread
@@ -100,12 +79,12 @@ bool RendererAudioCaptureDevice::StartLineLevel(std::function<bool(float)> const
     if (!IsOpen() || !callback) {
         return false;
     }
-    std::weak_ptr<State> const state = state_;
-    boost::thread([state, callback] { LineLevel(state, callback); }).detach();
+    std::weak_ptr<Fields> const device = fields_;
+    boost::thread([device, callback] { LineLevel(device, callback); }).detach();
     return true;
 }
 
-void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<State> const& state,
+void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<Fields> const& device,
                                            std::function<bool(float)> const& callback) {
     Kovra::SetThreadName("Media.RendererAudio.LineLevel");
     RendererAudio const* const renderer = RendererAudio::Instance();
@@ -121,9 +100,9 @@ void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<State> const& state,
         return;
     }
     // A device that has gone is a closed one: the renderer does not wait for this thread.
-    auto const isCaptureOpen = [&state] {
-        std::shared_ptr<State> const device = state.lock();
-        return device != nullptr && device->HasCapture();
+    auto const isCaptureOpen = [&device] {
+        std::shared_ptr<Fields> const fields = device.lock();
+        return fields != nullptr && fields->HasCapture();
     };
     while (isCaptureOpen()) {
         // Without a buffer this spins until there is one, and a closing goes unnoticed until then: whoever
@@ -141,12 +120,11 @@ void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<State> const& state,
 
 bool RendererAudioCaptureDevice::StartCaptureThread() {
     // The lock keeps the thread, which needs it for its buffer, from looking at the pointer before it is set.
-    boost::mutex::scoped_lock const guard(state_->lock);
-    if (state_->capture == nullptr || state_->captureThread.load(std::memory_order_relaxed) != nullptr) {
+    boost::mutex::scoped_lock const guard(fields_->lock);
+    if (fields_->capture == nullptr || fields_->captureThread.load(std::memory_order_relaxed) != nullptr) {
         return false;
     }
-    auto thread = std::make_unique<boost::thread>([this] { RunCaptureThread(); });
-    state_->captureThread.store(thread.release(), std::memory_order_release);
+    DirectSound::StartThread(fields_->captureThread, [this] { RunCaptureThread(); });
     return true;
 }
 
@@ -154,7 +132,7 @@ void RendererAudioCaptureDevice::RunCaptureThread() {
     Kovra::SetThreadName("Media.RendererAudio.Capture");
     RendererAudioCaptureBuffer buffer(*this);
     buffer.Create();
-    while (state_->captureThread.load(std::memory_order_acquire) != nullptr) {
+    while (fields_->captureThread.load(std::memory_order_acquire) != nullptr) {
         std::vector<std::shared_ptr<FrameAud>> frames;
         buffer.ReadFrames(frames);
         Sleep(PollPeriodMilliSec);

@@ -43,13 +43,6 @@ public:
     /// The device is open and at least one input is known.
     bool IsOpen() const;
 
-    /// Registers `buffer` and returns its event (a Win32 handle), which stays the device's until
-    /// `RemoveBuffer`; null when the system has none left.
-    void* AddBuffer(RendererAudioCaptureBuffer& buffer);
-
-    /// Forgets `buffer` and closes its event. An unknown buffer is ignored.
-    void RemoveBuffer(RendererAudioCaptureBuffer const& buffer);
-
     /// Starts one more line-level thread, "Media.RendererAudio.LineLevel". It meters what the renderer's
     /// capture proxy captures and calls its own copy of `callback` with the level, about every 20 ms, until
     /// that returns false or the device is closed.
@@ -61,9 +54,9 @@ public:
 private:
     friend class RendererAudioCaptureBuffer;
     friend struct RendererAudioCaptureDevicePeer;
-    struct State;
+    struct Fields;
 
-    static void LineLevel(std::weak_ptr<State> const& state, std::function<bool(float)> const& callback);
+    static void LineLevel(std::weak_ptr<Fields> const& device, std::function<bool(float)> const& callback);
 
     /// Starts the thread that reads the microphone for nobody, so that the meter goes on without a reader.
     /// Nothing in the module asks for it today. False when the device is closed or the thread runs.
@@ -71,7 +64,7 @@ private:
     void RunCaptureThread();
 
     /// Shared with nobody for long: what may outlive the device holds it weakly.
-    std::shared_ptr<State> const state_;
+    std::shared_ptr<Fields> const fields_;
 };
 
 } // namespace Media

@@ -3,14 +3,15 @@
 #include <exception>
 #include <string>
 
+#include "directsound/statuscodes.h"
 #include "rendereraudiocapturebuffer.h"
-#include "rendereraudiocodes.h"
 #include "rendereraudiolog.h"
 
 namespace Media {
 
 namespace {
 
+// Nothing is written to it: a host lists the channels that were asked for.
 [[maybe_unused]] std::shared_ptr<Kovra::LoggerFacade> const logger =
     FetchLogger("Media.RendererAudioCaptureProxy");
 

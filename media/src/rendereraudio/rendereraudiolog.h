@@ -4,8 +4,10 @@
 #include <new>
 #include <string>
 
-#include "kovra/configitem.h"
 #include "kovra/log.h"
+// Named for what they set up when the module is loaded, as in each of the host's libraries: a logger of its
+// own, and names of media types.
+#include "kovra/configitem.h"
 #include "mediacore/metadatatypes.h"
 
 namespace Media {

@@ -2,21 +2,20 @@
 
 #include <cstring>
 #include <exception>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "arithmetic/drift.h"
+#include "arithmetic/levels.h"
+#include "arithmetic/ring.h"
+#include "directsound/creation.h"
+#include "directsound/regionlock.h"
+#include "directsound/statuscodes.h"
 #include "primitives/primitives.h"
-#include "rendereraudiocodes.h"
-#include "rendereraudiodrift.h"
-#include "rendereraudiolevels.h"
 #include "rendereraudiolog.h"
+#include "rendereraudioplaybackbufferfields.h"
 #include "rendereraudioplaybackdevice.h"
-#include "rendereraudioplaybackrecord.h"
-#include "rendereraudioring.h"
-#include "rendereraudioringlock.h"
-#include "rendereraudiosoundbuffer.h"
 
 namespace Media {
 
@@ -26,21 +25,12 @@ using Kovra::LogLevel_t;
 
 std::shared_ptr<Kovra::LoggerFacade> const logger = FetchLogger("Media.RendererAudioPlaybackBuffer");
 
-constexpr std::size_t DspStateAlignmentBytes = 16;
 constexpr unsigned char DecodedChannels = 1;
 
 /// Up to this long without a presentation, the session is taken to be alive.
 constexpr std::int32_t IdleGraceMilliSec = 500;
 /// Beyond this, with no new frame either, it is taken to be idle.
 constexpr std::int32_t IdleLimitMilliSec = 1000;
-
-boost::intrusive_ptr<Kovra::Buffer> CreateDspState() {
-    std::int32_t sizeBytes = 0;
-    Primitives::GetProcessingStateSize(&sizeBytes);
-    auto state = Kovra::Buffer::Create(static_cast<std::size_t>(sizeBytes), DspStateAlignmentBytes);
-    Primitives::InitProcessingState(state->GetData());
-    return state;
-}
 
 /// Raw PCM goes through the processor's fastest copy, decoded PCM through a plain move; the samples of a
 /// coding that cannot be heard stay out of the ring.
@@ -53,67 +43,56 @@ void CopySamples(std::uint8_t const* source, std::uint8_t* destination, std::uin
     }
 }
 
-/// The play cursor's byte offset, or nothing when it cannot be read.
-std::optional<std::uint32_t> ReadPlayByte(IDirectSoundBuffer8* soundBuffer) {
-    DWORD playByte = 0;
-    DWORD writeByte = 0;
-    if (soundBuffer == nullptr || FAILED(soundBuffer->GetCurrentPosition(&playByte, &writeByte))) {
-        return std::nullopt;
-    }
-    return playByte;
-}
-
 } // namespace
 
 // --- construction, creation, destruction
 
 RendererAudioPlaybackBuffer::RendererAudioPlaybackBuffer(RendererAudioPlaybackDevice& device)
-    : record_(std::make_unique<Record>(device)) {
-    record_->dspState = CreateDspState();
-}
+    : fields_(std::make_unique<Fields>(device)) {}
 
 RendererAudioPlaybackBuffer::~RendererAudioPlaybackBuffer() {
     ReleaseSoundBuffer();
 }
 
 bool RendererAudioPlaybackBuffer::HasSoundBuffer() const {
-    return record_->soundBuffer != nullptr;
+    return fields_->soundBuffer != nullptr;
 }
 
 int RendererAudioPlaybackBuffer::CreateSoundBuffer(std::shared_ptr<FrameAud> const& frame) {
-    boost::intrusive_ptr<IDirectSound8> const sound = record_->device->GetSound();
+    boost::intrusive_ptr<IDirectSound8> const sound = fields_->device->GetSound();
     if (sound == nullptr || frame == nullptr) {
         return Status::NothingToCreateWith;
     }
-    record_->sourceFrequency = frame->GetFrequency();
-    if (record_->sourceFrequency == 0) {
+    fields_->sourceFrequency = frame->GetFrequency();
+    if (fields_->sourceFrequency == 0) {
         return Status::Refused;
     }
-    record_->ringSamples = Ring::LengthSamples;
-    record_->bytesPerSample = Ring::SampleSizeBytes;
-    record_->baseTimestamp.store(frame->GetTimestamp().NanoSec(), std::memory_order_relaxed);
-    record_->nsPerSample = Ring::SamplePeriodNanoSec;
+    fields_->ringSamples = Ring::LengthSamples;
+    fields_->bytesPerSample = Ring::SampleSizeBytes;
+    fields_->baseTimestamp.store(frame->GetTimestamp().NanoSec(), std::memory_order_relaxed);
+    fields_->nsPerSample = Ring::SamplePeriodNanoSec;
 
-    record_->soundBuffer = CreatePlaybackSoundBuffer(*sound, frame->GetNumChannels());
-    if (record_->soundBuffer == nullptr) {
+    fields_->soundBuffer = DirectSound::CreatePlaybackBuffer(*sound, frame->GetNumChannels());
+    if (fields_->soundBuffer == nullptr) {
         return Status::Refused;
     }
-    record_->sound = sound;
-    SetVolume(record_->volume, true);
+    fields_->sound = sound;
+    SetVolume(fields_->volume, true);
     ApplyPan();
-    record_->soundBuffer->SetCurrentPosition(0);
-    record_->notify = QueryInterfaceOf<IDirectSoundNotify>(*record_->soundBuffer, IID_IDirectSoundNotify);
-    record_->notifyPosition->hEventNotify = record_->device->AddBuffer(*this);
-    ClearRange(0, record_->ringSamples);
+    fields_->soundBuffer->SetCurrentPosition(0);
+    fields_->notify =
+        DirectSound::QueryInterfaceOf<IDirectSoundNotify>(*fields_->soundBuffer, IID_IDirectSoundNotify);
+    fields_->notifyPosition->hEventNotify = fields_->device->AddBuffer(*this);
+    Clear({0, fields_->ringSamples});
     return Status::Success;
 }
 
 void RendererAudioPlaybackBuffer::ReleaseSoundBuffer() {
-    record_->notify.reset();
-    if (record_->soundBuffer != nullptr) {
-        record_->device->RemoveBuffer(*this);
-        record_->soundBuffer.reset();
-        record_->sound.reset();
+    fields_->notify.reset();
+    if (fields_->soundBuffer != nullptr) {
+        fields_->device->RemoveBuffer(*this);
+        fields_->soundBuffer.reset();
+        fields_->sound.reset();
     }
 }
 
@@ -123,16 +102,16 @@ bool RendererAudioPlaybackBuffer::WriteFrame(std::shared_ptr<FrameAud> const& fr
     if (frame == nullptr) {
         return false;
     }
-    record_->active.store(1, std::memory_order_relaxed);
-    if (frame->GetFrequency() != record_->sourceFrequency) {
+    fields_->active.store(1, std::memory_order_relaxed);
+    if (frame->GetFrequency() != fields_->sourceFrequency) {
         RebuildForRate(frame);
     }
     // Without a ring, because no sound buffer was ever created, there is no place for the frame.
-    if (record_->ringSamples == 0) {
+    if (fields_->ringSamples == 0) {
         return false;
     }
     PlaceFrame(frame->GetTimestamp().NanoSec());
-    JudgeGap();
+    CloseSmallGap();
 
     MediaCoding_t const coding = frame->GetCoding();
     Kovra::BufferInfo const* info = frame->GetConstBufferBegin();
@@ -140,16 +119,16 @@ bool RendererAudioPlaybackBuffer::WriteFrame(std::shared_ptr<FrameAud> const& fr
         if (!DecodeFrame(frame)) {
             return false;
         }
-        info = record_->decodedFrame->GetConstBufferBegin();
+        info = fields_->decodedFrame->GetConstBufferBegin();
     }
     std::uint8_t const* const data = info == nullptr ? nullptr : info->GetData();
     std::uint32_t const byteCount = info == nullptr ? 0 : info->GetLength();
 
-    std::uint32_t const writePos = record_->writePos.load(std::memory_order_relaxed);
-    bool const isWritten = CopyToRing(writePos, byteCount, data, coding);
-    record_->writeEnd = (byteCount / record_->bytesPerSample + writePos) % record_->ringSamples;
-    if (record_->notify != nullptr) {
-        record_->notifyPosition->dwOffset = record_->writeEnd * record_->bytesPerSample;
+    std::uint32_t const writePos = fields_->writePos.load(std::memory_order_relaxed);
+    bool const isWritten = CopyToRing(writePos, data, byteCount, coding);
+    fields_->writeEnd = (byteCount / fields_->bytesPerSample + writePos) % fields_->ringSamples;
+    if (fields_->notify != nullptr) {
+        fields_->notifyPosition->dwOffset = fields_->writeEnd * fields_->bytesPerSample;
     }
     return isWritten;
 }
@@ -158,35 +137,35 @@ void RendererAudioPlaybackBuffer::RebuildForRate(std::shared_ptr<FrameAud> const
     ReleaseSoundBuffer();
     CreateSoundBuffer(frame);
     WriteLog(*logger, LogLevel_t::Info, "AudioBuffer resetting frequency to %d",
-             static_cast<int>(record_->sourceFrequency));
+             static_cast<int>(fields_->sourceFrequency));
 }
 
 void RendererAudioPlaybackBuffer::PlaceFrame(std::int64_t timestampNanoSec) {
     // Read once: the playback thread may reset it meanwhile.
-    std::int64_t base = record_->baseTimestamp.load(std::memory_order_relaxed);
+    std::int64_t base = fields_->baseTimestamp.load(std::memory_order_relaxed);
     if (base == 0) {
         base = timestampNanoSec;
-        record_->baseTimestamp.store(base, std::memory_order_relaxed);
+        fields_->baseTimestamp.store(base, std::memory_order_relaxed);
     }
     std::int64_t const offsetNanoSec = Ring::WrappingDifference(timestampNanoSec, base);
     std::uint32_t position = 0;
     if (offsetNanoSec < 0) {
-        ClearRange(0, record_->ringSamples);
-        record_->baseTimestamp.store(timestampNanoSec, std::memory_order_relaxed);
+        Clear({0, fields_->ringSamples});
+        fields_->baseTimestamp.store(timestampNanoSec, std::memory_order_relaxed);
     } else {
-        position = Ring::PositionRoundedUpToEven(offsetNanoSec, record_->nsPerSample, record_->ringSamples);
+        position = Ring::PositionRoundedUpToEven(offsetNanoSec, fields_->nsPerSample, fields_->ringSamples);
     }
-    record_->writePos.store(position, std::memory_order_relaxed);
+    fields_->writePos.store(position, std::memory_order_relaxed);
 }
 
-void RendererAudioPlaybackBuffer::JudgeGap() {
+void RendererAudioPlaybackBuffer::CloseSmallGap() {
     std::uint32_t const gap = Ring::ForwardDistance(
-        record_->writeEnd, record_->writePos.load(std::memory_order_relaxed), record_->ringSamples);
-    switch (Ring::JudgeGap(gap, record_->ringSamples)) {
+        fields_->writeEnd, fields_->writePos.load(std::memory_order_relaxed), fields_->ringSamples);
+    switch (Ring::JudgeGap(gap, fields_->ringSamples)) {
         case Ring::Gap_t::None:
             break;
         case Ring::Gap_t::Small:
-            record_->writePos.store(record_->writeEnd, std::memory_order_relaxed);
+            fields_->writePos.store(fields_->writeEnd, std::memory_order_relaxed);
             WriteLog(*logger, LogLevel_t::Info, "AudioBuffer ignoring small gap (%d samples)",
                      static_cast<int>(gap));
             break;
@@ -200,34 +179,34 @@ void RendererAudioPlaybackBuffer::JudgeGap() {
 }
 
 bool RendererAudioPlaybackBuffer::DecodeFrame(std::shared_ptr<FrameAud> const& frame) {
-    record_->decodedFrame.reset();
+    fields_->decodedFrame.reset();
     try {
-        std::vector<std::shared_ptr<FrameAud>> decoded = record_->codec.Decode({frame});
+        std::vector<std::shared_ptr<FrameAud>> decoded = fields_->codec.Decode({frame});
         // The channel count of a frame that already has the ring's rate is left as it is.
         if (!decoded.empty() && decoded.front() != nullptr &&
             decoded.front()->GetFrequency() != Ring::NominalFrequencyHz) {
             decoded =
-                record_->codec.Transcode(decoded, MediaCoding_t::RawPcm, DecodedChannels,
+                fields_->codec.Transcode(decoded, MediaCoding_t::RawPcm, DecodedChannels,
                                          Ring::NominalFrequencyHz, decoded.front()->GetDuration(), false);
         }
         if (!decoded.empty()) {
-            record_->decodedFrame = std::move(decoded.back());
+            fields_->decodedFrame = std::move(decoded.back());
         }
     } catch (std::exception const&) {
         // A codec without memory has decoded nothing; what is in the ring is presented all the same.
     }
-    return record_->decodedFrame != nullptr;
+    return fields_->decodedFrame != nullptr;
 }
 
-bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint32_t byteCount,
-                                             std::uint8_t const* data, MediaCoding_t coding) {
+bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint8_t const* data,
+                                             std::uint32_t byteCount, MediaCoding_t coding) {
     // Nothing to write counts as a frame without data: DirectSound takes no empty lock.
     if (data == nullptr || byteCount == 0) {
         return false;
     }
-    std::uint32_t const bytesPerSample = record_->bytesPerSample;
-    auto const lock =
-        RendererAudioRingLock::Acquire(record_->soundBuffer.get(), startPos * bytesPerSample, byteCount);
+    std::uint32_t const bytesPerSample = fields_->bytesPerSample;
+    auto const lock = DirectSound::PlaybackLock::Acquire(fields_->soundBuffer.get(),
+                                                         {startPos * bytesPerSample, byteCount});
     if (!lock) {
         return false;
     }
@@ -241,16 +220,16 @@ bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint32
     }
     // A region of one byte, from an odd byte count, holds no sample.
     if (lastBytes >= bytesPerSample) {
-        std::memcpy(&record_->lastSample, last + lastBytes - bytesPerSample, sizeof(record_->lastSample));
+        std::memcpy(&fields_->lastSample, last + lastBytes - bytesPerSample, sizeof(fields_->lastSample));
     }
     return true;
 }
 
-bool RendererAudioPlaybackBuffer::ClearRange(std::uint32_t startPos, std::uint32_t count) {
-    std::uint32_t const bytesPerSample = record_->bytesPerSample;
+bool RendererAudioPlaybackBuffer::Clear(Ring::Stretch stretch) {
+    std::uint32_t const bytesPerSample = fields_->bytesPerSample;
     {
-        auto const lock = RendererAudioRingLock::Acquire(record_->soundBuffer.get(),
-                                                         startPos * bytesPerSample, count * bytesPerSample);
+        auto const lock = DirectSound::PlaybackLock::Acquire(
+            fields_->soundBuffer.get(), {stretch.start * bytesPerSample, stretch.samples * bytesPerSample});
         if (!lock) {
             return false;
         }
@@ -259,22 +238,23 @@ bool RendererAudioPlaybackBuffer::ClearRange(std::uint32_t startPos, std::uint32
             Primitives::ZeroBytes(lock->GetSecond(), static_cast<std::int32_t>(lock->GetSecondBytes()));
         }
     }
-    record_->clearedEnd.store((startPos + count) % record_->ringSamples, std::memory_order_relaxed);
+    fields_->clearedEnd.store((stretch.start + stretch.samples) % fields_->ringSamples,
+                              std::memory_order_relaxed);
     return true;
 }
 
 void RendererAudioPlaybackBuffer::ClearPlayed(std::uint32_t playPos) {
-    std::uint32_t const clearedEnd = record_->clearedEnd.load(std::memory_order_relaxed);
-    std::uint32_t const count = Ring::ClearableSamples(clearedEnd, playPos, record_->ringSamples);
+    std::uint32_t const clearedEnd = fields_->clearedEnd.load(std::memory_order_relaxed);
+    std::uint32_t const count = Ring::ClearableSamples(clearedEnd, playPos, fields_->ringSamples);
     if (count != 0) {
-        ClearRange(clearedEnd, count);
+        Clear({clearedEnd, count});
     }
 }
 
 // --- presentation
 
 void RendererAudioPlaybackBuffer::Present(Kovra::JiffyTime& presentationTime) {
-    IDirectSoundBuffer8* const soundBuffer = record_->soundBuffer.get();
+    IDirectSoundBuffer8* const soundBuffer = fields_->soundBuffer.get();
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     std::int64_t const aheadNanoSec = presentationTime.GetDiffSysTime(now).NanoSec();
     if (aheadNanoSec < 0) {
@@ -288,31 +268,31 @@ void RendererAudioPlaybackBuffer::Present(Kovra::JiffyTime& presentationTime) {
     if (soundBuffer == nullptr || FAILED(soundBuffer->GetStatus(&status))) {
         return;
     }
-    std::uint32_t const writePos = record_->writePos.load(std::memory_order_relaxed);
-    std::uint32_t const aheadSamples = Ring::SamplesAheadTruncated(aheadNanoSec, record_->nsPerSample);
-    std::uint32_t const startPos = Ring::StartPosition(writePos, aheadSamples, record_->ringSamples);
+    std::uint32_t const writePos = fields_->writePos.load(std::memory_order_relaxed);
+    std::uint32_t const aheadSamples = Ring::SamplesAheadTruncated(aheadNanoSec, fields_->nsPerSample);
+    std::uint32_t const startPos = Ring::StartPosition(writePos, aheadSamples, fields_->ringSamples);
 
     if ((status & DSBSTATUS_PLAYING) == 0) {
         StartPlayback(startPos);
-        record_->lastPresentTime.store(now, std::memory_order_relaxed);
+        fields_->lastPresentTime.store(now, std::memory_order_relaxed);
         return;
     }
-    auto const playByte = ReadPlayByte(soundBuffer);
+    auto const playByte = DirectSound::ReadPlayByte(soundBuffer);
     if (!playByte) {
-        record_->lastPresentTime.store(now, std::memory_order_relaxed);
+        fields_->lastPresentTime.store(now, std::memory_order_relaxed);
         return;
     }
-    std::uint32_t const playPos = *playByte / record_->bytesPerSample;
+    std::uint32_t const playPos = *playByte / fields_->bytesPerSample;
     ClearPlayed(playPos);
-    std::uint32_t const lag = Ring::ForwardDistance(playPos, writePos, record_->ringSamples);
-    if (Ring::IsLagBeyondLimit(lag, record_->ringSamples)) {
+    std::uint32_t const lag = Ring::ForwardDistance(playPos, writePos, fields_->ringSamples);
+    if (Ring::IsLagBeyondLimit(lag, fields_->ringSamples)) {
         WriteLog(*logger, LogLevel_t::Info, "AudioBuffer timestamp drift too high, resetting");
         JumpTo(startPos);
     } else {
         ControlDrift(now, lag, aheadSamples);
     }
-    presentationTime = now.AddMilliSec(Ring::MilliSecTruncated(lag, record_->nsPerSample));
-    record_->lastPresentTime.store(now, std::memory_order_relaxed);
+    presentationTime = now.AddMilliSec(Ring::MilliSecTruncated(lag, fields_->nsPerSample));
+    fields_->lastPresentTime.store(now, std::memory_order_relaxed);
 }
 
 void RendererAudioPlaybackBuffer::StartPlayback(std::uint32_t startPos) {
@@ -320,65 +300,65 @@ void RendererAudioPlaybackBuffer::StartPlayback(std::uint32_t startPos) {
     JumpTo(startPos);
     // Without the interface, because its query failed, playback starts all the same: the buffer is then
     // serviced by the playback thread's timeout alone.
-    if (record_->notify != nullptr) {
-        record_->notify->SetNotificationPositions(1, record_->notifyPosition.get());
+    if (fields_->notify != nullptr) {
+        fields_->notify->SetNotificationPositions(1, fields_->notifyPosition.get());
     }
     ApplyVolume();
-    record_->soundBuffer->Play(0, 0, DSBPLAY_LOOPING);
+    fields_->soundBuffer->Play(0, 0, DSBPLAY_LOOPING);
 }
 
 void RendererAudioPlaybackBuffer::JumpTo(std::uint32_t startPos) {
-    record_->soundBuffer->SetCurrentPosition(startPos * record_->bytesPerSample);
-    record_->soundBuffer->SetFrequency(Ring::NominalFrequencyHz);
-    record_->playFrequency = Ring::NominalFrequencyHz;
+    fields_->soundBuffer->SetCurrentPosition(startPos * fields_->bytesPerSample);
+    fields_->soundBuffer->SetFrequency(Ring::NominalFrequencyHz);
+    fields_->playFrequency = Ring::NominalFrequencyHz;
 }
 
 void RendererAudioPlaybackBuffer::ControlDrift(Kovra::JiffyTime now, std::uint32_t lagSamples,
                                                std::uint32_t aheadSamples) {
-    if (record_->expectedLagSum == 0 ||
-        !Drift::IsWindowOver(now.GetDiffMilliSec32(record_->driftWindowStart))) {
-        record_->measuredLagSum += lagSamples;
-        record_->expectedLagSum += aheadSamples;
+    if (fields_->expectedLagSum == 0 ||
+        !Drift::IsWindowOver(now.GetDiffMilliSec32(fields_->driftWindowStart))) {
+        fields_->measuredLagSum += lagSamples;
+        fields_->expectedLagSum += aheadSamples;
         return;
     }
-    std::uint32_t const target = Drift::FrequencyForSums(record_->measuredLagSum, record_->expectedLagSum);
-    if (target != record_->playFrequency) {
-        record_->playFrequency = target;
-        record_->soundBuffer->SetFrequency(target);
+    std::uint32_t const target = Drift::FrequencyForSums(fields_->measuredLagSum, fields_->expectedLagSum);
+    if (target != fields_->playFrequency) {
+        fields_->playFrequency = target;
+        fields_->soundBuffer->SetFrequency(target);
         WriteLog(*logger, LogLevel_t::Debug, "Adjusting audio frequency to %d Hz", static_cast<int>(target));
     }
-    record_->driftWindowStart = now;
-    record_->measuredLagSum = 0;
-    record_->expectedLagSum = 0;
+    fields_->driftWindowStart = now;
+    fields_->measuredLagSum = 0;
+    fields_->expectedLagSum = 0;
 }
 
 // --- the service pass
 
 void RendererAudioPlaybackBuffer::Service() {
-    if (record_->active.load(std::memory_order_relaxed) != 0) {
+    if (fields_->active.load(std::memory_order_relaxed) != 0) {
         std::int32_t const idleMilliSec = Kovra::JiffyTime::Now().GetDiffMilliSec32(
-            record_->lastPresentTime.load(std::memory_order_relaxed));
+            fields_->lastPresentTime.load(std::memory_order_relaxed));
         bool const hasNewFrame =
-            record_->writePos.load(std::memory_order_relaxed) != record_->lastServicedWritePos;
+            fields_->writePos.load(std::memory_order_relaxed) != fields_->lastServicedWritePos;
         if (idleMilliSec > IdleLimitMilliSec && !hasNewFrame) {
             StopIdle(idleMilliSec);
         } else if (idleMilliSec > IdleGraceMilliSec) {
-            if (auto const playByte = ReadPlayByte(record_->soundBuffer.get())) {
-                ClearPlayed(*playByte / record_->bytesPerSample);
+            if (auto const playByte = DirectSound::ReadPlayByte(fields_->soundBuffer.get())) {
+                ClearPlayed(*playByte / fields_->bytesPerSample);
             }
         }
     }
-    record_->lastServicedWritePos = record_->writePos.load(std::memory_order_relaxed);
+    fields_->lastServicedWritePos = fields_->writePos.load(std::memory_order_relaxed);
 }
 
 void RendererAudioPlaybackBuffer::StopIdle(std::int32_t idleMilliSec) {
-    record_->active.store(0, std::memory_order_relaxed);
-    if (record_->soundBuffer != nullptr) {
-        record_->soundBuffer->SetVolume(Levels::SilenceHundredthDb);
-        record_->soundBuffer->Stop();
+    fields_->active.store(0, std::memory_order_relaxed);
+    if (fields_->soundBuffer != nullptr) {
+        fields_->soundBuffer->SetVolume(Levels::SilenceHundredthDb);
+        fields_->soundBuffer->Stop();
     }
-    record_->baseTimestamp.store(0, std::memory_order_relaxed);
-    ClearRange(0, record_->ringSamples);
+    fields_->baseTimestamp.store(0, std::memory_order_relaxed);
+    Clear({0, fields_->ringSamples});
     WriteLog(*logger, LogLevel_t::Info, "Idle AudioBuffer playback stopped (%u ms)",
              static_cast<unsigned int>(idleMilliSec));
 }
@@ -386,30 +366,30 @@ void RendererAudioPlaybackBuffer::StopIdle(std::int32_t idleMilliSec) {
 // --- volume and balance
 
 void RendererAudioPlaybackBuffer::SetVolume(float volume, bool force) {
-    if (!force && volume == record_->volume) {
+    if (!force && volume == fields_->volume) {
         return;
     }
-    record_->volume = volume;
+    fields_->volume = volume;
     ApplyVolume();
 }
 
 void RendererAudioPlaybackBuffer::SetPan(float pan) {
-    if (pan == record_->pan) {
+    if (pan == fields_->pan) {
         return;
     }
-    record_->pan = pan;
+    fields_->pan = pan;
     ApplyPan();
 }
 
 void RendererAudioPlaybackBuffer::ApplyVolume() {
-    if (record_->soundBuffer != nullptr) {
-        record_->soundBuffer->SetVolume(Levels::AttenuationForVolume(record_->volume));
+    if (fields_->soundBuffer != nullptr) {
+        fields_->soundBuffer->SetVolume(Levels::AttenuationForVolume(fields_->volume));
     }
 }
 
 void RendererAudioPlaybackBuffer::ApplyPan() {
-    if (record_->soundBuffer != nullptr) {
-        record_->soundBuffer->SetPan(Levels::PanForBalance(record_->pan));
+    if (fields_->soundBuffer != nullptr) {
+        fields_->soundBuffer->SetPan(Levels::PanForBalance(fields_->pan));
     }
 }
 

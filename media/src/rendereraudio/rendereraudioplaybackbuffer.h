@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "arithmetic/ring.h"
 #include "kovra/time.h"
 #include "mediacore/frame.h"
 
@@ -71,11 +72,11 @@ private:
 
     void RebuildForRate(std::shared_ptr<FrameAud> const& frame);
     void PlaceFrame(std::int64_t timestampNanoSec);
-    void JudgeGap();
+    void CloseSmallGap();
     bool DecodeFrame(std::shared_ptr<FrameAud> const& frame);
-    bool CopyToRing(std::uint32_t startPos, std::uint32_t byteCount, std::uint8_t const* data,
+    bool CopyToRing(std::uint32_t startPos, std::uint8_t const* data, std::uint32_t byteCount,
                     MediaCoding_t coding);
-    bool ClearRange(std::uint32_t startPos, std::uint32_t count);
+    bool Clear(Ring::Stretch stretch);
     void ClearPlayed(std::uint32_t playPos);
 
     void StartPlayback(std::uint32_t startPos);
@@ -83,8 +84,8 @@ private:
     void ControlDrift(Kovra::JiffyTime now, std::uint32_t lagSamples, std::uint32_t aheadSamples);
     void StopIdle(std::int32_t idleMilliSec);
 
-    struct Record;
-    std::unique_ptr<Record> const record_;
+    struct Fields;
+    std::unique_ptr<Fields> const fields_;
 };
 
 } // namespace Media

@@ -57,8 +57,8 @@ private:
     void RunPlaybackThread();
     void WaitAndService();
 
-    struct State;
-    std::unique_ptr<State> const state_;
+    struct Fields;
+    std::unique_ptr<Fields> const fields_;
 };
 
 } // namespace Media

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "rendereraudiocapturerecord.h"
+#include "rendereraudiocapturebufferfields.h"
 #include "simulation/testworld.h"
 #include "support/logcapture.h"
 #include "support/peers.h"
@@ -56,7 +56,7 @@ protected:
         world.Journal().Clear();
     }
 
-    Peer::Record& GetRecord() { return Peer::GetRecord(*buffer); }
+    Peer::Fields& GetFields() { return Peer::GetFields(*buffer); }
     Simulation::CaptureBuffer& Microphone() { return world.OnlyCaptureBuffer(); }
 
     void Create() {
@@ -68,7 +68,7 @@ protected:
     void CreateAt(std::uint32_t readPos) {
         Create();
         Microphone().SetReadSample(readPos);
-        GetRecord().readPos = readPos;
+        GetFields().readPos = readPos;
     }
 
     /// The calls of the capture buffer since the last look, or those in `calls`.

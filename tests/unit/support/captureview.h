@@ -38,24 +38,26 @@ constexpr char const* CreateBufferText = "Capture::CreateCaptureBuffer(214748364
 // Looks into a capture device. **Threads:** while no other thread changes what is looked at.
 
 inline std::vector<HANDLE> EventsOf(Media::RendererAudioCaptureDevice& device) {
-    return *CaptureDevicePeer::GetState(device).registry.GetEvents();
+    return *CaptureDevicePeer::GetFields(device).registry.GetEvents();
 }
 
 inline std::vector<Media::RendererAudioCaptureBuffer*> BuffersOf(Media::RendererAudioCaptureDevice& device) {
-    return CaptureDevicePeer::GetState(device).registry.GetBuffers();
+    auto& fields = CaptureDevicePeer::GetFields(device);
+    return fields.registry.GetBuffers(boost::mutex::scoped_lock(fields.lock));
 }
 
 inline std::map<std::string, GUID> KnownDevicesOf(Media::RendererAudioCaptureDevice& device) {
-    return CaptureDevicePeer::GetState(device).devices.GetDevices();
+    auto& fields = CaptureDevicePeer::GetFields(device);
+    return fields.devices.GetDevices(boost::mutex::scoped_lock(fields.lock));
 }
 
 inline bool HasCapture(Media::RendererAudioCaptureDevice& device) {
-    return CaptureDevicePeer::GetState(device).capture != nullptr;
+    return CaptureDevicePeer::GetFields(device).capture != nullptr;
 }
 
 /// Any time.
 inline bool HasCaptureThread(Media::RendererAudioCaptureDevice& device) {
-    return CaptureDevicePeer::GetState(device).captureThread.load() != nullptr;
+    return CaptureDevicePeer::GetFields(device).captureThread.load() != nullptr;
 }
 
 /// The texts of `records` with the interface called, such as "Capture::Release()".

@@ -20,24 +20,26 @@ using DevicePeer = Media::RendererAudioPlaybackDevicePeer;
 // Looks into a playback device. **Threads:** while no other thread changes what is looked at.
 
 inline std::vector<HANDLE> EventsOf(Media::RendererAudioPlaybackDevice& device) {
-    return *DevicePeer::GetState(device).registry.GetEvents();
+    return *DevicePeer::GetFields(device).registry.GetEvents();
 }
 
 inline std::vector<Media::RendererAudioPlaybackBuffer*> BuffersOf(
     Media::RendererAudioPlaybackDevice& device) {
-    return DevicePeer::GetState(device).registry.GetBuffers();
+    auto& fields = DevicePeer::GetFields(device);
+    return fields.registry.GetBuffers(boost::mutex::scoped_lock(fields.lock));
 }
 
 inline std::map<std::string, GUID> KnownDevicesOf(Media::RendererAudioPlaybackDevice& device) {
-    return DevicePeer::GetState(device).devices.GetDevices();
+    auto& fields = DevicePeer::GetFields(device);
+    return fields.devices.GetDevices(boost::mutex::scoped_lock(fields.lock));
 }
 
 inline bool HasSound(Media::RendererAudioPlaybackDevice& device) {
-    return DevicePeer::GetState(device).sound != nullptr;
+    return DevicePeer::GetFields(device).sound != nullptr;
 }
 
 inline bool HasThread(Media::RendererAudioPlaybackDevice& device) {
-    return DevicePeer::GetState(device).thread.load() != nullptr;
+    return DevicePeer::GetFields(device).thread.load() != nullptr;
 }
 
 /// True when another thread could take `lock` now.
@@ -66,10 +68,10 @@ public:
 
     /// From here on `WasServiced` is false until the next pass. **Threads:** while no pass can run.
     void Rearm() {
-        GetRecord().writePos.store(MarkSamples);
-        GetRecord().lastServicedWritePos = 0;
+        GetFields().writePos.store(MarkSamples);
+        GetFields().lastServicedWritePos = 0;
     }
-    bool WasServiced() { return GetRecord().lastServicedWritePos == MarkSamples; }
+    bool WasServiced() { return GetFields().lastServicedWritePos == MarkSamples; }
 
     Media::RendererAudioPlaybackBuffer& Get() { return buffer_; }
     HANDLE GetEvent() const { return event_; }
@@ -78,8 +80,8 @@ private:
     /// A pass copies the write position, whatever else it does.
     static constexpr std::uint32_t MarkSamples = 2;
 
-    Media::RendererAudioPlaybackBufferPeer::Record& GetRecord() {
-        return Media::RendererAudioPlaybackBufferPeer::GetRecord(buffer_);
+    Media::RendererAudioPlaybackBufferPeer::Fields& GetFields() {
+        return Media::RendererAudioPlaybackBufferPeer::GetFields(buffer_);
     }
 
     Media::RendererAudioPlaybackDevice& device_;

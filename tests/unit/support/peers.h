@@ -4,14 +4,14 @@
 #include <memory>
 
 #include "rendereraudiocapturebuffer.h"
+#include "rendereraudiocapturebufferfields.h"
 #include "rendereraudiocapturedevice.h"
-#include "rendereraudiocapturedevicestate.h"
+#include "rendereraudiocapturedevicefields.h"
 #include "rendereraudiocaptureproxy.h"
-#include "rendereraudiocapturerecord.h"
 #include "rendereraudioplaybackbuffer.h"
+#include "rendereraudioplaybackbufferfields.h"
 #include "rendereraudioplaybackdevice.h"
-#include "rendereraudioplaybackdevicestate.h"
-#include "rendereraudioplaybackrecord.h"
+#include "rendereraudioplaybackdevicefields.h"
 #include "rendereraudioplaybackstate.h"
 
 namespace Media {
@@ -19,34 +19,32 @@ namespace Media {
 // The tests' keys to what the module's classes keep to themselves.
 
 struct RendererAudioPlaybackBufferPeer {
-    using Record = RendererAudioPlaybackBuffer::Record;
+    using Fields = RendererAudioPlaybackBuffer::Fields;
 
-    static Record& GetRecord(RendererAudioPlaybackBuffer& buffer) { return *buffer.record_; }
+    static Fields& GetFields(RendererAudioPlaybackBuffer& buffer) { return *buffer.fields_; }
     static bool DecodeFrame(RendererAudioPlaybackBuffer& buffer, std::shared_ptr<FrameAud> const& frame) {
         return buffer.DecodeFrame(frame);
     }
     static bool CopyToRing(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos,
-                           std::uint32_t byteCount, std::uint8_t const* data, MediaCoding_t coding) {
-        return buffer.CopyToRing(startPos, byteCount, data, coding);
+                           std::uint8_t const* data, std::uint32_t byteCount, MediaCoding_t coding) {
+        return buffer.CopyToRing(startPos, data, byteCount, coding);
     }
-    static bool ClearRange(RendererAudioPlaybackBuffer& buffer, std::uint32_t startPos, std::uint32_t count) {
-        return buffer.ClearRange(startPos, count);
+    static bool Clear(RendererAudioPlaybackBuffer& buffer, Ring::Stretch stretch) {
+        return buffer.Clear(stretch);
     }
 };
 
 struct RendererAudioPlaybackDevicePeer {
-    using State = RendererAudioPlaybackDevice::State;
+    using Fields = RendererAudioPlaybackDevice::Fields;
 
-    static State& GetState(RendererAudioPlaybackDevice& device) { return *device.state_; }
+    static Fields& GetFields(RendererAudioPlaybackDevice& device) { return *device.fields_; }
 
     /// Opens DirectSound as `Open` does, but starts no playback thread: for tests in which the test's own
     /// thread is the only one.
     static void OpenWithoutThread(RendererAudioPlaybackDevice& device) {
-        DirectSoundEnumerateA(RecordEnumeratedDevice, &device.state_->devices);
-        IDirectSound8* created = nullptr;
-        DirectSoundCreate8(nullptr, &created, nullptr);
-        device.state_->sound = AdoptReference(created);
-        device.state_->sound->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY);
+        device.fields_->devices.EnumerateOnce(DirectSoundEnumerateA);
+        DirectSound::CreateDevice(DirectSoundCreate8, device.fields_->sound);
+        device.fields_->sound->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY);
     }
 
     /// The playback thread's function, on the calling thread.
@@ -61,21 +59,21 @@ struct RendererAudioPlaybackStatePeer {
 };
 
 struct RendererAudioCaptureBufferPeer {
-    using Record = RendererAudioCaptureBuffer::Record;
+    using Fields = RendererAudioCaptureBuffer::Fields;
 
-    static Record& GetRecord(RendererAudioCaptureBuffer& buffer) { return *buffer.record_; }
+    static Fields& GetFields(RendererAudioCaptureBuffer& buffer) { return *buffer.fields_; }
 };
 
 struct RendererAudioCaptureDevicePeer {
-    using State = RendererAudioCaptureDevice::State;
+    using Fields = RendererAudioCaptureDevice::Fields;
 
-    static State& GetState(RendererAudioCaptureDevice& device) { return *device.state_; }
+    static Fields& GetFields(RendererAudioCaptureDevice& device) { return *device.fields_; }
 
     /// What a line-level thread knows of its device.
-    static std::weak_ptr<State> GetWeakState(RendererAudioCaptureDevice& device) { return device.state_; }
+    static std::weak_ptr<Fields> GetWeakFields(RendererAudioCaptureDevice& device) { return device.fields_; }
 
     /// The line-level thread's function, on the calling thread.
-    static void LineLevel(std::weak_ptr<State> const& state, std::function<bool(float)> const& callback) {
+    static void LineLevel(std::weak_ptr<Fields> const& state, std::function<bool(float)> const& callback) {
         RendererAudioCaptureDevice::LineLevel(state, callback);
     }
 

@@ -60,7 +60,7 @@ protected:
         world.Journal().Clear();
     }
 
-    Peer::Record& GetRecord() { return Peer::GetRecord(*buffer); }
+    Peer::Fields& GetFields() { return Peer::GetFields(*buffer); }
     Simulation::SoundBuffer& Sound() { return world.OnlyBuffer(); }
 
     /// Creates the sound buffer, silent and not playing, with `Origin` at position 0.
@@ -76,7 +76,7 @@ protected:
     }
 
     /// Makes the next frame's place one that follows no gap rule, as long as it lies in [0, 100000].
-    void MakeEveryGapOneOfThePast() { GetRecord().writeEnd = 100001; }
+    void MakeEveryGapOneOfThePast() { GetFields().writeEnd = 100001; }
 
     /// The calls since the last look; those of the sound buffer unless said otherwise.
     std::vector<std::string> TakeCalls(CallSet const& calls = CallSet::Buffer()) {
@@ -112,12 +112,12 @@ protected:
     /// Behind the module's back: nothing of it comes into the journal.
     void PutCursorAt(std::uint32_t sample) {
         world.Journal().Enable(false);
-        EXPECT_EQ(GetRecord().soundBuffer->SetCurrentPosition(sample * 2), DS_OK);
+        EXPECT_EQ(GetFields().soundBuffer->SetCurrentPosition(sample * 2), DS_OK);
         world.Journal().Enable();
     }
     void Play() {
         world.Journal().Enable(false);
-        EXPECT_EQ(GetRecord().soundBuffer->Play(0, 0, DSBPLAY_LOOPING), DS_OK);
+        EXPECT_EQ(GetFields().soundBuffer->Play(0, 0, DSBPLAY_LOOPING), DS_OK);
         world.Journal().Enable();
     }
     /// Fills samples with what no frame of the tests contains.

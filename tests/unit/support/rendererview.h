@@ -25,7 +25,7 @@ inline Media::RendererAudioPlaybackBuffer& BufferOf(Media::PipelineState& state)
 /// The renderer's playback device, as its sessions know it. Opens the device.
 inline Media::RendererAudioPlaybackDevice& DeviceOf(Media::RendererAudio& renderer) {
     auto const session = OpenSession(renderer);
-    return *Media::RendererAudioPlaybackBufferPeer::GetRecord(BufferOf(*session)).device;
+    return *Media::RendererAudioPlaybackBufferPeer::GetFields(BufferOf(*session)).device;
 }
 
 /// Initialises `renderer` and returns when its playback thread is blocked in its first wait. False when the

@@ -2,7 +2,7 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
-#include "rendereraudiocodes.h"
+#include "directsound/statuscodes.h"
 #include "simulation/world.h"
 #include "support/peers.h"
 
@@ -16,7 +16,7 @@ inline bool OpenWithRunningThread(Media::RendererAudioPlaybackDevice& device, Si
         if (device.Open() != Media::Status::Success) {
             return false;
         }
-        auto* const thread = Media::RendererAudioPlaybackDevicePeer::GetState(device).thread.load();
+        auto* const thread = Media::RendererAudioPlaybackDevicePeer::GetFields(device).thread.load();
         if (thread == nullptr) {
             return false;
         }

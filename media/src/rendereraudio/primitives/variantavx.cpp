@@ -2,7 +2,7 @@
 
 #include <immintrin.h>
 
-#include "primitives/smallestposition.h"
+#include "primitives/extremesbysearch.h"
 #include "primitives/vectorkernels.h"
 
 namespace Media::Primitives {

@@ -1,6 +1,6 @@
 // For processors with SSE4.1: 128-bit registers. Compiled for them alone.
 
-#include "primitives/smallestposition.h"
+#include "primitives/extremesbysearch.h"
 #include "primitives/vectorkernels.h"
 #include "primitives/wide128.h"
 

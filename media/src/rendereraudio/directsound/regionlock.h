@@ -4,9 +4,10 @@
 #include <optional>
 #include <utility>
 
-#include "rendereraudiodirectsound.h"
+#include "directsound/directsound.h"
 
 namespace Media {
+namespace DirectSound {
 
 /// Brings a lost buffer's memory back. False when there is nothing to bring back: capture buffers are never
 /// lost.
@@ -18,23 +19,28 @@ inline bool RestoreLostMemory(IDirectSoundCaptureBuffer8& /*captureBuffer*/) {
     return false;
 }
 
+/// A part of a DirectSound buffer, in bytes, that may go on at its start.
+struct ByteRange {
+    std::uint32_t start;
+    std::uint32_t count;
+};
+
 /// A locked part of a DirectSound buffer: one region, or two when it wraps round the end of the buffer.
 ///
 /// **Ownership:** unlocks when it goes out of scope; borrows the DirectSound buffer.
 template <class DirectSoundBuffer>
-class RendererAudioRegionLock {
+class RegionLock {
 public:
-    /// Locks `byteCount` bytes from `startByte` on. A lost buffer is restored and tried once more. Empty when
+    /// Locks `range`. A lost buffer is restored and tried once more. Empty when
     /// DirectSound refuses, and without a buffer (null), which counts as a refusal.
-    static std::optional<RendererAudioRegionLock> Acquire(DirectSoundBuffer* buffer, std::uint32_t startByte,
-                                                          std::uint32_t byteCount) {
+    static std::optional<RegionLock> Acquire(DirectSoundBuffer* buffer, ByteRange range) {
         if (buffer == nullptr) {
             return std::nullopt;
         }
-        RendererAudioRegionLock lock(*buffer);
-        HRESULT result = lock.Lock(startByte, byteCount);
+        RegionLock lock(*buffer);
+        HRESULT result = lock.Lock(range);
         if (result == DSERR_BUFFERLOST && RestoreLostMemory(*buffer)) {
-            result = lock.Lock(startByte, byteCount);
+            result = lock.Lock(range);
         }
         if (FAILED(result)) {
             lock.Forget();
@@ -43,15 +49,15 @@ public:
         return lock;
     }
 
-    RendererAudioRegionLock(RendererAudioRegionLock&& other) noexcept
+    RegionLock(RegionLock&& other) noexcept
         : buffer_(std::exchange(other.buffer_, nullptr)),
           first_(other.first_),
           second_(other.second_),
           firstBytes_(other.firstBytes_),
           secondBytes_(other.secondBytes_) {}
-    RendererAudioRegionLock& operator=(RendererAudioRegionLock&&) = delete;
+    RegionLock& operator=(RegionLock&&) = delete;
 
-    ~RendererAudioRegionLock() {
+    ~RegionLock() {
         if (buffer_ != nullptr) {
             buffer_->Unlock(first_, firstBytes_, second_, secondBytes_);
         }
@@ -67,10 +73,10 @@ public:
     void Forget() { buffer_ = nullptr; }
 
 private:
-    explicit RendererAudioRegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
+    explicit RegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
 
-    HRESULT Lock(std::uint32_t startByte, std::uint32_t byteCount) {
-        return buffer_->Lock(startByte, byteCount, &first_, &firstBytes_, &second_, &secondBytes_, 0);
+    HRESULT Lock(ByteRange range) {
+        return buffer_->Lock(range.start, range.count, &first_, &firstBytes_, &second_, &secondBytes_, 0);
     }
 
     /// Null while nothing is locked.
@@ -81,7 +87,8 @@ private:
     DWORD secondBytes_ = 0;
 };
 
-using RendererAudioRingLock = RendererAudioRegionLock<IDirectSoundBuffer8>;
-using RendererAudioCaptureLock = RendererAudioRegionLock<IDirectSoundCaptureBuffer8>;
+using PlaybackLock = RegionLock<IDirectSoundBuffer8>;
+using CaptureLock = RegionLock<IDirectSoundCaptureBuffer8>;
 
+} // namespace DirectSound
 } // namespace Media

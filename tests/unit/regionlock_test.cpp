@@ -1,14 +1,14 @@
-#include "rendereraudioringlock.h"
+#include "directsound/regionlock.h"
 
 #include <cstring>
 #include <utility>
 
-#include "rendereraudiosoundbuffer.h"
+#include "directsound/creation.h"
 #include "support/playbackbuffertest.h"
 
 namespace {
 
-using Media::RendererAudioRingLock;
+using Media::DirectSound::PlaybackLock;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -16,7 +16,7 @@ class RingLock_Acquire : public UnitTest::PlaybackBufferTest {
 protected:
     RingLock_Acquire() {
         Create();
-        sound = GetRecord().soundBuffer.get();
+        sound = GetFields().soundBuffer.get();
     }
 
     IDirectSoundBuffer8* sound = nullptr;
@@ -24,7 +24,7 @@ protected:
 
 TEST_F(RingLock_Acquire, GivesOneRegionAndUnlocksItAtTheEndOfTheScope) {
     {
-        auto const lock = RendererAudioRingLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         EXPECT_NE(lock->GetFirst(), nullptr);
         EXPECT_EQ(lock->GetFirstBytes(), 1920U);
@@ -38,7 +38,7 @@ TEST_F(RingLock_Acquire, GivesOneRegionAndUnlocksItAtTheEndOfTheScope) {
 
 TEST_F(RingLock_Acquire, GivesTheBytesAtTheStartByte) {
     {
-        auto const lock = RendererAudioRingLock::Acquire(sound, 1000, 2);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 2});
         ASSERT_TRUE(lock);
         std::memset(lock->GetFirst(), 0x11, 2);
     }
@@ -49,7 +49,7 @@ TEST_F(RingLock_Acquire, GivesTheBytesAtTheStartByte) {
 
 TEST_F(RingLock_Acquire, GivesASecondRegionBehindTheEndOfTheRing) {
     {
-        auto const lock = RendererAudioRingLock::Acquire(sound, 479998, 10);
+        auto const lock = PlaybackLock::Acquire(sound, {479998, 10});
         ASSERT_TRUE(lock);
         EXPECT_EQ(lock->GetFirstBytes(), 2U);
         ASSERT_NE(lock->GetSecond(), nullptr);
@@ -61,14 +61,14 @@ TEST_F(RingLock_Acquire, GivesASecondRegionBehindTheEndOfTheRing) {
 }
 
 TEST_F(RingLock_Acquire, IsEmptyWithoutASoundBuffer) {
-    EXPECT_FALSE(RendererAudioRingLock::Acquire(nullptr, 0, 2));
+    EXPECT_FALSE(PlaybackLock::Acquire(nullptr, {0, 2}));
     EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
 TEST_F(RingLock_Acquire, RestoresALostBufferAndTriesOnceMore) {
     Sound().Lose();
     {
-        auto const lock = RendererAudioRingLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         EXPECT_EQ(lock->GetFirstBytes(), 1920U);
     }
@@ -79,7 +79,7 @@ TEST_F(RingLock_Acquire, RestoresALostBufferAndTriesOnceMore) {
 TEST_F(RingLock_Acquire, GivesUpWhenTheBufferIsLostAgain) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferLock, 2, DSERR_BUFFERLOST);
-    EXPECT_FALSE(RendererAudioRingLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore()", "Lock(1000, 1920) = 0x88780096"));
 }
@@ -87,7 +87,7 @@ TEST_F(RingLock_Acquire, GivesUpWhenTheBufferIsLostAgain) {
 TEST_F(RingLock_Acquire, GivesUpWhenTheSecondLockFailsOtherwise) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferLock, 2, DSERR_INVALIDPARAM);
-    EXPECT_FALSE(RendererAudioRingLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore()", "Lock(1000, 1920) = 0x80070057"));
 }
@@ -95,24 +95,24 @@ TEST_F(RingLock_Acquire, GivesUpWhenTheSecondLockFailsOtherwise) {
 TEST_F(RingLock_Acquire, TriesOnceMoreEvenWhenRestoreFails) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferRestore, 1, DSERR_GENERIC);
-    EXPECT_TRUE(RendererAudioRingLock::Acquire(sound, 1000, 1920));
+    EXPECT_TRUE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore() = 0x80004005",
                                          "Lock(1000, 1920)", "Unlock(1920, 0)"));
 }
 
 TEST_F(RingLock_Acquire, DoesNotRestoreAfterAnotherFailure) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
-    EXPECT_FALSE(RendererAudioRingLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(1000, 1920) = 0x80004005"));
 }
 
 TEST_F(RingLock_Acquire, UnlocksOnceHoweverOftenTheLockMoves) {
     {
-        auto first = RendererAudioRingLock::Acquire(sound, 479998, 10);
+        auto first = PlaybackLock::Acquire(sound, {479998, 10});
         ASSERT_TRUE(first);
         std::uint8_t* const firstRegion = first->GetFirst();
         std::uint8_t* const secondRegion = first->GetSecond();
-        RendererAudioRingLock const second(std::move(*first));
+        PlaybackLock const second(std::move(*first));
         first.reset();
         EXPECT_EQ(second.GetFirst(), firstRegion);
         EXPECT_EQ(second.GetFirstBytes(), 2U);
@@ -126,7 +126,7 @@ TEST_F(RingLock_Acquire, UnlocksOnceHoweverOftenTheLockMoves) {
 TEST_F(RingLock_Acquire, AFailureOfUnlockIsIgnored) {
     void* first = nullptr;
     {
-        auto const lock = RendererAudioRingLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         first = lock->GetFirst();
         world.Faults().Fail(Call_t::BufferUnlock, 1, DSERR_BUFFERLOST);

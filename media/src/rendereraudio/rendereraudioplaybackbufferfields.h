@@ -4,19 +4,30 @@
 #include <cstdint>
 #include <memory>
 
+#include "arithmetic/ring.h"
 #include "codec/audiocodecproxy.h"
+#include "directsound/directsound.h"
 #include "kovra/buffer.h"
 #include "kovra/time.h"
-#include "rendereraudiodirectsound.h"
+#include "primitives/primitives.h"
 #include "rendereraudioplaybackbuffer.h"
-#include "rendereraudioring.h"
 
 namespace Media {
 
+constexpr std::size_t DspStateAlignmentBytes = 16;
+
+inline boost::intrusive_ptr<Kovra::Buffer> CreateDspState() {
+    std::int32_t sizeBytes = 0;
+    Primitives::GetProcessingStateSize(&sizeBytes);
+    auto state = Kovra::Buffer::Create(static_cast<std::size_t>(sizeBytes), DspStateAlignmentBytes);
+    Primitives::InitProcessingState(state->GetData());
+    return state;
+}
+
 /// The playback buffer's data. Written on the session's threads and read there, unless a comment names the
 /// playback thread; what both touch is atomic.
-struct RendererAudioPlaybackBuffer::Record {
-    explicit Record(RendererAudioPlaybackDevice& device_) : device(&device_) {}
+struct RendererAudioPlaybackBuffer::Fields {
+    explicit Fields(RendererAudioPlaybackDevice& device_) : device(&device_) {}
 
     /// Borrowed; never null.
     RendererAudioPlaybackDevice* const device;
@@ -30,7 +41,7 @@ struct RendererAudioPlaybackBuffer::Record {
     /// The one notification point: the byte behind the written data, and the device's event.
     std::unique_ptr<DSBPOSITIONNOTIFY> const notifyPosition = std::make_unique<DSBPOSITIONNOTIFY>();
     /// Work memory of signal processing, set up and held for the buffer's life.
-    boost::intrusive_ptr<Kovra::Buffer> dspState;
+    boost::intrusive_ptr<Kovra::Buffer> const dspState = CreateDspState();
     /// Ring length; 0 before the first creation.
     std::uint32_t ringSamples = 0;
     /// Rate of the frame that created the sound buffer, in Hz.

@@ -5,20 +5,20 @@
 #include <memory>
 #include <utility>
 
+#include "directsound/directsound.h"
 #include "kovra/time.h"
 #include "rendereraudiocapturebuffer.h"
-#include "rendereraudiocapturedevicestate.h"
-#include "rendereraudiodirectsound.h"
+#include "rendereraudiocapturedevicefields.h"
 #include "rendereraudiolinelevel.h"
 
 namespace Media {
 
 /// The capture buffer's data, all of it under `lock`.
-struct RendererAudioCaptureBuffer::Record {
-    explicit Record(std::weak_ptr<RendererAudioCaptureDevice::State> device_) : device(std::move(device_)) {}
+struct RendererAudioCaptureBuffer::Fields {
+    explicit Fields(std::weak_ptr<RendererAudioCaptureDevice::Fields> device_) : device(std::move(device_)) {}
 
     /// The device's data; gone once the device is: a host may keep its proxy longer than the renderer.
-    std::weak_ptr<RendererAudioCaptureDevice::State> const device;
+    std::weak_ptr<RendererAudioCaptureDevice::Fields> const device;
     /// What `dsBuffer` was made by, and null with it: DirectSound frees its buffers when its last reference
     /// goes, and the device may be closed before this buffer.
     boost::intrusive_ptr<IDirectSoundCapture8> capture;

@@ -2,69 +2,72 @@
 
 #include <algorithm>
 #include <atomic>
+#include <boost/assert.hpp>
+#include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "rendereraudiodirectsound.h"
+#include "directsound/directsound.h"
 
 namespace Media {
+namespace DirectSound {
 
 /// The live buffers of one device, each with the event that DirectSound signals for it, and one event that
 /// wakes the device's thread.
 ///
-/// **Threads:** `Add` and `Remove` from any thread, under the device's lock that they take themselves;
-/// `GetBuffers` with that lock held; the rest from any thread without it.
+/// **Threads:** any. `Add` and `Remove` take the device's lock themselves, in which the device's thread
+/// services the buffers: neither allocates nor frees memory while they hold it.
 /// **Ownership:** owns the events; the buffers are plain pointers that come and go by their own doing.
 template <class Buffer>
-class RendererAudioRegistry {
+class Registry {
 public:
     /// Entry 0 is the wake event, entry i the event of buffer i.
     using Events = std::vector<HANDLE>;
 
     /// `lock` is the device's and must outlive the registry. An event that cannot be created is kept as a
     /// null handle: waits on the list then fail.
-    explicit RendererAudioRegistry(boost::mutex& lock)
+    explicit Registry(boost::mutex& lock)
         : lock_(lock),
           events_(std::make_shared<Events const>(1, CreateEventA(nullptr, FALSE, FALSE, nullptr))),
           buffers_(1, nullptr) {}
 
-    ~RendererAudioRegistry() {
+    ~Registry() {
         // The wake event, and those of buffers that outlive their device.
         for (HANDLE const handle : *GetEvents()) {
             OwnedEvent const event(handle);
         }
     }
 
-    RendererAudioRegistry(RendererAudioRegistry const&) = delete;
-    RendererAudioRegistry& operator=(RendererAudioRegistry const&) = delete;
+    Registry(Registry const&) = delete;
+    Registry& operator=(Registry const&) = delete;
 
     /// Lets one wait of the device's thread return.
     void Wake() const { Signal(GetEvents()->front()); }
 
     /// Registers `buffer` and returns its event (auto-reset, not signalled), which stays the registry's.
+    /// Throws `std::bad_alloc`; nothing is registered then.
     HANDLE Add(Buffer& buffer) {
         OwnedEvent event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
-        boost::mutex::scoped_lock const guard(lock_);
-        // What may throw comes first, so that the two lists change together or not at all.
-        auto events = std::make_shared<Events>(*GetEvents());
-        events->push_back(event.get());
-        buffers_.reserve(events->size());
-        spares_.reserve(events->size());
-        auto spare = std::make_shared<Events>();
-        spare->reserve(events->size());
-        // The thread returns from its wait and waits again on the longer list.
-        Wake();
-        buffers_.push_back(&buffer);
-        spares_.push_back(std::move(spare));
-        Publish(std::move(events));
-        return event.release();
+        for (;;) {
+            Room room(GetEvents()->size() + 1);
+            boost::mutex::scoped_lock const guard(lock_);
+            // Else others have come meanwhile.
+            if (buffers_.size() < room.entries) {
+                // The thread returns from its wait and waits again on the longer list.
+                Wake();
+                Enter(buffer, event.get(), room);
+                return event.release();
+            }
+        }
     }
 
     /// Forgets `buffer` and closes its event; an unknown buffer is ignored. Needs no memory, for destructors.
     void Remove(Buffer const& buffer) {
+        // Freed without the lock.
+        std::shared_ptr<Events const> replaced;
         boost::mutex::scoped_lock const guard(lock_);
         auto const found = std::find(buffers_.begin() + 1, buffers_.end(), &buffer);
         if (found == buffers_.end()) {
@@ -79,14 +82,18 @@ public:
         events->erase(entry);
         Wake();
         buffers_.erase(found);
-        Publish(std::move(events));
+        replaced = Publish(std::move(events));
     }
 
     /// The events as they stand: a snapshot that never changes, so that a wait can use it without the lock.
     std::shared_ptr<Events const> GetEvents() const { return std::atomic_load(&events_); }
 
-    /// Parallel to the events; entry 0 is null.
-    std::vector<Buffer*> const& GetBuffers() const { return buffers_; }
+    /// Parallel to the events; entry 0 is null. To be read while `deviceLock`, on the device's lock, is held.
+    std::vector<Buffer*> const& GetBuffers(boost::mutex::scoped_lock const& deviceLock) const {
+        BOOST_ASSERT(deviceLock.owns_lock() && deviceLock.mutex() == &lock_);
+        static_cast<void>(deviceLock);
+        return buffers_;
+    }
 
 private:
     struct EventCloser {
@@ -94,7 +101,41 @@ private:
     };
     using OwnedEvent = std::unique_ptr<void, EventCloser>;
 
-    void Publish(std::shared_ptr<Events const> events) { std::atomic_store(&events_, std::move(events)); }
+    /// Memory for the lists with one buffer more, and then what they were in: freed without the lock.
+    struct Room {
+        /// `entries_` counts the wake event.
+        explicit Room(std::size_t entries_) : entries(entries_) {
+            events->reserve(entries);
+            spare->reserve(entries);
+            buffers.reserve(entries);
+            spares.reserve(entries);
+        }
+
+        std::size_t const entries;
+        std::shared_ptr<Events> events = std::make_shared<Events>();
+        std::shared_ptr<Events> spare = std::make_shared<Events>();
+        std::vector<Buffer*> buffers;
+        std::vector<std::shared_ptr<Events>> spares;
+        std::shared_ptr<Events const> replaced;
+    };
+
+    /// Moves the lists into `room`, with `buffer` at their end.
+    void Enter(Buffer& buffer, HANDLE event, Room& room) {
+        room.events->assign(GetEvents()->begin(), GetEvents()->end());
+        room.events->push_back(event);
+        room.buffers.assign(buffers_.begin(), buffers_.end());
+        room.buffers.push_back(&buffer);
+        room.spares.assign(spares_.begin(), spares_.end());
+        room.spares.push_back(std::move(room.spare));
+        buffers_.swap(room.buffers);
+        spares_.swap(room.spares);
+        room.replaced = Publish(std::move(room.events));
+    }
+
+    /// Returns what was published before.
+    std::shared_ptr<Events const> Publish(std::shared_ptr<Events const> events) {
+        return std::atomic_exchange(&events_, std::move(events));
+    }
 
     static void Signal(HANDLE event) {
         if (event != nullptr) {
@@ -111,4 +152,5 @@ private:
     std::vector<std::shared_ptr<Events>> spares_;
 };
 
+} // namespace DirectSound
 } // namespace Media

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rendereraudiodirectsound.h"
+#include "directsound/directsound.h"
 
 namespace Media {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "rendereraudioring.h"
+#include "arithmetic/ring.h"
 
 namespace Media {
 
