@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "soundplan.h"
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace Soak {
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "capturejudge.h"
-#include "disturbance.h"
 #include "growth.h"
 #include "histogram.h"
 #include "soundplan.h"
+#include "support/recording/disturbance.h"
 #include "tally.h"
 
 namespace Soak {

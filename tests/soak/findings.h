@@ -8,7 +8,7 @@
 #include "listening/samples.h"
 #include "runrecord.h"
 #include "soundplan.h"
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace Soak {
 

@@ -8,7 +8,7 @@
 
 #include "findings.h"
 #include "performance.h"
-#include "recording.h"
+#include "support/recording/recording.h"
 #include "verdict.h"
 
 namespace {
@@ -54,7 +54,7 @@ ExitCode_t Run(Soak::Options const& options) {
     for (int take = 1; take <= options.takes; ++take) {
         record = Soak::Perform(options, plan, std::cout);
         std::cout << "comparing what was heard with what was played" << std::endl;
-        SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
+        TestSupport::HeardSound const heard = TestSupport::Recording::FromEnvironment().ReadFrom(0);
         findings = Soak::Analyse(plan, record, heard.left);
         failures = Soak::ListFailures(options, record, findings);
         if (!Soak::IsWorthAnotherTake(options, findings, failures)) {

@@ -27,7 +27,7 @@ double ToSeconds(Clock::duration span) {
 
 class Feeder {
 public:
-    explicit Feeder(SystemTest::MicrophoneFeed const& feed) : feed_(feed) {}
+    explicit Feeder(TestSupport::MicrophoneFeed const& feed) : feed_(feed) {}
 
     /// So that there is sound for a while beyond `seconds` after the first call.
     void FeedBeyond(double seconds) {
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    SystemTest::MicrophoneFeed const& feed_;
+    TestSupport::MicrophoneFeed const& feed_;
     std::int64_t fed_ = 0;
 };
 
@@ -56,8 +56,8 @@ std::vector<std::int16_t> SamplesOf(Media::FrameAud const& frame) {
 
 } // namespace
 
-Captured WatchMicrophone(Media::RendererAudioCaptureProxy& microphone, SystemTest::MicrophoneFeed const& feed,
-                         std::atomic<bool> const& isOver) {
+Captured WatchMicrophone(Media::RendererAudioCaptureProxy& microphone,
+                         TestSupport::MicrophoneFeed const& feed, std::atomic<bool> const& isOver) {
     Captured captured;
     Feeder feeder(feed);
     Clock::time_point const start = Clock::now();

@@ -8,15 +8,15 @@
 #include <stdexcept>
 
 #include "kovra/thread.h"
-#include "microphonefeed.h"
 #include "microphonewatch.h"
 #include "output/outputwatch.h"
 #include "output/silentoutput.h"
-#include "recording.h"
 #include "rendereraudio.h"
+#include "support/recording/microphonefeed.h"
+#include "support/recording/recording.h"
+#include "support/recording/waituntil.h"
 #include "terminal/atend.h"
 #include "terminal/textformat.h"
-#include "waituntil.h"
 
 namespace Soak {
 
@@ -24,7 +24,7 @@ namespace {
 
 using Media::Pipeline;
 using std::chrono::duration;
-using SystemTest::WaitUntil;
+using TestSupport::WaitUntil;
 
 constexpr std::size_t Workers = 2;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
@@ -84,7 +84,7 @@ public:
         OpenSessions();
         record.frames = static_cast<std::int64_t>(options_.seconds * Listening::NanoSecPerSec) / FrameNanoSec;
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now().AddMilliSec(StartMilliSec);
-        WaitUntil(start);
+        TestSupport::WaitUntil(start);
         record.originTime = start.AddMilliSec(options_.leadMilliSec);
         record.originSample = recording_.GetLength() + Listening::MilliSecToSamples(options_.leadMilliSec);
         Play(start, record);
@@ -155,7 +155,7 @@ private:
                 Kovra::JiffyTime const due(start.NanoSec() + position +
                                            static_cast<std::int64_t>(session) * apart);
                 auto frame = MakeFrame(session, number);
-                WaitUntil(due);
+                TestSupport::WaitUntil(due);
                 std::int64_t const late = Kovra::JiffyTime::Now().GetDiffSysTime(due).NanoSec();
                 tally_.AddSubmission(session, static_cast<std::uint64_t>(number),
                                      std::max<std::int64_t>(0, late));
@@ -227,8 +227,8 @@ private:
     Options const& options_;
     SoundPlan const& plan_;
     std::ostream& out_;
-    SystemTest::Recording const recording_ = SystemTest::Recording::FromEnvironment();
-    SystemTest::MicrophoneFeed const feed_ = SystemTest::MicrophoneFeed::FromEnvironment();
+    TestSupport::Recording const recording_ = TestSupport::Recording::FromEnvironment();
+    TestSupport::MicrophoneFeed const feed_ = TestSupport::MicrophoneFeed::FromEnvironment();
     Tally tally_;
     boost::intrusive_ptr<Media::ParamsAudRaw> const params_;
     Media::RendererAudio renderer_;

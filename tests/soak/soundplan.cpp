@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "noise.h"
+#include "support/recording/noise.h"
 
 namespace Soak {
 
@@ -31,7 +31,7 @@ constexpr std::int64_t MostToneSpacingHz = 400;
 constexpr double TonesLsb = 16000.0;
 constexpr double MostToneLsb = 1000.0;
 
-constexpr SystemTest::Band BurstBand = {11000.0, 17000.0};
+constexpr TestSupport::Band BurstBand = {11000.0, 17000.0};
 constexpr double BurstRmsLsb = 2000.0;
 
 /// A burst and two frames of silence between it and the next session's: room for a session that is out of
@@ -44,10 +44,10 @@ constexpr std::uint32_t FirstSeed = 1000;
 constexpr double MicrophoneLsb = 8000.0;
 
 Listening::Samples MakeBurst(std::size_t session) {
-    Listening::Samples burst = SystemTest::MakeNoise(FirstSeed + static_cast<std::uint32_t>(session),
-                                                     static_cast<std::size_t>(FrameSamples), BurstBand);
+    Listening::Samples burst = TestSupport::MakeNoise(FirstSeed + static_cast<std::uint32_t>(session),
+                                                      static_cast<std::size_t>(FrameSamples), BurstBand);
     for (std::int16_t& sample : burst) {
-        sample = static_cast<std::int16_t>(std::lround(sample * BurstRmsLsb / SystemTest::NoiseRmsLsb));
+        sample = static_cast<std::int16_t>(std::lround(sample * BurstRmsLsb / TestSupport::NoiseRmsLsb));
     }
     return burst;
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "growth.h"
-#include "processresources.h"
+#include "support/process/processresources.h"
 #include "terminal/textformat.h"
 
 namespace Soak {
@@ -95,9 +95,9 @@ void JudgeResources(RunRecord const& record, std::vector<std::string>& failures)
     }
     ProcessFigures const& first = record.moments.front().figures;
     ProcessFigures const& last = record.moments.back().figures;
-    Require(failures, last.handles <= first.handles + ContractTest::PassingResources,
+    Require(failures, last.handles <= first.handles + TestSupport::PassingResources,
             "handles grew from " + std::to_string(first.handles) + " to " + std::to_string(last.handles));
-    Require(failures, last.threads <= first.threads + ContractTest::PassingResources,
+    Require(failures, last.threads <= first.threads + TestSupport::PassingResources,
             "threads grew from " + std::to_string(first.threads) + " to " + std::to_string(last.threads));
 }
 

@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "capturedsound.h"
-#include "microphonefeed.h"
-#include "noise.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "retakes.h"
+#include "support/recording/microphonefeed.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
@@ -234,7 +234,7 @@ protected:
 
     Media::RendererAudio renderer;
     std::shared_ptr<Media::RendererAudioCaptureProxy> microphone;
-    MicrophoneFeed const feed = MicrophoneFeed::FromEnvironment();
+    TestSupport::MicrophoneFeed const feed = TestSupport::MicrophoneFeed::FromEnvironment();
     bool wasReadLate = false;
 };
 
@@ -245,7 +245,7 @@ class RendererAudio_GetLineLevelCallbacks : public CaptureTest {};
 
 TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
     constexpr std::size_t SoundBlocks = 150;
-    PlayUntilClear(MakeNoise(7, SoundBlocks * BlockSamples),
+    PlayUntilClear(TestSupport::MakeNoise(7, SoundBlocks * BlockSamples),
                    [](Frames const& frames, CapturedSound const& captured) {
                        for (std::size_t i = 0; i < frames.size(); ++i) {
                            ASSERT_EQ(frames[i]->GetIdent().sequenceNumber, i);
@@ -262,21 +262,21 @@ TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
 
 TEST_F(CaptureProxy_ReadFrames, OfMoreThanTheRingLoseNoMoreThanTheBlocksBehindItsEnd) {
     constexpr std::size_t SoundBlocks = 400;
-    PlayUntilClear(
-        MakeNoise(8, SoundBlocks * BlockSamples), [](Frames const&, CapturedSound const& captured) {
-            // From the ring's start to its end, again and again; what is lost has its place there too.
-            std::int64_t lost = 0;
-            for (CaptureBreak const& each : captured.breaks) {
-                EXPECT_EQ(each.foreign, 0) << Describe(each);
-                if (each.lost != 0) {
-                    EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
-                    EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
-                    EXPECT_GT(each.lost, 0) << Describe(each);
-                    EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
-                }
-                lost += each.lost;
+    PlayUntilClear(TestSupport::MakeNoise(8, SoundBlocks * BlockSamples), [](Frames const&,
+                                                                             CapturedSound const& captured) {
+        // From the ring's start to its end, again and again; what is lost has its place there too.
+        std::int64_t lost = 0;
+        for (CaptureBreak const& each : captured.breaks) {
+            EXPECT_EQ(each.foreign, 0) << Describe(each);
+            if (each.lost != 0) {
+                EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
+                EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
+                EXPECT_GT(each.lost, 0) << Describe(each);
+                EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
             }
-        });
+            lost += each.lost;
+        }
+    });
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfSilenceIsZero) {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "noise.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
@@ -25,7 +25,7 @@ protected:
 
     CapturedSound Follow() const { return FollowSound(sound, stream); }
 
-    Samples const sound = MakeNoise(1, SoundSamples);
+    Samples const sound = TestSupport::MakeNoise(1, SoundSamples);
     Samples stream;
     /// In the middle of the sound.
     std::int64_t const place = BeginSample + SoundSamples / 2;

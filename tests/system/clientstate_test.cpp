@@ -30,7 +30,7 @@ protected:
     /// Calls `judge(change)` once for each change (0: before the first) that nothing disturbed.
     void PlayWith(std::vector<Wish> const& wishes, std::function<void(int)> const& judge) {
         auto const count = static_cast<std::int64_t>(wishes.size()) + 1;
-        sent_ = MakeNoise(4, SamplesOf(count * ChangeMilliSec));
+        sent_ = TestSupport::MakeNoise(4, SamplesOf(count * ChangeMilliSec));
         Retakes retakes(static_cast<std::size_t>(count));
         while (!HasFailure() && retakes.Begin()) {
             Session const session(OnStage());

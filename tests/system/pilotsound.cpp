@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace SystemTest {
 

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "disturbance.h"
 #include "listening/samples.h"
+#include "support/recording/disturbance.h"
 
 namespace SystemTest {
 

@@ -35,8 +35,8 @@ double GetGainDecibel(HeardWindow const& window, SampleView sent, SampleView hea
 
 } // namespace
 
-Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, Band band) {
-    Listening::Samples sound = MakeNoise(seed, samples, band);
+Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, TestSupport::Band band) {
+    Listening::Samples sound = TestSupport::MakeNoise(seed, samples, band);
     for (std::int16_t& sample : sound) {
         sample = static_cast<std::int16_t>(sample / 3);
     }
@@ -97,7 +97,8 @@ void PlaybackTest::Conclude(Retakes const& retakes) {
     EXPECT_EQ(retakes.CountOpen(), 0U) << retakes.Complain();
 }
 
-void PlaybackTest::ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream) {
+void PlaybackTest::ExpectDelivered(std::size_t samples, TestSupport::Band band,
+                                   StreamMaker const& makeStream) {
     std::int64_t const cleared = Listening::MilliSecToSamples(ClearedAtStartMilliSec);
     auto const size = static_cast<std::int64_t>(samples);
     auto const windowsPerSound = static_cast<std::size_t>((size - cleared) / FineTrack.windowSamples);

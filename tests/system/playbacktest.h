@@ -10,9 +10,9 @@
 
 #include "listening/soundlevel.h"
 #include "listening/stats.h"
-#include "noise.h"
 #include "retakes.h"
 #include "stage.h"
+#include "support/recording/noise.h"
 #include "tracking.h"
 
 namespace SystemTest {
@@ -39,7 +39,8 @@ constexpr std::size_t SamplesOf(std::int64_t milliSec) {
 }
 
 /// One of up to five sounds that play at the same time without being cut off.
-Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, Band band = WideBand);
+Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples,
+                                  TestSupport::Band band = TestSupport::WideBand);
 
 /// Tests that listen to the module. One stage for all tests of a suite.
 class PlaybackTest : public testing::Test {
@@ -71,7 +72,7 @@ protected:
     /// Plays several sounds of `samples` samples, one a little after the other, and fails unless every window
     /// of each came out, in order, without a repeat, and all of them at their level within half a decibel.
     /// Windows that the machine disturbed are taken again.
-    static void ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream);
+    static void ExpectDelivered(std::size_t samples, TestSupport::Band band, StreamMaker const& makeStream);
 
 private:
     static std::unique_ptr<Stage> stage_;

@@ -31,12 +31,12 @@ Media::Pipeline::SessionId_t OpenSession(Media::Pipeline& pipeline) {
 
 /// The recording's sample that is recorded at `instant`; an earlier one when the recorder is late now, never
 /// a later one.
-std::int64_t FindSampleOf(Kovra::JiffyTime instant, Recording const& recording) {
+std::int64_t FindSampleOf(Kovra::JiffyTime instant, TestSupport::Recording const& recording) {
     std::int64_t const length = recording.GetLength();
     return length - Listening::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
 }
 
-void WarmUp(Recording const& recording) {
+void WarmUp(TestSupport::Recording const& recording) {
     std::int64_t const second = Listening::MilliSecToSamples(WarmUpMilliSec);
     for (int tries = 0; tries < MostWarmUps; ++tries) {
         std::int64_t const end = recording.GetLength() + second;

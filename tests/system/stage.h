@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "frames.h"
-#include "handovers.h"
 #include "kovra/log.h"
 #include "pilot.h"
 #include "pipeline/pipeline.h"
-#include "recording.h"
 #include "rendereraudio.h"
 #include "score.h"
+#include "support/recording/handovers.h"
+#include "support/recording/recording.h"
 #include "take.h"
 
 namespace SystemTest {
@@ -55,7 +55,7 @@ private:
     void NoteReport(Media::Pipeline::Report_t const& report);
     void NoteRecord(Kovra::LogRecord const& record);
 
-    Recording recording_ = Recording::FromEnvironment();
+    TestSupport::Recording recording_ = TestSupport::Recording::FromEnvironment();
     mutable std::mutex lock_;
     std::vector<Media::Pipeline::Report_t> reports_;
     std::vector<std::string> log_;
@@ -63,7 +63,7 @@ private:
     std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
     std::vector<SessionEvent> events_;
     std::vector<LateFrame> lateFrames_;
-    HandOvers handOvers_;
+    TestSupport::HandOvers handOvers_;
     Pilot pilot_;
     Media::RendererAudio renderer_;
     Media::Pipeline pipeline_;

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "listening/soundlevel.h"
-#include "noise.h"
 #include "pilotsound.h"
 #include "retakes.h"
+#include "support/recording/noise.h"
 #include "tracking.h"
 
 namespace SystemTest {
@@ -35,7 +35,7 @@ class Output {
 public:
     Output() {
         for (std::uint32_t i = 0; i < Sounds; ++i) {
-            sent_.push_back(MakeNoise(i + 1, SoundSamples));
+            sent_.push_back(TestSupport::MakeNoise(i + 1, SoundSamples));
             for (std::int16_t& sample : sent_.back()) {
                 sample = static_cast<std::int16_t>(sample / 3);
             }

@@ -162,7 +162,7 @@ TEST_F(RendererAudio_Presentation, SessionWhoseFramesStopFallsSilentAndItsRingIs
     // By the sound's last windows its end is found, which must not be disturbed: what comes after it is
     // silence, which stays silent whatever happens to the output.
     constexpr std::int64_t EndMilliSec = 500;
-    Listening::Samples const sent = MakeNoise(5, SamplesOf(SoundMilliSec));
+    Listening::Samples const sent = TestSupport::MakeNoise(5, SamplesOf(SoundMilliSec));
     Retakes retakes(1);
     while (!HasFailure() && retakes.Begin()) {
         OnStage().ForgetLog();
@@ -261,7 +261,7 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
     constexpr std::int64_t PastLeadMilliSec = -100;
     // Output delay and a busy machine.
     constexpr std::int64_t SettlingMilliSec = 500;
-    Listening::Samples const sent = MakeNoise(6, SamplesOf(EndMilliSec));
+    Listening::Samples const sent = TestSupport::MakeNoise(6, SamplesOf(EndMilliSec));
     Stream const stream = MakeRawStream(sent);
     std::uint64_t const pastFrame = Cut(stream, 0, PastMilliSec).size();
     std::uint64_t const aheadFrame = Cut(stream, 0, AheadMilliSec).size();

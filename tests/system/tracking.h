@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "disturbance.h"
 #include "listening/samples.h"
+#include "support/recording/disturbance.h"
 
 namespace SystemTest {
 

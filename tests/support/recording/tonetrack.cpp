@@ -1,4 +1,4 @@
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "disturbance.h"
 #include "listening/samples.h"
+#include "support/recording/disturbance.h"
 
 namespace TestSupport {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace ContractTest {
+namespace TestSupport {
 
 /// What a process has more or less of at one moment than at another by itself: events of locks that were
 /// contended once, threads of the system. Fewer than what is lost again and again makes up.
@@ -14,4 +14,4 @@ std::uint32_t CountHandles();
 /// Threads of this process.
 std::uint32_t CountThreads();
 
-} // namespace ContractTest
+} // namespace TestSupport

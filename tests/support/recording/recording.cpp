@@ -1,4 +1,4 @@
-#include "recording.h"
+#include "support/recording/recording.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-namespace SystemTest {
+namespace TestSupport {
 
 namespace {
 
@@ -81,4 +81,4 @@ HeardSound Recording::ReadFrom(std::int64_t start) const {
     return sound;
 }
 
-} // namespace SystemTest
+} // namespace TestSupport

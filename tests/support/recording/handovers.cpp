@@ -1,8 +1,8 @@
-#include "handovers.h"
+#include "support/recording/handovers.h"
 
 #include <algorithm>
 
-namespace SystemTest {
+namespace TestSupport {
 
 void HandOvers::Add(std::size_t session, Kovra::JiffyTime now) {
     waiting_[session].push_back({now, renderedNanoSec_});
@@ -23,4 +23,4 @@ bool HandOvers::Finish(std::size_t session, Kovra::JiffyTime requested, Kovra::J
     return requested.GetDiffSysTime(begun).NanoSec() + waitNanoSec < LateNanoSec;
 }
 
-} // namespace SystemTest
+} // namespace TestSupport

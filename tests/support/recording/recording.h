@@ -5,7 +5,7 @@
 
 #include "listening/samples.h"
 
-namespace SystemTest {
+namespace TestSupport {
 
 /// What was heard on the two channels of the output. Samples are at `Listening::SoundRateHz`.
 struct HeardSound {
@@ -38,4 +38,4 @@ private:
     std::string path_;
 };
 
-} // namespace SystemTest
+} // namespace TestSupport

@@ -1,11 +1,11 @@
-#include "noise.h"
+#include "support/recording/noise.h"
 
 #include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
 
-namespace SystemTest {
+namespace TestSupport {
 
 namespace {
 
@@ -79,4 +79,4 @@ Listening::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band) {
     return samples;
 }
 
-} // namespace SystemTest
+} // namespace TestSupport

@@ -1,10 +1,10 @@
-#include "processresources.h"
+#include "support/process/processresources.h"
 
 #include <windows.h>
 // After windows.h, on which it builds.
 #include <tlhelp32.h>
 
-namespace ContractTest {
+namespace TestSupport {
 
 namespace {
 
@@ -36,4 +36,4 @@ std::uint32_t CountThreads() {
     return count;
 }
 
-} // namespace ContractTest
+} // namespace TestSupport

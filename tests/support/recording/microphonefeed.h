@@ -5,7 +5,7 @@
 
 #include "listening/samples.h"
 
-namespace SystemTest {
+namespace TestSupport {
 
 /// The file that `run-recorded` plays to the source which the module captures. What is appended sounds as
 /// soon as the audio server comes to it; where the file ends, it is silent.
@@ -27,4 +27,4 @@ private:
     std::string path_;
 };
 
-} // namespace SystemTest
+} // namespace TestSupport

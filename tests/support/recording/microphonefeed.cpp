@@ -1,11 +1,11 @@
-#include "microphonefeed.h"
+#include "support/recording/microphonefeed.h"
 
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <vector>
 
-namespace SystemTest {
+namespace TestSupport {
 
 namespace {
 
@@ -48,4 +48,4 @@ void MicrophoneFeed::PlayPiece(Listening::SampleView sound) const {
     }
 }
 
-} // namespace SystemTest
+} // namespace TestSupport

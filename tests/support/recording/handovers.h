@@ -7,7 +7,7 @@
 
 #include "kovra/time.h"
 
-namespace SystemTest {
+namespace TestSupport {
 
 /// A frame in the module's hands less than so long before its presentation may be written behind the mixer,
 /// which works ahead in steps of 10 ms.
@@ -40,4 +40,4 @@ private:
     std::int64_t renderedNanoSec_ = 0;
 };
 
-} // namespace SystemTest
+} // namespace TestSupport

@@ -5,7 +5,7 @@
 
 #include "listening/samples.h"
 
-namespace SystemTest {
+namespace TestSupport {
 
 /// The band of a test sound, in Hz.
 struct Band {
@@ -27,4 +27,4 @@ constexpr double NoiseRmsLsb = 6000.0;
 /// or a sweep looks the same a period later.
 Listening::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band = WideBand);
 
-} // namespace SystemTest
+} // namespace TestSupport

@@ -6,7 +6,7 @@
 
 #include "kovra/time.h"
 
-namespace SystemTest {
+namespace TestSupport {
 
 /// Sleeps until `instant`; not at all when it has passed. Any thread. What is played to a real sound output
 /// is paced by the machine's own clock: no simulated one could be heard.
@@ -17,4 +17,4 @@ inline void WaitUntil(Kovra::JiffyTime instant) {
     }
 }
 
-} // namespace SystemTest
+} // namespace TestSupport
