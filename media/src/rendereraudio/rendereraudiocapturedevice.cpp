@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "directsound/creation.h"
 #include "directsound/statuscodes.h"
 #include "kovra/thread.h"
 #include "rendereraudio.h"

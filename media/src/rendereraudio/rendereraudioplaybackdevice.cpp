@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "directsound/creation.h"
 #include "directsound/statuscodes.h"
 #include "kovra/thread.h"
 #include "rendereraudiolog.h"

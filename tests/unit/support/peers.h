@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "directsound/creation.h"
 #include "rendereraudiocapturebuffer.h"
 #include "rendereraudiocapturebufferfields.h"
 #include "rendereraudiocapturedevice.h"
