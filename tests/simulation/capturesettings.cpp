@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulation/capturebufferinterface.h"
-#include "simulation/platformmutex.h"
+#include "simulation/com/capturebufferinterface.h"
+#include "simulation/win32/platformmutex.h"
 #include "simulation/world.h"
 
 namespace Simulation {

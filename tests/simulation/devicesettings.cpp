@@ -1,7 +1,7 @@
 #include "simulation/devicesettings.h"
 
-#include "simulation/platformmutex.h"
-#include "simulation/soundbufferinterface.h"
+#include "simulation/com/soundbufferinterface.h"
+#include "simulation/win32/platformmutex.h"
 #include "simulation/world.h"
 
 namespace Simulation {

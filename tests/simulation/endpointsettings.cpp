@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include "simulation/fatal.h"
-#include "simulation/platformmutex.h"
+#include "simulation/win32/fatal.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulation/dsoundheaders.h"
+#include "simulation/win32/dsoundheaders.h"
 
 namespace Simulation {
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulation/capturebufferinterface.h"
-#include "simulation/captureinterface.h"
-#include "simulation/directsoundinterface.h"
-#include "simulation/fatal.h"
-#include "simulation/soundbufferinterface.h"
+#include "simulation/com/capturebufferinterface.h"
+#include "simulation/com/captureinterface.h"
+#include "simulation/com/directsoundinterface.h"
+#include "simulation/com/soundbufferinterface.h"
+#include "simulation/win32/fatal.h"
 
 namespace Simulation {
 

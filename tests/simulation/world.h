@@ -7,15 +7,15 @@
 #include <vector>
 
 #include "simulation/calljournal.h"
-#include "simulation/capturebuffer.h"
 #include "simulation/capturesettings.h"
+#include "simulation/device/capturebuffer.h"
+#include "simulation/device/soundbuffer.h"
 #include "simulation/devicesettings.h"
-#include "simulation/eventtable.h"
 #include "simulation/faultplan.h"
 #include "simulation/manualclock.h"
-#include "simulation/scheduler.h"
 #include "simulation/shaker.h"
-#include "simulation/soundbuffer.h"
+#include "simulation/win32/eventtable.h"
+#include "simulation/win32/scheduler.h"
 
 namespace Simulation {
 

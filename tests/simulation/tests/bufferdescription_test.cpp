@@ -1,4 +1,4 @@
-#include "simulation/bufferdescription.h"
+#include "simulation/device/bufferdescription.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simulation/speaker.h"
+#include "simulation/device/speaker.h"
 
 #include <gmock/gmock.h>
 

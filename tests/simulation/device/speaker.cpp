@@ -1,0 +1,137 @@
+#include "simulation/device/speaker.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Simulation {
+
+std::int64_t HeardRun::TimeOf(std::uint64_t index) const {
+    return clock.TimeOf(clock.Frame() + static_cast<std::int64_t>(index));
+}
+
+Speaker::Speaker(std::uint32_t channels, std::uint32_t ringFrames)
+    : channels_(channels), ringFrames_(ringFrames) {}
+
+void Speaker::SetMaxFrames(std::size_t frames) {
+    maxFrames_ = frames;
+    Trim();
+}
+
+void Speaker::SetCallback(Callback callback) {
+    Clear();
+    callback_ = std::move(callback);
+}
+
+void Speaker::Clear() {
+    isContinuing_ = false;
+    runs_.clear();
+    samples_.clear();
+    droppedSamples_ = 0;
+    keptFrom_ = heardFrames_;
+}
+
+void Speaker::Begin(HeardRun run) {
+    run.firstIndex = heardFrames_;
+    run.frameCount = 0;
+    isContinuing_ = true;
+    if (callback_) {
+        current_ = run;
+    } else {
+        runs_.push_back(run);
+    }
+}
+
+void Speaker::Hear(std::int16_t const* samples, std::size_t frames) {
+    heardFrames_ += frames;
+    if (callback_) {
+        callback_(current_, current_.frameCount, samples, frames);
+        current_.frameCount += frames;
+        keptFrom_ = heardFrames_;
+        return;
+    }
+    samples_.insert(samples_.end(), samples, samples + frames * channels_);
+    runs_.back().frameCount += frames;
+    Trim();
+}
+
+void Speaker::Trim() {
+    while (heardFrames_ - keptFrom_ > maxFrames_) {
+        HeardRun& oldest = runs_.front();
+        std::uint64_t const excess = heardFrames_ - keptFrom_ - maxFrames_;
+        std::uint64_t const dropped = runs_.size() > 1 ? oldest.frameCount : excess;
+        Drop(dropped);
+        if (runs_.size() > 1) {
+            runs_.pop_front();
+            continue;
+        }
+        oldest.startNanoSec = oldest.TimeOf(dropped);
+        oldest.clock.AdvanceTo(oldest.startNanoSec);
+        oldest.ringFrame = static_cast<std::uint32_t>((oldest.ringFrame + dropped) % ringFrames_);
+        oldest.firstIndex += dropped;
+        oldest.frameCount -= dropped;
+    }
+}
+
+void Speaker::Drop(std::uint64_t frames) {
+    keptFrom_ += frames;
+    droppedSamples_ += static_cast<std::size_t>(frames * channels_);
+    if (droppedSamples_ > samples_.size() / 2) {
+        samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(droppedSamples_));
+        droppedSamples_ = 0;
+    }
+}
+
+std::int16_t const* Speaker::SamplesOf(std::uint64_t index) const {
+    return samples_.data() + droppedSamples_ + (index - keptFrom_) * channels_;
+}
+
+std::vector<std::int16_t> Speaker::Samples(HeardRun const& run) const {
+    std::int16_t const* const begin = SamplesOf(run.firstIndex);
+    return {begin, begin + run.frameCount * channels_};
+}
+
+std::vector<std::int16_t> Speaker::Samples() const {
+    return {SamplesOf(keptFrom_), samples_.data() + samples_.size()};
+}
+
+std::optional<std::int64_t> Speaker::TimeOfRingFrame(std::uint32_t ringFrame, std::size_t occurrence) const {
+    for (HeardRun const& run : runs_) {
+        std::uint64_t index = (ringFrame + ringFrames_ - run.ringFrame) % ringFrames_;
+        for (; index < run.frameCount; index += ringFrames_) {
+            if (occurrence-- == 0) {
+                return run.TimeOf(index);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> Speaker::TimeOfValue(std::int16_t value, std::int64_t fromNanoSec) const {
+    for (HeardRun const& run : runs_) {
+        if (run.frameCount == 0 || run.TimeOf(run.frameCount - 1) < fromNanoSec) {
+            continue;
+        }
+        for (std::uint64_t index = 0; index < run.frameCount; ++index) {
+            if (FirstSampleOf(run.firstIndex + index) == value && run.TimeOf(index) >= fromNanoSec) {
+                return run.TimeOf(index);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::int16_t> Speaker::ValueAt(std::int64_t nanoSec) const {
+    // A later run cuts the earlier one short.
+    for (auto run = runs_.rbegin(); run != runs_.rend(); ++run) {
+        if (run->frameCount == 0 || run->startNanoSec > nanoSec) {
+            continue;
+        }
+        CursorClock clock = run->clock;
+        clock.AdvanceTo(nanoSec);
+        auto const index = static_cast<std::uint64_t>(clock.Frame() - run->clock.Frame());
+        return index < run->frameCount ? std::optional(FirstSampleOf(run->firstIndex + index)) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+} // namespace Simulation

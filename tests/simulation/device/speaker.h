@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "simulation/device/cursorclock.h"
+
+namespace Simulation {
+
+/// A stretch of sound that was heard without a break: frames one after the other at one rate, volume and
+/// pan.
+struct HeardRun {
+    /// Instant at which the first frame began to be heard.
+    std::int64_t startNanoSec = 0;
+    /// Where in the ring the first frame lies.
+    std::uint32_t ringFrame = 0;
+    /// Index of the first frame among all frames ever heard from this buffer.
+    std::uint64_t firstIndex = 0;
+    std::uint64_t frameCount = 0;
+    std::uint32_t frequencyHz = 0;
+    std::int32_t volume = 0;
+    std::int32_t pan = 0;
+    /// The cursor as it stood at the first frame, which knows the time of the others.
+    CursorClock clock;
+
+    /// Instant at which frame number `index` of the run (0 is the first) began to be heard.
+    std::int64_t TimeOf(std::uint64_t index) const;
+};
+
+/// What was heard from one buffer, taken from the ring at the time it passed under the play cursor, so that
+/// what was written or cleared later does not matter. `buffer.EnableSpeaker()` makes one.
+///
+/// A frame counts as heard from the instant at which the play cursor reaches its start. The true cursor
+/// counts, not the reported one (`SetCursorStep`). Only 16-bit buffers can be heard.
+///
+/// **Threads:** reading, while no other thread uses the buffer or moves the clock; reach it through
+/// `buffer.GetSpeaker()`, which brings it up to date. The callback runs with the platform's mutex held: it
+/// may keep what it gets, and call nothing of the simulation.
+class Speaker {
+public:
+    /// `samples` are the interleaved samples of `frames` frames, which start at frame `index` of `run`.
+    using Callback = std::function<void(HeardRun const& run, std::uint64_t index, std::int16_t const* samples,
+                                        std::size_t frames)>;
+
+    static constexpr std::size_t DefaultMaxFrames = 48'000 * 60 * 10;
+
+    Speaker(std::uint32_t channels, std::uint32_t ringFrames);
+
+    /// Frames kept; beyond it whole oldest runs are forgotten, and the start of the newest when it alone is
+    /// longer.
+    void SetMaxFrames(std::size_t frames);
+    /// From now on frames go to `callback` instead of the history. Runs are kept neither.
+    void SetCallback(Callback callback);
+    void Clear();
+
+    /// All runs kept, oldest first.
+    std::deque<HeardRun> const& Runs() const { return runs_; }
+    /// Number of frames heard since the speaker was enabled, kept or not.
+    std::uint64_t HeardFrames() const { return heardFrames_; }
+    /// The interleaved samples of a run that is kept.
+    std::vector<std::int16_t> Samples(HeardRun const& run) const;
+    /// All samples kept, runs in order without what lay between them.
+    std::vector<std::int16_t> Samples() const;
+
+    /// Instant at which ring frame `ringFrame` was heard for the `occurrence`th time (0 is the first time
+    /// that is kept); empty if it was not.
+    std::optional<std::int64_t> TimeOfRingFrame(std::uint32_t ringFrame, std::size_t occurrence = 0) const;
+    /// Instant at which a frame whose first sample is `value` was first heard, at `fromNanoSec` or later.
+    std::optional<std::int64_t> TimeOfValue(std::int16_t value, std::int64_t fromNanoSec = INT64_MIN) const;
+    /// The first sample of the frame that was heard at `nanoSec`; empty when the buffer was silent then
+    /// because it did not play.
+    std::optional<std::int16_t> ValueAt(std::int64_t nanoSec) const;
+
+    /// For the buffer: the next frames belong to a new run; `run` tells all but index and count.
+    void Break() { isContinuing_ = false; }
+    bool IsContinuing() const { return isContinuing_; }
+    void Begin(HeardRun run);
+    /// For the buffer: `frames` further frames of the current run.
+    void Hear(std::int16_t const* samples, std::size_t frames);
+
+private:
+    void Trim();
+    void Drop(std::uint64_t frames);
+    /// Where the samples of frame `index` begin.
+    std::int16_t const* SamplesOf(std::uint64_t index) const;
+    std::int16_t FirstSampleOf(std::uint64_t index) const { return *SamplesOf(index); }
+
+    std::uint32_t channels_;
+    std::uint32_t ringFrames_;
+    std::size_t maxFrames_ = DefaultMaxFrames;
+    Callback callback_;
+    bool isContinuing_ = false;
+    std::uint64_t heardFrames_ = 0;
+    /// Index of the first frame kept.
+    std::uint64_t keptFrom_ = 0;
+    std::deque<HeardRun> runs_;
+    HeardRun current_;
+    /// Samples kept, behind `droppedSamples_` that are not any more: they are cleared away in large steps.
+    std::vector<std::int16_t> samples_;
+    std::size_t droppedSamples_ = 0;
+};
+
+} // namespace Simulation
