@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "simulation/endpointsettings.h"
+#include "simulation/manualclock.h"
 
 namespace Simulation {
 
@@ -23,14 +24,7 @@ public:
     /// platform's mutex held: it calls nothing of the simulation.
     using Generator = std::function<std::int16_t(std::uint64_t sampleIndex)>;
 
-    /// How a Lock that returns DS_OK nevertheless gives nothing.
-    enum class LockFault_t {
-        None,
-        /// The length is right and the address null.
-        NullAddress,
-        /// The address is right and the length 0.
-        ZeroBytes,
-    };
+    using LockFault_t = Simulation::LockFault_t;
 
     /// Odd, so that 65536 samples in a row all differ.
     static constexpr std::uint64_t PatternFactor = 25'173;
@@ -38,7 +32,7 @@ public:
     /// samples show.
     static std::int16_t Pattern(std::uint64_t sampleIndex);
 
-    explicit CaptureSettings(World& world);
+    CaptureSettings(CaptureEndpoint& endpoint, ManualClock const& clock);
 
     /// What is captured from now on; what a cursor step still holds back is taken from it too. Null brings
     /// `Pattern` back.
@@ -57,23 +51,11 @@ public:
     /// What Lock gives from now on: with a fault no lock is opened and nothing is to be unlocked.
     void SetLockFault(LockFault_t fault);
 
-    // --- for the platform, its mutex held
-
-    Generator const& GetGenerator() const { return generator_; }
-    std::uint32_t CaptureLeadFrames() const { return captureLeadFrames_; }
-    /// Cursors stand still before this instant.
-    std::int64_t StalledUntilNanoSec() const { return stalledUntilNanoSec_; }
-    LockFault_t LockFault() const { return lockFault_; }
-
 private:
-    void SkewHasChanged() override;
-    void RingCheckHasChanged() override;
     void StallUntil(std::int64_t nanoSec);
 
-    Generator generator_;
-    std::uint32_t captureLeadFrames_ = 0;
-    std::int64_t stalledUntilNanoSec_ = INT64_MIN;
-    LockFault_t lockFault_ = LockFault_t::None;
+    CaptureEndpoint& endpoint_;
+    ManualClock const& clock_;
 };
 
 } // namespace Simulation

@@ -1,8 +1,6 @@
 #include "simulation/devicesettings.h"
 
-#include "simulation/com/soundbufferinterface.h"
 #include "simulation/win32/platformmutex.h"
-#include "simulation/world.h"
 
 namespace Simulation {
 
@@ -13,30 +11,19 @@ constexpr GUID SpeakersGuid = {0x51a7e001, 0x0001, 0x4001, {0x80, 0x01, 0, 0, 0,
 
 } // namespace
 
-DeviceSettings::DeviceSettings(World& world)
-    : EndpointSettings(world, {{std::nullopt, "Primary Sound Driver", ""},
-                               {SpeakersGuid, "Simulated Speakers", "simulated.drv"}}) {}
+DeviceSettings::DeviceSettings(PlaybackEndpoint& endpoint) : EndpointSettings(endpoint), endpoint_(endpoint) {
+    endpoint_.devices = {{std::nullopt, "Primary Sound Driver", ""},
+                         {SpeakersGuid, "Simulated Speakers", "simulated.drv"}};
+}
 
 void DeviceSettings::SetWriteLead(std::uint32_t frames) {
     PlatformLock const lock(PlatformMutex());
-    writeLeadFrames_ = frames;
+    endpoint_.leadFrames = frames;
 }
 
 void DeviceSettings::SetLocksExclude(bool doExclude) {
     PlatformLock const lock(PlatformMutex());
-    doLocksExclude_ = doExclude;
-}
-
-void DeviceSettings::SkewHasChanged() {
-    for (auto const& buffer : GetWorld().BufferInterfaces()) {
-        buffer->Model().ApplySkew();
-    }
-}
-
-void DeviceSettings::RingCheckHasChanged() {
-    for (auto const& buffer : GetWorld().BufferInterfaces()) {
-        buffer->Model().SetRingCheck(Get().hasRingCheck);
-    }
+    endpoint_.doLocksExclude = doExclude;
 }
 
 } // namespace Simulation

@@ -12,7 +12,7 @@ namespace Simulation {
 /// **Threads:** all operations from any thread.
 class DeviceSettings final : public EndpointSettings {
 public:
-    explicit DeviceSettings(World& world);
+    explicit DeviceSettings(PlaybackEndpoint& endpoint);
 
     /// The write cursor lies `frames` frames ahead of the play cursor while playing; 0 at first.
     void SetWriteLead(std::uint32_t frames);
@@ -24,17 +24,8 @@ public:
     /// as it was.
     void SetLocksExclude(bool doExclude);
 
-    // --- the values in force, for the platform, its mutex held
-
-    std::uint32_t WriteLeadFrames() const { return writeLeadFrames_; }
-    bool DoLocksExclude() const { return doLocksExclude_; }
-
 private:
-    void SkewHasChanged() override;
-    void RingCheckHasChanged() override;
-
-    std::uint32_t writeLeadFrames_ = 0;
-    bool doLocksExclude_ = false;
+    PlaybackEndpoint& endpoint_;
 };
 
 } // namespace Simulation

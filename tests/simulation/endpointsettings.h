@@ -1,24 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <string>
 #include <vector>
 
-#include "simulation/win32/dsoundheaders.h"
+#include "simulation/device/endpoint.h"
 
 namespace Simulation {
-
-/// One line of what enumeration reports.
-struct DeviceEntry {
-    /// Empty for a null GUID pointer, as the primary driver has.
-    std::optional<GUID> guid;
-    /// Empty for a null description.
-    std::optional<std::string> description;
-    std::string module;
-};
-
-class World;
 
 /// How a simulated device behaves, as far as playing and capturing devices have it in common. Everything may
 /// be changed at any time and holds from then on.
@@ -53,35 +40,15 @@ public:
     /// the ring are checked either way.
     void SetRingCheck(bool isOn);
 
-    /// The values in force, for the platform, its mutex held.
-    struct Values {
-        std::vector<DeviceEntry> devices;
-        HRESULT enumerateResult = DS_OK;
-        std::int64_t skewPartsPerBillion = 0;
-        std::uint32_t cursorStepFrames = 1;
-        std::uint32_t cursorPhaseFrames = 0;
-        std::int64_t startDelayNanoSec = 0;
-        std::uint32_t lockSplitBytes = 0;
-        bool hasRingCheck = true;
-
-        /// Where a cursor in `frame` is reported when its steps are counted from `origin`.
-        std::int64_t ReportedFrame(std::int64_t frame, std::int64_t origin) const;
-    };
-    Values const& Get() const { return values_; }
-
 protected:
-    EndpointSettings(World& world, std::vector<DeviceEntry> devices);
+    explicit EndpointSettings(Endpoint& endpoint) : endpoint_(endpoint) {}
     ~EndpointSettings() = default;
 
-    World& GetWorld() { return world_; }
+    /// The platform's mutex is held: the device's buffers take over what has changed.
+    void Apply();
 
 private:
-    // The platform's mutex is held in both: the device's buffers take the new value over.
-    virtual void SkewHasChanged() = 0;
-    virtual void RingCheckHasChanged() = 0;
-
-    World& world_;
-    Values values_;
+    Endpoint& endpoint_;
 };
 
 } // namespace Simulation

@@ -18,38 +18,23 @@ Call_t QueryCall(REFIID riid) {
 
 } // namespace
 
-template <class Work>
-HRESULT CaptureBufferInterface::Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work) {
-    return ComObject::Call(call, model_.references, arguments, work);
-}
-
-HRESULT CaptureBufferInterface::Query(REFIID riid, void** object) {
-    if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDirectSoundCaptureBuffer) &&
-        !IsEqualGUID(riid, IID_IDirectSoundCaptureBuffer8)) {
-        return E_NOINTERFACE;
-    }
-    *object = static_cast<IDirectSoundCaptureBuffer8*>(this);
-    ++model_.references;
-    return S_OK;
-}
-
 HRESULT CaptureBufferInterface::QueryInterface(REFIID riid, void** object) {
-    if (object != nullptr) {
-        *object = nullptr;
-    }
-    return Call(QueryCall(riid), {}, [&] { return object != nullptr ? Query(riid, object) : E_POINTER; });
+    return Query(QueryCall(riid), object, [&]() -> HRESULT {
+        if (!IsEqualGUID(riid, IID_IUnknown) && QueryCall(riid) == Call_t::CaptureBufferQueryOther) {
+            return E_NOINTERFACE;
+        }
+        *object = static_cast<IDirectSoundCaptureBuffer8*>(this);
+        ++model_.references;
+        return S_OK;
+    });
 }
 
 ULONG CaptureBufferInterface::AddRef() {
-    return AddReference(Call_t::CaptureBufferAddRef, model_.references);
+    return AddReference(Call_t::CaptureBufferAddRef);
 }
 
 ULONG CaptureBufferInterface::Release() {
-    return DropReference(Call_t::CaptureBufferRelease, model_.references, [this] {
-        if (model_.references == 0) {
-            model_.Stop();
-        }
-    });
+    return DropReference(Call_t::CaptureBufferRelease, [this] { model_.Stop(); });
 }
 
 HRESULT CaptureBufferInterface::GetCaps(DSCBCAPS* caps) {

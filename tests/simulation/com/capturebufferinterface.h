@@ -1,7 +1,5 @@
 #pragma once
 
-#include <initializer_list>
-
 #include "simulation/com/comobject.h"
 #include "simulation/device/capturebuffer.h"
 #include "simulation/win32/dsoundheaders.h"
@@ -13,9 +11,11 @@ namespace Simulation {
 class CaptureBufferInterface final : public IDirectSoundCaptureBuffer8, public ComObject {
 public:
     CaptureBufferInterface(World& world, std::uint32_t number, DSCBUFFERDESC const& description)
-        : ComObject(world, "capture buffer", number), model_(world, number, description) {}
+        : ComObject(world, "capture buffer", number),
+          model_(world, world.Microphone(), number, description) {}
 
     CaptureBuffer& Model() { return model_; }
+    std::uint32_t& References() override { return model_.references; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
@@ -37,10 +37,6 @@ public:
     HRESULT STDMETHODCALLTYPE GetFXStatus(DWORD count, DWORD* status) override;
 
 private:
-    HRESULT Query(REFIID riid, void** object);
-    template <class Work>
-    HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
-
     CaptureBuffer model_;
 };
 

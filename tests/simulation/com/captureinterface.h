@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <vector>
 
 #include "simulation/com/comobject.h"
@@ -17,8 +16,7 @@ class CaptureInterface final : public IDirectSoundCapture, public ComObject {
 public:
     CaptureInterface(World& world, std::uint32_t number) : ComObject(world, "capture object", number) {}
 
-    /// For the platform, its mutex held. Counted here, by whoever hands the object out too.
-    std::uint32_t references = 0;
+    std::uint32_t& References() override { return references_; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
@@ -30,11 +28,7 @@ public:
     HRESULT STDMETHODCALLTYPE Initialize(GUID const* device) override;
 
 private:
-    template <class Work>
-    HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
-    HRESULT Create(DSCBUFFERDESC const* description, IDirectSoundCaptureBuffer** buffer,
-                   IUnknown const* outer);
-
+    std::uint32_t references_ = 0;
     std::vector<CaptureBufferInterface*> made_;
 };
 

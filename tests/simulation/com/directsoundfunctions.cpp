@@ -11,12 +11,12 @@ namespace {
 
 using Simulation::Call_t;
 using Simulation::DeviceEntry;
-using Simulation::EndpointSettings;
+using Simulation::Endpoint;
 using Simulation::Invocation;
 using Simulation::World;
 
-bool IsKnownDevice(EndpointSettings const& settings, GUID const& device) {
-    auto const& devices = settings.Get().devices;
+bool IsKnownDevice(Endpoint const& endpoint, GUID const& device) {
+    auto const& devices = endpoint.devices;
     return std::any_of(devices.begin(), devices.end(), [&device](DeviceEntry const& entry) {
         return entry.guid && IsEqualGUID(*entry.guid, device);
     });
@@ -24,7 +24,7 @@ bool IsKnownDevice(EndpointSettings const& settings, GUID const& device) {
 
 /// Gives the object that `make` makes on `device`: null, the default one or one that is enumerated.
 template <class Interface, class Make>
-HRESULT Create(World& world, Call_t call, EndpointSettings const& settings, GUID const& defaultDevice,
+HRESULT Create(World& world, Call_t call, Endpoint const& endpoint, GUID const& defaultDevice,
                GUID const* device, Interface** object, IUnknown const* outer, Make make) {
     if (object != nullptr) {
         *object = nullptr;
@@ -39,16 +39,16 @@ HRESULT Create(World& world, Call_t call, EndpointSettings const& settings, GUID
     if (outer != nullptr) {
         return invocation.Return(DSERR_NOAGGREGATION);
     }
-    if (device != nullptr && !IsEqualGUID(*device, defaultDevice) && !IsKnownDevice(settings, *device)) {
+    if (device != nullptr && !IsEqualGUID(*device, defaultDevice) && !IsKnownDevice(endpoint, *device)) {
         return invocation.Return(DSERR_NODRIVER);
     }
     auto& made = make();
-    made.references = 1;
+    made.References() = 1;
     *object = &made;
     return invocation.Return(DS_OK);
 }
 
-HRESULT Enumerate(World& world, Call_t call, EndpointSettings const& settings, LPDSENUMCALLBACKA callback,
+HRESULT Enumerate(World& world, Call_t call, Endpoint const& endpoint, LPDSENUMCALLBACKA callback,
                   void* context) {
     std::vector<DeviceEntry> devices;
     HRESULT result = DSERR_INVALIDPARAM;
@@ -58,8 +58,8 @@ HRESULT Enumerate(World& world, Call_t call, EndpointSettings const& settings, L
             return invocation.Return(invocation.FaultResult());
         }
         if (callback != nullptr) {
-            devices = settings.Get().devices;
-            result = settings.Get().enumerateResult;
+            devices = endpoint.devices;
+            result = endpoint.enumerateResult;
         }
         invocation.Return(result);
     }
@@ -79,24 +79,24 @@ HRESULT Enumerate(World& world, Call_t call, EndpointSettings const& settings, L
 HRESULT WINAPI DirectSoundCreate8(GUID const* device, IDirectSound8** sound, IUnknown* outer) {
     World& world = World::Current("DirectSoundCreate8");
     return Create(
-        world, Call_t::SoundCreate8, world.Device(), DSDEVID_DefaultPlayback, device, sound,
+        world, Call_t::SoundCreate8, world.Speakers(), DSDEVID_DefaultPlayback, device, sound,
         outer, [&world]() -> auto& { return world.MakeSound(); });
 }
 
 HRESULT WINAPI DirectSoundEnumerateA(LPDSENUMCALLBACKA callback, void* context) {
     World& world = World::Current("DirectSoundEnumerateA");
-    return Enumerate(world, Call_t::SoundEnumerate, world.Device(), callback, context);
+    return Enumerate(world, Call_t::SoundEnumerate, world.Speakers(), callback, context);
 }
 
 HRESULT WINAPI DirectSoundCaptureCreate8(GUID const* device, IDirectSoundCapture8** capture,
                                          IUnknown* outer) {
     World& world = World::Current("DirectSoundCaptureCreate8");
     return Create(
-        world, Call_t::CaptureCreate8, world.CaptureDevice(), DSDEVID_DefaultCapture, device, capture,
+        world, Call_t::CaptureCreate8, world.Microphone(), DSDEVID_DefaultCapture, device, capture,
         outer, [&world]() -> auto& { return world.MakeCapture(); });
 }
 
 HRESULT WINAPI DirectSoundCaptureEnumerateA(LPDSENUMCALLBACKA callback, void* context) {
     World& world = World::Current("DirectSoundCaptureEnumerateA");
-    return Enumerate(world, Call_t::CaptureEnumerate, world.CaptureDevice(), callback, context);
+    return Enumerate(world, Call_t::CaptureEnumerate, world.Microphone(), callback, context);
 }

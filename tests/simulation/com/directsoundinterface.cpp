@@ -1,78 +1,35 @@
 #include "simulation/com/directsoundinterface.h"
 
 #include "simulation/com/soundbufferinterface.h"
-#include "simulation/device/bufferdescription.h"
 #include "simulation/world.h"
 
 namespace Simulation {
 
-template <class Work>
-HRESULT DirectSoundInterface::Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work) {
-    return ComObject::Call(call, references, arguments, work);
-}
-
 HRESULT DirectSoundInterface::QueryInterface(REFIID riid, void** object) {
-    if (object != nullptr) {
-        *object = nullptr;
-    }
-    return Call(Call_t::SoundQueryInterface, {}, [&]() -> HRESULT {
-        if (object == nullptr) {
-            return E_POINTER;
-        }
+    return Query(Call_t::SoundQueryInterface, object, [&]() -> HRESULT {
         if (!IsEqualGUID(riid, IID_IUnknown) && !IsEqualGUID(riid, IID_IDirectSound8)) {
             return E_NOINTERFACE;
         }
         *object = static_cast<IDirectSound8*>(this);
-        ++references;
+        ++references_;
         return S_OK;
     });
 }
 
 ULONG DirectSoundInterface::AddRef() {
-    return AddReference(Call_t::SoundAddRef, references);
+    return AddReference(Call_t::SoundAddRef);
 }
 
 ULONG DirectSoundInterface::Release() {
-    return DropReference(Call_t::SoundRelease, references, [this] {
-        if (references == 0) {
-            ReportHeld(made_);
-        }
-    });
+    return DropReference(Call_t::SoundRelease, [this] { ReportHeld(made_); });
 }
 
 HRESULT DirectSoundInterface::CreateSoundBuffer(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer,
                                                 IUnknown* outer) {
-    if (buffer != nullptr) {
-        *buffer = nullptr;
-    }
-    std::int64_t const flags = description != nullptr ? description->dwFlags : 0;
-    std::int64_t const bytes = description != nullptr ? description->dwBufferBytes : 0;
-    return Call(Call_t::SoundCreateSoundBuffer, {flags, bytes},
-                [&] { return Create(description, buffer, outer); });
-}
-
-HRESULT DirectSoundInterface::Create(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer,
-                                     IUnknown const* outer) {
-    if (buffer == nullptr) {
-        return DSERR_INVALIDPARAM;
-    }
-    if (outer != nullptr) {
-        return DSERR_NOAGGREGATION;
-    }
-    if (level_ == 0) {
-        return DSERR_PRIOLEVELNEEDED;
-    }
-    DescriptionVerdict const verdict = JudgeDescription(description);
-    if (!verdict.mistake.empty()) {
-        GetWorld().ReportMisuse("CreateSoundBuffer: " + verdict.mistake);
-    }
-    if (verdict.result == DS_OK) {
-        SoundBufferInterface& made = GetWorld().MakeBuffer(*description);
-        made.Model().references = 1;
-        made_.push_back(&made);
-        *buffer = &made;
-    }
-    return verdict.result;
+    return CreateBuffer(
+        Call_t::SoundCreateSoundBuffer, description, buffer, outer,
+        [this]() -> HRESULT { return level_ == 0 ? DSERR_PRIOLEVELNEEDED : DS_OK; },
+        [&] { return made_.emplace_back(&GetWorld().MakeBuffer(*description)); });
 }
 
 HRESULT DirectSoundInterface::GetCaps(DSCAPS* caps) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <vector>
 
 #include "simulation/com/comobject.h"
@@ -21,8 +20,7 @@ public:
     // For the platform, its mutex held.
     DWORD Level() const { return level_; }
     HWND Window() const { return window_; }
-    /// Counted here, by whoever hands the object out too.
-    std::uint32_t references = 0;
+    std::uint32_t& References() override { return references_; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
@@ -40,10 +38,7 @@ public:
     HRESULT STDMETHODCALLTYPE VerifyCertification(DWORD* certified) override;
 
 private:
-    template <class Work>
-    HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
-    HRESULT Create(DSBUFFERDESC const* description, IDirectSoundBuffer** buffer, IUnknown const* outer);
-
+    std::uint32_t references_ = 0;
     std::vector<SoundBufferInterface*> made_;
     DWORD level_ = 0;
     HWND window_ = nullptr;

@@ -21,18 +21,13 @@ Call_t QueryCall(REFIID riid) {
 
 } // namespace
 
-template <class Work>
-HRESULT SoundBufferInterface::Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work) {
-    return ComObject::Call(call, model_.references, arguments, work);
-}
-
 void SoundBufferInterface::RetireIfUnreferenced() {
     if (model_.references == 0 && model_.notifyReferences == 0) {
         model_.Retire();
     }
 }
 
-HRESULT SoundBufferInterface::Query(REFIID riid, void** object) {
+HRESULT SoundBufferInterface::Find(REFIID riid, void** object) {
     if (IsEqualGUID(riid, IID_IUnknown) || IsEqualGUID(riid, IID_IDirectSoundBuffer)) {
         *object = static_cast<IDirectSoundBuffer*>(this);
     } else if (IsEqualGUID(riid, IID_IDirectSoundBuffer8)) {
@@ -50,18 +45,15 @@ HRESULT SoundBufferInterface::Query(REFIID riid, void** object) {
 }
 
 HRESULT SoundBufferInterface::QueryInterface(REFIID riid, void** object) {
-    if (object != nullptr) {
-        *object = nullptr;
-    }
-    return Call(QueryCall(riid), {}, [&] { return object != nullptr ? Query(riid, object) : E_POINTER; });
+    return Query(QueryCall(riid), object, [&] { return Find(riid, object); });
 }
 
 ULONG SoundBufferInterface::AddRef() {
-    return AddReference(Call_t::BufferAddRef, model_.references);
+    return AddReference(Call_t::BufferAddRef);
 }
 
 ULONG SoundBufferInterface::Release() {
-    return DropReference(Call_t::BufferRelease, model_.references, [this] { RetireIfUnreferenced(); });
+    return DropReference(Call_t::BufferRelease, [this] { RetireIfUnreferenced(); });
 }
 
 HRESULT SoundBufferInterface::GetCaps(DSBCAPS* caps) {

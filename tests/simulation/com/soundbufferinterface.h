@@ -1,7 +1,5 @@
 #pragma once
 
-#include <initializer_list>
-
 #include "simulation/com/comobject.h"
 #include "simulation/com/soundnotifyinterface.h"
 #include "simulation/device/soundbuffer.h"
@@ -14,12 +12,15 @@ namespace Simulation {
 class SoundBufferInterface final : public IDirectSoundBuffer, public IDirectSoundBuffer8, public ComObject {
 public:
     SoundBufferInterface(World& world, std::uint32_t number, DSBUFFERDESC const& description)
-        : ComObject(world, "sound buffer", number), model_(world, number, description), notify_(*this) {}
+        : ComObject(world, "sound buffer", number),
+          model_(world, world.Speakers(), number, description),
+          notify_(*this) {}
 
     SoundBuffer& Model() { return model_; }
+    std::uint32_t& References() override { return model_.references; }
 
     /// The platform's mutex is held: hands an interface out, with a reference.
-    HRESULT Query(REFIID riid, void** object);
+    HRESULT Find(REFIID riid, void** object);
     /// The platform's mutex is held: ends playing when the last reference of both objects is gone.
     void RetireIfUnreferenced();
 
@@ -52,9 +53,6 @@ public:
                                               void** object) override;
 
 private:
-    template <class Work>
-    HRESULT Call(Call_t call, std::initializer_list<std::int64_t> arguments, Work work);
-
     SoundBuffer model_;
     SoundNotifyInterface notify_;
 };

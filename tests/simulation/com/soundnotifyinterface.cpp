@@ -5,34 +5,30 @@
 
 namespace Simulation {
 
+SoundNotifyInterface::SoundNotifyInterface(SoundBufferInterface& buffer)
+    : ComObject(buffer.GetWorld(), "sound buffer", buffer.Number()), buffer_(buffer) {}
+
+std::uint32_t& SoundNotifyInterface::References() {
+    return buffer_.Model().notifyReferences;
+}
+
 HRESULT SoundNotifyInterface::QueryInterface(REFIID riid, void** object) {
-    if (object != nullptr) {
-        *object = nullptr;
-    }
-    return buffer_.ComObject::Call(Call_t::NotifyQueryInterface, buffer_.Model().notifyReferences, {}, [&] {
-        return object != nullptr ? buffer_.Query(riid, object) : E_POINTER;
-    });
+    return Query(Call_t::NotifyQueryInterface, object, [&] { return buffer_.Find(riid, object); });
 }
 
 ULONG SoundNotifyInterface::AddRef() {
-    return buffer_.AddReference(Call_t::NotifyAddRef, buffer_.Model().notifyReferences);
+    return AddReference(Call_t::NotifyAddRef);
 }
 
 ULONG SoundNotifyInterface::Release() {
-    return buffer_.DropReference(Call_t::NotifyRelease, buffer_.Model().notifyReferences,
-                                 [this] { buffer_.RetireIfUnreferenced(); });
+    return DropReference(Call_t::NotifyRelease, [this] { buffer_.RetireIfUnreferenced(); });
 }
 
 HRESULT SoundNotifyInterface::SetNotificationPositions(DWORD count, DSBPOSITIONNOTIFY const* points) {
-    SoundBuffer& model = buffer_.Model();
-    World& world = buffer_.GetWorld();
     bool const hasPoint = count != 0 && points != nullptr;
-    PlatformLock lock(PlatformMutex());
-    std::int64_t const event = hasPoint ? world.Events().NumberOf(points[0].hEventNotify) : 0;
-    lock.unlock();
-    return buffer_.ComObject::Call(Call_t::NotifySetNotificationPositions, model.notifyReferences,
-                                   {count, hasPoint ? points[0].dwOffset : 0, event},
-                                   [&] { return model.SetNotificationPositions(count, points); });
+    std::int64_t const event = hasPoint ? GetWorld().EventNumber(points[0].hEventNotify) : 0;
+    return Call(Call_t::NotifySetNotificationPositions, {count, hasPoint ? points[0].dwOffset : 0, event},
+                [&] { return buffer_.Model().SetNotificationPositions(count, points); });
 }
 
 } // namespace Simulation

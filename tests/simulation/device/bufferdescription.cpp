@@ -1,8 +1,5 @@
 #include "simulation/device/bufferdescription.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace Simulation {
 
 namespace {
@@ -40,6 +37,25 @@ DescriptionVerdict JudgeFormat(WAVEFORMATEX const& format) {
     return {};
 }
 
+/// What both kinds of buffers say.
+template <class Description>
+DescriptionVerdict JudgeContent(Description const& description, DWORD minBytes, DWORD maxBytes) {
+    if (description.lpwfxFormat == nullptr) {
+        return Mistake("there is no format");
+    }
+    DescriptionVerdict const verdict = JudgeFormat(*description.lpwfxFormat);
+    if (verdict.result != DS_OK) {
+        return verdict;
+    }
+    if (description.dwBufferBytes < minBytes || description.dwBufferBytes > maxBytes) {
+        return Mistake("dwBufferBytes is out of range");
+    }
+    if (description.dwBufferBytes % description.lpwfxFormat->nBlockAlign != 0) {
+        return Mistake("dwBufferBytes is no whole number of frames");
+    }
+    return {};
+}
+
 } // namespace
 
 DescriptionVerdict JudgeDescription(DSBUFFERDESC const* description) {
@@ -63,23 +79,10 @@ DescriptionVerdict JudgeDescription(DSBUFFERDESC const* description) {
     if ((flags & DSBCAPS_CTRL3D) != 0 && (flags & DSBCAPS_CTRLPAN) != 0) {
         return Mistake("a buffer in space has no pan");
     }
-    if (description->lpwfxFormat == nullptr) {
-        return Mistake("there is no format");
-    }
-    DescriptionVerdict const verdict = JudgeFormat(*description->lpwfxFormat);
-    if (verdict.result != DS_OK) {
-        return verdict;
-    }
-    if (description->dwBufferBytes < DSBSIZE_MIN || description->dwBufferBytes > DSBSIZE_MAX) {
-        return Mistake("dwBufferBytes is out of range");
-    }
-    if (description->dwBufferBytes % description->lpwfxFormat->nBlockAlign != 0) {
-        return Mistake("dwBufferBytes is no whole number of frames");
-    }
-    return {};
+    return JudgeContent(*description, DSBSIZE_MIN, DSBSIZE_MAX);
 }
 
-DescriptionVerdict JudgeCaptureDescription(DSCBUFFERDESC const* description) {
+DescriptionVerdict JudgeDescription(DSCBUFFERDESC const* description) {
     if (description == nullptr) {
         return Mistake("there is no description");
     }
@@ -100,37 +103,11 @@ DescriptionVerdict JudgeCaptureDescription(DSCBUFFERDESC const* description) {
     if (hasEffects && description->dwFXCount != 0) {
         return {DSERR_UNSUPPORTED, ""};
     }
-    if (description->lpwfxFormat == nullptr) {
-        return Mistake("there is no format");
-    }
-    DescriptionVerdict const verdict = JudgeFormat(*description->lpwfxFormat);
-    if (verdict.result != DS_OK) {
-        return verdict;
-    }
-    if (description->lpwfxFormat->wBitsPerSample != CaptureBits) {
+    DescriptionVerdict const verdict = JudgeContent(*description, 1, MAXDWORD);
+    if (verdict.result == DS_OK && description->lpwfxFormat->wBitsPerSample != CaptureBits) {
         return {DSERR_BADFORMAT, ""};
     }
-    if (description->dwBufferBytes == 0) {
-        return Mistake("dwBufferBytes is zero");
-    }
-    if (description->dwBufferBytes % description->lpwfxFormat->nBlockAlign != 0) {
-        return Mistake("dwBufferBytes is no whole number of frames");
-    }
-    return {};
-}
-
-HRESULT GiveFormat(WAVEFORMATEX const& own, WAVEFORMATEX* format, DWORD size, DWORD* written) {
-    DWORD const bytes = std::min<DWORD>(size, sizeof(WAVEFORMATEX));
-    if (format == nullptr && written == nullptr) {
-        return DSERR_INVALIDPARAM;
-    }
-    if (format != nullptr) {
-        std::memcpy(format, &own, bytes);
-    }
-    if (written != nullptr) {
-        *written = format != nullptr ? bytes : static_cast<DWORD>(sizeof(WAVEFORMATEX));
-    }
-    return DS_OK;
+    return verdict;
 }
 
 } // namespace Simulation

@@ -17,14 +17,8 @@ struct DescriptionVerdict {
     std::string mistake;
 };
 
-/// Judges the description of a secondary buffer.
+/// Judges the description of a secondary buffer or a capture buffer.
 DescriptionVerdict JudgeDescription(DSBUFFERDESC const* description);
-
-/// Judges the description of a capture buffer.
-DescriptionVerdict JudgeCaptureDescription(DSCBUFFERDESC const* description);
-
-/// What a buffer answers to GetFormat: as much of `own` as `size` takes, or its whole size when `format` is
-/// null.
-HRESULT GiveFormat(WAVEFORMATEX const& own, WAVEFORMATEX* format, DWORD size, DWORD* written);
+DescriptionVerdict JudgeDescription(DSCBUFFERDESC const* description);
 
 } // namespace Simulation

@@ -1,32 +1,15 @@
 #include "simulation/device/capturebuffer.h"
 
 #include <algorithm>
-#include <string>
-
-#include "simulation/device/bufferdescription.h"
-#include "simulation/world.h"
 
 namespace Simulation {
 
-CaptureBuffer::CaptureBuffer(World& world, std::uint32_t number, DSCBUFFERDESC const& description)
-    : world_(world),
-      number_(number),
-      format_(*description.lpwfxFormat),
-      flags_(description.dwFlags),
-      ring_(description.dwBufferBytes, world.CaptureDevice().Get().hasRingCheck, RingMemory::Access_t::Read) {
-    ApplySkew();
-}
-
-std::int64_t CaptureBuffer::Now() const {
-    return world_.Clock().NowNanoSec();
-}
-
-std::uint32_t CaptureBuffer::ByteOf(std::int64_t frame) const {
-    return static_cast<std::uint32_t>(frame % RingFrames() * format_.nBlockAlign);
-}
-
-void CaptureBuffer::ReportMisuse(std::string const& problem) {
-    world_.ReportMisuse("capture buffer " + std::to_string(number_) + ": " + problem);
+CaptureBuffer::CaptureBuffer(Machine& machine, CaptureEndpoint& endpoint, std::uint32_t number,
+                             DSCBUFFERDESC const& description)
+    : DeviceBuffer(machine, endpoint, "capture buffer", number, *description.lpwfxFormat, description.dwFlags,
+                   description.dwBufferBytes, RingMemory::Access_t::Read),
+      endpoint_(endpoint) {
+    ApplySettings();
 }
 
 // --- cursor and ring
@@ -40,7 +23,7 @@ void CaptureBuffer::CatchUp() {
         MoveTo(endFrame_);
         return;
     }
-    std::int64_t const reported = world_.CaptureDevice().Get().ReportedFrame(cursor_.Frame(), stepOrigin_);
+    std::int64_t const reported = endpoint_.ReportedFrame(cursor_.Frame(), stepOrigin_);
     // A step that a test has made longer does not take back what was reported.
     ReadUpTo(std::max(readFrame_, reported));
 }
@@ -62,7 +45,6 @@ void CaptureBuffer::ReadUpTo(std::int64_t frame) {
 }
 
 void CaptureBuffer::Fill(std::int64_t fromFrame, std::int64_t toFrame) {
-    CaptureSettings::Generator const& generator = world_.CaptureDevice().GetGenerator();
     std::size_t const channels = format_.nChannels;
     std::vector<std::int16_t> samples;
     while (fromFrame < toFrame) {
@@ -71,7 +53,7 @@ void CaptureBuffer::Fill(std::int64_t fromFrame, std::int64_t toFrame) {
         samples.resize(static_cast<std::size_t>(count) * channels);
         std::int16_t* next = samples.data();
         for (std::int64_t i = 0; i < count; ++i) {
-            std::int16_t const sample = generator(static_cast<std::uint64_t>(fromFrame + i));
+            std::int16_t const sample = endpoint_.generator(static_cast<std::uint64_t>(fromFrame + i));
             for (std::size_t channel = 0; channel < channels; ++channel) {
                 *next++ = sample;
             }
@@ -89,15 +71,11 @@ void CaptureBuffer::Retire() {
     cursor_.Stop();
 }
 
-void CaptureBuffer::ApplySkew() {
+void CaptureBuffer::ApplySettings() {
     CatchUp();
-    cursor_.SetRate(format_.nSamplesPerSec, world_.CaptureDevice().Get().skewPartsPerBillion);
-}
-
-void CaptureBuffer::ApplyStall() {
-    CatchUp();
+    cursor_.SetRate(format_.nSamplesPerSec, endpoint_.skewPartsPerBillion);
     if (isCapturing_) {
-        cursor_.Start(std::max({Now(), startNanoSec_, world_.CaptureDevice().StalledUntilNanoSec()}));
+        cursor_.Start(std::max({Now(), startNanoSec_, endpoint_.stalledUntilNanoSec}));
     }
 }
 
@@ -119,16 +97,12 @@ HRESULT CaptureBuffer::GetCurrentPosition(DWORD* capture, DWORD* read) {
     }
     CatchUp();
     if (capture != nullptr) {
-        *capture = ByteOf(readFrame_ + (isCapturing_ ? world_.CaptureDevice().CaptureLeadFrames() : 0));
+        *capture = ByteOf(readFrame_ + (isCapturing_ ? endpoint_.leadFrames : 0));
     }
     if (read != nullptr) {
         *read = ByteOf(readFrame_);
     }
     return DS_OK;
-}
-
-HRESULT CaptureBuffer::GetFormat(WAVEFORMATEX* format, DWORD size, DWORD* written) const {
-    return GiveFormat(format_, format, size, written);
 }
 
 HRESULT CaptureBuffer::GetStatus(DWORD* status) {
@@ -167,21 +141,16 @@ HRESULT CaptureBuffer::Lock(DWORD offset, DWORD bytes, RingMemory::Region& first
     if (!IsCaptured(offset, bytes)) {
         ReportMisuse("a lock of what is not captured yet");
     }
-    CaptureSettings const& settings = world_.CaptureDevice();
-    switch (settings.LockFault()) {
-        case CaptureSettings::LockFault_t::NullAddress:
+    switch (endpoint_.lockFault) {
+        case LockFault_t::NullAddress:
             first = {nullptr, bytes};
-            return DS_OK;
-        case CaptureSettings::LockFault_t::ZeroBytes:
-            first = {ring_.Address(offset), 0};
-            return DS_OK;
-        case CaptureSettings::LockFault_t::None:
             break;
-    }
-    std::string const problem =
-        ring_.Lock(offset, bytes, settings.Get().lockSplitBytes, mayWrap, first, second);
-    if (!problem.empty()) {
-        ReportMisuse(problem);
+        case LockFault_t::ZeroBytes:
+            first = {ring_.Address(offset), 0};
+            break;
+        case LockFault_t::None:
+            OpenLock(offset, bytes, mayWrap, first, second);
+            break;
     }
     return DS_OK;
 }
@@ -198,8 +167,8 @@ HRESULT CaptureBuffer::Start(DWORD flags) {
     isCapturing_ = true;
     isLooping_ = (flags & DSCBSTART_LOOPING) != 0;
     endFrame_ = isLooping_ ? INT64_MAX : readFrame_ - readFrame_ % RingFrames() + RingFrames();
-    startNanoSec_ = Now() + world_.CaptureDevice().Get().startDelayNanoSec;
-    ApplyStall();
+    startNanoSec_ = Now() + endpoint_.startDelayNanoSec;
+    ApplySettings();
     return DS_OK;
 }
 
@@ -210,12 +179,7 @@ HRESULT CaptureBuffer::Stop() {
 }
 
 HRESULT CaptureBuffer::Unlock(RingMemory::Region first, RingMemory::Region second) {
-    std::string const problem = ring_.Unlock(first, second);
-    if (!problem.empty()) {
-        ReportMisuse(problem);
-        return DSERR_INVALIDPARAM;
-    }
-    return DS_OK;
+    return CloseLock(first, second) ? DS_OK : DSERR_INVALIDPARAM;
 }
 
 } // namespace Simulation

@@ -3,15 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "simulation/win32/dsoundheaders.h"
-
-#include "simulation/device/cursorclock.h"
-#include "simulation/device/ringmemory.h"
-#include "simulation/win32/platformmutex.h"
+#include "simulation/device/devicebuffer.h"
 
 namespace Simulation {
-
-class World;
 
 /// One simulated capture buffer: a ring that the microphone fills, and its cursors. The module calls it
 /// through COM (`CaptureBufferInterface`); tests look into it here.
@@ -34,20 +28,9 @@ class World;
 /// **Threads:** the test's operations from any thread, at any time. The simulation writes no byte of the ring
 /// that is locked: what is captured into a locked region comes into the ring at the Unlock.
 /// **Units:** a sample here is one of every channel; times are monotonic nanoseconds.
-class CaptureBuffer {
+class CaptureBuffer final : public DeviceBuffer {
 public:
     // --- for tests
-
-    /// Number of the buffer: 1 for the first capture buffer that the world made. The journal uses it.
-    std::uint32_t Number() const { return number_; }
-
-    WAVEFORMATEX Format() const { return format_; }
-    /// `dwFlags` of the description.
-    DWORD Flags() const { return flags_; }
-    std::uint32_t RingBytes() const { return ring_.Size(); }
-
-    /// COM references.
-    std::uint32_t References() const;
 
     bool IsCapturing();
     bool IsLooping();
@@ -64,12 +47,6 @@ public:
     /// The same, until the read cursor stands at `sample` of the ring; nothing when it does already.
     void SetReadSample(std::uint32_t sample);
 
-    /// Successful locks so far, and those that are open now.
-    std::uint64_t LockCount() const;
-    std::size_t OpenLocks() const;
-
-    /// The ring as the module would see it now.
-    std::vector<std::uint8_t> Bytes();
     /// The 16-bit value at `index` of the ring (channels interleaved).
     std::int16_t SampleAt(std::uint32_t index);
     /// `count` 16-bit values from `first` on, across the ring's end.
@@ -77,13 +54,11 @@ public:
 
     // --- for the platform, its mutex held
 
-    CaptureBuffer(World& world, std::uint32_t number, DSCBUFFERDESC const& description);
-    CaptureBuffer(CaptureBuffer const&) = delete;
-    CaptureBuffer& operator=(CaptureBuffer const&) = delete;
+    CaptureBuffer(Machine& machine, CaptureEndpoint& endpoint, std::uint32_t number,
+                  DSCBUFFERDESC const& description);
 
     HRESULT GetCaps(DSCBCAPS* caps) const;
     HRESULT GetCurrentPosition(DWORD* capture, DWORD* read);
-    HRESULT GetFormat(WAVEFORMATEX* format, DWORD size, DWORD* written) const;
     HRESULT GetStatus(DWORD* status);
     HRESULT Lock(DWORD offset, DWORD bytes, RingMemory::Region& first, RingMemory::Region& second,
                  bool mayWrap, DWORD flags);
@@ -91,41 +66,19 @@ public:
     HRESULT Stop();
     HRESULT Unlock(RingMemory::Region first, RingMemory::Region second);
 
-    /// Brings cursor and ring to now.
-    void CatchUp();
-    /// Take the device's values over from now on.
-    void ApplySkew();
-    void ApplyStall();
-    void SetRingCheck(bool isOn) { ring_.SetCheck(isOn); }
+    void CatchUp() override;
+    void ApplySettings() override;
     /// The last reference is gone: capturing ends.
     void Retire();
 
-    std::size_t OpenLockCount() const { return ring_.OpenLocks(); }
-
-    /// References of the COM object; the interface class counts here.
-    std::uint32_t references = 0;
-
 private:
-    std::int64_t Now() const;
     /// The ring takes in what the read cursor passes on its way to `frame`.
     void ReadUpTo(std::int64_t frame);
     void Fill(std::int64_t fromFrame, std::int64_t toFrame);
     void MoveTo(std::int64_t frame);
     bool IsCaptured(DWORD offset, DWORD bytes) const;
-    void ReportMisuse(std::string const& problem);
-    std::int64_t RingFrames() const { return ring_.Size() / format_.nBlockAlign; }
-    std::uint32_t ByteOf(std::int64_t frame) const;
 
-    World& world_;
-    std::uint32_t const number_;
-    WAVEFORMATEX const format_;
-    DWORD const flags_;
-    RingMemory ring_;
-
-    /// Its frame is the index of the sample that is being captured; it never wraps.
-    CursorClock cursor_;
-    /// Frame from which cursor steps are counted: where capturing began or the cursor was set.
-    std::int64_t stepOrigin_ = 0;
+    CaptureEndpoint const& endpoint_;
     /// The read cursor as it is reported, without wrapping.
     std::int64_t readFrame_ = 0;
     /// First frame behind the end of a buffer that does not loop.

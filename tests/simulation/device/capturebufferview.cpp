@@ -1,13 +1,9 @@
 // The test's side of the capture buffer.
 
 #include "simulation/device/capturebuffer.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
-
-std::uint32_t CaptureBuffer::References() const {
-    PlatformLock const lock(PlatformMutex());
-    return references;
-}
 
 bool CaptureBuffer::IsCapturing() {
     PlatformLock const lock(PlatformMutex());
@@ -47,22 +43,6 @@ void CaptureBuffer::SetReadSample(std::uint32_t sample) {
     PlatformLock const lock(PlatformMutex());
     CatchUp();
     MoveTo(readFrame_ + (sample + RingFrames() - readFrame_ % RingFrames()) % RingFrames());
-}
-
-std::uint64_t CaptureBuffer::LockCount() const {
-    PlatformLock const lock(PlatformMutex());
-    return ring_.LockCount();
-}
-
-std::size_t CaptureBuffer::OpenLocks() const {
-    PlatformLock const lock(PlatformMutex());
-    return ring_.OpenLocks();
-}
-
-std::vector<std::uint8_t> CaptureBuffer::Bytes() {
-    PlatformLock const lock(PlatformMutex());
-    CatchUp();
-    return {ring_.Data(), ring_.Data() + ring_.Size()};
 }
 
 std::int16_t CaptureBuffer::SampleAt(std::uint32_t index) {

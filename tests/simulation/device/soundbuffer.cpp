@@ -3,10 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "simulation/device/bufferdescription.h"
-#include "simulation/win32/eventsignal.h"
-#include "simulation/win32/fatal.h"
-#include "simulation/world.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 
@@ -17,31 +14,16 @@ constexpr DWORD OffsetStop = static_cast<DWORD>(DSBPN_OFFSETSTOP);
 
 } // namespace
 
-SoundBuffer::SoundBuffer(World& world, std::uint32_t number, DSBUFFERDESC const& description)
-    : world_(world),
-      number_(number),
-      format_(*description.lpwfxFormat),
-      flags_(description.dwFlags),
-      ring_(description.dwBufferBytes, world.Device().Get().hasRingCheck, RingMemory::Access_t::Write),
+SoundBuffer::SoundBuffer(Machine& machine, PlaybackEndpoint& endpoint, std::uint32_t number,
+                         DSBUFFERDESC const& description)
+    : DeviceBuffer(machine, endpoint, "sound buffer", number, *description.lpwfxFormat, description.dwFlags,
+                   description.dwBufferBytes, RingMemory::Access_t::Write),
+      endpoint_(endpoint),
       frequency_(description.lpwfxFormat->nSamplesPerSec) {
-    ApplySkew();
-}
-
-SoundBuffer::~SoundBuffer() = default;
-
-std::int64_t SoundBuffer::Now() const {
-    return world_.Clock().NowNanoSec();
-}
-
-std::uint32_t SoundBuffer::ByteOf(std::int64_t frame) const {
-    return static_cast<std::uint32_t>(frame % RingFrames() * format_.nBlockAlign);
+    ApplySettings();
 }
 
 // --- cursor, speaker, events
-
-void SoundBuffer::CatchUp() {
-    CatchUp(Now());
-}
 
 void SoundBuffer::CatchUp(std::int64_t nanoSec) {
     if (speaker_ == nullptr) {
@@ -96,7 +78,7 @@ void SoundBuffer::Schedule(std::int64_t fromFrame) {
             nextEventNanoSec_ = cursor_.TimeOf(nextEventFrame_);
         }
     }
-    world_.Reschedule();
+    machine_.Reschedule();
 }
 
 void SoundBuffer::RunEvent(std::int64_t nanoSec) {
@@ -117,7 +99,7 @@ void SoundBuffer::RunEvent(std::int64_t nanoSec) {
 }
 
 void SoundBuffer::Signal(HANDLE event) {
-    ++(Notify(world_, event) ? firedNotifications_ : droppedNotifications_);
+    ++(machine_.Notify(event) ? firedNotifications_ : droppedNotifications_);
 }
 
 void SoundBuffer::Halt() {
@@ -143,9 +125,9 @@ void SoundBuffer::Retire() {
     Schedule();
 }
 
-void SoundBuffer::ApplySkew() {
+void SoundBuffer::ApplySettings() {
     CatchUp();
-    cursor_.SetRate(frequency_, world_.Device().Get().skewPartsPerBillion);
+    cursor_.SetRate(frequency_, endpoint_.skewPartsPerBillion);
     if (speaker_ != nullptr) {
         speaker_->Break();
     }
@@ -170,19 +152,14 @@ HRESULT SoundBuffer::GetCurrentPosition(DWORD* play, DWORD* write) {
         return DSERR_INVALIDPARAM;
     }
     CatchUp();
-    DeviceSettings const& settings = world_.Device();
-    std::int64_t const reported = settings.Get().ReportedFrame(cursor_.Frame(), stepOrigin_);
+    std::int64_t const reported = endpoint_.ReportedFrame(cursor_.Frame(), stepOrigin_);
     if (play != nullptr) {
         *play = ByteOf(reported);
     }
     if (write != nullptr) {
-        *write = ByteOf(reported + (isPlaying_ ? settings.WriteLeadFrames() : 0));
+        *write = ByteOf(reported + (isPlaying_ ? endpoint_.leadFrames : 0));
     }
     return DS_OK;
-}
-
-HRESULT SoundBuffer::GetFormat(WAVEFORMATEX* format, DWORD size, DWORD* written) const {
-    return GiveFormat(format_, format, size, written);
 }
 
 HRESULT SoundBuffer::GetVolume(LONG* volume) const {
@@ -238,14 +215,10 @@ HRESULT SoundBuffer::Lock(DWORD offset, DWORD bytes, RingMemory::Region& first, 
     if (!ring_.Contains(offset, bytes)) {
         return DSERR_INVALIDPARAM;
     }
-    if (world_.Device().DoLocksExclude()) {
+    if (endpoint_.doLocksExclude) {
         WaitForForeignLocks(offset, bytes);
     }
-    std::string const problem =
-        ring_.Lock(offset, bytes, world_.Device().Get().lockSplitBytes, mayWrap, first, second);
-    if (!problem.empty()) {
-        world_.ReportMisuse("sound buffer " + std::to_string(number_) + ": " + problem);
-    }
+    OpenLock(offset, bytes, mayWrap, first, second);
     return DS_OK;
 }
 
@@ -260,10 +233,9 @@ HRESULT SoundBuffer::Unlock(RingMemory::Region first, RingMemory::Region second)
         // What passed under the cursor so far was heard as it stood before this lock.
         CatchUp();
     }
-    std::string const problem = ring_.Unlock(first, second);
+    bool const isRight = CloseLock(first, second);
     unlocked_.notify_all();
-    if (!problem.empty()) {
-        world_.ReportMisuse("sound buffer " + std::to_string(number_) + ": " + problem);
+    if (!isRight) {
         return DSERR_INVALIDPARAM;
     }
     return isLost_ ? DSERR_BUFFERLOST : DS_OK;
@@ -281,7 +253,7 @@ HRESULT SoundBuffer::Play(DWORD reserved, DWORD priority, DWORD flags) {
         isPlaying_ = true;
         std::int64_t const frame = cursor_.Frame() % RingFrames();
         cursor_.SetFrame(frame);
-        cursor_.Start(Now() + world_.Device().Get().startDelayNanoSec);
+        cursor_.Start(Now() + endpoint_.startDelayNanoSec);
         stepOrigin_ = frame;
         nextUnheardFrame_ = frame;
     }
@@ -348,7 +320,7 @@ HRESULT SoundBuffer::SetFrequency(DWORD frequency) {
     if (wanted != frequency_) {
         CatchUp();
         frequency_ = wanted;
-        ApplySkew();
+        ApplySettings();
     }
     return DS_OK;
 }
@@ -373,9 +345,8 @@ HRESULT SoundBuffer::SetNotificationPositions(DWORD count, DSBPOSITIONNOTIFY con
     }
     std::vector<NotificationPoint> positions;
     for (DWORD i = 0; i < count; ++i) {
-        if (!MayBeNotified(world_, points[i].hEventNotify)) {
-            world_.ReportMisuse("sound buffer " + std::to_string(number_) +
-                                ": a notification point with a handle that is no event");
+        if (!machine_.MayBeNotified(points[i].hEventNotify)) {
+            ReportMisuse("a notification point with a handle that is no event");
             return DSERR_INVALIDPARAM;
         }
         if (points[i].dwOffset == OffsetStop) {

@@ -5,16 +5,10 @@
 #include <memory>
 #include <vector>
 
-#include "simulation/win32/dsoundheaders.h"
-
-#include "simulation/device/cursorclock.h"
-#include "simulation/device/ringmemory.h"
+#include "simulation/device/devicebuffer.h"
 #include "simulation/device/speaker.h"
-#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
-
-class World;
 
 /// One simulated secondary sound buffer: ring, cursors, playing state, notification points. The module
 /// calls it through COM (`SoundBufferInterface`); tests look into it here.
@@ -27,26 +21,17 @@ class World;
 /// It lives until its `World` ends, also when all references to it are released.
 ///
 /// **Threads:** the test's operations from any thread. The ring's bytes belong to whoever has them locked:
-/// `Bytes`, `SampleAt`, `Samples` and `Write` are for times at which no other thread is between Lock and
+/// `Holds`, `SampleAt`, `Samples` and `Write` are for times at which no other thread is between Lock and
 /// Unlock (they report misuse of the simulation otherwise). The simulation itself reads ring bytes only at
 /// Unlock, on the thread that had them locked and only where no other lock is open, and keeps its own copy
 /// for the speaker and the comparison: a thread sanitizer sees no access of the simulation that the module
 /// did not order itself.
 /// **Units:** a frame is one sample of every channel; times are monotonic nanoseconds.
-class SoundBuffer {
+class SoundBuffer final : public DeviceBuffer {
 public:
     // --- for tests
 
-    /// Number of the buffer: 1 for the first that the world made. The journal uses it.
-    std::uint32_t Number() const { return number_; }
-
-    WAVEFORMATEX Format() const { return format_; }
-    /// `dwFlags` of the description.
-    DWORD Flags() const { return flags_; }
-    std::uint32_t RingBytes() const { return ring_.Size(); }
-
-    /// COM references to the buffer itself (both of its interfaces) and to its notify interface.
-    std::uint32_t References() const;
+    /// COM references to the notify interface.
     std::uint32_t NotifyReferences() const;
 
     bool IsPlaying() const;
@@ -66,12 +51,6 @@ public:
     std::uint64_t FiredNotifications() const;
     std::uint64_t DroppedNotifications() const;
 
-    /// Successful locks so far.
-    std::uint64_t LockCount() const;
-    /// Locks that are open now.
-    std::size_t OpenLocks() const;
-
-    std::vector<std::uint8_t> Bytes() const;
     /// True when the ring holds these `count` bytes from byte `offset` on; it must not end before them.
     bool Holds(std::uint32_t offset, std::uint8_t const* bytes, std::uint32_t count) const;
     /// The 16-bit value at sample `index` of the ring (channels interleaved).
@@ -94,14 +73,11 @@ public:
 
     // --- for the platform, its mutex held
 
-    SoundBuffer(World& world, std::uint32_t number, DSBUFFERDESC const& description);
-    ~SoundBuffer();
-    SoundBuffer(SoundBuffer const&) = delete;
-    SoundBuffer& operator=(SoundBuffer const&) = delete;
+    SoundBuffer(Machine& machine, PlaybackEndpoint& endpoint, std::uint32_t number,
+                DSBUFFERDESC const& description);
 
     HRESULT GetCaps(DSBCAPS* caps) const;
     HRESULT GetCurrentPosition(DWORD* play, DWORD* write);
-    HRESULT GetFormat(WAVEFORMATEX* format, DWORD size, DWORD* written) const;
     HRESULT GetVolume(LONG* volume) const;
     HRESULT GetPan(LONG* pan) const;
     HRESULT GetFrequency(DWORD* frequency) const;
@@ -122,16 +98,12 @@ public:
     std::int64_t NextEventNanoSec() const { return nextEventNanoSec_; }
     /// Does what is due at `nanoSec`.
     void RunEvent(std::int64_t nanoSec);
-    /// Takes the device's skew over from now on.
-    void ApplySkew();
-    void SetRingCheck(bool isOn) { ring_.SetCheck(isOn); }
+    void CatchUp() override { CatchUp(Now()); }
+    void ApplySettings() override;
     /// The last reference is gone: playing ends, silently.
     void Retire();
 
-    std::size_t OpenLockCount() const { return ring_.OpenLocks(); }
-
-    /// References of the two COM objects; the interface classes count here.
-    std::uint32_t references = 0;
+    /// References of the notify interface, counted where the buffer's are.
     std::uint32_t notifyReferences = 0;
 
 private:
@@ -140,9 +112,7 @@ private:
         HANDLE event;
     };
 
-    std::int64_t Now() const;
-    /// Brings cursor and speaker to now.
-    void CatchUp();
+    /// Brings cursor and speaker to `nanoSec`.
     void CatchUp(std::int64_t nanoSec);
     void Hear(CursorClock const& before, std::int64_t frame);
     /// Finds the next event behind frame `fromFrame`.
@@ -150,23 +120,14 @@ private:
     void Schedule() { Schedule(cursor_.Frame()); }
     void Halt();
     void Signal(HANDLE event);
-    std::int64_t RingFrames() const { return ring_.Size() / format_.nBlockAlign; }
-    std::uint32_t ByteOf(std::int64_t frame) const;
     void CheckMayRead(char const* what) const;
     /// Returns when no other thread has any of these bytes locked. The platform's mutex is given up
     /// meanwhile.
     void WaitForForeignLocks(std::uint32_t offset, std::uint32_t bytes);
 
-    World& world_;
-    std::uint32_t const number_;
-    WAVEFORMATEX const format_;
-    DWORD const flags_;
-    RingMemory ring_;
+    PlaybackEndpoint const& endpoint_;
     std::condition_variable unlocked_;
 
-    CursorClock cursor_;
-    /// Frame from which cursor steps are counted: where playing began or the cursor was set.
-    std::int64_t stepOrigin_ = 0;
     bool isPlaying_ = false;
     bool isLooping_ = false;
     bool isLost_ = false;

@@ -7,7 +7,6 @@
 
 #include "simulation/device/soundbuffer.h"
 #include "simulation/win32/fatal.h"
-#include "simulation/world.h"
 
 namespace Simulation {
 
@@ -16,11 +15,6 @@ namespace {
 constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
 
 } // namespace
-
-std::uint32_t SoundBuffer::References() const {
-    PlatformLock const lock(PlatformMutex());
-    return references;
-}
 
 std::uint32_t SoundBuffer::NotifyReferences() const {
     PlatformLock const lock(PlatformMutex());
@@ -83,26 +77,10 @@ std::uint64_t SoundBuffer::DroppedNotifications() const {
     return droppedNotifications_;
 }
 
-std::uint64_t SoundBuffer::LockCount() const {
-    PlatformLock const lock(PlatformMutex());
-    return ring_.LockCount();
-}
-
-std::size_t SoundBuffer::OpenLocks() const {
-    PlatformLock const lock(PlatformMutex());
-    return ring_.OpenLocks();
-}
-
 void SoundBuffer::CheckMayRead(char const* what) const {
     if (ring_.HasForeignLock()) {
-        world_.ReportMisuse(std::string(what) + " while another thread has the sound buffer locked");
+        machine_.ReportMisuse(std::string(what) + " while another thread has the sound buffer locked");
     }
-}
-
-std::vector<std::uint8_t> SoundBuffer::Bytes() const {
-    PlatformLock const lock(PlatformMutex());
-    CheckMayRead("Bytes");
-    return {ring_.Data(), ring_.Data() + ring_.Size()};
 }
 
 bool SoundBuffer::Holds(std::uint32_t offset, std::uint8_t const* bytes, std::uint32_t count) const {

@@ -1,6 +1,5 @@
 #include "simulation/device/speaker.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace Simulation {
@@ -12,22 +11,11 @@ std::int64_t HeardRun::TimeOf(std::uint64_t index) const {
 Speaker::Speaker(std::uint32_t channels, std::uint32_t ringFrames)
     : channels_(channels), ringFrames_(ringFrames) {}
 
-void Speaker::SetMaxFrames(std::size_t frames) {
-    maxFrames_ = frames;
-    Trim();
-}
-
 void Speaker::SetCallback(Callback callback) {
-    Clear();
-    callback_ = std::move(callback);
-}
-
-void Speaker::Clear() {
     isContinuing_ = false;
     runs_.clear();
     samples_.clear();
-    droppedSamples_ = 0;
-    keptFrom_ = heardFrames_;
+    callback_ = std::move(callback);
 }
 
 void Speaker::Begin(HeardRun run) {
@@ -46,52 +34,15 @@ void Speaker::Hear(std::int16_t const* samples, std::size_t frames) {
     if (callback_) {
         callback_(current_, current_.frameCount, samples, frames);
         current_.frameCount += frames;
-        keptFrom_ = heardFrames_;
         return;
     }
     samples_.insert(samples_.end(), samples, samples + frames * channels_);
     runs_.back().frameCount += frames;
-    Trim();
-}
-
-void Speaker::Trim() {
-    while (heardFrames_ - keptFrom_ > maxFrames_) {
-        HeardRun& oldest = runs_.front();
-        std::uint64_t const excess = heardFrames_ - keptFrom_ - maxFrames_;
-        std::uint64_t const dropped = runs_.size() > 1 ? oldest.frameCount : excess;
-        Drop(dropped);
-        if (runs_.size() > 1) {
-            runs_.pop_front();
-            continue;
-        }
-        oldest.startNanoSec = oldest.TimeOf(dropped);
-        oldest.clock.AdvanceTo(oldest.startNanoSec);
-        oldest.ringFrame = static_cast<std::uint32_t>((oldest.ringFrame + dropped) % ringFrames_);
-        oldest.firstIndex += dropped;
-        oldest.frameCount -= dropped;
-    }
-}
-
-void Speaker::Drop(std::uint64_t frames) {
-    keptFrom_ += frames;
-    droppedSamples_ += static_cast<std::size_t>(frames * channels_);
-    if (droppedSamples_ > samples_.size() / 2) {
-        samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(droppedSamples_));
-        droppedSamples_ = 0;
-    }
-}
-
-std::int16_t const* Speaker::SamplesOf(std::uint64_t index) const {
-    return samples_.data() + droppedSamples_ + (index - keptFrom_) * channels_;
 }
 
 std::vector<std::int16_t> Speaker::Samples(HeardRun const& run) const {
-    std::int16_t const* const begin = SamplesOf(run.firstIndex);
-    return {begin, begin + run.frameCount * channels_};
-}
-
-std::vector<std::int16_t> Speaker::Samples() const {
-    return {SamplesOf(keptFrom_), samples_.data() + samples_.size()};
+    auto const begin = samples_.begin() + static_cast<std::ptrdiff_t>(run.firstIndex * channels_);
+    return {begin, begin + static_cast<std::ptrdiff_t>(run.frameCount * channels_)};
 }
 
 std::optional<std::int64_t> Speaker::TimeOfRingFrame(std::uint32_t ringFrame, std::size_t occurrence) const {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -46,25 +45,19 @@ public:
     using Callback = std::function<void(HeardRun const& run, std::uint64_t index, std::int16_t const* samples,
                                         std::size_t frames)>;
 
-    static constexpr std::size_t DefaultMaxFrames = 48'000 * 60 * 10;
-
     Speaker(std::uint32_t channels, std::uint32_t ringFrames);
 
-    /// Frames kept; beyond it whole oldest runs are forgotten, and the start of the newest when it alone is
-    /// longer.
-    void SetMaxFrames(std::size_t frames);
-    /// From now on frames go to `callback` instead of the history. Runs are kept neither.
+    /// From now on and for good frames go to `callback` instead of the history. Runs are kept neither.
     void SetCallback(Callback callback);
-    void Clear();
 
     /// All runs kept, oldest first.
-    std::deque<HeardRun> const& Runs() const { return runs_; }
+    std::vector<HeardRun> const& Runs() const { return runs_; }
     /// Number of frames heard since the speaker was enabled, kept or not.
     std::uint64_t HeardFrames() const { return heardFrames_; }
     /// The interleaved samples of a run that is kept.
     std::vector<std::int16_t> Samples(HeardRun const& run) const;
     /// All samples kept, runs in order without what lay between them.
-    std::vector<std::int16_t> Samples() const;
+    std::vector<std::int16_t> const& Samples() const { return samples_; }
 
     /// Instant at which ring frame `ringFrame` was heard for the `occurrence`th time (0 is the first time
     /// that is kept); empty if it was not.
@@ -83,25 +76,16 @@ public:
     void Hear(std::int16_t const* samples, std::size_t frames);
 
 private:
-    void Trim();
-    void Drop(std::uint64_t frames);
-    /// Where the samples of frame `index` begin.
-    std::int16_t const* SamplesOf(std::uint64_t index) const;
-    std::int16_t FirstSampleOf(std::uint64_t index) const { return *SamplesOf(index); }
+    std::int16_t FirstSampleOf(std::uint64_t index) const { return samples_[index * channels_]; }
 
     std::uint32_t channels_;
     std::uint32_t ringFrames_;
-    std::size_t maxFrames_ = DefaultMaxFrames;
     Callback callback_;
     bool isContinuing_ = false;
     std::uint64_t heardFrames_ = 0;
-    /// Index of the first frame kept.
-    std::uint64_t keptFrom_ = 0;
-    std::deque<HeardRun> runs_;
+    std::vector<HeardRun> runs_;
     HeardRun current_;
-    /// Samples kept, behind `droppedSamples_` that are not any more: they are cleared away in large steps.
     std::vector<std::int16_t> samples_;
-    std::size_t droppedSamples_ = 0;
 };
 
 } // namespace Simulation
