@@ -79,11 +79,6 @@ INSTANTIATE_TEST_SUITE_P(
              true}),
     [](testing::TestParamInfo<Case> const& tested) { return std::string(tested.param.name); });
 
-TEST(BufferDescription_JudgeNull, IsAMistake) {
-    EXPECT_EQ(JudgeDescription(nullptr).result, DSERR_INVALIDPARAM);
-    EXPECT_FALSE(JudgeDescription(nullptr).mistake.empty());
-}
-
 struct CaptureCase {
     char const* name;
     std::function<void(DSCBUFFERDESC&, WAVEFORMATEX&)> change;
@@ -97,7 +92,7 @@ TEST_P(BufferDescription_JudgeCapture, GivesTheVerdictOfTheRealThing) {
     WAVEFORMATEX format = MakeFormat();
     DSCBUFFERDESC description = MakeCaptureDescription(format);
     GetParam().change(description, format);
-    DescriptionVerdict const verdict = JudgeCaptureDescription(&description);
+    DescriptionVerdict const verdict = JudgeDescription(&description);
     EXPECT_EQ(verdict.result, GetParam().result);
     EXPECT_EQ(!verdict.mistake.empty(), GetParam().isMistake) << verdict.mistake;
 }
@@ -150,9 +145,13 @@ INSTANTIATE_TEST_SUITE_P(
                     DSERR_INVALIDPARAM, true}),
     [](testing::TestParamInfo<CaptureCase> const& tested) { return std::string(tested.param.name); });
 
-TEST(BufferDescription_JudgeCaptureNull, IsAMistake) {
-    EXPECT_EQ(JudgeCaptureDescription(nullptr).result, DSERR_INVALIDPARAM);
-    EXPECT_FALSE(JudgeCaptureDescription(nullptr).mistake.empty());
+TEST(BufferDescription_JudgeNull, IsAMistake) {
+    DSBUFFERDESC const* const none = nullptr;
+    DSCBUFFERDESC const* const noneOfCapture = nullptr;
+    for (DescriptionVerdict const& verdict : {JudgeDescription(none), JudgeDescription(noneOfCapture)}) {
+        EXPECT_EQ(verdict.result, DSERR_INVALIDPARAM);
+        EXPECT_FALSE(verdict.mistake.empty());
+    }
 }
 
 } // namespace

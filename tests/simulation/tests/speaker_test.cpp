@@ -143,23 +143,6 @@ TEST_F(Speaker_Hear, EnabledWhilePlayingBeginsWithTheNextFrame) {
     EXPECT_EQ(late.GetSpeaker().HeardFrames(), 1u);
 }
 
-TEST_F(Speaker_Hear, ForgetsTheOldestBeyondTheCap) {
-    Speaker& speaker = buffer.GetSpeaker();
-    speaker.SetMaxFrames(3);
-    playable->Play(0, 0, DSBPLAY_LOOPING);
-    world.Clock().AdvanceMilliSec(4);
-    buffer.GetSpeaker();
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(2, 3, 4));
-    EXPECT_EQ(speaker.Runs()[0].startNanoSec, Start + 2 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(4), Start + 4 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(1), std::nullopt);
-    playable->SetCurrentPosition(200);
-    buffer.GetSpeaker();
-    // One frame of the new run is over the cap: the whole old run goes.
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(100));
-    EXPECT_EQ(speaker.HeardFrames(), 6u);
-}
-
 TEST_F(Speaker_Hear, GivesFramesToACallbackInsteadOfKeepingThem) {
     std::vector<std::int16_t> heard;
     std::vector<std::int64_t> times;
