@@ -28,7 +28,6 @@ public:
     /// Brings the position to instant `nanoSec`; an earlier one than the last changes nothing.
     void AdvanceTo(std::int64_t nanoSec);
 
-    bool IsRunning() const { return isRunning_; }
     /// The instant that the position belongs to: the latest that it was brought to, or the start when that
     /// lies ahead.
     std::int64_t NanoSec() const { return nanoSec_; }

@@ -135,7 +135,7 @@ Speaker& SoundBuffer::EnableSpeaker() {
         ring_.KeepCopy();
         // The frame under the cursor began before anyone listened, unless it begins at this instant.
         nextUnheardFrame_ = cursor_.Frame() + (cursor_.IsAtFrameStart() ? 0 : 1);
-        speaker_ = std::make_unique<Speaker>(format_.nChannels, static_cast<std::uint32_t>(RingFrames()));
+        speaker_ = std::make_unique<Speaker>(format_.nChannels);
     }
     return *speaker_;
 }

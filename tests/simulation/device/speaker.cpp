@@ -8,9 +8,6 @@ std::int64_t HeardRun::TimeOf(std::uint64_t index) const {
     return clock.TimeOf(clock.Frame() + static_cast<std::int64_t>(index));
 }
 
-Speaker::Speaker(std::uint32_t channels, std::uint32_t ringFrames)
-    : channels_(channels), ringFrames_(ringFrames) {}
-
 void Speaker::SetCallback(Callback callback) {
     isContinuing_ = false;
     runs_.clear();
@@ -43,18 +40,6 @@ void Speaker::Hear(std::int16_t const* samples, std::size_t frames) {
 std::vector<std::int16_t> Speaker::Samples(HeardRun const& run) const {
     auto const begin = samples_.begin() + static_cast<std::ptrdiff_t>(run.firstIndex * channels_);
     return {begin, begin + static_cast<std::ptrdiff_t>(run.frameCount * channels_)};
-}
-
-std::optional<std::int64_t> Speaker::TimeOfRingFrame(std::uint32_t ringFrame, std::size_t occurrence) const {
-    for (HeardRun const& run : runs_) {
-        std::uint64_t index = (ringFrame + ringFrames_ - run.ringFrame) % ringFrames_;
-        for (; index < run.frameCount; index += ringFrames_) {
-            if (occurrence-- == 0) {
-                return run.TimeOf(index);
-            }
-        }
-    }
-    return std::nullopt;
 }
 
 std::optional<std::int64_t> Speaker::TimeOfValue(std::int16_t value, std::int64_t fromNanoSec) const {

@@ -45,7 +45,7 @@ public:
     using Callback = std::function<void(HeardRun const& run, std::uint64_t index, std::int16_t const* samples,
                                         std::size_t frames)>;
 
-    Speaker(std::uint32_t channels, std::uint32_t ringFrames);
+    explicit Speaker(std::uint32_t channels) : channels_(channels) {}
 
     /// From now on and for good frames go to `callback` instead of the history. Runs are kept neither.
     void SetCallback(Callback callback);
@@ -59,9 +59,6 @@ public:
     /// All samples kept, runs in order without what lay between them.
     std::vector<std::int16_t> const& Samples() const { return samples_; }
 
-    /// Instant at which ring frame `ringFrame` was heard for the `occurrence`th time (0 is the first time
-    /// that is kept); empty if it was not.
-    std::optional<std::int64_t> TimeOfRingFrame(std::uint32_t ringFrame, std::size_t occurrence = 0) const;
     /// Instant at which a frame whose first sample is `value` was first heard, at `fromNanoSec` or later.
     std::optional<std::int64_t> TimeOfValue(std::int16_t value, std::int64_t fromNanoSec = INT64_MIN) const;
     /// The first sample of the frame that was heard at `nanoSec`; empty when the buffer was silent then
@@ -79,7 +76,6 @@ private:
     std::int16_t FirstSampleOf(std::uint64_t index) const { return samples_[index * channels_]; }
 
     std::uint32_t channels_;
-    std::uint32_t ringFrames_;
     Callback callback_;
     bool isContinuing_ = false;
     std::uint64_t heardFrames_ = 0;
