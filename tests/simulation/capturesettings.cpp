@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "simulation/device/devicebuffer.h"
-#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 
@@ -34,11 +33,6 @@ void CaptureSettings::SetGenerator(Generator generator) {
     endpoint_.generator = generator != nullptr ? std::move(generator) : Generator(Pattern);
 }
 
-void CaptureSettings::SetCaptureLead(std::uint32_t frames) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.leadFrames = frames;
-}
-
 void CaptureSettings::Stall(std::int64_t nanoSec) {
     PlatformLock const lock(PlatformMutex());
     StallUntil(std::max(endpoint_.stalledUntilNanoSec, clock_.NowNanoSec() + nanoSec));
@@ -52,11 +46,6 @@ void CaptureSettings::SetStalled(bool isStalled) {
 void CaptureSettings::StallUntil(std::int64_t nanoSec) {
     endpoint_.stalledUntilNanoSec = nanoSec;
     Apply();
-}
-
-void CaptureSettings::SetLockFault(LockFault_t fault) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.lockFault = fault;
 }
 
 } // namespace Simulation

@@ -39,7 +39,7 @@ public:
     void SetGenerator(Generator generator);
 
     /// The capture cursor lies `frames` frames ahead of the read cursor while capturing; 0 at first.
-    void SetCaptureLead(std::uint32_t frames);
+    void SetCaptureLead(std::uint32_t frames) { Set(endpoint_.leadFrames, frames); }
 
     /// The device stands still for the next `nanoSec` nanoseconds: cursors stay, also of buffers that are
     /// started meanwhile. What sounds in that time is lost: the sample before the stall and the one behind it
@@ -49,7 +49,7 @@ public:
     void SetStalled(bool isStalled);
 
     /// What Lock gives from now on: with a fault no lock is opened and nothing is to be unlocked.
-    void SetLockFault(LockFault_t fault);
+    void SetLockFault(LockFault_t fault) { Set(endpoint_.lockFault, fault); }
 
 private:
     void StallUntil(std::int64_t nanoSec);

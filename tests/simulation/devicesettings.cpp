@@ -1,7 +1,5 @@
 #include "simulation/devicesettings.h"
 
-#include "simulation/win32/platformmutex.h"
-
 namespace Simulation {
 
 namespace {
@@ -14,16 +12,6 @@ constexpr GUID SpeakersGuid = {0x51a7e001, 0x0001, 0x4001, {0x80, 0x01, 0, 0, 0,
 DeviceSettings::DeviceSettings(PlaybackEndpoint& endpoint) : EndpointSettings(endpoint), endpoint_(endpoint) {
     endpoint_.devices = {{std::nullopt, "Primary Sound Driver", ""},
                          {SpeakersGuid, "Simulated Speakers", "simulated.drv"}};
-}
-
-void DeviceSettings::SetWriteLead(std::uint32_t frames) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.leadFrames = frames;
-}
-
-void DeviceSettings::SetLocksExclude(bool doExclude) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.doLocksExclude = doExclude;
 }
 
 } // namespace Simulation

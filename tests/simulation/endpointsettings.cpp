@@ -1,23 +1,11 @@
 #include "simulation/endpointsettings.h"
 
 #include <cmath>
-#include <utility>
 
 #include "simulation/device/devicebuffer.h"
 #include "simulation/win32/fatal.h"
-#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
-
-void EndpointSettings::SetDevices(std::vector<DeviceEntry> devices) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.devices = std::move(devices);
-}
-
-void EndpointSettings::SetEnumerateResult(HRESULT result) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.enumerateResult = result;
-}
 
 void EndpointSettings::SetSkewPartsPerMillion(double partsPerMillion) {
     constexpr double PartsPerBillionPerMillion = 1000.0;
@@ -37,16 +25,6 @@ void EndpointSettings::SetCursorStep(std::uint32_t frames, std::uint32_t phaseFr
     }
     endpoint_.cursorStepFrames = frames;
     endpoint_.cursorPhaseFrames = phaseFrames;
-}
-
-void EndpointSettings::SetStartDelay(std::int64_t nanoSec) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.startDelayNanoSec = nanoSec;
-}
-
-void EndpointSettings::SetLockSplit(std::uint32_t bytes) {
-    PlatformLock const lock(PlatformMutex());
-    endpoint_.lockSplitBytes = bytes;
 }
 
 void EndpointSettings::SetRingCheck(bool isOn) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "simulation/device/endpoint.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 
@@ -19,10 +21,10 @@ public:
 
     /// What enumeration reports, in order. At first two devices: the primary driver (null GUID) and the
     /// simulated one.
-    void SetDevices(std::vector<DeviceEntry> devices);
+    void SetDevices(std::vector<DeviceEntry> devices) { Set(endpoint_.devices, std::move(devices)); }
     /// What enumeration returns after it has reported all devices; DS_OK at first. (A planned fault of the
     /// enumeration reports none.)
-    void SetEnumerateResult(HRESULT result);
+    void SetEnumerateResult(HRESULT result) { Set(endpoint_.enumerateResult, result); }
 
     /// The device's crystal runs fast by `partsPerMillion` (slow when negative), to a thousandth of one.
     void SetSkewPartsPerMillion(double partsPerMillion);
@@ -31,10 +33,10 @@ public:
     /// than a whole step. 1 (the start value) reports every frame.
     void SetCursorStep(std::uint32_t frames, std::uint32_t phaseFrames = 0);
     /// Cursors start to move `nanoSec` nanoseconds after the buffer was started; 0 at first.
-    void SetStartDelay(std::int64_t nanoSec);
+    void SetStartDelay(std::int64_t nanoSec) { Set(endpoint_.startDelayNanoSec, nanoSec); }
     /// A lock that the ring's end does not split is split after `bytes` bytes if it is longer; 0 (the start
     /// value) splits none.
-    void SetLockSplit(std::uint32_t bytes);
+    void SetLockSplit(std::uint32_t bytes) { Set(endpoint_.lockSplitBytes, bytes); }
     /// At every Unlock the buffer's whole ring is compared with a copy, to find what was written outside
     /// the locked region. On at first; off for speed. Holds for buffers that exist too. Guard bytes around
     /// the ring are checked either way.
@@ -44,6 +46,11 @@ protected:
     explicit EndpointSettings(Endpoint& endpoint) : endpoint_(endpoint) {}
     ~EndpointSettings() = default;
 
+    template <class Value>
+    static void Set(Value& field, Value value) {
+        PlatformLock const lock(PlatformMutex());
+        field = std::move(value);
+    }
     /// The platform's mutex is held: the device's buffers take over what has changed.
     void Apply();
 

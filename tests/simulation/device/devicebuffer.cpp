@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "simulation/win32/platformmutex.h"
-
 namespace Simulation {
 
 DeviceBuffer::DeviceBuffer(Machine& machine, Endpoint& endpoint, std::string const& kind,
@@ -18,11 +16,6 @@ DeviceBuffer::DeviceBuffer(Machine& machine, Endpoint& endpoint, std::string con
       kind_(kind),
       number_(number) {
     endpoint.buffers.push_back(this);
-}
-
-std::uint32_t DeviceBuffer::References() const {
-    PlatformLock const lock(PlatformMutex());
-    return references;
 }
 
 std::uint64_t DeviceBuffer::LockCount() const {

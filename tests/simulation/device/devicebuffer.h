@@ -9,6 +9,7 @@
 #include "simulation/device/machine.h"
 #include "simulation/device/ringmemory.h"
 #include "simulation/win32/dsoundheaders.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 
@@ -29,7 +30,7 @@ public:
     DWORD Flags() const { return flags_; }
     std::uint32_t RingBytes() const { return ring_.Size(); }
     /// COM references to the buffer itself, through all of its interfaces.
-    std::uint32_t References() const;
+    std::uint32_t References() const { return Locked(references); }
     /// Successful locks so far, and those that are open now.
     std::uint64_t LockCount() const;
     std::size_t OpenLocks() const;
@@ -55,6 +56,12 @@ protected:
                  WAVEFORMATEX const& format, DWORD flags, DWORD bytes, RingMemory::Access_t access);
     ~DeviceBuffer() = default;
 
+    /// A value for a test, which does not hold the platform's mutex.
+    template <class Value>
+    static Value Locked(Value const& value) {
+        PlatformLock const lock(PlatformMutex());
+        return value;
+    }
     std::int64_t Now() const { return machine_.NowNanoSec(); }
     std::int64_t RingFrames() const { return ring_.Size() / format_.nBlockAlign; }
     std::uint32_t ByteOf(std::int64_t frame) const {

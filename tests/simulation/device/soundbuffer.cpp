@@ -1,9 +1,6 @@
 #include "simulation/device/soundbuffer.h"
 
 #include <algorithm>
-#include <string>
-
-#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 
@@ -162,25 +159,14 @@ HRESULT SoundBuffer::GetCurrentPosition(DWORD* play, DWORD* write) {
     return DS_OK;
 }
 
-HRESULT SoundBuffer::GetVolume(LONG* volume) const {
-    if ((flags_ & DSBCAPS_CTRLVOLUME) == 0) {
+HRESULT SoundBuffer::GetControl(DWORD flag, LONG control, LONG* value) const {
+    if ((flags_ & flag) == 0) {
         return DSERR_CONTROLUNAVAIL;
     }
-    if (volume == nullptr) {
+    if (value == nullptr) {
         return DSERR_INVALIDPARAM;
     }
-    *volume = volume_;
-    return DS_OK;
-}
-
-HRESULT SoundBuffer::GetPan(LONG* pan) const {
-    if ((flags_ & DSBCAPS_CTRLPAN) == 0) {
-        return DSERR_CONTROLUNAVAIL;
-    }
-    if (pan == nullptr) {
-        return DSERR_INVALIDPARAM;
-    }
-    *pan = pan_;
+    *value = control;
     return DS_OK;
 }
 
@@ -279,33 +265,18 @@ HRESULT SoundBuffer::SetCurrentPosition(DWORD byte) {
     return DS_OK;
 }
 
-HRESULT SoundBuffer::SetVolume(LONG volume) {
-    if ((flags_ & DSBCAPS_CTRLVOLUME) == 0) {
+HRESULT SoundBuffer::SetControl(DWORD flag, LONG& control, LONG lowest, LONG highest, LONG value) {
+    if ((flags_ & flag) == 0) {
         return DSERR_CONTROLUNAVAIL;
     }
-    if (volume < DSBVOLUME_MIN || volume > DSBVOLUME_MAX) {
+    if (value < lowest || value > highest) {
         return DSERR_INVALIDPARAM;
     }
-    if (speaker_ != nullptr && volume != volume_) {
+    if (speaker_ != nullptr && value != control) {
         CatchUp();
         speaker_->Break();
     }
-    volume_ = volume;
-    return DS_OK;
-}
-
-HRESULT SoundBuffer::SetPan(LONG pan) {
-    if ((flags_ & DSBCAPS_CTRLPAN) == 0) {
-        return DSERR_CONTROLUNAVAIL;
-    }
-    if (pan < DSBPAN_LEFT || pan > DSBPAN_RIGHT) {
-        return DSERR_INVALIDPARAM;
-    }
-    if (speaker_ != nullptr && pan != pan_) {
-        CatchUp();
-        speaker_->Break();
-    }
-    pan_ = pan;
+    control = value;
     return DS_OK;
 }
 

@@ -32,24 +32,24 @@ public:
     // --- for tests
 
     /// COM references to the notify interface.
-    std::uint32_t NotifyReferences() const;
+    std::uint32_t NotifyReferences() const { return Locked(notifyReferences); }
 
-    bool IsPlaying() const;
-    bool IsLooping() const;
-    bool IsLost() const;
+    bool IsPlaying() const { return Locked(isPlaying_); }
+    bool IsLooping() const { return Locked(isLooping_); }
+    bool IsLost() const { return Locked(isLost_); }
     /// The true play cursor now, in bytes and in frames of the ring, whatever step it is reported in.
     std::uint32_t PlayByte() const;
     std::uint32_t PlayFrame() const;
     /// Volume and pan in hundredths of a decibel, frequency in Hz.
-    LONG Volume() const;
-    LONG Pan() const;
-    DWORD Frequency() const;
+    LONG Volume() const { return Locked(volume_); }
+    LONG Pan() const { return Locked(pan_); }
+    DWORD Frequency() const { return Locked(frequency_); }
 
     /// The points in force, as the module set them.
-    std::vector<DSBPOSITIONNOTIFY> NotificationPoints() const;
+    std::vector<DSBPOSITIONNOTIFY> NotificationPoints() const { return Locked(points_); }
     /// Points passed so far whose event was signalled, and those whose handle was closed by then.
-    std::uint64_t FiredNotifications() const;
-    std::uint64_t DroppedNotifications() const;
+    std::uint64_t FiredNotifications() const { return Locked(firedNotifications_); }
+    std::uint64_t DroppedNotifications() const { return Locked(droppedNotifications_); }
 
     /// True when the ring holds these `count` bytes from byte `offset` on; it must not end before them.
     bool Holds(std::uint32_t offset, std::uint8_t const* bytes, std::uint32_t count) const;
@@ -78,16 +78,18 @@ public:
 
     HRESULT GetCaps(DSBCAPS* caps) const;
     HRESULT GetCurrentPosition(DWORD* play, DWORD* write);
-    HRESULT GetVolume(LONG* volume) const;
-    HRESULT GetPan(LONG* pan) const;
+    HRESULT GetVolume(LONG* volume) const { return GetControl(DSBCAPS_CTRLVOLUME, volume_, volume); }
+    HRESULT GetPan(LONG* pan) const { return GetControl(DSBCAPS_CTRLPAN, pan_, pan); }
     HRESULT GetFrequency(DWORD* frequency) const;
     HRESULT GetStatus(DWORD* status);
     HRESULT Lock(DWORD offset, DWORD bytes, RingMemory::Region& first, RingMemory::Region& second,
                  bool mayWrap, DWORD flags);
     HRESULT Play(DWORD reserved, DWORD priority, DWORD flags);
     HRESULT SetCurrentPosition(DWORD byte);
-    HRESULT SetVolume(LONG volume);
-    HRESULT SetPan(LONG pan);
+    HRESULT SetVolume(LONG volume) {
+        return SetControl(DSBCAPS_CTRLVOLUME, volume_, DSBVOLUME_MIN, DSBVOLUME_MAX, volume);
+    }
+    HRESULT SetPan(LONG pan) { return SetControl(DSBCAPS_CTRLPAN, pan_, DSBPAN_LEFT, DSBPAN_RIGHT, pan); }
     HRESULT SetFrequency(DWORD frequency);
     HRESULT Stop();
     HRESULT Unlock(RingMemory::Region first, RingMemory::Region second);
@@ -121,6 +123,9 @@ private:
     void Halt();
     void Signal(HANDLE event);
     void CheckMayRead(char const* what) const;
+    /// Volume and pan, which a buffer has when its description asks for `flag`.
+    HRESULT GetControl(DWORD flag, LONG control, LONG* value) const;
+    HRESULT SetControl(DWORD flag, LONG& control, LONG lowest, LONG highest, LONG value);
     /// Returns when no other thread has any of these bytes locked. The platform's mutex is given up
     /// meanwhile.
     void WaitForForeignLocks(std::uint32_t offset, std::uint32_t bytes);

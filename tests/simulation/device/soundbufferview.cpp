@@ -16,26 +16,6 @@ constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
 
 } // namespace
 
-std::uint32_t SoundBuffer::NotifyReferences() const {
-    PlatformLock const lock(PlatformMutex());
-    return notifyReferences;
-}
-
-bool SoundBuffer::IsPlaying() const {
-    PlatformLock const lock(PlatformMutex());
-    return isPlaying_;
-}
-
-bool SoundBuffer::IsLooping() const {
-    PlatformLock const lock(PlatformMutex());
-    return isLooping_;
-}
-
-bool SoundBuffer::IsLost() const {
-    PlatformLock const lock(PlatformMutex());
-    return isLost_;
-}
-
 std::uint32_t SoundBuffer::PlayByte() const {
     PlatformLock const lock(PlatformMutex());
     CursorClock cursor = cursor_;
@@ -45,36 +25,6 @@ std::uint32_t SoundBuffer::PlayByte() const {
 
 std::uint32_t SoundBuffer::PlayFrame() const {
     return PlayByte() / format_.nBlockAlign;
-}
-
-LONG SoundBuffer::Volume() const {
-    PlatformLock const lock(PlatformMutex());
-    return volume_;
-}
-
-LONG SoundBuffer::Pan() const {
-    PlatformLock const lock(PlatformMutex());
-    return pan_;
-}
-
-DWORD SoundBuffer::Frequency() const {
-    PlatformLock const lock(PlatformMutex());
-    return frequency_;
-}
-
-std::vector<DSBPOSITIONNOTIFY> SoundBuffer::NotificationPoints() const {
-    PlatformLock const lock(PlatformMutex());
-    return points_;
-}
-
-std::uint64_t SoundBuffer::FiredNotifications() const {
-    PlatformLock const lock(PlatformMutex());
-    return firedNotifications_;
-}
-
-std::uint64_t SoundBuffer::DroppedNotifications() const {
-    PlatformLock const lock(PlatformMutex());
-    return droppedNotifications_;
 }
 
 void SoundBuffer::CheckMayRead(char const* what) const {
