@@ -84,11 +84,11 @@ void CapturePair::Do(CaptureRead const& step) {
 }
 
 void CapturePair::SetEmptyLock(EmptyLock kind) {
-    using Fault = Simulation::CaptureSettings::LockFault_t;
+    using Simulation::LockFault_t;
     view_.emptyLock = kind;
-    world_.CaptureDevice().SetLockFault(kind == EmptyLock::NullAddress ? Fault::NullAddress
-                                        : kind == EmptyLock::ZeroBytes ? Fault::ZeroBytes
-                                                                       : Fault::None);
+    world_.CaptureDevice().SetLockFault(kind == EmptyLock::NullAddress ? LockFault_t::NullAddress
+                                        : kind == EmptyLock::ZeroBytes ? LockFault_t::ZeroBytes
+                                                                       : LockFault_t::None);
 }
 
 void CapturePair::CompareFrame(Media::FrameAud const& frame, CapturedFrame const& expected) {
