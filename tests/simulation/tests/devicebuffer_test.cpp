@@ -27,7 +27,7 @@ protected:
     DeviceBuffer& buffer = Side::LatestBuffer(world);
 };
 
-TYPED_TEST_SUITE(DeviceBuffer_Lock, Sides);
+TYPED_TEST_SUITE(DeviceBuffer_Lock, Sides, );
 
 TYPED_TEST(DeviceBuffer_Lock, SplitsAtTheRingsEndAndNowhereElse) {
     Locked const upToEnd = LockOf(this->usual, RingBytes - 100, 100);

@@ -44,7 +44,7 @@ protected:
     std::vector<std::string> reported;
 };
 
-TYPED_TEST_SUITE(DeviceObject, Sides);
+TYPED_TEST_SUITE(DeviceObject, Sides, );
 
 TEST(DirectSound_Enumerate, ReportsThePrimaryDriverWithoutGuidAndOneDevice) {
     TestWorld const world;

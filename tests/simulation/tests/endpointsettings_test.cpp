@@ -17,7 +17,7 @@ protected:
     EndpointSettings& settings = Side::Settings(world);
 };
 
-TYPED_TEST_SUITE(EndpointSettings_Set, Sides);
+TYPED_TEST_SUITE(EndpointSettings_Set, Sides, );
 
 TYPED_TEST(EndpointSettings_Set, SkewSpeedsTheCursorFromNowOn) {
     TypeParam::Start(this->usual);
