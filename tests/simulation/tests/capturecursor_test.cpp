@@ -29,21 +29,6 @@ TEST(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
     EXPECT_EQ(microphone->GetCurrentPosition(nullptr, nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(CaptureSettings_SetSkew, SpeedsTheCursorFromNowOn) {
-    TestWorld world;
-    Microphone const microphone;
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(1000);
-    world.CaptureDevice().SetSkewPartsPerMillion(-1000);
-    world.Clock().AdvanceMilliSec(1000);
-    // 48000 + 48000 * 0.999.
-    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 95'952u);
-    Microphone const later;
-    later->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(1000);
-    EXPECT_EQ(world.LatestCaptureBuffer().ReadSample(), 47'952u);
-}
-
 TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
     TestWorld world;
     Microphone const microphone;
@@ -60,20 +45,6 @@ TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
     EXPECT_EQ(buffer.SampleAt(1'499), CaptureSettings::Pattern(1'499));
     world.Clock().Advance(62'500'000);
     EXPECT_EQ(buffer.ReadSample(), 4'500u);
-}
-
-TEST(CaptureSettings_SetCursorStep, BringsTheFirstStepForwardByThePhase) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
-    world.CaptureDevice().SetCursorStep(960, 480);
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(10);
-    EXPECT_EQ(buffer.ReadSample(), 480u);
-    world.Clock().Advance(20 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(buffer.ReadSample(), 480u);
-    world.Clock().Advance(1);
-    EXPECT_EQ(buffer.ReadSample(), 1'440u);
 }
 
 TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
@@ -115,17 +86,6 @@ TEST(CaptureSettings_SetCaptureLead, PutsTheCaptureCursorAheadWhileCapturing) {
     EXPECT_EQ(microphone.CaptureCursor(), 480u);
     microphone->Stop();
     EXPECT_EQ(microphone.CaptureCursor(), 479'520u);
-}
-
-TEST(CaptureSettings_SetStartDelay, HoldsTheCursorBackAfterStart) {
-    TestWorld world;
-    Microphone const microphone;
-    world.CaptureDevice().SetStartDelay(30 * NanoSecPerMilliSec);
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(30);
-    EXPECT_EQ(microphone.ReadCursor(), 0u);
-    world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(microphone.ReadCursor(), 96u);
 }
 
 TEST(CaptureSettings_Stall, HoldsTheCursorAndLosesWhatSounds) {

@@ -1,4 +1,4 @@
-#include "simulation/cursorclock.h"
+#include "simulation/device/cursorclock.h"
 
 #include <gtest/gtest.h>
 

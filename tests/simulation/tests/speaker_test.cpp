@@ -1,4 +1,4 @@
-#include "simulation/speaker.h"
+#include "simulation/device/speaker.h"
 
 #include <gmock/gmock.h>
 
@@ -33,10 +33,10 @@ TEST_F(Speaker_Hear, TellsWhenEachSampleWasHeard) {
     Speaker const& speaker = buffer.GetSpeaker();
     // The sixth frame has just begun.
     EXPECT_THAT(speaker.Samples(), testing::ElementsAre(10, 11, 12, 13, 14, 15));
-    EXPECT_EQ(speaker.TimeOfRingFrame(10), Start);
-    EXPECT_EQ(speaker.TimeOfRingFrame(15), Start + 5 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(16), std::nullopt);
-    EXPECT_EQ(speaker.TimeOfRingFrame(9), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(10), Start);
+    EXPECT_EQ(speaker.TimeOfValue(15), Start + 5 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(16), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(9), std::nullopt);
     EXPECT_EQ(speaker.TimeOfValue(12), Start + 2 * NanoSecPerMilliSec);
     EXPECT_EQ(speaker.TimeOfValue(12, Start + 2 * NanoSecPerMilliSec + 1), std::nullopt);
     EXPECT_EQ(speaker.ValueAt(Start + 3 * NanoSecPerMilliSec - 1), 12);
@@ -65,11 +65,12 @@ TEST_F(Speaker_Hear, HearsRoundAfterRound) {
     world.Clock().AdvanceMilliSec(2'000);
     Speaker const& speaker = buffer.GetSpeaker();
     EXPECT_EQ(speaker.HeardFrames(), 2'001u);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998), Start);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 1), Start + 1'000 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 2), Start + 2'000 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 3), std::nullopt);
-    EXPECT_EQ(speaker.TimeOfRingFrame(0), Start + 2 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(998), Start);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 1), Start + 1'000 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 1'000 * NanoSecPerMilliSec + 1),
+              Start + 2'000 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 2'000 * NanoSecPerMilliSec + 1), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(0), Start + 2 * NanoSecPerMilliSec);
 }
 
 TEST_F(Speaker_Hear, HearsNothingWhileStopped) {
@@ -122,7 +123,7 @@ TEST_F(Speaker_Hear, WaitsForTheStartDelay) {
     EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 0u);
     world.Clock().Advance(1);
     EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 1u);
-    EXPECT_EQ(buffer.GetSpeaker().TimeOfRingFrame(0), Start + 7 * NanoSecPerMilliSec);
+    EXPECT_EQ(buffer.GetSpeaker().TimeOfValue(0), Start + 7 * NanoSecPerMilliSec);
 }
 
 TEST_F(Speaker_Hear, EndsWithABufferThatDoesNotLoop) {
@@ -139,25 +140,9 @@ TEST_F(Speaker_Hear, EnabledWhilePlayingBeginsWithTheNextFrame) {
     world.Clock().Advance(1'500'000);
     late.EnableSpeaker();
     world.Clock().Advance(500'000);
-    EXPECT_EQ(late.GetSpeaker().TimeOfRingFrame(2), Start + 2 * NanoSecPerMilliSec);
+    EXPECT_EQ(late.GetSpeaker().Runs().at(0).ringFrame, 2u);
+    EXPECT_EQ(late.GetSpeaker().Runs().at(0).startNanoSec, Start + 2 * NanoSecPerMilliSec);
     EXPECT_EQ(late.GetSpeaker().HeardFrames(), 1u);
-}
-
-TEST_F(Speaker_Hear, ForgetsTheOldestBeyondTheCap) {
-    Speaker& speaker = buffer.GetSpeaker();
-    speaker.SetMaxFrames(3);
-    playable->Play(0, 0, DSBPLAY_LOOPING);
-    world.Clock().AdvanceMilliSec(4);
-    buffer.GetSpeaker();
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(2, 3, 4));
-    EXPECT_EQ(speaker.Runs()[0].startNanoSec, Start + 2 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(4), Start + 4 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(1), std::nullopt);
-    playable->SetCurrentPosition(200);
-    buffer.GetSpeaker();
-    // One frame of the new run is over the cap: the whole old run goes.
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(100));
-    EXPECT_EQ(speaker.HeardFrames(), 6u);
 }
 
 TEST_F(Speaker_Hear, GivesFramesToACallbackInsteadOfKeepingThem) {
