@@ -32,8 +32,9 @@ intrusive_ptr<ParamsAudRaw> MakeRawParams(std::uint32_t frequency, std::uint32_t
 
 BufferInfoListScoped MakeSlices(std::vector<std::uint32_t> const& lengths) {
     BufferInfoListScoped slices;
-    for (std::uint32_t const length : lengths)
+    for (std::uint32_t const length : lengths) {
         slices.Append(BufferInfo(Buffer::Create(length, 1), 0, length));
+    }
     return slices;
 }
 
@@ -173,8 +174,9 @@ TEST(FrameAudRaw_GetDuration, SaturatesWhenSlicesShareABlockThousandsOfTimes) {
     constexpr std::uint32_t OneMebibyte = 1U << 20;
     intrusive_ptr<Buffer> const block = Buffer::Create(OneMebibyte, 1);
     BufferInfoListScoped slices;
-    for (int slice = 0; slice < 2000; ++slice)
+    for (int slice = 0; slice < 2000; ++slice) {
         slices.Append(BufferInfo(block, 0, OneMebibyte));
+    }
     FrameAudRaw frame(FrameIdent(), MakeRawParams(1, 1, 1));
     frame.AttachBuffers(std::move(slices));
     EXPECT_EQ(frame.GetDuration().NanoSec(), std::numeric_limits<std::int64_t>::max());

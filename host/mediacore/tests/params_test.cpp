@@ -89,8 +89,9 @@ TEST(ParamsAud, IsCountedFromSeveralThreads) {
         });
     }
     params.reset();
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_TRUE(hasEnded);
 }
 

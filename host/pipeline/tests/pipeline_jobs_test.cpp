@@ -51,8 +51,9 @@ TEST_F(Pipeline_AudioRenderer, IsWhatWasSetLastForTheWholeProcess) {
 TEST_F(Pipeline_OpenSession, EverySessionHasItsOwnNumber) {
     Pipeline pipeline(renderer_, 1);
     std::set<Pipeline::SessionId_t> ids;
-    for (int session = 0; session < 10; ++session)
+    for (int session = 0; session < 10; ++session) {
         ids.insert(pipeline.OpenSession({}));
+    }
     EXPECT_EQ(ids.size(), 10U);
     EXPECT_EQ(ids.count(Pipeline::InvalidSession), 0U);
 }
@@ -77,12 +78,14 @@ TEST_F(Pipeline_Submit, JobsOfASessionRunInOrderAndNeverTwoAtATime) {
     };
     Pipeline pipeline(renderer_, 4);
     auto const session = pipeline.OpenSession({});
-    for (int job = 0; job < Jobs; ++job)
+    for (int job = 0; job < Jobs; ++job) {
         ASSERT_TRUE(pipeline.Submit(session, nullptr, JiffyTime(job)));
+    }
     pipeline.Drain();
     ASSERT_EQ(order.size(), static_cast<std::size_t>(Jobs));
-    for (int job = 0; job < Jobs; ++job)
+    for (int job = 0; job < Jobs; ++job) {
         EXPECT_EQ(order[static_cast<std::size_t>(job)], job);
+    }
 }
 
 TEST_F(Pipeline_Submit, StatesThatAreNotExclusiveAreKeptApartAllTheSame) {
@@ -98,8 +101,9 @@ TEST_F(Pipeline_Submit, StatesThatAreNotExclusiveAreKeptApartAllTheSame) {
     };
     Pipeline pipeline(renderer_, 4);
     auto const session = pipeline.OpenSession({});
-    for (int job = 0; job < Jobs; ++job)
+    for (int job = 0; job < Jobs; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
+    }
     pipeline.Drain();
     EXPECT_EQ(next, Jobs);
 }
@@ -123,8 +127,9 @@ TEST_F(Pipeline_Submit, BusySessionDoesNotStarveTheOthers) {
     Pipeline pipeline(renderer_, 1);
     auto const busy = pipeline.OpenSession({});
     auto const other = pipeline.OpenSession({});
-    for (int job = 0; job < 3; ++job)
+    for (int job = 0; job < 3; ++job) {
         pipeline.Submit(busy, nullptr, JiffyTime(job));
+    }
     entered_.Wait();
     pipeline.Submit(other, nullptr, JiffyTime(10));
     gate_.Open();
@@ -183,8 +188,9 @@ TEST_F(Pipeline_Submit, EveryJobOfSeveralThreadsAndSessionsRunsOnce) {
     renderer_.divide = [&](PipelineStageRenderJob&) { ++runs; };
     Pipeline pipeline(renderer_, 3);
     std::vector<Pipeline::SessionId_t> sessions;
-    for (int session = 0; session < Sessions; ++session)
+    for (int session = 0; session < Sessions; ++session) {
         sessions.push_back(pipeline.OpenSession({}));
+    }
     std::vector<std::thread> submitters;
     for (int submitter = 0; submitter < Submitters; ++submitter) {
         submitters.emplace_back([&] {
@@ -194,8 +200,9 @@ TEST_F(Pipeline_Submit, EveryJobOfSeveralThreadsAndSessionsRunsOnce) {
             }
         });
     }
-    for (std::thread& submitter : submitters)
+    for (std::thread& submitter : submitters) {
         submitter.join();
+    }
     pipeline.Drain();
     EXPECT_EQ(runs, Submitters * JobsPerSubmitter);
 }
@@ -219,13 +226,15 @@ TEST_F(Pipeline_Workers, AreAsManyAsAskedFor) {
             std::lock_guard<std::mutex> const guard(lock);
             threads.insert(std::this_thread::get_id());
         }
-        if (++entered == 3)
+        if (++entered == 3) {
             all.Open();
+        }
         all.Wait();
     };
     Pipeline pipeline(renderer_, 3);
-    for (int session = 0; session < 3; ++session)
+    for (int session = 0; session < 3; ++session) {
         pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime());
+    }
     pipeline.Drain();
     EXPECT_EQ(threads.size(), 3U);
     EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
@@ -252,16 +261,19 @@ TEST_F(Pipeline_Workers, AreNamed) {
 TEST_F(Pipeline_Report, TellsOutcomeTimesAndNumberOfEachJob) {
     renderer_.divide = [](PipelineStageRenderJob& job) {
         job.GetPresentationTimestamp() = JiffyTime(NumberOf(job) + 1000);
-        if (NumberOf(job) == 10)
+        if (NumberOf(job) == 10) {
             job.Success();
-        if (NumberOf(job) == 11)
+        }
+        if (NumberOf(job) == 11) {
             job.Abort();
+        }
     };
     std::vector<Pipeline::Report_t> reports;
     Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) { reports.push_back(report); });
     auto const session = pipeline.OpenSession({});
-    for (int job = 10; job < 13; ++job)
+    for (int job = 10; job < 13; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
+    }
     pipeline.Drain();
     ASSERT_EQ(reports.size(), 3U);
     Outcome_t const outcomes[] = {Outcome_t::Succeeded, Outcome_t::Aborted, Outcome_t::Uncompleted};
@@ -299,8 +311,9 @@ TEST_F(Pipeline_Report, RenderTimeIsTakenFromTheReplaceableClock) {
     Kovra::SetClockSource(&clock);
     std::vector<std::int64_t> renderNanoSec;
     renderer_.divide = [&](PipelineStageRenderJob& job) {
-        if (NumberOf(job) == 1)
+        if (NumberOf(job) == 1) {
             clock.nanoSec += 5'000'000;
+        }
     };
     {
         Pipeline pipeline(renderer_, 1, [&](Pipeline::Report_t const& report) {
@@ -326,8 +339,9 @@ TEST_F(Pipeline_Report, IsToldByTheWorkerThatRanTheJobBeforeTheNextOne) {
         journal_.Write("report " + std::to_string(report.jobNumber));
     });
     auto const session = pipeline.OpenSession({});
-    for (int job = 0; job < 3; ++job)
+    for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
+    }
     pipeline.Drain();
     EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "report 0", "job 1", "report 1", "job 2", "report 2"));
 }
@@ -336,13 +350,15 @@ TEST_F(Pipeline_Report, JobWhoseRenderingThrowsCountsAsUncompletedAndTheWorkerGo
     std::vector<Outcome_t> outcomes;
     renderer_.divide = [](PipelineStageRenderJob& job) {
         job.Success();
-        if (NumberOf(job) < 2)
+        if (NumberOf(job) < 2) {
             throw std::runtime_error("renderer");
+        }
     };
     Pipeline pipeline(renderer_, 1, [&](auto const& report) { outcomes.push_back(report.outcome); });
     auto const session = pipeline.OpenSession({});
-    for (int job = 0; job < 3; ++job)
+    for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
+    }
     pipeline.Drain();
     EXPECT_THAT(outcomes, ElementsAre(Outcome_t::Uncompleted, Outcome_t::Uncompleted, Outcome_t::Succeeded));
 }

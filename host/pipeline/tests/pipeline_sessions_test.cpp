@@ -67,8 +67,9 @@ TEST_F(Pipeline_SetClientState, UpdatesThatWaitAreMergedAndComeBeforeTheWaitingJ
     pipeline.Submit(session, nullptr, JiffyTime(0));
     entered_.Wait();
     pipeline.Submit(session, nullptr, JiffyTime(1));
-    for (float const volume : {0.25F, 0.5F, 0.75F})
+    for (float const volume : {0.25F, 0.5F, 0.75F}) {
         EXPECT_TRUE(pipeline.SetClientState(session, MakeClientState(volume)));
+    }
     gate_.Open();
     pipeline.Drain();
     EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "update 75", "job 1"));
@@ -118,8 +119,9 @@ TEST_F(Pipeline_CloseSession, WaitingWorkRunsFirstThenTheStateIsToldAndLetGo) {
     UseGatedJobs();
     Pipeline pipeline(renderer_, 2);
     auto const session = pipeline.OpenSession({});
-    for (int job = 0; job < 3; ++job)
+    for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
+    }
     entered_.Wait();
     pipeline.SetClientState(session, MakeClientState(0.5F));
     auto closing = std::async(std::launch::async, [&] {
@@ -203,8 +205,9 @@ TEST_F(Pipeline_ExclusiveState, IsAcquiredForEachJobAndReleasedAfterIt) {
     renderer_.makeState = [this] { return intrusive_ptr<PipelineState>(new State(journal_)); };
     renderer_.divide = [this](PipelineStageRenderJob& job) {
         journal_.Write("job");
-        if (NumberOf(job) == 1)
+        if (NumberOf(job) == 1) {
             throw std::runtime_error("renderer");
+        }
     };
     Pipeline pipeline(renderer_, 2);
     auto const session = pipeline.OpenSession({});
@@ -262,8 +265,9 @@ TEST_F(Pipeline_ExclusiveState, SessionsThatShareItNeverHaveItTwoAtATime) {
     Pipeline::SessionId_t const sessions[] = {pipeline.OpenSession({}), pipeline.OpenSession({}),
                                               pipeline.OpenSession({})};
     for (int job = 0; job < Jobs; ++job) {
-        for (auto const session : sessions)
+        for (auto const session : sessions) {
             pipeline.Submit(session, nullptr, JiffyTime(job));
+        }
     }
     pipeline.Drain();
     EXPECT_EQ(runs, 3 * Jobs);
@@ -342,10 +346,11 @@ TEST_F(Pipeline_Destructor, DropsWhatWaitsFinishesWhatRunsAndEndsEverySession) {
     int reports = 0;
     {
         Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) {
-            if (report.requested == JiffyTime(100))
+            if (report.requested == JiffyTime(100)) {
                 idle.Open();
-            else
+            } else {
                 ++reports;
+            }
         });
         auto const session = pipeline.OpenSession({});
         pipeline.Submit(session, frame, JiffyTime(0));
@@ -377,8 +382,9 @@ TEST_F(Pipeline_Destructor, EndsASessionThatIsClosingToo) {
     };
     {
         Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) {
-            if (report.requested == JiffyTime(100))
+            if (report.requested == JiffyTime(100)) {
                 idle.Open();
+            }
         });
         own = &pipeline;
         auto const other = pipeline.OpenSession({});

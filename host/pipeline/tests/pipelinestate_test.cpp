@@ -184,15 +184,17 @@ TEST(PipelineStateExclusive, GuardsWhatItsHolderWrites) {
         threads.emplace_back([&] {
             PipelineJob const job;
             for (int round = 0; round < Rounds; ++round) {
-                while (PipelineStateAccess::Acquire(state, &job) != 0)
+                while (PipelineStateAccess::Acquire(state, &job) != 0) {
                     std::this_thread::yield();
+                }
                 ++count;
                 ASSERT_EQ(PipelineStateAccess::Release(state, &job), 0);
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(count, Threads * Rounds);
 }
 

@@ -110,7 +110,7 @@ HRESULT CaptureBuffer::GetStatus(DWORD* status) {
         return DSERR_INVALIDPARAM;
     }
     CatchUp();
-    *status = (isCapturing_ ? DSCBSTATUS_CAPTURING : 0u) | (isLooping_ ? DSCBSTATUS_LOOPING : 0u);
+    *status = (isCapturing_ ? DSCBSTATUS_CAPTURING : 0U) | (isLooping_ ? DSCBSTATUS_LOOPING : 0U);
     return DS_OK;
 }
 

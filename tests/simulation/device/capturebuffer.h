@@ -12,7 +12,7 @@ namespace Simulation {
 ///
 ///     CaptureBuffer& buffer = world.OnlyCaptureBuffer();
 ///     world.Clock().AdvanceMilliSec(20);
-///     EXPECT_EQ(buffer.ReadSample(), 960u);          // the clock alone moves it: 48 samples a millisecond
+///     EXPECT_EQ(buffer.ReadSample(), 960U);          // the clock alone moves it: 48 samples a millisecond
 ///     buffer.SetReadSample(1919);                    // or 959 more, at this instant
 ///     EXPECT_EQ(buffer.SampleAt(5), CaptureSettings::Pattern(5));
 ///

@@ -182,8 +182,8 @@ HRESULT SoundBuffer::GetStatus(DWORD* status) {
     if (status == nullptr) {
         return DSERR_INVALIDPARAM;
     }
-    *status = (isPlaying_ ? DSBSTATUS_PLAYING : 0u) | (isLooping_ ? DSBSTATUS_LOOPING : 0u) |
-              (isLost_ ? DSBSTATUS_BUFFERLOST : 0u);
+    *status = (isPlaying_ ? DSBSTATUS_PLAYING : 0U) | (isLooping_ ? DSBSTATUS_LOOPING : 0U) |
+              (isLost_ ? DSBSTATUS_BUFFERLOST : 0U);
     return DS_OK;
 }
 

@@ -14,7 +14,7 @@ namespace Simulation {
 /// calls it through COM (`SoundBufferInterface`); tests look into it here.
 ///
 ///     SoundBuffer& buffer = world.OnlyBuffer();
-///     EXPECT_EQ(buffer.PlayByte(), 10400u);
+///     EXPECT_EQ(buffer.PlayByte(), 10400U);
 ///     EXPECT_TRUE(buffer.IsPlaying());
 ///     EXPECT_EQ(buffer.SampleAt(960), 123);
 ///

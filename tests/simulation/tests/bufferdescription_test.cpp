@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(
              DSERR_INVALIDPARAM},
         Case{"BytesLeast", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MIN; }, DS_OK},
         Case{"BytesMost", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MAX - 1; }, DS_OK},
-        Case{"BytesAboveMost", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MAX + 1u; },
+        Case{"BytesAboveMost", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes = DSBSIZE_MAX + 1U; },
              DSERR_INVALIDPARAM},
         Case{"BytesOdd", [](DSBUFFERDESC& d, WAVEFORMATEX&) { d.dwBufferBytes += 1; }, DSERR_INVALIDPARAM},
         Case{"NotPcm", [](DSBUFFERDESC&, WAVEFORMATEX& f) { f.wFormatTag = 3; }, DSERR_BADFORMAT},

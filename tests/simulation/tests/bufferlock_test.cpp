@@ -13,14 +13,14 @@ TEST(SoundBuffer_Lock, GivesTheRegionAskedFor) {
     Playable playable;
     Locked const locked = LockOf(playable, 96, 1'920);
     ASSERT_EQ(locked.result, DS_OK);
-    EXPECT_EQ(locked.bytes1, 1'920u);
+    EXPECT_EQ(locked.bytes1, 1'920U);
     EXPECT_EQ(locked.address2, nullptr);
-    EXPECT_EQ(locked.bytes2, 0u);
-    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 1u);
+    EXPECT_EQ(locked.bytes2, 0U);
+    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 1U);
     std::memset(locked.address1, 1, locked.bytes1);
     EXPECT_EQ(Unlock(playable, locked), DS_OK);
-    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0u);
-    EXPECT_EQ(world.OnlyBuffer().LockCount(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0U);
+    EXPECT_EQ(world.OnlyBuffer().LockCount(), 1U);
     EXPECT_EQ(world.OnlyBuffer().SampleAt(48), 0x0101);
     EXPECT_EQ(world.OnlyBuffer().SampleAt(48 + 959), 0x0101);
     // What was never written still holds what a new ring is filled with.
@@ -34,7 +34,7 @@ TEST(SoundBuffer_Lock, HonoursItsFlags) {
     playable->SetCurrentPosition(1'000);
     Locked const locked = LockOf(playable, 7, 7, DSBLOCK_FROMWRITECURSOR | DSBLOCK_ENTIREBUFFER);
     EXPECT_EQ(locked.bytes1, RingBytes - 1'000);
-    EXPECT_EQ(locked.bytes2, 1'000u);
+    EXPECT_EQ(locked.bytes2, 1'000U);
     Unlock(playable, locked);
 }
 
@@ -74,7 +74,7 @@ TEST(SoundBuffer_Lock, ThreadsOnRegionsOfTheirOwnNeverDisturbEachOther) {
     other.join();
     EXPECT_EQ(world.OnlyBuffer().SampleAt(959), 1);
     EXPECT_EQ(world.OnlyBuffer().SampleAt(960), 2);
-    EXPECT_EQ(world.OnlyBuffer().LockCount(), 400u);
+    EXPECT_EQ(world.OnlyBuffer().LockCount(), 400U);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ TEST(CaptureBuffer_Ring, HoldsWhatWasCapturedUpToTheReadCursorAndTheFillBehind) 
     EXPECT_EQ(buffer.Samples(0, 960), PatternFrom(0, 960));
     EXPECT_EQ(static_cast<std::uint16_t>(buffer.SampleAt(960)), 0xA5A5);
     EXPECT_EQ(microphone.Read(0, 1'920), PatternFrom(0, 960));
-    EXPECT_EQ(buffer.LockCount(), 1u);
+    EXPECT_EQ(buffer.LockCount(), 1U);
 }
 
 TEST(CaptureBuffer_Ring, LosesTheOldestWhenItIsNotReadInTime) {
@@ -50,7 +50,7 @@ TEST(CaptureBuffer_Ring, LosesTheOldestWhenItIsNotReadInTime) {
     microphone->Start(DSCBSTART_LOOPING);
     // 17 s are 816,000 samples, 3 laps and 96,000; nobody looked meanwhile.
     world.Clock().AdvanceMilliSec(17'000);
-    EXPECT_EQ(buffer.ReadSample(), 96'000u);
+    EXPECT_EQ(buffer.ReadSample(), 96'000U);
     EXPECT_EQ(buffer.Samples(96'000, RingSamples), PatternFrom(816'000 - RingSamples, RingSamples));
 }
 
@@ -61,7 +61,7 @@ TEST(CaptureBuffer_Ring, HoldsBothChannelsAlike) {
     world.Clock().AdvanceMilliSec(1);
     EXPECT_THAT(world.OnlyCaptureBuffer().Samples(0, 6),
                 testing::ElementsAre(0, 0, 25'173, 25'173, -15'190, -15'190));
-    EXPECT_EQ(world.OnlyCaptureBuffer().ReadByte(), 192u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadByte(), 192U);
 }
 
 TEST(CaptureSettings_SetGenerator, HoldsForWhatIsCapturedFromNowOn) {
@@ -109,15 +109,15 @@ TEST(CaptureSettings_SetLockFault, GivesSuccessWithNothing) {
     Locked const null = LockOf(microphone, 0, 1'920);
     EXPECT_EQ(null.result, DS_OK);
     EXPECT_EQ(null.address1, nullptr);
-    EXPECT_EQ(null.bytes1, 1'920u);
+    EXPECT_EQ(null.bytes1, 1'920U);
     world.CaptureDevice().SetLockFault(CaptureSettings::LockFault_t::ZeroBytes);
     Locked const zero = LockOf(microphone, 0, 1'920);
     EXPECT_EQ(zero.result, DS_OK);
     EXPECT_NE(zero.address1, nullptr);
-    EXPECT_EQ(zero.bytes1, 0u);
-    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0u);
+    EXPECT_EQ(zero.bytes1, 0U);
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
     world.CaptureDevice().SetLockFault(CaptureSettings::LockFault_t::None);
-    EXPECT_EQ(microphone.Read(0, 1'920).size(), 960u);
+    EXPECT_EQ(microphone.Read(0, 1'920).size(), 960U);
 }
 
 TEST(CaptureBuffer_Unlock, BringsInWhatWasCapturedIntoTheLockedRegion) {
@@ -206,7 +206,7 @@ TEST_F(CaptureBuffer_Misuse, WriteIntoTheLockedRegion) {
         ExpectMisuse(offset == 100 ? "byte 100 was written, where a lock only reads"
                                    : "byte 109 was written, where a lock only reads");
     }
-    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
     ExpectLocks(100, 10);
 }
 

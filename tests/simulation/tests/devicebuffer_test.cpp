@@ -31,41 +31,41 @@ TYPED_TEST_SUITE(DeviceBuffer_Lock, Sides, );
 
 TYPED_TEST(DeviceBuffer_Lock, SplitsAtTheRingsEndAndNowhereElse) {
     Locked const upToEnd = LockOf(this->usual, RingBytes - 100, 100);
-    EXPECT_EQ(upToEnd.bytes1, 100u);
+    EXPECT_EQ(upToEnd.bytes1, 100U);
     EXPECT_EQ(upToEnd.address2, nullptr);
-    EXPECT_EQ(upToEnd.bytes2, 0u);
-    EXPECT_EQ(this->buffer.OpenLocks(), 1u);
+    EXPECT_EQ(upToEnd.bytes2, 0U);
+    EXPECT_EQ(this->buffer.OpenLocks(), 1U);
     EXPECT_EQ(Unlock(this->usual, upToEnd), DS_OK);
-    EXPECT_EQ(this->buffer.OpenLocks(), 0u);
+    EXPECT_EQ(this->buffer.OpenLocks(), 0U);
     Locked const beyond = LockOf(this->usual, RingBytes - 100, 101);
-    EXPECT_EQ(beyond.bytes1, 100u);
-    EXPECT_EQ(beyond.bytes2, 1u);
+    EXPECT_EQ(beyond.bytes1, 100U);
+    EXPECT_EQ(beyond.bytes2, 1U);
     EXPECT_EQ(static_cast<char*>(beyond.address1) - static_cast<char*>(beyond.address2), RingBytes - 100);
     EXPECT_EQ(Unlock(this->usual, beyond), DS_OK);
-    EXPECT_EQ(this->buffer.LockCount(), 2u);
+    EXPECT_EQ(this->buffer.LockCount(), 2U);
 }
 
 TYPED_TEST(DeviceBuffer_Lock, SplitsWhereATestSays) {
     TypeParam::Settings(this->world).SetLockSplit(100);
     Locked const atLimit = LockOf(this->usual, 10, 100);
-    EXPECT_EQ(atLimit.bytes1, 100u);
-    EXPECT_EQ(atLimit.bytes2, 0u);
+    EXPECT_EQ(atLimit.bytes1, 100U);
+    EXPECT_EQ(atLimit.bytes2, 0U);
     Unlock(this->usual, atLimit);
     Locked const beyond = LockOf(this->usual, 10, 101);
-    EXPECT_EQ(beyond.bytes1, 100u);
-    EXPECT_EQ(beyond.bytes2, 1u);
+    EXPECT_EQ(beyond.bytes1, 100U);
+    EXPECT_EQ(beyond.bytes2, 1U);
     EXPECT_EQ(static_cast<char*>(beyond.address2) - static_cast<char*>(beyond.address1), 100);
     Unlock(this->usual, beyond);
     Locked const wrapping = LockOf(this->usual, RingBytes - 200, 300);
-    EXPECT_EQ(wrapping.bytes1, 200u);
-    EXPECT_EQ(wrapping.bytes2, 100u);
+    EXPECT_EQ(wrapping.bytes1, 200U);
+    EXPECT_EQ(wrapping.bytes2, 100U);
     Unlock(this->usual, wrapping);
 }
 
 TYPED_TEST(DeviceBuffer_Lock, EndsAtTheRingsEndWhenThereIsNoSecondPointer) {
     Locked locked;
     this->usual->Lock(RingBytes - 100, 200, &locked.address1, &locked.bytes1, nullptr, nullptr, 0);
-    EXPECT_EQ(locked.bytes1, 100u);
+    EXPECT_EQ(locked.bytes1, 100U);
     EXPECT_EQ(Unlock(this->usual, locked), DS_OK);
 }
 
@@ -100,13 +100,13 @@ TYPED_TEST(DeviceBuffer_Lock, UnlockOfAnotherAddressIsMisuse) {
 }
 
 TYPED_TEST(DeviceBuffer_Lock, UnlockOfAnotherLengthIsMisuse) {
-    for (DWORD const bytes : {9u, 11u}) {
+    for (DWORD const bytes : {9U, 11U}) {
         Locked locked = LockOf(this->usual, 0, 10);
         locked.bytes1 = bytes;
         EXPECT_EQ(Unlock(this->usual, locked), DSERR_INVALIDPARAM);
         this->ExpectMisuse(bytes == 9 ? "an unlock of 9 and 0 bytes, where the lock gave 10 and 0"
                                       : "an unlock of 11 and 0 bytes, where the lock gave 10 and 0");
-        EXPECT_EQ(this->buffer.OpenLocks(), 0u);
+        EXPECT_EQ(this->buffer.OpenLocks(), 0U);
     }
 }
 

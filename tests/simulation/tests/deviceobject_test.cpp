@@ -84,7 +84,7 @@ TYPED_TEST(DeviceObject, EnumerationEndsWhenTheCallbackSaysSo) {
 TYPED_TEST(DeviceObject, OpensTheDefaultAlsoWhenNothingIsEnumerated) {
     this->settings.SetDevices({});
     this->Open()->Release();
-    EXPECT_EQ(TypeParam::Count(this->world), 1u);
+    EXPECT_EQ(TypeParam::Count(this->world), 1U);
 }
 
 TYPED_TEST(DeviceObject, OpensTheDefaultAndKnownDevices) {
@@ -96,17 +96,17 @@ TYPED_TEST(DeviceObject, OpensTheDefaultAndKnownDevices) {
     EXPECT_EQ(TypeParam::Create(nullptr, nullptr, nullptr), DSERR_INVALIDPARAM);
     this->settings.SetDevices({{unknown, "A", ""}});
     EXPECT_EQ(TypeParam::Create(&unknown, &device, nullptr), DS_OK);
-    EXPECT_EQ(device->Release(), 0u);
+    EXPECT_EQ(device->Release(), 0U);
     EXPECT_EQ(TypeParam::Create(&TypeParam::DefaultDevice(), &device, nullptr), DS_OK);
     typename TypeParam::Device* other = nullptr;
     EXPECT_EQ(TypeParam::Create(nullptr, &other, device), DSERR_NOAGGREGATION);
-    EXPECT_EQ(device->AddRef(), 2u);
-    EXPECT_EQ(TypeParam::References(this->world), 2u);
-    EXPECT_EQ(device->Release(), 1u);
-    EXPECT_EQ(TypeParam::Live(this->world), 1u);
-    EXPECT_EQ(device->Release(), 0u);
-    EXPECT_EQ(TypeParam::Count(this->world), 2u);
-    EXPECT_EQ(TypeParam::Live(this->world), 0u);
+    EXPECT_EQ(device->AddRef(), 2U);
+    EXPECT_EQ(TypeParam::References(this->world), 2U);
+    EXPECT_EQ(device->Release(), 1U);
+    EXPECT_EQ(TypeParam::Live(this->world), 1U);
+    EXPECT_EQ(device->Release(), 0U);
+    EXPECT_EQ(TypeParam::Count(this->world), 2U);
+    EXPECT_EQ(TypeParam::Live(this->world), 0U);
 }
 
 TYPED_TEST(DeviceObject, ReportsAtItsEndBuffersThatAreStillHeld) {
@@ -129,13 +129,13 @@ TYPED_TEST(DeviceObject, ReportsUseAfterTheLastRelease) {
     device->Release();
     this->world.AllowMisuse();
     EXPECT_EQ(device->Initialize(nullptr), E_FAIL);
-    EXPECT_EQ(device->AddRef(), 0u);
-    EXPECT_EQ(device->Release(), 0u);
+    EXPECT_EQ(device->AddRef(), 0U);
+    EXPECT_EQ(device->Release(), 0U);
     std::string const end = std::string(" on ") + TypeParam::Name() + " 1 after its last release";
     EXPECT_THAT(this->world.TakeMisuse(),
                 ElementsAre(testing::HasSubstr("::Initialize" + end), testing::HasSubstr("::AddRef" + end),
                             testing::HasSubstr("::Release" + end)));
-    EXPECT_EQ(TypeParam::References(this->world), 0u);
+    EXPECT_EQ(TypeParam::References(this->world), 0U);
 }
 
 TYPED_TEST(DeviceObject, KnowsItsOwnInterfacesAlone) {
@@ -144,7 +144,7 @@ TYPED_TEST(DeviceObject, KnowsItsOwnInterfacesAlone) {
     for (GUID const& riid : {IID_IUnknown, TypeParam::DeviceIid()}) {
         EXPECT_EQ(device->QueryInterface(riid, &object), S_OK);
         EXPECT_EQ(object, device);
-        EXPECT_EQ(device->Release(), 1u);
+        EXPECT_EQ(device->Release(), 1U);
     }
     EXPECT_EQ(device->QueryInterface(IID_IDirectSoundBuffer8, &object), E_NOINTERFACE);
     EXPECT_EQ(object, nullptr);
@@ -184,7 +184,7 @@ TEST(DirectSound_SetCooperativeLevel, IsNeededBeforeABufferIsMade) {
     EXPECT_EQ(world.CooperativeLevel(), static_cast<DWORD>(DSSCL_PRIORITY));
     EXPECT_EQ(world.CooperativeWindow(), World::DesktopWindow());
     EXPECT_EQ(sound->CreateSoundBuffer(&description, &buffer, nullptr), DS_OK);
-    EXPECT_EQ(buffer->Release(), 0u);
+    EXPECT_EQ(buffer->Release(), 0U);
     sound->Release();
 }
 
@@ -197,7 +197,7 @@ TEST(DirectSound_CreateSoundBuffer, ReportsAWrongDescription) {
     world.AllowMisuse();
     IDirectSoundBuffer* buffer = nullptr;
     EXPECT_EQ(sound->CreateSoundBuffer(&description, &buffer, nullptr), DSERR_INVALIDPARAM);
-    EXPECT_EQ(world.TakeMisuse().size(), 1u);
+    EXPECT_EQ(world.TakeMisuse().size(), 1U);
 }
 
 TEST(DirectSound_Unused, OperationsAnswerSensibly) {
@@ -225,8 +225,8 @@ TEST(Capture_GetCaps, WantsTheStructuresSize) {
     EXPECT_EQ(microphone.capture->GetCaps(&caps), DSERR_INVALIDPARAM);
     caps.dwSize = 16;
     EXPECT_EQ(microphone.capture->GetCaps(&caps), DS_OK);
-    EXPECT_EQ(caps.dwChannels, 2u);
-    EXPECT_NE(caps.dwFormats & WAVE_FORMAT_48M16, 0u);
+    EXPECT_EQ(caps.dwChannels, 2U);
+    EXPECT_NE(caps.dwFormats & WAVE_FORMAT_48M16, 0U);
     EXPECT_EQ(microphone.capture->GetCaps(nullptr), DSERR_INVALIDPARAM);
 }
 

@@ -24,10 +24,10 @@ TYPED_TEST(EndpointSettings_Set, SkewSpeedsTheCursorFromNowOn) {
     this->world.Clock().AdvanceMilliSec(1000);
     this->settings.SetSkewPartsPerMillion(1000);
     this->world.Clock().AdvanceMilliSec(1000);
-    EXPECT_EQ(this->Cursor(), (48'000u + 48'048u) * 2);
+    EXPECT_EQ(this->Cursor(), (48'000U + 48'048U) * 2);
     this->settings.SetSkewPartsPerMillion(-1000);
     this->world.Clock().AdvanceMilliSec(1000);
-    EXPECT_EQ(this->Cursor(), (48'000u + 48'048u + 47'952u) * 2);
+    EXPECT_EQ(this->Cursor(), (48'000U + 48'048U + 47'952U) * 2);
 }
 
 TYPED_TEST(EndpointSettings_Set, SkewHoldsForBuffersMadeLater) {
@@ -36,18 +36,18 @@ TYPED_TEST(EndpointSettings_Set, SkewHoldsForBuffersMadeLater) {
     TypeParam::Start(later);
     // 12 h at 48000.024 Hz: 1036.8 frames more than the whole rings.
     this->world.Clock().AdvanceMilliSec(12LL * 3600 * 1000);
-    EXPECT_EQ(TypeParam::Cursor(later), 1'036u * 2);
+    EXPECT_EQ(TypeParam::Cursor(later), 1'036U * 2);
 }
 
 TYPED_TEST(EndpointSettings_Set, CursorStepReportsTheCursorLate) {
     this->settings.SetCursorStep(480);
     TypeParam::Start(this->usual);
     this->world.Clock().Advance(10 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(this->Cursor(), 0u);
+    EXPECT_EQ(this->Cursor(), 0U);
     this->world.Clock().Advance(1);
-    EXPECT_EQ(this->Cursor(), 960u);
+    EXPECT_EQ(this->Cursor(), 960U);
     this->world.Clock().Advance(10 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(this->Cursor(), 960u);
+    EXPECT_EQ(this->Cursor(), 960U);
 }
 
 TYPED_TEST(EndpointSettings_Set, CursorPhaseBringsTheFirstStepForward) {
@@ -55,22 +55,22 @@ TYPED_TEST(EndpointSettings_Set, CursorPhaseBringsTheFirstStepForward) {
     TypeParam::Start(this->usual);
     // 480 - 96 = 384 frames take 8 ms.
     this->world.Clock().Advance(8 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(this->Cursor(), 0u);
+    EXPECT_EQ(this->Cursor(), 0U);
     this->world.Clock().Advance(1);
-    EXPECT_EQ(this->Cursor(), 768u);
+    EXPECT_EQ(this->Cursor(), 768U);
     this->world.Clock().Advance(10 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(this->Cursor(), 768u);
+    EXPECT_EQ(this->Cursor(), 768U);
     this->world.Clock().Advance(1);
-    EXPECT_EQ(this->Cursor(), 768u + 960);
+    EXPECT_EQ(this->Cursor(), 768U + 960);
 }
 
 TYPED_TEST(EndpointSettings_Set, StartDelayHoldsTheCursorBack) {
     this->settings.SetStartDelay(15 * NanoSecPerMilliSec);
     TypeParam::Start(this->usual);
     this->world.Clock().AdvanceMilliSec(15);
-    EXPECT_EQ(this->Cursor(), 0u);
+    EXPECT_EQ(this->Cursor(), 0U);
     this->world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(this->Cursor(), 96u);
+    EXPECT_EQ(this->Cursor(), 96U);
 }
 
 } // namespace

@@ -33,19 +33,19 @@ TEST_F(SoundNotify_Point, FiresInTheNanosecondInWhichTheCursorReachesIt) {
     EXPECT_FALSE(event.IsSignalled());
     world.Clock().Advance(1);
     EXPECT_TRUE(event.IsSignalled());
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1U);
 }
 
 TEST_F(SoundNotify_Point, FiresOnceInEveryRound) {
     SetPoint(playable, 9'600, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(5'100 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1U);
     world.Clock().Advance(1);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 2u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 2U);
     // 12 h are 8640 rounds, the point lies in each.
     world.Clock().AdvanceTo(ManualClock::StartMonotonicNanoSec + 12 * 3600 * NanoSecPerSec);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 8'640u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 8'640U);
 }
 
 TEST_F(SoundNotify_Point, AtTheStartOfPlayingFiresOnlyAfterARound) {
@@ -158,8 +158,8 @@ TEST_F(SoundNotify_Point, WhoseHandleWasClosedIsDropped) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     CloseHandle(closing);
     world.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 0u);
-    EXPECT_EQ(world.OnlyBuffer().DroppedNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 0U);
+    EXPECT_EQ(world.OnlyBuffer().DroppedNotifications(), 1U);
 }
 
 TEST_F(SoundNotify_SetNotificationPositions, IsRefusedWhilePlaying) {
@@ -182,7 +182,7 @@ TEST_F(SoundNotify_SetNotificationPositions, TakesOffsetsInTheRing) {
 TEST_F(SoundNotify_SetNotificationPositions, WithAHandleThatIsNoneIsMisuse) {
     world.AllowMisuse();
     EXPECT_EQ(SetPoint(playable, 0, nullptr), DSERR_INVALIDPARAM);
-    EXPECT_EQ(world.TakeMisuse().size(), 1u);
+    EXPECT_EQ(world.TakeMisuse().size(), 1U);
 }
 
 } // namespace
