@@ -74,9 +74,10 @@ private:
 
 TEST(OutputWatch, WaitsUntilTheSoundHasPlayedEvenlyAndSeesItAll) {
     ClockInUse use;
+    // Before the watch, whose thread moves the clock from its first moment on.
+    std::int64_t const start = use.clock.now;
     OutputWatch watch(std::make_unique<TestSilence>(use.clock));
     PatientPacer pacer;
-    std::int64_t const start = use.clock.now;
     watch.WaitUntilSteady(pacer);
     // The leap after 300 ms is older than half a second by then.
     EXPECT_GE(use.clock.now - start, 990 * MilliSec);
