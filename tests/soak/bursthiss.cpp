@@ -10,7 +10,7 @@ namespace Soak {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// 5 ms.
 constexpr std::int64_t StepSamples = 240;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace Soak {
 
@@ -15,7 +15,7 @@ struct Hiss {
 
 /// The stretches of 10 ms and more with sound in the bursts' band that lie outside the bursts that begin at
 /// `burstPlaces` (ascending). Shorter ones are clicks: the edges of breaks in the tones.
-std::vector<Hiss> FindUnexplainedHiss(AudioHost::SampleView heard,
+std::vector<Hiss> FindUnexplainedHiss(Listening::SampleView heard,
                                       std::vector<std::int64_t> const& burstPlaces);
 
 } // namespace Soak

@@ -4,14 +4,14 @@
 
 #include "burstband.h"
 #include "bursthiss.h"
-#include "correlation.h"
-#include "stats.h"
+#include "listening/correlation.h"
+#include "listening/stats.h"
 
 namespace Soak {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// Without the tones a burst is alike by 1.0, less half a sample between two places: 0.6 at the least. By
 /// chance there is a likeness of 0.35 once in days.
@@ -45,8 +45,8 @@ public:
 
     /// The most alike place from `from` to `to` at which the session's burst may begin.
     Match FindBest(std::size_t session, std::int64_t from, std::int64_t to) const {
-        AudioHost::Samples const text = band_.Filter(heard_, from, to - from + FrameSamples);
-        std::vector<float> const likeness = AudioHost::NormalisedCorrelation(patterns_[session], text);
+        Listening::Samples const text = band_.Filter(heard_, from, to - from + FrameSamples);
+        std::vector<float> const likeness = Listening::NormalisedCorrelation(patterns_[session], text);
         auto const highest = std::max_element(likeness.begin(), likeness.end());
         return highest == likeness.end() ? Match{} : Match{*highest, from + (highest - likeness.begin())};
     }
@@ -54,7 +54,7 @@ public:
 private:
     SampleView heard_;
     BurstBand band_;
-    std::vector<AudioHost::Samples> patterns_;
+    std::vector<Listening::Samples> patterns_;
 };
 
 class Tracker {
@@ -71,7 +71,7 @@ public:
                 known.push_back(static_cast<double>(*delays.back()));
             }
         }
-        auto const usual = static_cast<std::int64_t>(AudioHost::Median(known));
+        auto const usual = static_cast<std::int64_t>(Listening::Median(known));
         std::vector<HeardBurst> bursts;
         for (std::size_t session = 0; session < plan_.GetSessions(); ++session) {
             TrackSession(session, delays[session].value_or(usual), bursts);

@@ -21,7 +21,7 @@ protected:
         record.originSample = OriginSample;
         record.originTime = Kovra::JiffyTime(1'000'000'000);
         record.silenceSample = OriginSample + DelaySamples + Frames * FrameSamples;
-        record.endSample = record.silenceSample + AudioHost::SoundRateHz / 2;
+        record.endSample = record.silenceSample + Listening::SoundRateHz / 2;
     }
 
     Findings Hear() const { return Analyse(plan, record, mixer.Mix(OriginSample + DelaySamples)); }
@@ -181,8 +181,8 @@ TEST_F(Findings_Analyse, AMoveThatWasToldOfAnotherSessionExcusesNothing) {
 }
 
 TEST_F(Findings_Analyse, SoundAfterTheEndIsTold) {
-    AudioHost::Samples heard = mixer.Mix(OriginSample + DelaySamples);
-    AudioHost::Samples const old = plan.MakeFrame(0, 50);
+    Listening::Samples heard = mixer.Mix(OriginSample + DelaySamples);
+    Listening::Samples const old = plan.MakeFrame(0, 50);
     std::int64_t const at = record.silenceSample + 10 * FrameSamples;
     std::copy(old.begin(), old.end(), heard.begin() + at);
     Findings const findings = Analyse(plan, record, heard);
@@ -193,7 +193,7 @@ TEST_F(Findings_Analyse, SoundAfterTheEndIsTold) {
 }
 
 TEST_F(Findings_Analyse, NothingHeardIsNothingFound) {
-    AudioHost::Samples const heard(static_cast<std::size_t>(record.endSample));
+    Listening::Samples const heard(static_cast<std::size_t>(record.endSample));
     Findings const findings = Analyse(plan, record, heard);
     EXPECT_EQ(findings.bursts.found, 0);
 }

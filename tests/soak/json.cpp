@@ -1,7 +1,7 @@
 #include <cmath>
 #include <sstream>
 
-#include "textformat.h"
+#include "terminal/textformat.h"
 #include "verdict.h"
 
 namespace Soak {
@@ -64,7 +64,7 @@ Json FromFaults(std::vector<ToneFault> const& faults, RunRecord const& record) {
         auto const at = static_cast<double>(fault.firstBlock * FrameSamples - record.originSample);
         list.Add("", Json()
                          .Add("session", static_cast<double>(fault.session))
-                         .Add("atSeconds", AudioHost::SamplesToSec(at))
+                         .Add("atSeconds", Listening::SamplesToSec(at))
                          .Add("blocks", static_cast<double>(fault.blocks))
                          .Add("levelRatio", static_cast<double>(fault.levelRatio))
                          .Add("turn", static_cast<double>(fault.turn)));

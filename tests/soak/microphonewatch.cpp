@@ -19,7 +19,7 @@ constexpr int NothingYet = -30;
 constexpr double BeginSeconds = 2.0;
 
 /// Far more than the audio server takes at a time, so that it never runs dry.
-constexpr std::int64_t FeedAheadSamples = AudioHost::SoundRateHz;
+constexpr std::int64_t FeedAheadSamples = Listening::SoundRateHz;
 
 double ToSeconds(Clock::duration span) {
     return std::chrono::duration<double>(span).count();
@@ -31,11 +31,11 @@ public:
 
     /// So that there is sound for a while beyond `seconds` after the first call.
     void FeedBeyond(double seconds) {
-        auto const wanted = static_cast<std::int64_t>(seconds * AudioHost::SoundRateHz) + FeedAheadSamples;
+        auto const wanted = static_cast<std::int64_t>(seconds * Listening::SoundRateHz) + FeedAheadSamples;
         if (wanted - fed_ < FeedAheadSamples / 4) {
             return;
         }
-        AudioHost::Samples sound;
+        Listening::Samples sound;
         for (; fed_ < wanted; ++fed_) {
             sound.push_back(MicrophoneSample(fed_));
         }

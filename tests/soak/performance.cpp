@@ -7,15 +7,15 @@
 #include <future>
 #include <stdexcept>
 
-#include "atend.h"
 #include "kovra/thread.h"
 #include "microphonefeed.h"
 #include "microphonewatch.h"
-#include "outputwatch.h"
+#include "output/outputwatch.h"
+#include "output/silentoutput.h"
 #include "recording.h"
 #include "rendereraudio.h"
-#include "silentoutput.h"
-#include "textformat.h"
+#include "terminal/atend.h"
+#include "terminal/textformat.h"
 #include "waituntil.h"
 
 namespace Soak {
@@ -29,7 +29,7 @@ using SystemTest::WaitUntil;
 constexpr std::size_t Workers = 2;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 /// Time of day of every session's first frame: far from 0.
-constexpr std::int64_t FirstTimestampNanoSec = 3'600 * AudioHost::NanoSecPerSec;
+constexpr std::int64_t FirstTimestampNanoSec = 3'600 * Listening::NanoSecPerSec;
 constexpr std::int64_t StartMilliSec = 500;
 constexpr std::size_t BufferAlignmentBytes = 16;
 
@@ -58,7 +58,7 @@ public:
           params_(new Media::ParamsAudRaw),
           pipeline_(renderer_, Workers,
                     [this](Pipeline::Report_t const& report) { tally_.AddReport(report); }) {
-        params_->SetParamsAud(AudioHost::SoundRateHz, 1, 16);
+        params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
         int const status = renderer_.Initialize();
         if (status != 0) {
             throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
@@ -82,11 +82,11 @@ public:
         watch.WaitUntilSteady(never);
         // Not before: a session that waits two seconds for its first frame counts as idle when that comes.
         OpenSessions();
-        record.frames = static_cast<std::int64_t>(options_.seconds * AudioHost::NanoSecPerSec) / FrameNanoSec;
+        record.frames = static_cast<std::int64_t>(options_.seconds * Listening::NanoSecPerSec) / FrameNanoSec;
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now().AddMilliSec(StartMilliSec);
         WaitUntil(start);
         record.originTime = start.AddMilliSec(options_.leadMilliSec);
-        record.originSample = recording_.GetLength() + AudioHost::MilliSecToSamples(options_.leadMilliSec);
+        record.originSample = recording_.GetLength() + Listening::MilliSecToSamples(options_.leadMilliSec);
         Play(start, record);
         FallSilent(record);
         CloseToLimit(record);
@@ -168,7 +168,7 @@ private:
     }
 
     std::shared_ptr<Media::FrameAud> MakeFrame(std::size_t session, std::int64_t number) const {
-        AudioHost::Samples const sound = plan_.MakeFrame(session, number);
+        Listening::Samples const sound = plan_.MakeFrame(session, number);
         std::size_t const bytes = sound.size() * sizeof(std::int16_t);
         auto block = Kovra::Buffer::Create(bytes, BufferAlignmentBytes);
         std::memcpy(block->GetData(), sound.data(), bytes);
@@ -184,7 +184,7 @@ private:
 
     static double Since(Kovra::JiffyTime start) {
         return static_cast<double>(Kovra::JiffyTime::Now().GetDiffSysTime(start).NanoSec()) /
-               static_cast<double>(AudioHost::NanoSecPerSec);
+               static_cast<double>(Listening::NanoSecPerSec);
     }
 
     void Note(Kovra::JiffyTime start, RunRecord& record) {
@@ -205,8 +205,8 @@ private:
         Kovra::JiffyTime const begin = Kovra::JiffyTime::Now();
         record.silenceBegin = {0.0, ReadProcessFigures()};
         record.silenceSample =
-            record.originSample + record.frames * FrameSamples + AudioHost::MilliSecToSamples(EndingMilliSec);
-        recording_.WaitForLength(record.silenceSample + AudioHost::MilliSecToSamples(SilenceMilliSec));
+            record.originSample + record.frames * FrameSamples + Listening::MilliSecToSamples(EndingMilliSec);
+        recording_.WaitForLength(record.silenceSample + Listening::MilliSecToSamples(SilenceMilliSec));
         record.endSample = recording_.GetLength();
         record.silenceEnd = {Since(begin), ReadProcessFigures()};
         record.idleStopsInSilence = tally_.CountLogged(IdleText);
@@ -219,7 +219,7 @@ private:
         }
         if (record.isClosedToLimit) {
             recording_.WaitForLength(recording_.GetLength() +
-                                     AudioHost::MilliSecToSamples(AfterClosingMilliSec));
+                                     Listening::MilliSecToSamples(AfterClosingMilliSec));
         }
         record.idleStopsAfterClosing = tally_.CountLogged(IdleText) - record.idleStopsInSilence;
     }

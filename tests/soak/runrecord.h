@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "capturejudge.h"
-#include "outputglitch.h"
+#include "listening/outputglitch.h"
 #include "processfigures.h"
 #include "tally.h"
 
@@ -47,7 +47,7 @@ struct RunRecord {
     std::int64_t endSample = 0;
 
     /// What the host's own cursor on the output did from the first frame to the end.
-    AudioHost::OutputRecord output;
+    Listening::OutputLog output;
     Told told;
     std::vector<SessionEvent> events;
     std::optional<Captured> captured;

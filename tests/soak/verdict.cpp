@@ -4,7 +4,7 @@
 
 #include "growth.h"
 #include "processresources.h"
-#include "textformat.h"
+#include "terminal/textformat.h"
 
 namespace Soak {
 

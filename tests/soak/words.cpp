@@ -1,7 +1,7 @@
 #include <sstream>
 
 #include "growth.h"
-#include "textformat.h"
+#include "terminal/textformat.h"
 #include "verdict.h"
 
 namespace Soak {
@@ -56,7 +56,7 @@ void WriteHeard(BurstVerdict const& bursts, Findings const& findings, std::ostre
         << FormatSigned(bursts.delayChangeMilliSec, 1) << " ms in the end\n";
 }
 
-void WriteOutput(AudioHost::OutputRecord const& output, std::ostream& out) {
+void WriteOutput(Listening::OutputLog const& output, std::ostream& out) {
     if (!output.isWatched) {
         return;
     }

@@ -9,7 +9,7 @@
 namespace SystemTest {
 namespace {
 
-using AudioHost::Samples;
+using Listening::Samples;
 
 constexpr std::int64_t SoundSamples = 9600;
 constexpr std::int64_t BeginSample = 5000;

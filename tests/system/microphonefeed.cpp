@@ -13,7 +13,7 @@ constexpr char const* PathVariable = "RENDERERAUDIO_MICROPHONE";
 
 /// The audio server, when it once had nothing to play, waits for up to 100 ms of sound before it goes on:
 /// what came last would be heard with the next sound. That much, and half as much again, is silence.
-constexpr std::size_t HeldBackSamples = AudioHost::SoundRateHz * 3 / 20;
+constexpr std::size_t HeldBackSamples = Listening::SoundRateHz * 3 / 20;
 
 } // namespace
 
@@ -26,13 +26,13 @@ MicrophoneFeed MicrophoneFeed::FromEnvironment() {
     return MicrophoneFeed(path);
 }
 
-void MicrophoneFeed::Play(AudioHost::SampleView sound) const {
-    AudioHost::Samples samples(sound.begin(), sound.end());
+void MicrophoneFeed::Play(Listening::SampleView sound) const {
+    Listening::Samples samples(sound.begin(), sound.end());
     samples.resize(samples.size() + HeldBackSamples);
     PlayPiece(samples);
 }
 
-void MicrophoneFeed::PlayPiece(AudioHost::SampleView sound) const {
+void MicrophoneFeed::PlayPiece(Listening::SampleView sound) const {
     // Both channels alike: whoever mixes them down to one gets the samples back.
     std::vector<std::int16_t> interleaved;
     interleaved.reserve(2 * sound.GetSize());

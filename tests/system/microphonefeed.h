@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace SystemTest {
 
@@ -17,9 +17,9 @@ public:
     static MicrophoneFeed FromEnvironment();
 
     /// Lets the microphone hear `sound`, sample for sample, with silence behind it.
-    void Play(AudioHost::SampleView sound) const;
+    void Play(Listening::SampleView sound) const;
     /// Lets it hear a piece of a sound that goes on without a seam.
-    void PlayPiece(AudioHost::SampleView sound) const;
+    void PlayPiece(Listening::SampleView sound) const;
 
 private:
     explicit MicrophoneFeed(std::string path) : path_(std::move(path)) {}

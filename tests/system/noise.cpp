@@ -17,7 +17,7 @@ public:
     enum class Pass_t { Low, High };
 
     Section(Pass_t pass, double edgeHz) {
-        double const angle = 2.0 * Pi * edgeHz / AudioHost::SoundRateHz;
+        double const angle = 2.0 * Pi * edgeHz / Listening::SoundRateHz;
         double const cosine = std::cos(angle);
         double const alpha = std::sin(angle) / std::sqrt(2.0);
         double const sign = pass == Pass_t::Low ? -1.0 : 1.0;
@@ -53,7 +53,7 @@ void Filter(std::vector<double>& values, Section section) {
 
 } // namespace
 
-AudioHost::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band) {
+Listening::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band) {
     std::mt19937 generator(seed);
     std::vector<double> values(count);
     double const middle = 0.5 * static_cast<double>(std::mt19937::max());
@@ -72,7 +72,7 @@ AudioHost::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band) {
     }
     double const gain =
         NoiseRmsLsb / std::sqrt(std::max(1.0, energy) / static_cast<double>(std::max<std::size_t>(1, count)));
-    AudioHost::Samples samples(count);
+    Listening::Samples samples(count);
     std::transform(values.begin(), values.end(), samples.begin(), [gain](double value) {
         return static_cast<std::int16_t>(std::lround(std::clamp(value * gain, -32768.0, 32767.0)));
     });

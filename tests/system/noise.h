@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace SystemTest {
 
@@ -25,6 +25,6 @@ constexpr double NoiseRmsLsb = 6000.0;
 ///
 /// Noise, because no two stretches of it are alike: where a window of it is found is where it belongs. A tone
 /// or a sweep looks the same a period later.
-AudioHost::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band = WideBand);
+Listening::Samples MakeNoise(std::uint32_t seed, std::size_t count, Band band = WideBand);
 
 } // namespace SystemTest

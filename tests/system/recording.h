@@ -3,14 +3,14 @@
 #include <cstdint>
 #include <string>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace SystemTest {
 
-/// What was heard on the two channels of the output. Samples are at `AudioHost::SoundRateHz`.
+/// What was heard on the two channels of the output. Samples are at `Listening::SoundRateHz`.
 struct HeardSound {
-    AudioHost::Samples left;
-    AudioHost::Samples right;
+    Listening::Samples left;
+    Listening::Samples right;
 };
 
 /// The file to which `run-recorded` writes what the output plays, while the tests run. Its length in samples

@@ -15,7 +15,7 @@ constexpr std::size_t Workers = 2;
 constexpr std::int64_t WarmUpMilliSec = 1000;
 constexpr int MostWarmUps = 30;
 /// How often the recording's clock is compared with the machine's.
-constexpr std::int64_t ReadingSamples = AudioHost::MilliSecToSamples(100);
+constexpr std::int64_t ReadingSamples = Listening::MilliSecToSamples(100);
 
 constexpr char const* StartedText = "AudioBuffer playback started";
 constexpr char const* StoppedText = "AudioBuffer presentation requested in the past";
@@ -33,11 +33,11 @@ Media::Pipeline::SessionId_t OpenSession(Media::Pipeline& pipeline) {
 /// a later one.
 std::int64_t FindSampleOf(Kovra::JiffyTime instant, Recording const& recording) {
     std::int64_t const length = recording.GetLength();
-    return length - AudioHost::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
+    return length - Listening::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
 }
 
 void WarmUp(Recording const& recording) {
-    std::int64_t const second = AudioHost::MilliSecToSamples(WarmUpMilliSec);
+    std::int64_t const second = Listening::MilliSecToSamples(WarmUpMilliSec);
     for (int tries = 0; tries < MostWarmUps; ++tries) {
         std::int64_t const end = recording.GetLength() + second;
         recording.WaitForLength(end);
@@ -81,7 +81,7 @@ Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
     // The latest of many, of which the recorder was in time for some.
     std::int64_t start = FindSampleOf(score.GetStart(), recording_);
     score.Perform();
-    std::int64_t const end = recording_.GetLength() + AudioHost::MilliSecToSamples(tailMilliSec);
+    std::int64_t const end = recording_.GetLength() + Listening::MilliSecToSamples(tailMilliSec);
     do {
         start = std::max(start, FindSampleOf(score.GetStart(), recording_));
         recording_.WaitForLength(std::min(end, recording_.GetLength() + ReadingSamples));

@@ -7,15 +7,15 @@
 #include <optional>
 #include <vector>
 
-#include "correlation.h"
+#include "listening/correlation.h"
+#include "listening/soundlevel.h"
 #include "noise.h"
-#include "soundlevel.h"
 
 namespace SystemTest {
 namespace {
 
-using AudioHost::Samples;
-using AudioHost::SampleView;
+using Listening::Samples;
+using Listening::SampleView;
 
 constexpr std::int64_t DelaySamples = 2345;
 
@@ -42,7 +42,7 @@ TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
     Samples const noise = MakeNoise(1, 48000, TelephoneBand);
 
     // 6000 of 32768 is -14.75 dB; cutting off the highest peaks takes next to nothing from it.
-    EXPECT_NEAR(AudioHost::LevelDecibel(noise), -14.75, 0.05);
+    EXPECT_NEAR(Listening::LevelDecibel(noise), -14.75, 0.05);
     // Every sixth sample, held: had the noise much above 4000 Hz, another sixth would hold another level.
     Samples first;
     Samples second;
@@ -50,7 +50,7 @@ TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
         first.push_back(noise[i]);
         second.push_back(noise[i + 3]);
     }
-    EXPECT_NEAR(AudioHost::LevelDecibel(first), AudioHost::LevelDecibel(second), 0.1);
+    EXPECT_NEAR(Listening::LevelDecibel(first), Listening::LevelDecibel(second), 0.1);
 }
 
 TEST(Tracking_MakeNoise, IsAnotherForEverySeed) {
@@ -91,7 +91,7 @@ TEST(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
 TEST(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
     Samples const sent = MakeNoise(1, 48000);
     // About the middle, so the first sample comes 20 samples late: 0.5 x 48000 x 833 ppm.
-    Samples const slow = Record(AudioHost::ChangeSpeed(sent, 47960.0 / 48000.0));
+    Samples const slow = Record(Listening::ChangeSpeed(sent, 47960.0 / 48000.0));
 
     Delivery const delivery = Judge(sent, slow);
 

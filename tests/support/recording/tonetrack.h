@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "disturbance.h"
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace TestSupport {
 
@@ -20,7 +20,7 @@ struct ToneMeasure {
 };
 
 /// Level and phase of a tone in every whole block of `ToneBlockSamples` of `heard`.
-std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz);
+std::vector<ToneMeasure> MeasureTone(Listening::SampleView heard, double toneHz);
 
 /// Blocks in a row in which a session's tone had not its level or did not go on in phase: silence, other
 /// sound, or a break in it.
