@@ -119,6 +119,9 @@ ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings
         log.check = Listening::CheckTake(sent, log.sound);
     }
     surroundings.out << FormatSummary(log) << std::flush;
+    if (log.samples > 0) {
+        surroundings.out << "Recorded: " << options.outPath << std::endl;
+    }
     if (!options.reportPath.empty()) {
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }

@@ -76,6 +76,7 @@ TEST(Record, WritesTheSoundFromItsFirstFrameOnAndShutsDown) {
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(144000));
     EXPECT_THAT(fixture.out.str(), HasSubstr("Recorded without a loss.\nout.wav\n  3.00 s in 150 frames"));
+    EXPECT_THAT(fixture.out.str(), HasSubstr("\nRecorded: " + fixture.options.outPath + "\n"));
     EXPECT_EQ(fixture.renderer.shutdowns, 1);
 }
 

@@ -1,6 +1,9 @@
 #include "terminal/options.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace AudioHost {
 
@@ -28,6 +31,27 @@ TEST(ReadCommandLine, OfPlayTakesEveryOptionAndSeveralFiles) {
     EXPECT_EQ(line.play->reportPath, "r.html");
     EXPECT_EQ(line.play->heardPath, "h.raw");
     EXPECT_EQ(line.play->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
+    CommandLine const line = ReadCommandLine(
+        {"play", "--lead", "120", "--report", "default.html", "a.wav", "--report=own.html", "--lead=140"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->leadMilliSec, 140);
+    EXPECT_EQ(line.play->reportPath, "own.html");
+}
+
+TEST(ReadCommandLine, OfAPathThatBeginsWithASlashIsNoOption) {
+    CommandLine const line = ReadCommandLine({"play", "/lead", "/music/a b.wav", "--report", "/tmp/r.html"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{"/lead", "/music/a b.wav"}));
+    EXPECT_EQ(line.play->reportPath, "/tmp/r.html");
+}
+
+TEST(ReadCommandLine, OfAFileNamedLikeACommandIsAFile) {
+    CommandLine const line = ReadCommandLine({"play", "meter", "record"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{"meter", "record"}));
 }
 
 TEST(ReadCommandLine, LeadStaysWithinItsBounds) {
@@ -107,9 +131,29 @@ TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
         EXPECT_EQ(line.code, ExitCode_t::Ok);
         EXPECT_NE(line.text.find("130"), std::string::npos);
     }
-    EXPECT_NE(ReadCommandLine({"play", "--help"}).text.find("--lead"), std::string::npos);
-    EXPECT_NE(ReadCommandLine({"record", "--help"}).text.find("--sent"), std::string::npos);
-    EXPECT_NE(ReadCommandLine({"meter", "--help"}).text.find("--seconds"), std::string::npos);
+}
+
+TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
+    std::string const all = ReadCommandLine({"--help"}).text;
+    for (std::string const command : {"play", "record", "meter"}) {
+        EXPECT_THAT(all, testing::HasSubstr(ReadCommandLine({command, "--help"}).text));
+    }
+}
+
+TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
+    std::size_t told = 0;
+    for (std::string const command : {"play", "record", "meter"}) {
+        std::istringstream help(ReadCommandLine({command, "--help"}).text);
+        for (std::string line; std::getline(help, line);) {
+            if (line.rfind("  --", 0) == 0) {
+                std::string const option = line.substr(2, line.find(' ', 2) - 2);
+                EXPECT_THAT(ReadCommandLine({command, option}).text,
+                            testing::StartsWith(option + ": 1 required"));
+                ++told;
+            }
+        }
+    }
+    EXPECT_EQ(told, 7U + 4U + 2U);
 }
 
 } // namespace AudioHost
