@@ -1,8 +1,10 @@
 #include <exception>
 #include <iostream>
 
+#include "atend.h"
 #include "console.h"
 #include "hosterror.h"
+#include "kovra/log.h"
 #include "meter.h"
 #include "options.h"
 #include "play.h"
@@ -53,6 +55,8 @@ AudioHost::ExitCode_t Run() {
 } // namespace
 
 int main() {
+    // The log's thread is joined by nobody.
+    AudioHost::AtEnd const flush([] { Kovra::LogManager::Instance().Flush(); });
     try {
         return static_cast<int>(Run());
     } catch (AudioHost::HostError const& error) {

@@ -137,6 +137,7 @@ PlayRecord PlayFiles(PlayOptions const& options, Surroundings const& surrounding
             pipeline.CloseSession(source.session);
         }
     }
+    Kovra::LogManager::Instance().Flush();
     PlayRecord record = recorder.Take();
     record.output = watch.Stop(start.NanoSec());
     record.leadMilliSec = options.leadMilliSec;

@@ -9,13 +9,11 @@ namespace {
 
 constexpr double NanoSecPerMilliSec = 1e6;
 
-void AddEvents(std::vector<PlayEvent> const& events, SessionRecord& session) {
-    for (PlayEvent const& event : events) {
-        if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
-            session.steps.push_back({event.timeNanoSec, *hz});
-        }
-        session.events.push_back(event);
+void AddEvent(PlayEvent event, SessionRecord& session) {
+    if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
+        session.steps.push_back({event.timeNanoSec, *hz});
     }
+    session.events.push_back(std::move(event));
 }
 
 /// Puts the frame's sound where its position in the stream says, over what stood there.
@@ -74,9 +72,6 @@ void PlayRecorder::AddReport(Media::Pipeline::Report_t const& report) {
         return;
     }
     SessionRecord& session = record_.sessions[number->second];
-    std::vector<PlayEvent>& pending = pending_[std::this_thread::get_id()];
-    AddEvents(pending, session);
-    pending.clear();
     if (report.outcome != Media::PipelineStageJob::Outcome_t::Succeeded) {
         ++session.jobsFailed;
         return;
@@ -89,8 +84,13 @@ void PlayRecorder::AddReport(Media::Pipeline::Report_t const& report) {
 
 void PlayRecorder::AddLog(Kovra::LogRecord const& log) {
     std::lock_guard<std::mutex> const guard(lock_);
-    pending_[std::this_thread::get_id()].push_back(
-        {ReadKind(log.message), log.time.GetDiffSysTime(start_).NanoSec(), log.message});
+    PlayEvent event{ReadKind(log.message), log.time.GetDiffSysTime(start_).NanoSec(), log.message};
+    auto const number = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(log.subject));
+    if (number == numbers_.end()) {
+        record_.otherEvents.push_back(std::move(event));
+    } else {
+        AddEvent(std::move(event), record_.sessions[number->second]);
+    }
 }
 
 std::vector<PlayRecorder::Progress> PlayRecorder::GetProgress() const {
@@ -110,12 +110,6 @@ std::vector<PlayRecorder::Progress> PlayRecorder::GetProgress() const {
 
 PlayRecord PlayRecorder::Take() {
     std::lock_guard<std::mutex> const guard(lock_);
-    for (auto const& [thread, events] : pending_) {
-        record_.otherEvents.insert(record_.otherEvents.end(), events.begin(), events.end());
-    }
-    pending_.clear();
-    std::stable_sort(record_.otherEvents.begin(), record_.otherEvents.end(),
-                     [](PlayEvent const& a, PlayEvent const& b) { return a.timeNanoSec < b.timeNanoSec; });
     return std::exchange(record_, PlayRecord());
 }
 

@@ -242,15 +242,22 @@ class LogCollector {
 public:
     LogCollector() {
         Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) {
-            lines.push_back({record.channel, static_cast<int>(record.level), record.message,
-                             record.function == nullptr ? "" : record.function});
+            lines_.push_back(
+                {record.channel, static_cast<int>(record.level), record.message, record.function});
         });
     }
     ~LogCollector() { Kovra::LogManager::Instance().SetObserver({}); }
     LogCollector(LogCollector const&) = delete;
     LogCollector& operator=(LogCollector const&) = delete;
 
-    std::vector<LogLine> lines;
+    /// All there are; the log's thread has no more of them.
+    std::vector<LogLine>& GetLines() {
+        Kovra::LogManager::Instance().Flush();
+        return lines_;
+    }
+
+private:
+    std::vector<LogLine> lines_;
 };
 
 /// Module and model, in step.
@@ -267,7 +274,7 @@ public:
         Check("the capture device's status", captureDevice_.Initialize(), 0);
         state_ = new Media::RendererAudioPlaybackState(playbackDevice_);
         world_.Journal().Enable();
-        log_.lines.clear();
+        log_.GetLines().clear();
         codec_.decode = [this](UnitTest::Frames const& frames) {
             Check("the frame that is decoded", frames.size() == 1 && frames.front().get() == incoming_.get(),
                   true);
@@ -337,7 +344,7 @@ private:
             captureView_.captured = buffer.CapturedSamples();
         }
         world_.Journal().Clear();
-        log_.lines.clear();
+        log_.GetLines().clear();
         codec_.decodeCalls.clear();
         codec_.transcodeCalls.clear();
     }
@@ -620,7 +627,7 @@ private:
                 break;
             }
         }
-        CompareLines("log record", log_.lines, trace_.logs);
+        CompareLines("log record", log_.GetLines(), trace_.logs);
         std::vector<CodecLine> asked(codec_.decodeCalls.size());
         for (UnitTest::TranscodeRequest const& request : codec_.transcodeCalls) {
             asked.push_back({true, static_cast<std::uint32_t>(request.coding), request.channels,

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 namespace AudioHost {
 
 namespace {
@@ -22,8 +20,9 @@ Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int6
     return report;
 }
 
-Kovra::LogRecord Log(std::int64_t after, std::string const& message) {
+Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64_t subject = 0) {
     Kovra::LogRecord log;
+    log.subject = subject;
     log.message = message;
     log.time = Kovra::JiffyTime(StartNanoSec + after);
     return log;
@@ -44,17 +43,13 @@ TEST(PlayRecorder_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) {
     EXPECT_EQ(ErrorsOf(session), std::vector<double>{-1.5});
 }
 
-TEST(PlayRecorder_AddLog, BelongsToTheSessionThatTheSameThreadReportsNext) {
+TEST(PlayRecorder_AddLog, BelongsToTheSessionThatIsItsSubject) {
     PlayRecorder recorder(false);
     recorder.SetStart(Kovra::JiffyTime(StartNanoSec));
     recorder.AddSession(1, {});
     recorder.AddSession(2, {});
-    recorder.AddLog(Log(3 * MilliSec, "AudioBuffer playback started"));
-    std::thread([&recorder] {
-        recorder.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz"));
-        recorder.AddReport(Report(1, 0));
-    }).join();
-    recorder.AddReport(Report(2, 0));
+    recorder.AddLog(Log(3 * MilliSec, "AudioBuffer playback started", 2));
+    recorder.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz", 1));
     PlayRecord const record = recorder.Take();
     ASSERT_EQ(record.sessions[0].steps.size(), 1U);
     EXPECT_EQ(record.sessions[0].steps[0].hz, 47960U);
@@ -65,7 +60,7 @@ TEST(PlayRecorder_AddLog, BelongsToTheSessionThatTheSameThreadReportsNext) {
     EXPECT_TRUE(record.otherEvents.empty());
 }
 
-TEST(PlayRecorder_AddLog, OfAThreadThatReportsNothingBelongsToNoSession) {
+TEST(PlayRecorder_AddLog, WithoutASubjectBelongsToNoSession) {
     PlayRecorder recorder(false);
     recorder.AddSession(1, {});
     recorder.AddLog(Log(0, "Idle AudioBuffer playback stopped (1200 ms)"));
@@ -98,7 +93,7 @@ TEST(PlayRecorder_GetProgress, TellsTheLatest) {
     SessionRecord session;
     session.durationNanoSec = 9;
     recorder.AddSession(1, session);
-    recorder.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz"));
+    recorder.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz", 1));
     recorder.AddReport(Report(1, 2 * MilliSec));
     recorder.AddReport(Report(1, 0, false));
     PlayRecorder::Progress const progress = recorder.GetProgress().at(0);
