@@ -172,11 +172,16 @@ TEST_F(LogManager_SetObserver, ShowsOneRecordAtATimeInTheOrderOfEachThread) {
 
 TEST_F(LogManager_SetObserver, NoCallOfThePreviousObserverRunsOnceItReturns) {
     constexpr int Replacements = 300;
+    constexpr int BurstRecords = 10;
     auto const logger = GetLogger("Test.Handover");
     std::atomic<bool> isDone{false};
     std::thread pusher([&] {
-        while (!isDone)
-            Push(*logger, LogLevel_t::Info, "text");
+        while (!isDone) {
+            for (int record = 0; record < BurstRecords; ++record)
+                Push(*logger, LogLevel_t::Info, "text");
+            // Else thousands would wait for each replacement.
+            manager_.Flush();
+        }
     });
     for (int replacement = 0; replacement < Replacements; ++replacement) {
         // Not atomic: written only once the observer that reads it is out of the way.
