@@ -4,6 +4,7 @@
 #include "commands/meter.h"
 #include "commands/play.h"
 #include "commands/record.h"
+#include "kovra/log.h"
 #include "output/silentoutput.h"
 #include "record/rendereraccess.h"
 #include "rendereraudio.h"
@@ -53,6 +54,8 @@ AudioHost::ExitCode_t Run() {
 } // namespace
 
 int main() {
+    // The log's thread is joined by nobody.
+    AudioHost::AtEnd const flush([] { Kovra::LogManager::Instance().Flush(); });
     try {
         return static_cast<int>(Run());
     } catch (AudioHost::HostError const& error) {

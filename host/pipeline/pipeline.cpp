@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kovra/log.h"
 #include "kovra/thread.h"
 
 namespace Media {
@@ -210,7 +211,10 @@ bool Pipeline::State::RunJob(Session& session, Job const& job) {
         return false;
     }
     Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
-    bool const isCompleted = IsCallCompleted([&] { renderer.Divide(job); });
+    bool const isCompleted = IsCallCompleted([&] {
+        Kovra::LogSubject const subject(session.id);
+        renderer.Divide(job);
+    });
     Kovra::JiffyTime const end = Kovra::JiffyTime::Now();
     if (session.exclusive) {
         PipelineStateAccess::Release(*session.exclusive, job.get());

@@ -60,8 +60,7 @@ void CompareLines(char const* what, std::vector<Line> const& actual, std::vector
 ModuleTrace::ModuleTrace(Simulation::World& world) : world_(world) {
     world_.Journal().Enable();
     Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) {
-        logs_.push_back({record.channel, static_cast<int>(record.level), record.message,
-                         record.function == nullptr ? "" : record.function});
+        logs_.push_back({record.channel, static_cast<int>(record.level), record.message, record.function});
     });
 }
 
@@ -71,6 +70,8 @@ ModuleTrace::~ModuleTrace() {
 
 void ModuleTrace::Clear() {
     world_.Journal().Clear();
+    // The log's thread has no more of them.
+    Kovra::LogManager::Instance().Flush();
     logs_.clear();
     codec.decodeCalls.clear();
     codec.transcodeCalls.clear();
@@ -93,6 +94,7 @@ void ModuleTrace::Compare(Trace const& expected, Difference& difference) const {
         calls.push_back(LineOf(record));
     }
     CompareLines("call", calls, expected.calls, difference);
+    Kovra::LogManager::Instance().Flush();
     CompareLines("log record", logs_, expected.logs, difference);
     std::vector<CodecLine> asked(codec.decodeCalls.size());
     for (UnitTest::TranscodeRequest const& request : codec.transcodeCalls) {

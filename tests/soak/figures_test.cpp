@@ -43,10 +43,6 @@ TEST(Histogram_Add, KeepsWhatLiesBeyondTheEnds) {
     EXPECT_EQ(values.GetGreatest(), 100.0);
 }
 
-TEST(Tally_HideNumbers, LeavesOneMarkForEachNumber) {
-    EXPECT_EQ(HideNumbers("packet loss, zero'ing 960 samples of 2"), "packet loss, zero'ing # samples of #");
-}
-
 TEST(Disturbance_CalmShare, CountsOverlappingStretchesOnceAndOnlyThoseOfAll) {
     std::vector<TestSupport::Disturbance> const disturbances = {
         {std::nullopt, 10, 30}, {std::nullopt, 20, 40}, {2, 50, 90}, {std::nullopt, 95, 200}};

@@ -91,6 +91,7 @@ public:
         FallSilent(record);
         CloseToLimit(record);
         record.output = watch.Stop(start.NanoSec());
+        Kovra::LogManager::Instance().Flush();
         record.told = tally_.Get();
         record.events = tally_.GetEvents();
         return record;
@@ -209,7 +210,7 @@ private:
         recording_.WaitForLength(record.silenceSample + Listening::MilliSecToSamples(SilenceMilliSec));
         record.endSample = recording_.GetLength();
         record.silenceEnd = {Since(begin), ReadProcessFigures()};
-        record.idleStopsInSilence = tally_.CountLogged(IdleText);
+        record.idleStopsInSilence = CountIdleStops();
     }
 
     void CloseToLimit(RunRecord& record) {
@@ -221,7 +222,12 @@ private:
             recording_.WaitForLength(recording_.GetLength() +
                                      Listening::MilliSecToSamples(AfterClosingMilliSec));
         }
-        record.idleStopsAfterClosing = tally_.CountLogged(IdleText) - record.idleStopsInSilence;
+        record.idleStopsAfterClosing = CountIdleStops() - record.idleStopsInSilence;
+    }
+
+    std::uint64_t CountIdleStops() const {
+        Kovra::LogManager::Instance().Flush();
+        return tally_.CountLogged(IdleText);
     }
 
     Options const& options_;

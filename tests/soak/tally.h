@@ -5,7 +5,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "histogram.h"
@@ -76,11 +75,6 @@ private:
     std::vector<std::array<Kovra::JiffyTime, RememberedJobs>> submissions_;
     TestSupport::HandOvers handOvers_;
     std::vector<SessionEvent> events_;
-    /// A record does not say whose it is; the report that follows it on the same thread does.
-    std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
 };
-
-/// `text` with # for every number in it.
-std::string HideNumbers(std::string const& text);
 
 } // namespace Soak

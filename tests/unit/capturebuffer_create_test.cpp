@@ -242,8 +242,8 @@ TEST_F(CaptureBuffer_StopCapture, StopsAndSaysWhereItDoes) {
     EXPECT_EQ(records[0].channel, "Media.RendererAudioCaptureBuffer");
     EXPECT_EQ(records[0].level, Kovra::LogLevel_t::Debug);
     EXPECT_EQ(records[0].message, "Stopping buffer capture");
-    EXPECT_STREQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
-    EXPECT_STREQ(records[0].function, "Media::RendererAudioCaptureBuffer::StopCapture");
+    EXPECT_EQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
+    EXPECT_EQ(records[0].function, "Media::RendererAudioCaptureBuffer::StopCapture");
     EXPECT_GT(records[0].line, 0);
 }
 
@@ -275,8 +275,8 @@ TEST_F(CaptureBuffer_StartCapture, StartsAndSaysWhereItDoes) {
     EXPECT_EQ(records[0].channel, "Media.RendererAudioCaptureBuffer");
     EXPECT_EQ(records[0].level, Kovra::LogLevel_t::Debug);
     EXPECT_EQ(records[0].message, "Starting buffer capture");
-    EXPECT_STREQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
-    EXPECT_STREQ(records[0].function, "Media::RendererAudioCaptureBuffer::StartCapture");
+    EXPECT_EQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
+    EXPECT_EQ(records[0].function, "Media::RendererAudioCaptureBuffer::StartCapture");
     EXPECT_GT(records[0].line, 0);
 }
 

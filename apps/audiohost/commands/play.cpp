@@ -139,6 +139,7 @@ PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundin
             pipeline.CloseSession(source.session);
         }
     }
+    Kovra::LogManager::Instance().Flush();
     PlaybackLog log = keeper.Take();
     log.output = watch.Stop(start.NanoSec());
     log.leadMilliSec = options.leadMilliSec;

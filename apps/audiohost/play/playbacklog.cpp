@@ -9,13 +9,11 @@ namespace {
 
 constexpr double NanoSecPerMilliSec = 1e6;
 
-void AddEvents(std::vector<PlayEvent> const& events, SessionLog& session) {
-    for (PlayEvent const& event : events) {
-        if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
-            session.steps.push_back({event.timeNanoSec, *hz});
-        }
-        session.events.push_back(event);
+void AddEvent(PlayEvent event, SessionLog& session) {
+    if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
+        session.steps.push_back({event.timeNanoSec, *hz});
     }
+    session.events.push_back(std::move(event));
 }
 
 /// Puts the frame's sound where its position in the stream says, over what stood there.
@@ -74,9 +72,6 @@ void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
         return;
     }
     SessionLog& session = log_.sessions[number->second];
-    std::vector<PlayEvent>& pending = pending_[std::this_thread::get_id()];
-    AddEvents(pending, session);
-    pending.clear();
     if (report.outcome != Media::PipelineStageJob::Outcome_t::Succeeded) {
         ++session.jobsFailed;
         return;
@@ -89,8 +84,13 @@ void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
 
 void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {
     std::lock_guard<std::mutex> const guard(lock_);
-    pending_[std::this_thread::get_id()].push_back(
-        {ReadKind(record.message), record.time.GetDiffSysTime(start_).NanoSec(), record.message});
+    PlayEvent event{ReadKind(record.message), record.time.GetDiffSysTime(start_).NanoSec(), record.message};
+    auto const number = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
+    if (number == numbers_.end()) {
+        log_.otherEvents.push_back(std::move(event));
+    } else {
+        AddEvent(std::move(event), log_.sessions[number->second]);
+    }
 }
 
 std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const {
@@ -110,12 +110,6 @@ std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const 
 
 PlaybackLog PlaybackLogKeeper::Take() {
     std::lock_guard<std::mutex> const guard(lock_);
-    for (auto const& [thread, events] : pending_) {
-        log_.otherEvents.insert(log_.otherEvents.end(), events.begin(), events.end());
-    }
-    pending_.clear();
-    std::stable_sort(log_.otherEvents.begin(), log_.otherEvents.end(),
-                     [](PlayEvent const& a, PlayEvent const& b) { return a.timeNanoSec < b.timeNanoSec; });
     return std::exchange(log_, PlaybackLog());
 }
 

@@ -6,7 +6,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "files/framemaker.h"
@@ -85,8 +84,7 @@ public:
 
     void AddSent(std::size_t session, MediaFrame const& frame);
     void AddReport(Media::Pipeline::Report_t const& report);
-    /// Records of the thread that renders a frame are put down to that frame's session when its report comes:
-    /// the pipeline reports on the same thread.
+    /// A record belongs to the session that is its subject.
     void AddLog(Kovra::LogRecord const& record);
 
     /// What progress needs of each session: everything but its points, events and sound.
@@ -99,7 +97,7 @@ public:
     };
     std::vector<Progress> GetProgress() const;
 
-    /// The whole log, taken out. Log records without a report count as belonging to no frame.
+    /// The whole log, taken out.
     PlaybackLog Take();
 
 private:
@@ -109,7 +107,6 @@ private:
     Kovra::JiffyTime start_;
     PlaybackLog log_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
-    std::map<std::thread::id, std::vector<PlayEvent>> pending_;
 };
 
 } // namespace AudioHost

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 namespace AudioHost {
 
 namespace {
@@ -22,8 +20,9 @@ Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int6
     return report;
 }
 
-Kovra::LogRecord Log(std::int64_t after, std::string const& message) {
+Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64_t subject = 0) {
     Kovra::LogRecord record;
+    record.subject = subject;
     record.message = message;
     record.time = Kovra::JiffyTime(StartNanoSec + after);
     return record;
@@ -44,17 +43,13 @@ TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) 
     EXPECT_EQ(ErrorsOf(session), std::vector<double>{-1.5});
 }
 
-TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatTheSameThreadReportsNext) {
+TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatIsItsSubject) {
     PlaybackLogKeeper keeper(false);
     keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
     keeper.AddSession(1, {});
     keeper.AddSession(2, {});
-    keeper.AddLog(Log(3 * MilliSec, "AudioBuffer playback started"));
-    std::thread([&keeper] {
-        keeper.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz"));
-        keeper.AddReport(Report(1, 0));
-    }).join();
-    keeper.AddReport(Report(2, 0));
+    keeper.AddLog(Log(3 * MilliSec, "AudioBuffer playback started", 2));
+    keeper.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz", 1));
     PlaybackLog const log = keeper.Take();
     ASSERT_EQ(log.sessions[0].steps.size(), 1U);
     EXPECT_EQ(log.sessions[0].steps[0].hz, 47960U);
@@ -65,7 +60,7 @@ TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatTheSameThreadReportsNext) 
     EXPECT_TRUE(log.otherEvents.empty());
 }
 
-TEST(PlaybackLogKeeper_AddLog, OfAThreadThatReportsNothingBelongsToNoSession) {
+TEST(PlaybackLogKeeper_AddLog, WithoutASubjectBelongsToNoSession) {
     PlaybackLogKeeper keeper(false);
     keeper.AddSession(1, {});
     keeper.AddLog(Log(0, "Idle AudioBuffer playback stopped (1200 ms)"));
@@ -98,7 +93,7 @@ TEST(PlaybackLogKeeper_GetProgress, TellsTheLatest) {
     SessionLog session;
     session.durationNanoSec = 9;
     keeper.AddSession(1, session);
-    keeper.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz"));
+    keeper.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz", 1));
     keeper.AddReport(Report(1, 2 * MilliSec));
     keeper.AddReport(Report(1, 0, false));
     PlaybackLogKeeper::Progress const progress = keeper.GetProgress().at(0);
