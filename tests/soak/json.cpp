@@ -1,7 +1,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "samples.h"
+#include "listening/samples.h"
 #include "verdict.h"
 
 namespace Soak {

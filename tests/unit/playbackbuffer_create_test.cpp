@@ -199,9 +199,13 @@ TEST_F(PlaybackBuffer_Create, GivesMinus27OnAClosedDevice) {
 }
 
 TEST_F(PlaybackBuffer_Create, GivesMinus27WithoutAKnownOutput) {
-    Media::RendererAudioPlaybackDevicePeer::GetFields(device).devices.Clear();
+    world.Device().SetDevices({});
+    Media::RendererAudioPlaybackDevice unlisted;
+    Media::RendererAudioPlaybackDevicePeer::OpenWithoutThread(unlisted);
+    buffer = std::make_unique<Media::RendererAudioPlaybackBuffer>(unlisted);
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), -27);
     ExpectAsConstructed();
+    buffer.reset();
     EXPECT_THAT(TakeCalls({Call_t::SoundCreateSoundBuffer}), IsEmpty());
 }
 
