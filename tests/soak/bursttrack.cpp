@@ -138,8 +138,8 @@ std::optional<std::size_t> Recognise(SoundPlan const& plan, Finder const& finder
 
 } // namespace
 
-HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t originSample,
-                        std::int64_t frames) {
+HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t beginSample,
+                        std::int64_t originSample, std::int64_t frames) {
     Finder const finder(plan, heard);
     Tracker const tracker(plan, finder, originSample, frames);
     HeardBursts result;
@@ -152,7 +152,7 @@ HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t or
         }
     }
     std::sort(places.begin(), places.end());
-    for (Hiss const& hiss : FindUnexplainedHiss(heard, places)) {
+    for (Hiss const& hiss : FindUnexplainedHiss(heard, beginSample, places)) {
         result.strays.push_back({hiss.startSample, hiss.samples, Recognise(plan, finder, hiss)});
     }
     return result;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "soundmixer.h"
 
 namespace Soak {
@@ -114,6 +116,24 @@ TEST_F(Findings_Analyse, OldSoundALapLaterIsHeardWhereNoneWasToBe) {
     // 250 frames are a quarter of a period of the tone off: broken at both ends.
     ASSERT_FALSE(findings.faults.own.empty());
     EXPECT_EQ(findings.faults.own[0].session, 0U);
+}
+
+TEST_F(Findings_Analyse, SoundOfATakeBeforeIsNotThisOnes) {
+    // The same sound stands in the recording twice, and a burst between both belongs to neither.
+    Listening::Samples heard = mixer.Mix(OriginSample + DelaySamples);
+    Listening::Samples const second = heard;
+    record.beginSample = static_cast<std::int64_t>(heard.size());
+    heard.insert(heard.end(), second.begin(), second.end());
+    record.originSample += record.beginSample;
+    record.silenceSample += record.beginSample;
+    record.endSample += record.beginSample;
+    Findings const findings = Analyse(plan, record, heard);
+    EXPECT_EQ(findings.bursts.found, BurstsInAll);
+    EXPECT_TRUE(findings.strays.empty());
+
+    Listening::Samples const burst = plan.GetBurst(0);
+    std::copy(burst.begin(), burst.end(), heard.begin() + record.beginSample + FrameSamples);
+    EXPECT_EQ(Analyse(plan, record, heard).strays.size(), 1U);
 }
 
 TEST_F(Findings_Analyse, ADisplacedBurstIsAStepOfItsSession) {

@@ -136,6 +136,7 @@ std::string FormatJson(Options const& options, RunRecord const& record, Findings
         {"failures", failures},
         {"bursts", FromBursts(findings)},
         {"calmShare", Rounded(findings.calmShare)},
+        {"isUntold", IsUntold(options, findings)},
         {"blocksMeasured", findings.blocksMeasured},
         {"breaksOfSingleSessions", FromFaults(findings.faults.own, record)},
         {"breaksAtFrequencyChanges", findings.faults.atFrequencyChanges.size()},

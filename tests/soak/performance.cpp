@@ -75,6 +75,7 @@ public:
 
     RunRecord Perform() {
         RunRecord record;
+        record.beginSample = recording_.GetLength();
         // Before the first session plays: a device that has just been started may take its first buffers at
         // once.
         AudioHost::OutputWatch watch(AudioHost::SilentOutput().Open());

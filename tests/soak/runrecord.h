@@ -38,6 +38,8 @@ struct Moment {
 struct RunRecord {
     /// Of each session.
     std::int64_t frames = 0;
+    /// Sample of the recording from which on nothing was played but this run: takes before it end there.
+    std::int64_t beginSample = 0;
     /// Sample of the recording in which frame 0 would be heard without any delay.
     std::int64_t originSample = 0;
     /// The instant that is heard there.

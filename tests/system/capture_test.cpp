@@ -228,8 +228,7 @@ protected:
             captured.breaks.erase(machines, captured.breaks.end());
             judge(frames, captured);
         }
-        RecordProperty("takes", std::to_string(retakes.CountTakes()));
-        EXPECT_EQ(retakes.CountOpen(), 0U) << retakes.Complain();
+        retakes.Conclude();
     }
 
     Media::RendererAudio renderer;

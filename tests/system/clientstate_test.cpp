@@ -59,7 +59,7 @@ protected:
                 }
             }
         }
-        Conclude(retakes);
+        retakes.Conclude();
     }
 
     static SampleView CutAfterChange(SampleView sound, int change) {

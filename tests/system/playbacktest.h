@@ -63,9 +63,6 @@ protected:
                                                      Session const& session,
                                                      std::int64_t presentationMilliSec);
 
-    /// Notes how often the test was taken, and fails when parts are left open.
-    static void Conclude(Retakes const& retakes);
-
     /// Makes the stream of a sound.
     using StreamMaker = std::function<Stream(Listening::SampleView)>;
 
