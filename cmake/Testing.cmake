@@ -23,7 +23,7 @@ rendereraudio_precompile(test_headers OPTIONS ${RENDERERAUDIO_TEST_OPTIONS} LIBR
 # A sanitizer that finds something fails the test.
 set(RENDERERAUDIO_TEST_ENVIRONMENT
     ASAN_OPTIONS=detect_leaks=1:halt_on_error=1
-    TSAN_OPTIONS=halt_on_error=1:suppressions=${CMAKE_CURRENT_LIST_DIR}/../tests/tsan.supp
+    TSAN_OPTIONS=halt_on_error=1
     UBSAN_OPTIONS=print_stacktrace=1)
 # On a bare machine no locale is set; Wine then has no name for most files unless its starter sees to it.
 if(CMAKE_CROSSCOMPILING)

@@ -1,15 +1,16 @@
 #include <exception>
 #include <iostream>
 
-#include "console.h"
-#include "hosterror.h"
-#include "meter.h"
-#include "options.h"
-#include "play.h"
-#include "record.h"
-#include "rendereraccess.h"
+#include "commands/meter.h"
+#include "commands/play.h"
+#include "commands/record.h"
+#include "kovra/log.h"
+#include "output/silentoutput.h"
+#include "record/rendereraccess.h"
 #include "rendereraudio.h"
-#include "silentoutput.h"
+#include "terminal/console.h"
+#include "terminal/hosterror.h"
+#include "terminal/options.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -23,9 +24,9 @@ bool IsCommand(AudioHost::CommandLine const& command) {
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
                                  AudioHost::Surroundings const& surroundings,
-                                 AudioHost::CaptureAccess& capture) {
+                                 AudioHost::CaptureAccess& capture, AudioHost::OutputAccess& output) {
     if (command.play) {
-        return AudioHost::Play(*command.play, surroundings);
+        return AudioHost::Play(*command.play, surroundings, &output);
     }
     if (command.record) {
         return AudioHost::Record(*command.record, surroundings, capture);
@@ -47,12 +48,14 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
-    return RunCommand(command, {renderer, stop, std::cout, isTerminal, &output}, capture);
+    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture, output);
 }
 
 } // namespace
 
 int main() {
+    // The log's thread is joined by nobody.
+    AudioHost::AtEnd const flush([] { Kovra::LogManager::Instance().Flush(); });
     try {
         return static_cast<int>(Run());
     } catch (AudioHost::HostError const& error) {

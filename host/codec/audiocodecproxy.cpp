@@ -69,25 +69,30 @@ std::vector<std::shared_ptr<FrameAud>> AudioCodecProxy::Decode(
     std::vector<std::shared_ptr<FrameAud>> const& frames) {
     FrameList decoded;
     for (auto const& frame : frames) {
-        if (!frame)
+        if (!frame) {
             continue;
-        if (frame->GetCoding() != MediaCoding_t::RawPcm)
+        }
+        if (frame->GetCoding() != MediaCoding_t::RawPcm) {
             state_->DecodeFrame(*frame, decoded);
-        else if (IsUsableRawFrame(*frame))
+        } else if (IsUsableRawFrame(*frame)) {
             decoded.push_back(frame);
+        }
     }
     return decoded;
 }
 
 void AudioCodecProxy::State::DecodeFrame(FrameAud const& frame, FrameList& decoded) {
     std::size_t const byteCount = CountBytes(frame);
-    if (byteCount == 0 || byteCount > MaxCodedFrameBytes)
+    if (byteCount == 0 || byteCount > MaxCodedFrameBytes) {
         return;
+    }
     DecoderSetup const setup(frame.GetParams());
-    if (!decoder || !decoder->IsOpenFor(setup))
+    if (!decoder || !decoder->IsOpenFor(setup)) {
         decoder = AudioDecoder::Open(setup);
-    if (!decoder)
+    }
+    if (!decoder) {
         return;
+    }
     GatherBytes(frame, AV_INPUT_BUFFER_PADDING_SIZE, codedBytes.padded);
     decoder->Decode(codedBytes, frame.GetIdent(), decoded);
 }
@@ -96,40 +101,48 @@ std::vector<std::shared_ptr<FrameAud>> AudioCodecProxy::Transcode(
     std::vector<std::shared_ptr<FrameAud>> const& frames, MediaCoding_t coding, unsigned char channels,
     unsigned int frequency, Kovra::SysTime /*duration*/, bool flush) {
     PcmFormat const target{frequency, channels};
-    if (coding != MediaCoding_t::RawPcm || !IsUsable(target))
+    if (coding != MediaCoding_t::RawPcm || !IsUsable(target)) {
         return {};
+    }
     FrameList transcoded;
     transcoded.reserve(frames.size() + (flush ? 1 : 0));
     for (auto const& frame : frames) {
-        if (frame && IsUsableRawFrame(*frame))
+        if (frame && IsUsableRawFrame(*frame)) {
             state_->TranscodeFrame(*frame, target, transcoded);
+        }
     }
-    if (flush)
+    if (flush) {
         state_->FlushResampler(target, transcoded);
+    }
     return transcoded;
 }
 
 void AudioCodecProxy::State::TranscodeFrame(FrameAud const& frame, PcmFormat target, FrameList& transcoded) {
     PcmFormat const source = FormatOf(frame);
-    if (!resampler || !resampler->IsFrom(source) || !resampler->IsTo(target))
+    if (!resampler || !resampler->IsFrom(source) || !resampler->IsTo(target)) {
         resampler = AudioResampler::Create(source, target);
-    if (!resampler)
+    }
+    if (!resampler) {
         return;
+    }
     GatherBytes(frame, 0, rawBytes);
     std::size_t const sampleGroups = rawBytes.size() / BytesPerSampleGroup(source);
     PcmBlock const block = resampler->Convert(rawBytes.data(), sampleGroups);
     tailIdent = IdentBehind(frame, sampleGroups);
-    if (block.sampleGroups != 0)
+    if (block.sampleGroups != 0) {
         transcoded.push_back(MakePcmFrame(frame.GetIdent(), target, block));
+    }
 }
 
 void AudioCodecProxy::State::FlushResampler(PcmFormat target, FrameList& transcoded) {
     auto const ending = std::move(resampler);
-    if (!ending || !ending->IsTo(target))
+    if (!ending || !ending->IsTo(target)) {
         return;
+    }
     PcmBlock const tail = ending->Flush();
-    if (tail.sampleGroups != 0)
+    if (tail.sampleGroups != 0) {
         transcoded.push_back(MakePcmFrame(tailIdent, target, tail));
+    }
 }
 
 } // namespace Media

@@ -48,13 +48,16 @@ AVCodecID ToCodecId(DecoderSetup const& setup) {
 }
 
 bool IsUsable(DecoderSetup const& setup) {
-    if (setup.config.size() > MaxDecoderConfigBytes)
+    if (setup.config.size() > MaxDecoderConfigBytes) {
         return false;
-    if (setup.coding == MediaCoding_t::G711)
+    }
+    if (setup.coding == MediaCoding_t::G711) {
         return IsUsable(setup.format) && setup.bits == G711SampleBits;
-    if (setup.coding == MediaCoding_t::G726)
+    }
+    if (setup.coding == MediaCoding_t::G726) {
         return IsUsable(setup.format) && setup.format.channels == G726NumChannels &&
                setup.bits >= G726MinSampleBits && setup.bits <= G726MaxSampleBits;
+    }
     return setup.format.frequency <= MaxFrequencyHz && setup.format.channels <= MaxNumChannels;
 }
 
@@ -65,33 +68,39 @@ bool HasSyncWords(DecoderSetup const& setup) {
 }
 
 void SetConfig(AVCodecContext& context, std::vector<std::uint8_t> const& config) {
-    if (config.empty())
+    if (config.empty()) {
         return;
+    }
     context.extradata = static_cast<std::uint8_t*>(av_mallocz(config.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (context.extradata == nullptr)
+    if (context.extradata == nullptr) {
         throw std::bad_alloc();
+    }
     std::memcpy(context.extradata, config.data(), config.size());
     context.extradata_size = static_cast<int>(config.size());
 }
 
 CodecContextOwner OpenContext(DecoderSetup const& setup) {
     AVCodec const* const codec = avcodec_find_decoder(ToCodecId(setup));
-    if (codec == nullptr)
+    if (codec == nullptr) {
         return nullptr;
+    }
     CodecContextOwner context(avcodec_alloc_context3(codec));
-    if (!context)
+    if (!context) {
         throw std::bad_alloc();
+    }
     context->sample_rate = static_cast<int>(setup.format.frequency);
-    if (setup.format.channels != 0)
+    if (setup.format.channels != 0) {
         context->ch_layout = DefaultLayout(static_cast<int>(setup.format.channels));
+    }
     context->bits_per_coded_sample = static_cast<int>(setup.bits);
     context->thread_count = 1;
     // Every frame fills the place that its timestamp gives it: an encoder's lead-in is not cut off, which
     // would swallow or shift the first frames.
     context->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
     SetConfig(*context, setup.config);
-    if (avcodec_open2(context.get(), codec, nullptr) < 0)
+    if (avcodec_open2(context.get(), codec, nullptr) < 0) {
         return nullptr;
+    }
     return context;
 }
 
@@ -110,11 +119,13 @@ bool DecoderSetup::operator==(DecoderSetup const& other) const {
 }
 
 std::unique_ptr<AudioDecoder> AudioDecoder::Open(DecoderSetup const& setup) {
-    if (!IsUsable(setup))
+    if (!IsUsable(setup)) {
         return nullptr;
+    }
     CodecContextOwner context = OpenContext(setup);
-    if (!context)
+    if (!context) {
         return nullptr;
+    }
     return std::unique_ptr<AudioDecoder>(new AudioDecoder(setup, std::move(context)));
 }
 
@@ -123,8 +134,9 @@ AudioDecoder::AudioDecoder(DecoderSetup setup, CodecContextOwner context)
       context_(std::move(context)),
       packet_(av_packet_alloc()),
       frame_(av_frame_alloc()) {
-    if (!packet_ || !frame_)
+    if (!packet_ || !frame_) {
         throw std::bad_alloc();
+    }
 }
 
 void AudioDecoder::Decode(CodedBytes const& bytes, FrameIdent const& ident, FrameList& decoded) {
@@ -142,13 +154,16 @@ void AudioDecoder::Decode(CodedBytes const& bytes, FrameIdent const& ident, Fram
 void AudioDecoder::DecodeCodedFrame(std::uint8_t const* bytes, std::size_t byteCount, FrameIdent const& ident,
                                     FrameList& decoded) {
     av_packet_unref(packet_.get());
-    if (av_new_packet(packet_.get(), static_cast<int>(byteCount)) < 0)
+    if (av_new_packet(packet_.get(), static_cast<int>(byteCount)) < 0) {
         throw std::bad_alloc();
+    }
     std::memcpy(packet_->data, bytes, byteCount);
-    if (avcodec_send_packet(context_.get(), packet_.get()) < 0)
+    if (avcodec_send_packet(context_.get(), packet_.get()) < 0) {
         return;
-    while (avcodec_receive_frame(context_.get(), frame_.get()) >= 0)
+    }
+    while (avcodec_receive_frame(context_.get(), frame_.get()) >= 0) {
         AppendPcm(ident, decoded);
+    }
 }
 
 void AudioDecoder::AppendPcm(FrameIdent const& ident, FrameList& decoded) {
@@ -156,26 +171,30 @@ void AudioDecoder::AppendPcm(FrameIdent const& ident, FrameList& decoded) {
     // it. Negative counts become huge and fail the range check.
     PcmFormat const format{static_cast<std::uint32_t>(context_->sample_rate),
                            static_cast<std::uint32_t>(frame_->ch_layout.nb_channels)};
-    if (!IsUsable(format) || frame_->nb_samples <= 0)
+    if (!IsUsable(format) || frame_->nb_samples <= 0) {
         return;
+    }
     auto const sampleGroups = static_cast<std::size_t>(frame_->nb_samples);
     if (sampleGroups > MaxRawFrameBytes / BytesPerSampleGroup(format) ||
-        !PrepareConversion(format, static_cast<AVSampleFormat>(frame_->format)))
+        !PrepareConversion(format, static_cast<AVSampleFormat>(frame_->format))) {
         return;
+    }
     PcmBlock block{CreatePcmBuffer(format, sampleGroups), 0};
     std::uint8_t* const out = block.buffer->GetData();
     int const converted =
         swr_convert(conversion_.get(), const_cast<std::uint8_t**>(&out), frame_->nb_samples,
                     const_cast<std::uint8_t const**>(frame_->extended_data), frame_->nb_samples);
-    if (converted <= 0)
+    if (converted <= 0) {
         return;
+    }
     block.sampleGroups = static_cast<std::size_t>(converted);
     decoded.push_back(MakePcmFrame(ident, format, block));
 }
 
 bool AudioDecoder::PrepareConversion(PcmFormat format, AVSampleFormat sampleFormat) {
-    if (conversion_ && conversionFormat_ == format && conversionSampleFormat_ == sampleFormat)
+    if (conversion_ && conversionFormat_ == format && conversionSampleFormat_ == sampleFormat) {
         return true;
+    }
     conversion_.reset();
     // The same layout on both sides, whatever the stream's speakers are: channels keep their order, and
     // nothing is mixed.
@@ -183,11 +202,13 @@ bool AudioDecoder::PrepareConversion(PcmFormat format, AVSampleFormat sampleForm
     auto const frequency = static_cast<int>(format.frequency);
     SwrContext* context = nullptr;
     if (swr_alloc_set_opts2(&context, &layout, AV_SAMPLE_FMT_S16, frequency, &layout, sampleFormat, frequency,
-                            0, nullptr) < 0)
+                            0, nullptr) < 0) {
         return false;
+    }
     SwrOwner conversion(context);
-    if (swr_init(conversion.get()) < 0)
+    if (swr_init(conversion.get()) < 0) {
         return false;
+    }
     conversion_ = std::move(conversion);
     conversionFormat_ = format;
     conversionSampleFormat_ = sampleFormat;

@@ -26,11 +26,13 @@ SwrOwner OpenContext(PcmFormat in, PcmFormat out) {
     AVChannelLayout outLayout = DefaultLayout(static_cast<int>(out.channels));
     SwrContext* context = nullptr;
     if (swr_alloc_set_opts2(&context, &outLayout, AV_SAMPLE_FMT_S16, static_cast<int>(out.frequency),
-                            &inLayout, AV_SAMPLE_FMT_S16, static_cast<int>(in.frequency), 0, nullptr) < 0)
+                            &inLayout, AV_SAMPLE_FMT_S16, static_cast<int>(in.frequency), 0, nullptr) < 0) {
         return nullptr;
+    }
     SwrOwner owner(context);
-    if (!SetFilter(owner.get()) || swr_init(owner.get()) < 0)
+    if (!SetFilter(owner.get()) || swr_init(owner.get()) < 0) {
         return nullptr;
+    }
     return owner;
 }
 
@@ -41,11 +43,13 @@ bool AreTooFarApart(std::int64_t a, std::int64_t b) {
 } // namespace
 
 std::unique_ptr<AudioResampler> AudioResampler::Create(PcmFormat in, PcmFormat out) {
-    if (AreTooFarApart(in.frequency, out.frequency))
+    if (AreTooFarApart(in.frequency, out.frequency)) {
         return nullptr;
+    }
     SwrOwner context = OpenContext(in, out);
-    if (!context)
+    if (!context) {
         return nullptr;
+    }
     std::unique_ptr<AudioResampler> resampler(new AudioResampler(in, out, std::move(context)));
     return resampler->Prime() ? std::move(resampler) : nullptr;
 }
@@ -58,8 +62,9 @@ AudioResampler::AudioResampler(PcmFormat in, PcmFormat out, SwrOwner context)
       share_(in.frequency, out.frequency) {}
 
 bool AudioResampler::Prime() {
-    if (plan_.primingSamples == 0)
+    if (plan_.primingSamples == 0) {
         return true;
+    }
     std::vector<std::uint8_t> const silence(static_cast<std::size_t>(plan_.primingSamples) *
                                             BytesPerSampleGroup(in_));
     std::vector<std::uint8_t> discarded(static_cast<std::size_t>(plan_.discardedSamples) *
@@ -81,8 +86,9 @@ PcmBlock AudioResampler::Convert(std::uint8_t const* samples, std::size_t sample
     SampleShare share = share_;
     std::int64_t const due = share.Take(inGroups);
     auto const dueGroups = static_cast<std::size_t>(due);
-    if (dueGroups > MaxRawFrameBytes / BytesPerSampleGroup(out_))
+    if (dueGroups > MaxRawFrameBytes / BytesPerSampleGroup(out_)) {
         return {};
+    }
     share_ = share;
     PcmBlock block{CreatePcmBuffer(out_, dueGroups), 0};
     block.sampleGroups = ConvertInto(block.buffer->GetData(), due, samples, inGroups);
@@ -90,8 +96,9 @@ PcmBlock AudioResampler::Convert(std::uint8_t const* samples, std::size_t sample
 }
 
 PcmBlock AudioResampler::Flush() {
-    if (plan_.delaySamples == 0)
+    if (plan_.delaySamples == 0) {
         return {};
+    }
     // The stream goes on as silence for as long as the delay: what was held comes out, no more.
     auto const held = static_cast<std::size_t>(plan_.delaySamples);
     std::vector<std::uint8_t> const silence(held * BytesPerSampleGroup(in_));

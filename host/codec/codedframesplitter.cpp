@@ -15,8 +15,9 @@ constexpr std::size_t SyncWordBytes = 2;
 /// ADTS: twelve ones, the version bit, then two zero bits for the layer. MPEG audio: eleven ones, then the
 /// version and a layer that is not zero (zero is ADTS).
 constexpr bool IsSyncWord(AVCodecID codec, std::uint8_t first, std::uint8_t second) {
-    if (first != 0xFF)
+    if (first != 0xFF) {
         return false;
+    }
     return codec == AV_CODEC_ID_AAC ? (second & 0xF6) == 0xF0
                                     : (second & 0xE0) == 0xE0 && (second & 0x06) != 0;
 }
@@ -32,8 +33,9 @@ std::vector<std::size_t> FindCodedFrames(AVCodecContext& context, std::uint8_t c
                                          std::size_t byteCount) {
     // A parser of its own for every input: one that has seen a cut frame waits for the rest of it.
     ParserOwner const parser(av_parser_init(context.codec_id));
-    if (!parser)
+    if (!parser) {
         throw std::bad_alloc();
+    }
     std::vector<std::size_t> lengths;
     while (byteCount >= SyncWordBytes && lengths.size() < MaxCodedFramesPerInput &&
            IsSyncWord(context.codec_id, bytes[0], bytes[1])) {
@@ -41,8 +43,9 @@ std::vector<std::size_t> FindCodedFrames(AVCodecContext& context, std::uint8_t c
         int foundBytes = 0;
         int const used = av_parser_parse2(parser.get(), &context, &found, &foundBytes, bytes,
                                           static_cast<int>(byteCount), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
-        if (used <= 0 || foundBytes == 0)
+        if (used <= 0 || foundBytes == 0) {
             break;
+        }
         lengths.push_back(static_cast<std::size_t>(used));
         bytes += used;
         byteCount -= static_cast<std::size_t>(used);

@@ -30,8 +30,9 @@ std::shared_ptr<FrameAudRaw> MakePcmFrame(FrameIdent ident, PcmFormat format, Pc
 std::size_t CountBytes(FrameAud const& frame) {
     std::size_t byteCount = 0;
     auto const& slices = frame.GetBuffers();
-    for (std::size_t i = 0; i < slices.GetCount(); ++i)
+    for (std::size_t i = 0; i < slices.GetCount(); ++i) {
         byteCount += slices.GetBegin()[i].GetLength();
+    }
     return byteCount;
 }
 
@@ -41,8 +42,9 @@ void GatherBytes(FrameAud const& frame, std::size_t paddingBytes, std::vector<st
     auto const& slices = frame.GetBuffers();
     for (std::size_t i = 0; i < slices.GetCount(); ++i) {
         auto const& slice = slices.GetBegin()[i];
-        if (slice.GetLength() == 0)
+        if (slice.GetLength() == 0) {
             continue;
+        }
         std::memcpy(bytes.data() + filled, slice.GetData(), slice.GetLength());
         filled += slice.GetLength();
     }
@@ -51,8 +53,9 @@ void GatherBytes(FrameAud const& frame, std::size_t paddingBytes, std::vector<st
 bool IsUsableRawFrame(FrameAud const& frame) {
     PcmFormat const format{frame.GetFrequency(), frame.GetNumChannels()};
     if (frame.GetCoding() != MediaCoding_t::RawPcm || !IsUsable(format) ||
-        frame.GetParams().GetBitsPerSample() != PcmSampleBits)
+        frame.GetParams().GetBitsPerSample() != PcmSampleBits) {
         return false;
+    }
     std::size_t const byteCount = CountBytes(frame);
     return byteCount >= BytesPerSampleGroup(format) && byteCount <= MaxRawFrameBytes;
 }

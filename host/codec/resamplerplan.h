@@ -32,16 +32,18 @@ inline constexpr int ResamplerCutoffPercent = 97;
 /// the input's own half rate.
 constexpr std::int64_t CountFilterTaps(std::int64_t inRate, std::int64_t outRate) {
     std::int64_t const reach = outRate * ResamplerCutoffPercent;
-    if (reach >= inRate * 100)
+    if (reach >= inRate * 100) {
         return ResamplerFilterTaps;
+    }
     return (ResamplerFilterTaps * inRate * 100 + reach - 1) / reach;
 }
 
 /// The plan for a pair of rates in Hz, both positive. The same rates need no filter and have no delay.
 constexpr ResamplerPlan PlanResampler(std::int64_t inRate, std::int64_t outRate) {
     ResamplerPlan plan;
-    if (inRate == outRate)
+    if (inRate == outRate) {
         return plan;
+    }
     std::int64_t const taps = CountFilterTaps(inRate, outRate);
     // The library counts a stretched filter's taps in floating point and may come to one more.
     plan.delaySamples = taps / 2 + (taps > ResamplerFilterTaps ? 1 : 0);

@@ -26,8 +26,9 @@ constexpr std::uint32_t Cut(std::uint32_t wanted, std::size_t available) {
 } // namespace
 
 boost::intrusive_ptr<Buffer> Buffer::Create(std::size_t size, std::size_t alignment) {
-    if (!IsPowerOfTwo(alignment))
+    if (!IsPowerOfTwo(alignment)) {
         throw std::invalid_argument("alignment of a buffer must be a power of two");
+    }
     auto const aligned = std::align_val_t{alignment};
     std::unique_ptr<std::uint8_t, AlignedDelete> data(
         static_cast<std::uint8_t*>(::operator new(size, aligned)), AlignedDelete{aligned});
@@ -49,15 +50,17 @@ void intrusive_ptr_add_ref(Buffer const* buffer) {
 
 void intrusive_ptr_release(Buffer const* buffer) {
     // The last holder must see what the others wrote before it frees the block.
-    if (buffer->references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (buffer->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete buffer;
+    }
 }
 
 BufferInfo::BufferInfo(boost::intrusive_ptr<Buffer> buffer, std::uint32_t offset, std::uint32_t length,
                        std::uint32_t dataOffset)
     : buffer_(std::move(buffer)) {
-    if (!buffer_)
+    if (!buffer_) {
         return;
+    }
     std::size_t const size = buffer_->GetSize();
     offset_ = Cut(offset, size);
     dataOffset_ = Cut(dataOffset, size - offset_);

@@ -1,12 +1,14 @@
 #include "kovra/log.h"
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <new>
+#include <type_traits>
+#include <utility>
 
 #include "kovra/thread.h"
+#include "logqueue.h"
 #include "logsinks.h"
 
 namespace Kovra {
@@ -15,93 +17,103 @@ namespace {
 
 using Observer = std::function<void(LogRecord const&)>;
 
-LogRecord MakeRecord(std::string const& channel, LogExec const& made) {
-    LogRecord record;
+thread_local std::uint64_t threadSubject = 0;
+static_assert(std::is_trivially_destructible_v<decltype(threadSubject)>);
+
+/// Adds to the times of `record` what needs memory.
+void FillRecord(std::string const& channel, LogExec const& made, LogRecord& record) {
     record.channel = channel;
     record.level = made.GetLevel();
     record.message = made.GetMessage();
     if (CodeLocation const* const location = made.GetLocation()) {
-        record.file = location->file;
-        record.function = location->function;
+        record.file = location->file ? location->file : "";
+        record.function = location->function ? location->function : "";
         record.line = location->line;
     }
-    record.time = JiffyTime::Now();
     record.threadName = GetThreadName();
-    return record;
+    record.subject = threadSubject;
 }
 
-/// The lowest level that any output wants, in one word: it is read on paths that run for every frame.
-class Demand {
+/// Where records go.
+///
+/// **Threads:** the log's, but for `Wants`.
+class Outputs : public LogQueue::Consumer {
 public:
-    enum Output_t : std::size_t { Console, File, Observer, Outputs };
+    /// Asked for on paths that run for every frame.
+    bool Wants(LogLevel_t level) const { return level >= lowest_.load(std::memory_order_relaxed); }
 
-    bool Includes(LogLevel_t level) const { return level >= lowest_.load(std::memory_order_relaxed); }
+    void SetConsole(LogLevel_t level) {
+        sinks_.SetConsole(level);
+        Note();
+    }
 
-    void Set(Output_t output, LogLevel_t level) {
-        std::lock_guard<std::mutex> const guard(lock_);
-        levels_[output] = level;
-        lowest_.store(*std::min_element(levels_.begin(), levels_.end()), std::memory_order_relaxed);
+    bool SetFile(std::string const& path, LogFileLimits const& limits) {
+        bool const isSet = sinks_.SetFile(path, limits);
+        Note();
+        return isSet;
+    }
+
+    void SetObserver(Observer observer) {
+        // Kept to the end of its call when it is the previous one that calls this.
+        observer_ = observer ? std::make_shared<Observer const>(std::move(observer)) : nullptr;
+        Note();
+    }
+
+    void Take(LogRecord const& record) noexcept override {
+        Try([&] {
+            if (std::shared_ptr<Observer const> const observer = observer_)
+                (*observer)(record);
+        });
+        Write(record);
+    }
+
+    void Write(LogRecord const& record) noexcept {
+        Try([&] { sinks_.Add(record); });
+    }
+
+    void Pause() noexcept override {
+        Try([&] { sinks_.Flush(); });
+    }
+
+    void Flush() noexcept override {
+        Try([&] { sinks_.CloseFolds(); });
+        Pause();
     }
 
 private:
-    std::mutex lock_;
-    // guarded by lock_
-    std::array<LogLevel_t, Outputs> levels_{LogLevel_t::Off, LogLevel_t::Off, LogLevel_t::Off};
+    /// What an output throws is its own loss: the others, and the thread, go on.
+    template <class Call>
+    static void Try(Call call) noexcept {
+        try {
+            call();
+        } catch (...) {
+        }
+    }
+
+    void Note() {
+        LogLevel_t const lowest = observer_ ? LogLevel_t::Debug : sinks_.GetLowestLevel();
+        lowest_.store(lowest, std::memory_order_relaxed);
+    }
+
+    std::shared_ptr<Observer const> observer_;
+    LogSinks sinks_;
     // shared without a lock
     std::atomic<LogLevel_t> lowest_{LogLevel_t::Off};
 };
 
-/// Shows records to the observer, one at a time. Not a sink of Boost.Log: thread checkers have to be told to
-/// overlook what happens below its calls, and an observer is not to be overlooked.
-class Watch {
-public:
-    explicit Watch(Demand& demand) : demand_(demand) {}
-
-    void Set(Observer observer) {
-        auto next = observer ? std::make_shared<Observer const>(std::move(observer)) : nullptr;
-        std::lock_guard<std::recursive_mutex> const guard(lock_);
-        // Exchanged, so that the previous one ends after the lock is released.
-        observer_.swap(next);
-        demand_.Set(Demand::Observer, observer_ ? LogLevel_t::Debug : LogLevel_t::Off);
-    }
-
-    void Tell(LogRecord const& record) {
-        std::lock_guard<std::recursive_mutex> const guard(lock_);
-        if (!observer_ || isTelling_)
-            return;
-        // An observer may put another in its place while it runs.
-        std::shared_ptr<Observer const> const observer = observer_;
-        isTelling_ = true;
-        try {
-            (*observer)(record);
-        } catch (...) {
-        }
-        isTelling_ = false;
-    }
-
-private:
-    Demand& demand_;
-    // Recursive, because an observer may call anything that logs.
-    std::recursive_mutex lock_;
-    // guarded by lock_
-    std::shared_ptr<Observer const> observer_;
-    bool isTelling_ = false;
-};
-
 /// What all channels share.
-struct Outputs {
-    Demand demand;
-    Watch watch{demand};
-    LogSinks sinks;
+struct Log {
+    Outputs outputs;
+    LogQueue queue{outputs};
 };
 
 class Channel : public LoggerFacade {
 public:
-    Channel(std::string const& name, LogLevel_t level, Outputs& outputs)
-        : name_(name), level_(level), outputs_(outputs), logger_(*this) {}
+    Channel(std::string const& name, LogLevel_t level, Log& log)
+        : name_(name), level_(level), log_(log), logger_(*this) {}
 
     bool IsEnabled(LogLevel_t const& level) const override {
-        return level >= level_.load(std::memory_order_relaxed) && outputs_.demand.Includes(level) &&
+        return level >= level_.load(std::memory_order_relaxed) && log_.outputs.Wants(level) &&
                level < LogLevel_t::Off;
     }
 
@@ -113,25 +125,36 @@ public:
 private:
     class ChannelLogger : public Logger {
     public:
-        explicit ChannelLogger(Channel& channel)
-            : channel_(channel), source_(channel.outputs_.sinks.MakeSource(channel.name_)) {}
+        explicit ChannelLogger(Channel& channel) : channel_(channel) {}
 
         void Push(LogExec const& made) override {
-            if (!channel_.IsEnabled(made.GetLevel()))
-                return;
-            LogRecord const record = MakeRecord(channel_.name_, made);
-            channel_.outputs_.watch.Tell(record);
-            source_->Write(record);
+            if (channel_.IsEnabled(made.GetLevel()))
+                channel_.Push(made);
         }
 
     private:
         Channel& channel_;
-        std::unique_ptr<LogSource> const source_;
     };
+
+    void Push(LogExec const& made) const noexcept {
+        LogRecord record;
+        record.time = JiffyTime::Now();
+        record.wallTime = SysTime::Now();
+        bool isComplete = true;
+        try {
+            FillRecord(name_, made, record);
+        } catch (std::bad_alloc const&) {
+            isComplete = false;
+        }
+        if (!LogQueue::IsOwnThread())
+            log_.queue.Push(std::move(record), isComplete);
+        else if (isComplete)
+            log_.outputs.Write(record);
+    }
 
     std::string const name_;
     std::atomic<LogLevel_t> level_;
-    Outputs& outputs_;
+    Log& log_;
     mutable ChannelLogger logger_;
 };
 
@@ -147,10 +170,28 @@ Logger::~Logger() = default;
 
 LoggerFacade::~LoggerFacade() = default;
 
+LogSubject::LogSubject(std::uint64_t subject) : outer_(std::exchange(threadSubject, subject)) {}
+
+LogSubject::~LogSubject() {
+    threadSubject = outer_;
+}
+
+std::string HideNumbers(std::string const& text) {
+    std::string hidden;
+    bool wasDigit = false;
+    for (char const letter : text) {
+        bool const isDigit = letter >= '0' && letter <= '9';
+        if (!isDigit)
+            hidden += letter;
+        else if (!wasDigit)
+            hidden += '#';
+        wasDigit = isDigit;
+    }
+    return hidden;
+}
+
 struct LogManager::State {
-    Outputs outputs;
-    // Keeps a setting of the sinks and the demand for it together.
-    std::mutex settingLock;
+    Log log;
 
     mutable std::mutex channelsLock;
     // guarded by channelsLock
@@ -173,7 +214,7 @@ std::shared_ptr<LoggerFacade> LogManager::GetLogger(char const* channel, LoggerF
     std::lock_guard<std::mutex> const guard(state_->channelsLock);
     ChannelEntry& entry = state_->channels[name];
     if (!entry.channel)
-        entry.channel = std::make_shared<Channel>(name, entry.level, state_->outputs);
+        entry.channel = std::make_shared<Channel>(name, entry.level, state_->log);
     return entry.channel;
 }
 
@@ -196,21 +237,31 @@ void LogManager::SetLevel(std::string const& channel, LogLevel_t level) {
 }
 
 void LogManager::SetConsole(LogLevel_t level) {
-    std::lock_guard<std::mutex> const guard(state_->settingLock);
-    state_->outputs.sinks.SetConsole(level);
-    state_->outputs.demand.Set(Demand::Console, level);
+    state_->log.queue.Execute([&] {
+        state_->log.outputs.Flush();
+        state_->log.outputs.SetConsole(level);
+    });
 }
 
-bool LogManager::SetFile(std::string const& path) {
-    std::lock_guard<std::mutex> const guard(state_->settingLock);
-    if (!state_->outputs.sinks.SetFile(path))
-        return false;
-    state_->outputs.demand.Set(Demand::File, path.empty() ? LogLevel_t::Off : LogLevel_t::Debug);
-    return true;
+bool LogManager::SetFile(std::string const& path, LogFileLimits const& limits) {
+    bool isSet = false;
+    state_->log.queue.Execute([&] {
+        state_->log.outputs.Flush();
+        isSet = state_->log.outputs.SetFile(path, limits);
+    });
+    return isSet;
 }
 
 void LogManager::SetObserver(std::function<void(LogRecord const&)> observer) {
-    state_->outputs.watch.Set(std::move(observer));
+    state_->log.queue.Execute([&] { state_->log.outputs.SetObserver(std::move(observer)); });
+}
+
+void LogManager::Flush() {
+    state_->log.queue.Flush();
+}
+
+std::uint64_t LogManager::CountLost() const {
+    return state_->log.queue.CountLost();
 }
 
 } // namespace Kovra

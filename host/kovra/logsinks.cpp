@@ -1,18 +1,25 @@
 #include "logsinks.h"
 
-#include <atomic>
+#include <algorithm>
 #include <boost/core/null_deleter.hpp>
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/log/attributes/attribute_value_impl.hpp>
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
+#include <boost/log/sinks/basic_sink_backend.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
 #include <boost/log/sinks/text_ostream_backend.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
 #include <boost/smart_ptr/make_shared_object.hpp>
 #include <cstdio>
-#include <fstream>
+#include <cstdlib>
 #include <iostream>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "logfolds.h"
+#include "rotatingfile.h"
 
 namespace Kovra {
 
@@ -20,9 +27,30 @@ namespace {
 
 namespace bl = boost::log;
 
-using Backend = bl::sinks::text_ostream_backend;
+/// Boost.Log's own backend for files keeps no fixed name for the one that is written.
+class FileBackend
+    : public bl::sinks::basic_formatted_sink_backend<
+          char, bl::sinks::combine_requirements<bl::sinks::synchronized_feeding, bl::sinks::flushing>::type> {
+public:
+    void SetFile(std::unique_ptr<RotatingFile> file) { file_ = std::move(file); }
+
+    void consume(bl::record_view const&, std::string const& line) {
+        if (file_)
+            file_->Write(line);
+    }
+    void flush() {
+        if (file_)
+            file_->Flush();
+    }
+
+private:
+    std::unique_ptr<RotatingFile> file_;
+};
+
+using ConsoleBackend = bl::sinks::text_ostream_backend;
+template <class Backend>
 using Sink = bl::sinks::synchronous_sink<Backend>;
-using BoostLogger = bl::sources::severity_channel_logger_mt<LogLevel_t, std::string>;
+using BoostLogger = bl::sources::severity_channel_logger<LogLevel_t, std::string>;
 
 // The attribute names of Boost.Log's own loggers.
 char const* const SeverityName = "Severity";
@@ -51,8 +79,7 @@ std::string FormatTime(SysTime time) {
 
 /// "rendereraudio.cpp:12 Media::RendererAudio::Initialize".
 std::string FormatLocation(LogRecord const& record) {
-    return std::string(record.file) + ":" + std::to_string(record.line) + " " +
-           (record.function ? record.function : "");
+    return record.file + ":" + std::to_string(record.line) + " " + record.function;
 }
 
 char const* GetLevelName(LogLevel_t level) {
@@ -93,13 +120,12 @@ void FormatLine(bl::record_view const& record, bl::formatting_ostream& line) {
 }
 
 /// Lets through what is of `level` and above. Records of other users of Boost.Log have no such severity.
-boost::shared_ptr<Sink> AddSink(std::atomic<LogLevel_t> const& level) {
-    auto const backend = boost::make_shared<Backend>();
-    backend->auto_flush(true);
-    auto sink = boost::make_shared<Sink>(backend);
+template <class Backend>
+boost::shared_ptr<Sink<Backend>> AddSink(LogLevel_t const& level) {
+    auto sink = boost::make_shared<Sink<Backend>>(boost::make_shared<Backend>());
     sink->set_filter([&level](bl::attribute_value_set const& values) {
         auto const severity = bl::extract<LogLevel_t>(SeverityName, values);
-        return severity && severity.get() >= level.load(std::memory_order_relaxed);
+        return severity && severity.get() >= level;
     });
     sink->set_formatter(&FormatLine);
     bl::core::get()->add_sink(sink);
@@ -111,53 +137,41 @@ void Insert(bl::record& record, char const* name, Value const& value) {
     record.attribute_values().insert(name, bl::attributes::make_attribute_value(value));
 }
 
-class BoostSource : public LogSource {
-public:
-    explicit BoostSource(std::string const& channel) : logger_(bl::keywords::channel = channel) {}
-
-    void Write(LogRecord const& record) override {
-        // A record that cannot be written must not bring down who logs. That is certain to happen to those of
-        // the last static destructors, when Boost.Log's own statics are gone.
-        try {
-            WriteOrThrow(record);
-        } catch (...) {
-        }
-    }
-
-private:
-    void WriteOrThrow(LogRecord const& record) {
-        bl::record opened = logger_.open_record(bl::keywords::severity = record.level);
-        if (!opened)
-            return;
-        Insert(opened, TimeName, SysTime::Now());
-        Insert(opened, ThreadName, record.threadName);
-        Insert(opened, LocationName, record.file ? FormatLocation(record) : std::string());
-        Insert(opened, MessageName, record.message);
-        logger_.push_record(std::move(opened));
-    }
-
-    BoostLogger logger_;
-};
-
 } // namespace
 
 /// The sinks stay registered whether they let anything through or not: with no sink at all, Boost.Log would
 /// print on its own account.
 struct LogSinks::State {
-    std::atomic<LogLevel_t> consoleLevel{LogLevel_t::Off};
-    std::atomic<LogLevel_t> fileLevel{LogLevel_t::Off};
-    boost::shared_ptr<Sink> console = AddSink(consoleLevel);
-    boost::shared_ptr<Sink> file = AddSink(fileLevel);
-    boost::shared_ptr<std::ostream> fileStream;
+    void Write(LogRecord const& record);
+
+    LogLevel_t consoleLevel = LogLevel_t::Off;
+    LogLevel_t fileLevel = LogLevel_t::Off;
+    boost::shared_ptr<Sink<ConsoleBackend>> console = AddSink<ConsoleBackend>(consoleLevel);
+    boost::shared_ptr<Sink<FileBackend>> file = AddSink<FileBackend>(fileLevel);
+    BoostLogger logger;
+    LogFolds folds{[this](LogRecord const& record) { Write(record); }};
+
+    /// Held while Boost.Log is at work, and when its static objects are about to end.
+    std::mutex lock;
+    // guarded by lock
+    bool hasEnded = false;
 };
 
 LogSinks::LogSinks() : state_(std::make_unique<State>()) {
     // A record that is opened and dropped brings the static objects of Boost.Log to life, before those of the
     // library that is about to get its first logger: they then outlive them, and static destructors can log.
     BoostLogger().open_record(bl::keywords::severity = LogLevel_t::Off);
-
     state_->console->locked_backend()->add_stream(
         boost::shared_ptr<std::ostream>(&std::cerr, boost::null_deleter()));
+#ifndef _WIN32
+    // Where the log's thread goes on while static objects end. On Windows the system has stopped it by then,
+    // wherever it was, and nobody can wait for it.
+    static State* const ending = state_.get();
+    std::atexit([] {
+        std::lock_guard<std::mutex> const guard(ending->lock);
+        ending->hasEnded = true;
+    });
+#endif
 }
 
 LogSinks::~LogSinks() {
@@ -166,28 +180,56 @@ LogSinks::~LogSinks() {
 }
 
 void LogSinks::SetConsole(LogLevel_t level) {
-    state_->consoleLevel.store(level, std::memory_order_relaxed);
+    state_->consoleLevel = level;
 }
 
-bool LogSinks::SetFile(std::string const& path) {
-    boost::shared_ptr<std::ostream> stream;
+bool LogSinks::SetFile(std::string const& path, LogFileLimits const& limits) {
+    std::unique_ptr<RotatingFile> file;
     if (!path.empty()) {
-        stream = boost::make_shared<std::ofstream>(path, std::ios::app);
-        if (!stream->good())
+        try {
+            file = std::make_unique<RotatingFile>(path, limits);
+        } catch (std::system_error const&) {
+            return false;
+        }
+        if (!file->IsOpen())
             return false;
     }
-    auto const backend = state_->file->locked_backend();
-    if (state_->fileStream)
-        backend->remove_stream(state_->fileStream);
-    if (stream)
-        backend->add_stream(stream);
-    state_->fileLevel.store(stream ? LogLevel_t::Debug : LogLevel_t::Off, std::memory_order_relaxed);
-    state_->fileStream = std::move(stream);
+    state_->fileLevel = file ? LogLevel_t::Debug : LogLevel_t::Off;
+    state_->file->locked_backend()->SetFile(std::move(file));
     return true;
 }
 
-std::unique_ptr<LogSource> LogSinks::MakeSource(std::string const& channel) {
-    return std::make_unique<BoostSource>(channel);
+LogLevel_t LogSinks::GetLowestLevel() const {
+    return std::min(state_->consoleLevel, state_->fileLevel);
+}
+
+void LogSinks::Add(LogRecord const& record) {
+    if (record.level >= GetLowestLevel())
+        state_->folds.Add(record);
+}
+
+void LogSinks::CloseFolds() {
+    state_->folds.Close();
+}
+
+void LogSinks::Flush() {
+    state_->console->flush();
+    state_->file->flush();
+}
+
+void LogSinks::State::Write(LogRecord const& record) {
+    std::lock_guard<std::mutex> const guard(lock);
+    if (hasEnded)
+        return;
+    bl::record opened =
+        logger.open_record((bl::keywords::channel = record.channel, bl::keywords::severity = record.level));
+    if (!opened)
+        return;
+    Insert(opened, TimeName, record.wallTime);
+    Insert(opened, ThreadName, record.threadName);
+    Insert(opened, LocationName, record.file.empty() ? std::string() : FormatLocation(record));
+    Insert(opened, MessageName, record.message);
+    logger.push_record(std::move(opened));
 }
 
 } // namespace Kovra

@@ -7,19 +7,10 @@
 
 namespace Kovra {
 
-/// Where the records of one channel enter Boost.Log.
+/// The console and the file that records go to, folded, on Boost.Log. Everything of Boost.Log stands behind
+/// this class, because its headers are slow to compile.
 ///
-/// **Threads:** any.
-class LogSource {
-public:
-    virtual ~LogSource() = default;
-    virtual void Write(LogRecord const& record) = 0;
-};
-
-/// The console and the file that records go to, on Boost.Log. Everything of Boost.Log stands behind this
-/// class, because its headers are slow to compile.
-///
-/// **Threads:** any; the two settings one at a time.
+/// **Threads:** one at a time.
 class LogSinks {
 public:
     LogSinks();
@@ -30,8 +21,14 @@ public:
     /// As `LogManager::SetConsole`.
     void SetConsole(LogLevel_t level);
     /// As `LogManager::SetFile`.
-    bool SetFile(std::string const& path);
-    std::unique_ptr<LogSource> MakeSource(std::string const& channel);
+    bool SetFile(std::string const& path, LogFileLimits const& limits);
+    /// The lowest level that console or file let through.
+    LogLevel_t GetLowestLevel() const;
+
+    void Add(LogRecord const& record);
+    /// Writes what folding holds back.
+    void CloseFolds();
+    void Flush();
 
 private:
     struct State;

@@ -67,11 +67,13 @@ void TellSystemName(char const* name) {
         FARPROC const address = kernel ? ::GetProcAddress(kernel, "SetThreadDescription") : nullptr;
         return reinterpret_cast<SetDescription>(reinterpret_cast<void*>(address));
     }();
-    if (!setDescription)
+    if (!setDescription) {
         return;
+    }
     wchar_t wide[MaxThreadNameBytes + 1];
-    if (::MultiByteToWideChar(CP_UTF8, 0, name, -1, wide, static_cast<int>(MaxThreadNameBytes + 1)) > 0)
+    if (::MultiByteToWideChar(CP_UTF8, 0, name, -1, wide, static_cast<int>(MaxThreadNameBytes + 1)) > 0) {
         setDescription(::GetCurrentThread(), wide);
+    }
 }
 
 #else

@@ -57,8 +57,9 @@ JiffyTime JiffyTime::AddMilliSec(std::int64_t milliSec) const {
     while (milliSec != 0) {
         std::int64_t const step = std::clamp(milliSec, -LongestSpanMilliSec, LongestSpanMilliSec);
         std::int64_t const next = (SysTime(nanoSec) + SysTime(step * NanoSecInMilliSec)).NanoSec();
-        if (next == nanoSec)
+        if (next == nanoSec) {
             break;
+        }
         nanoSec = next;
         milliSec -= step;
     }

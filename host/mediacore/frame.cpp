@@ -15,13 +15,15 @@ constexpr std::uint64_t BitsInByte = 8;
 /// 2^32.
 constexpr std::int64_t GetRawDurationNanoSec(std::uint64_t bytes, std::uint32_t frequency,
                                              std::uint32_t channels, std::uint32_t bits) {
-    if (frequency == 0 || channels == 0 || bits == 0)
+    if (frequency == 0 || channels == 0 || bits == 0) {
         return 0;
+    }
     std::uint64_t const samples = bytes * BitsInByte / (std::uint64_t{channels} * bits);
     std::uint64_t const seconds = samples / frequency;
     // Only a frequency of a few hertz comes here.
-    if (seconds >= std::numeric_limits<std::int64_t>::max() / NanoSecInSecond)
+    if (seconds >= std::numeric_limits<std::int64_t>::max() / NanoSecInSecond) {
         return std::numeric_limits<std::int64_t>::max();
+    }
     return static_cast<std::int64_t>(seconds * NanoSecInSecond +
                                      samples % frequency * NanoSecInSecond / frequency);
 }
@@ -33,16 +35,18 @@ static_assert(GetRawDurationNanoSec(4, 44100, 2, 16) == 22'675);
 std::int64_t GetRawDurationNanoSec(FrameAud const& frame) {
     Kovra::BufferInfoListScoped const& slices = frame.GetBuffers();
     std::uint64_t bytes = 0;
-    for (std::size_t index = 0; index < slices.GetCount(); ++index)
+    for (std::size_t index = 0; index < slices.GetCount(); ++index) {
         bytes += slices.GetBegin()[index].GetLength();
+    }
     ParamsAud const& params = frame.GetParams();
     return GetRawDurationNanoSec(bytes, params.GetFrequency(), params.GetNumChannels(),
                                  params.GetBitsPerSample());
 }
 
 MediaCoding_t GetCodingOrThrow(boost::intrusive_ptr<ParamsAud> const& params) {
-    if (!params)
+    if (!params) {
         throw std::invalid_argument("an audio frame needs parameters");
+    }
     return params->GetCoding();
 }
 

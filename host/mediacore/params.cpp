@@ -17,8 +17,9 @@ void intrusive_ptr_add_ref(ParamsAud const* params) {
 }
 
 void intrusive_ptr_release(ParamsAud const* params) {
-    if (params->references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (params->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete params;
+    }
 }
 
 ParamsAudRaw::ParamsAudRaw() : ParamsAud(MediaCoding_t::RawPcm) {}

@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kovra/log.h"
 #include "kovra/thread.h"
 
 namespace Media {
@@ -67,10 +68,11 @@ struct Session {
 
 Job MakeJob(Session const& session, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation) {
     Job job(new PipelineStageRenderJob(session.state, {presentation}));
-    if (auto raw = std::dynamic_pointer_cast<FrameAudRaw>(frame))
+    if (auto raw = std::dynamic_pointer_cast<FrameAudRaw>(frame)) {
         job->Registers().set(std::move(raw));
-    else
+    } else {
         job->Registers().set(std::move(frame));
+    }
     return job;
 }
 
@@ -121,10 +123,12 @@ Pipeline::State::~State() {
         isStopping = true;
     }
     readied.notify_all();
-    for (std::thread& worker : workers)
+    for (std::thread& worker : workers) {
         worker.join();
-    for (auto const& [id, session] : sessions)
+    }
+    for (auto const& [id, session] : sessions) {
         EndSession(*session);
+    }
 }
 
 bool Pipeline::State::IsOwnWorker() const {
@@ -137,8 +141,9 @@ std::shared_ptr<Session> Pipeline::State::FindOpen(SessionId_t id) const {
 }
 
 void Pipeline::State::Schedule(std::shared_ptr<Session> const& session) {
-    if (session->isScheduled)
+    if (session->isScheduled) {
         return;
+    }
     session->isScheduled = true;
     ++scheduled;
     ready.push_back(session);
@@ -151,8 +156,9 @@ void Pipeline::State::Work() {
     std::unique_lock<std::mutex> guard(lock);
     for (;;) {
         readied.wait(guard, [this] { return isStopping || !ready.empty(); });
-        if (isStopping)
+        if (isStopping) {
             return;
+        }
         std::shared_ptr<Session> const session = std::move(ready.front());
         ready.pop_front();
         Step(guard, session);
@@ -162,8 +168,9 @@ void Pipeline::State::Work() {
             readied.notify_one();
         } else {
             session->isScheduled = false;
-            if (--scheduled == 0)
+            if (--scheduled == 0) {
                 settled.notify_all();
+            }
         }
     }
 }
@@ -180,8 +187,9 @@ void Pipeline::State::Step(std::unique_lock<std::mutex>& guard, std::shared_ptr<
         session->jobs.pop_front();
         guard.unlock();
         bool const hasRun = RunJob(*session, job);
-        if (hasRun)
+        if (hasRun) {
             job.reset();
+        }
         guard.lock();
         if (!hasRun) {
             session->jobs.push_front(std::move(job));
@@ -199,13 +207,18 @@ void Pipeline::State::Step(std::unique_lock<std::mutex>& guard, std::shared_ptr<
 
 /// Renders and reports. False when another job has the session's state: nothing has been done then.
 bool Pipeline::State::RunJob(Session& session, Job const& job) {
-    if (session.exclusive && PipelineStateAccess::Acquire(*session.exclusive, job.get()) < 0)
+    if (session.exclusive && PipelineStateAccess::Acquire(*session.exclusive, job.get()) < 0) {
         return false;
+    }
     Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
-    bool const isCompleted = IsCallCompleted([&] { renderer.Divide(job); });
+    bool const isCompleted = IsCallCompleted([&] {
+        Kovra::LogSubject const subject(session.id);
+        renderer.Divide(job);
+    });
     Kovra::JiffyTime const end = Kovra::JiffyTime::Now();
-    if (session.exclusive)
+    if (session.exclusive) {
         PipelineStateAccess::Release(*session.exclusive, job.get());
+    }
     std::uint64_t const jobNumber = session.nextJobNumber++;
     if (observer) {
         Report_t report;
@@ -240,8 +253,9 @@ void Pipeline::SetAudioRenderer(IPipelineRenderer* renderer) {
 
 Pipeline::Pipeline(IPipelineRenderer& renderer, std::size_t workers, Observer observer)
     : state_(std::make_unique<State>(renderer, std::move(observer))) {
-    for (std::size_t worker = 0; worker < std::max<std::size_t>(workers, 1); ++worker)
+    for (std::size_t worker = 0; worker < std::max<std::size_t>(workers, 1); ++worker) {
         state_->workers.emplace_back([state = state_.get()] { state->Work(); });
+    }
 }
 
 Pipeline::~Pipeline() = default;
@@ -249,8 +263,9 @@ Pipeline::~Pipeline() = default;
 Pipeline::SessionId_t Pipeline::OpenSession(PipelineSessionParams_t params) {
     boost::intrusive_ptr<PipelineState> state;
     state_->renderer.RegisterSession(params, state);
-    if (!state)
+    if (!state) {
         return InvalidSession;
+    }
     std::lock_guard<std::mutex> const guard(state_->lock);
     do {
         ++state_->lastId;
@@ -262,20 +277,23 @@ Pipeline::SessionId_t Pipeline::OpenSession(PipelineSessionParams_t params) {
 void Pipeline::CloseSession(SessionId_t id) {
     std::unique_lock<std::mutex> guard(state_->lock);
     auto const found = state_->sessions.find(id);
-    if (found == state_->sessions.end())
+    if (found == state_->sessions.end()) {
         return;
+    }
     std::shared_ptr<Session> const session = found->second;
     session->isClosing = true;
     state_->Schedule(session);
-    if (!state_->IsOwnWorker())
+    if (!state_->IsOwnWorker()) {
         state_->settled.wait(guard, [&] { return session->hasEnded; });
+    }
 }
 
 bool Pipeline::Submit(SessionId_t id, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation) {
     std::lock_guard<std::mutex> const guard(state_->lock);
     std::shared_ptr<Session> const session = state_->FindOpen(id);
-    if (!session)
+    if (!session) {
         return false;
+    }
     session->jobs.push_back(MakeJob(*session, std::move(frame), presentation));
     state_->Schedule(session);
     return true;
@@ -284,8 +302,9 @@ bool Pipeline::Submit(SessionId_t id, std::shared_ptr<FrameAud> frame, Kovra::Ji
 bool Pipeline::SetClientState(SessionId_t id, PipelineClientState_t const& clientState) {
     std::lock_guard<std::mutex> const guard(state_->lock);
     std::shared_ptr<Session> const session = state_->FindOpen(id);
-    if (!session)
+    if (!session) {
         return false;
+    }
     session->state->SetClientState(clientState);
     session->isUpdateWaiting = true;
     state_->Schedule(session);
@@ -293,8 +312,9 @@ bool Pipeline::SetClientState(SessionId_t id, PipelineClientState_t const& clien
 }
 
 void Pipeline::Drain() {
-    if (state_->IsOwnWorker())
+    if (state_->IsOwnWorker()) {
         return;
+    }
     std::unique_lock<std::mutex> guard(state_->lock);
     state_->settled.wait(guard, [this] { return state_->scheduled == 0; });
 }

@@ -3,13 +3,15 @@
 namespace Media {
 
 void PipelineRegisters::get(std::shared_ptr<FrameAudRaw>& frame) const {
-    if (raw_)
+    if (raw_) {
         frame = raw_;
+    }
 }
 
 void PipelineRegisters::get(std::shared_ptr<FrameAud>& frame) const {
-    if (coded_)
+    if (coded_) {
         frame = coded_;
+    }
 }
 
 PipelineJob::PipelineJob() = default;
@@ -21,8 +23,9 @@ void intrusive_ptr_add_ref(PipelineJob const* job) {
 }
 
 void intrusive_ptr_release(PipelineJob const* job) {
-    if (job->references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (job->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete job;
+    }
 }
 
 PipelineStageJob::PipelineStageJob(boost::intrusive_ptr<PipelineState> state) : state_(std::move(state)) {}
@@ -30,13 +33,15 @@ PipelineStageJob::PipelineStageJob(boost::intrusive_ptr<PipelineState> state) : 
 PipelineStageJob::~PipelineStageJob() = default;
 
 void PipelineStageJob::Success() {
-    if (outcome_ == Outcome_t::Uncompleted)
+    if (outcome_ == Outcome_t::Uncompleted) {
         outcome_ = Outcome_t::Succeeded;
+    }
 }
 
 void PipelineStageJob::Abort() {
-    if (outcome_ == Outcome_t::Uncompleted)
+    if (outcome_ == Outcome_t::Uncompleted) {
         outcome_ = Outcome_t::Aborted;
+    }
 }
 
 PipelineStageRenderJob::PipelineStageRenderJob(boost::intrusive_ptr<PipelineState> state,

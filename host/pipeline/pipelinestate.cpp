@@ -22,8 +22,9 @@ bool PipelineState::UpdateClientState() {
 
 bool PipelineState::GetClientState(PipelineClientState_t& state) const {
     std::lock_guard<std::mutex> const guard(clientLock_);
-    if (!clientState_)
+    if (!clientState_) {
         return false;
+    }
     state = *clientState_;
     return true;
 }
@@ -38,8 +39,9 @@ void intrusive_ptr_add_ref(PipelineState const* state) {
 }
 
 void intrusive_ptr_release(PipelineState const* state) {
-    if (state->references_.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (state->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete state;
+    }
 }
 
 PipelineStateExclusive::PipelineStateExclusive() = default;
@@ -48,8 +50,9 @@ PipelineStateExclusive::~PipelineStateExclusive() = default;
 
 int PipelineStateExclusive::Acquire(PipelineJob const* job) {
     PipelineJob const* owner = nullptr;
-    if (!job)
+    if (!job) {
         return Refused;
+    }
     return owner_.compare_exchange_strong(owner, job, std::memory_order_acq_rel) || owner == job ? Done
                                                                                                  : Refused;
 }

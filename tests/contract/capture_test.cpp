@@ -9,9 +9,9 @@
 #include "loadedmodule.h"
 #include "modulecalls.h"
 #include "pipeline/pipeline.h"
-#include "processresources.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 namespace {
@@ -151,15 +151,15 @@ TEST(Library_Capture, GivesEveryReferenceAndEveryHandleBack) {
         Simulation::TestWorld world;
         RecordOnce(world);
     }
-    std::uint32_t const handles = CountHandles();
-    std::uint32_t const threads = CountThreads();
+    std::uint32_t const handles = TestSupport::CountHandles();
+    std::uint32_t const threads = TestSupport::CountThreads();
     for (int i = 0; i < 20; ++i) {
         // The world complains by itself about references that are left when it ends.
         Simulation::TestWorld world;
         RecordOnce(world);
     }
-    EXPECT_LE(CountHandles(), handles + PassingResources);
-    EXPECT_LE(CountThreads(), threads + PassingResources);
+    EXPECT_LE(TestSupport::CountHandles(), handles + TestSupport::PassingResources);
+    EXPECT_LE(TestSupport::CountThreads(), threads + TestSupport::PassingResources);
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "loadedmodule.h"
-#include "processresources.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 namespace {
@@ -60,16 +60,16 @@ TEST(Library_VersionResource, NamesTheLibraryAndItsVersion) {
 TEST(Library_LoadAndUnload, LeavesNoHandleAndNoThreadBehind) {
     // The first time brings in libraries that stay, the system's own among them.
     { LoadedModule const module; }
-    std::uint32_t const handles = CountHandles();
-    std::uint32_t const threads = CountThreads();
+    std::uint32_t const handles = TestSupport::CountHandles();
+    std::uint32_t const threads = TestSupport::CountThreads();
 
     for (int i = 0; i < 1000; ++i) {
         { LoadedModule const module; }
         ASSERT_FALSE(LoadedModule::IsLoaded());
     }
 
-    EXPECT_LE(CountHandles(), handles + PassingResources);
-    EXPECT_LE(CountThreads(), threads + PassingResources);
+    EXPECT_LE(TestSupport::CountHandles(), handles + TestSupport::PassingResources);
+    EXPECT_LE(TestSupport::CountThreads(), threads + TestSupport::PassingResources);
 }
 
 } // namespace

@@ -9,7 +9,7 @@
 
 namespace ContractTest {
 
-/// A record as the host's log manager hands it out, by value: the library's own texts go with the library.
+/// What a record says, but when and on which thread.
 struct LogLine {
     std::string channel;
     int level = 0;
@@ -31,11 +31,10 @@ struct LogLine {
 
 /// The records since the last look.
 inline std::vector<LogLine> TakeLines(UnitTest::LogCapture& log) {
-    auto const text = [](char const* pointer) { return std::string(pointer == nullptr ? "" : pointer); };
     std::vector<LogLine> lines;
     for (auto const& record : log.GetRecords()) {
-        lines.push_back({record.channel, static_cast<int>(record.level), record.message, text(record.file),
-                         text(record.function), record.line});
+        lines.push_back({record.channel, static_cast<int>(record.level), record.message, record.file,
+                         record.function, record.line});
     }
     log.Clear();
     return lines;

@@ -6,7 +6,7 @@
 #include <functional>
 #include <utility>
 
-#include "simulation/speaker.h"
+#include "simulation/device/speaker.h"
 
 namespace ClosedLoop {
 

@@ -7,9 +7,9 @@
 
 #include "controllaw.h"
 #include "playbackloop.h"
+#include "report/svgplot.h"
 #include "simulation/world.h"
-#include "svgplot.h"
-#include "textformat.h"
+#include "terminal/textformat.h"
 
 // Draws the pictures of docs/timing.md from sessions on the simulated device: the error of what is heard, and
 // the playback frequency, over time.

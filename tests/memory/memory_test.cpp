@@ -11,6 +11,7 @@
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
 #include "support/capturebuffertest.h"
+#include "support/logcapture.h"
 #include "support/playbackbuffertest.h"
 
 namespace {
@@ -18,6 +19,7 @@ namespace {
 using MemoryTest::NoMemory;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 using PlaybackBuffer_Destruction = UnitTest::PlaybackBufferTest;
 using CaptureBuffer_Destruction = UnitTest::CaptureBufferTest;
@@ -125,6 +127,22 @@ TEST_F(CaptureBuffer_Destruction, NeedsNoMemory) {
     }
     EXPECT_EQ(world.OpenHandles(), handles - 1);
     EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+}
+
+TEST(LogManager_Push, WithoutMemoryLosesItsRecordAndNothingElse) {
+    UnitTest::LogCapture const log;
+    auto& manager = Kovra::LogManager::Instance();
+    auto const logger = manager.GetLogger("Test.NoMemory", nullptr, std::string());
+    Kovra::LogExec const record(Kovra::LogLevel_t::Info, "a text too long to need no memory of its own");
+    std::uint64_t const lost = manager.CountLost();
+    {
+        NoMemory const noMemory;
+        logger->get().Push(record);
+    }
+    logger->get().Push(record);
+    EXPECT_EQ(manager.CountLost(), lost + 1);
+    EXPECT_THAT(log.GetTexts(), UnorderedElementsAre("1 record lost, for want of time or memory",
+                                                     "a text too long to need no memory of its own"));
 }
 
 } // namespace

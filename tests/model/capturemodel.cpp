@@ -46,7 +46,7 @@ void CaptureModel::Start(std::int64_t systemNanoSec) {
     }
     trace_.logs.push_back({"Media.RendererAudioCaptureBuffer", 0, "Starting buffer capture",
                            "Media::RendererAudioCaptureBuffer::StartCapture"});
-    trace_.Issue(Call::CaptureStart, number, {1});
+    trace_.Issue(Call_t::CaptureBufferStart, number, {1});
     record.nextTime = systemNanoSec;
     if (!rules_.isReadPositionKeptAtRestart) {
         record.readPos = 0;
@@ -58,32 +58,33 @@ int CaptureModel::Create(std::int64_t systemNanoSec) {
         return AlreadyCreated;
     }
     record.ringSamples = RingSamples;
-    std::uint32_t const made = trace_.Issue(Call::CreateCaptureBuffer, 1, {WaveMapped, RingBytes}, [this] {
-        number = ++soundCount_;
-        return Ok;
-    });
+    std::uint32_t const made =
+        trace_.Issue(Call_t::CaptureCreateCaptureBuffer, 1, {WaveMapped, RingBytes}, [this] {
+            number = ++soundCount_;
+            return Ok;
+        });
     if (HasFailed(made)) {
         return Refused;
     }
-    bool const isKnown = !HasFailed(trace_.Issue(Call::CaptureQueryBuffer8, number));
-    trace_.Issue(Call::CaptureRelease, number);
+    bool const isKnown = !HasFailed(trace_.Issue(Call_t::CaptureBufferQueryBuffer8, number));
+    trace_.Issue(Call_t::CaptureBufferRelease, number);
     if (!isKnown) {
         return Refused;
     }
     event_ = trace_.MakeEvent();
     trace_.SetEvent(Trace::CaptureWakeEvent);
     record.hasDirectSound = true;
-    trace_.Issue(Call::CaptureStart, number, {1});
+    trace_.Issue(Call_t::CaptureBufferStart, number, {1});
     record.nextTime = systemNanoSec;
     return 0;
 }
 
 void CaptureModel::Stop() {
     if (record.hasBuffer && record.hasDirectSound) {
-        trace_.Issue(Call::CaptureStop, number);
+        trace_.Issue(Call_t::CaptureBufferStop, number);
         trace_.SetEvent(Trace::CaptureWakeEvent);
         trace_.CloseEvent(event_);
-        trace_.Issue(Call::CaptureRelease, number);
+        trace_.Issue(Call_t::CaptureBufferRelease, number);
     }
     record.hasBuffer = false;
     record.hasDirectSound = false;
@@ -95,7 +96,7 @@ void CaptureModel::Halt() {
     }
     trace_.logs.push_back({"Media.RendererAudioCaptureBuffer", 0, "Stopping buffer capture",
                            "Media::RendererAudioCaptureBuffer::StopCapture"});
-    trace_.Issue(Call::CaptureStop, number);
+    trace_.Issue(Call_t::CaptureBufferStop, number);
 }
 
 // --- reading
@@ -104,7 +105,7 @@ int CaptureModel::FindBlocks(CaptureView const& view, std::uint32_t& take) {
     if (!record.hasDirectSound) {
         return NoBuffer;
     }
-    switch (std::uint32_t const result = trace_.Issue(Call::CaptureGetPosition, number)) {
+    switch (std::uint32_t const result = trace_.Issue(Call_t::CaptureBufferGetCurrentPosition, number)) {
         case OutOfMemory:
             return -202;
         case InvalidArgument:
@@ -126,7 +127,7 @@ int CaptureModel::FindBlocks(CaptureView const& view, std::uint32_t& take) {
 bool CaptureModel::Lock(std::uint32_t take, CaptureView const& view, Stretch& first, Stretch& second) {
     std::uint32_t const byte = 2 * record.readPos;
     std::uint32_t const bytes = 2 * take;
-    if (HasFailed(trace_.Issue(Call::CaptureLock, number, {byte, bytes})) ||
+    if (HasFailed(trace_.Issue(Call_t::CaptureBufferLock, number, {byte, bytes})) ||
         view.emptyLock != EmptyLock::None) {
         return false;
     }
@@ -178,7 +179,7 @@ int CaptureModel::Read(CaptureView const& view, std::size_t frameCount) {
             second.count -= missing;
             ReadWhole(second, take, view);
         }
-        trace_.Issue(Call::CaptureUnlock, number, {2 * unlocked[0].count, 2 * unlocked[1].count});
+        trace_.Issue(Call_t::CaptureBufferUnlock, number, {2 * unlocked[0].count, 2 * unlocked[1].count});
     }
     return frames.empty() && frameCount == 0 ? NothingRead : 0;
 }
@@ -243,7 +244,7 @@ int CaptureModel::Meter(CaptureView const& view) {
             blocks += MeterWhole(second, take, view);
         }
     }
-    trace_.Issue(Call::CaptureUnlock, number, {2 * unlocked[0].count, 2 * unlocked[1].count});
+    trace_.Issue(Call_t::CaptureBufferUnlock, number, {2 * unlocked[0].count, 2 * unlocked[1].count});
     return blocks == 0 ? NothingRead : 0;
 }
 

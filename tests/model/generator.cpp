@@ -46,10 +46,7 @@ private:
             scenario_.push_back(std::move(step));
         }
     }
-    void AddAmount(Action action, std::int64_t amount, std::int64_t phase = 0) {
-        Add(Step(action).With(Number::Amount, amount).With(Number::Phase, phase));
-    }
-    void Advance(std::int64_t nanoSec) { AddAmount(Action::Advance, std::max<std::int64_t>(nanoSec, 0)); }
+    void Pass(std::int64_t nanoSec) { Add(Advance{std::max<std::int64_t>(nanoSec, 0)}); }
 
     // --- what sort of a scenario
 
@@ -74,31 +71,31 @@ private:
 
     void ChooseDevice() {
         if (choices_.OneIn(3)) {
-            AddAmount(Action::Skew, choices_.Between(-3000, 3000));
+            Add(Skew{choices_.Between(-3000, 3000)});
         }
         if (choices_.OneIn(4)) {
             std::int64_t const step = choices_.OneOf<std::int64_t>({48, 480, 1500, 15000});
-            AddAmount(Action::CursorStep, step, choices_.Between(0, 1500));
+            Add(CursorStep{step, choices_.Between(0, 1500)});
         }
         if (choices_.OneIn(8)) {
-            AddAmount(Action::StartDelay, choices_.Between(0, 60 * MilliSec));
+            Add(StartDelay{choices_.Between(0, 60 * MilliSec)});
         }
         if (choices_.OneIn(6)) {
-            AddAmount(Action::LockSplit, choices_.OneOf<std::int64_t>({1, 2, 3, 1000, 1919, 1920, 100'001}));
+            Add(LockSplit{choices_.OneOf<std::int64_t>({1, 2, 3, 1000, 1919, 1920, 100'001})});
         }
         if (hasCapture_) {
             if (choices_.OneIn(3)) {
-                AddAmount(Action::CaptureLockSplit,
-                          2 * choices_.OneOf<std::int64_t>({1, 959, 960, 961, 1440, 1919, 2000, 2881}));
+                Add(CaptureLockSplit{
+                    2 * choices_.OneOf<std::int64_t>({1, 959, 960, 961, 1440, 1919, 2000, 2881})});
             }
             if (choices_.OneIn(4)) {
                 std::int64_t const step = choices_.OneOf<std::int64_t>({100, 480, 960, 1500});
-                AddAmount(Action::CaptureCursorStep, step, choices_.Between(0, 1500));
+                Add(CaptureCursorStep{step, choices_.Between(0, 1500)});
             }
             if (choices_.OneIn(4)) {
-                AddAmount(Action::CaptureSkew, choices_.Between(-3000, 3000));
+                Add(CaptureSkew{choices_.Between(-3000, 3000)});
             }
-            Add(Step(Action::CaptureStart));
+            Add(CaptureStart{});
         }
     }
 
@@ -107,9 +104,8 @@ private:
     /// The cursor starts where the cleared part ends, and the next presentation comes about when as much has
     /// been played as is cleared at once, or as a cursor may be late.
     void StartExactly() {
-        Step frame = PlainFrame();
-        Add(frame.With(Number::Ahead, 0));
-        Advance(15'000 * SampleNanoSec + 5'000 + choices_.Between(-2, 2) * SampleNanoSec);
+        Add(PlainFrame().With(&Render::aheadNanoSec, 0));
+        Pass(15'000 * SampleNanoSec + 5'000 + choices_.Between(-2, 2) * SampleNanoSec);
         timestamp_ = Later(choices_.OneOf<std::int64_t>({15'000, 15'010, 16'000, 29'998, 30'000, 30'002}) *
                            SampleNanoSec);
         Add(PlainFrame());
@@ -122,9 +118,9 @@ private:
         }
         AddFrame();
         std::int64_t const jitter = choices_.Between(-jitterNanoSec_, jitterNanoSec_);
-        Advance(frameNanoSec_ + jitter);
+        Pass(frameNanoSec_ + jitter);
         if (choices_.OneIn(4)) {
-            Add(WithFaults(Step(Action::Service)));
+            Add(WithFaults(Service{}));
         }
     }
 
@@ -135,24 +131,22 @@ private:
             case 0:
                 return Idle();
             case 1:
-                Add(WithFaults(Step(Action::Client)
-                                   .With(Number::Volume, ChooseLevel())
-                                   .With(Number::Balance, ChooseLevel())));
+                // In braces the first is chosen first.
+                Add(WithFaults(Client{ChooseLevel(), ChooseLevel()}));
                 return;
             case 2:
-                Add(Step(Action::Lose));
+                Add(Lose{});
                 return;
             case 3:
-                AddAmount(Action::StepSystemClock, choices_.Between(-3'600'000, 3'600'000) * MilliSec);
+                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * MilliSec});
                 return;
             case 4:
-                Advance(
-                    choices_.OneOf<std::int64_t>({0, 1, 23 * MilliSec, 1023 * MilliSec, 1024 * MilliSec,
-                                                  1024 * MilliSec - 1, 4'999 * MilliSec, RingNanoSec,
-                                                  312'500'000 - SampleNanoSec, 312'500'000, 5'312'500'000}));
+                Pass(choices_.OneOf<std::int64_t>({0, 1, 23 * MilliSec, 1023 * MilliSec, 1024 * MilliSec,
+                                                   1024 * MilliSec - 1, 4'999 * MilliSec, RingNanoSec,
+                                                   312'500'000 - SampleNanoSec, 312'500'000, 5'312'500'000}));
                 return;
             case 5:
-                AddAmount(Action::Skew, choices_.Between(-30'000, 30'000));
+                Add(Skew{choices_.Between(-30'000, 30'000)});
                 return;
             case 6: {
                 std::int64_t const unit = choices_.OneOf<std::int64_t>({1, 4}) * MilliSec;
@@ -170,8 +164,7 @@ private:
                 return;
             default:
                 Add(WithFaults(OddFrame()));
-                Advance(
-                    choices_.OneOf<std::int64_t>({0, 1, frameNanoSec_, frameNanoSec_, frameNanoSec_ / 2}));
+                Pass(choices_.OneOf<std::int64_t>({0, 1, frameNanoSec_, frameNanoSec_, frameNanoSec_ / 2}));
                 return;
         }
     }
@@ -179,17 +172,17 @@ private:
     /// A pause with service passes at its thresholds.
     void Idle() {
         std::int64_t const pause = choices_.OneOf<std::int64_t>({500, 501, 700, 1000, 1001, 1500}) * MilliSec;
-        Advance(pause + choices_.OneOf<std::int64_t>({0, 0, -1, 1}));
+        Pass(pause + choices_.OneOf<std::int64_t>({0, 0, -1, 1}));
         for (std::uint64_t passes = choices_.Below(3) + 1; passes != 0; --passes) {
-            Add(WithFaults(Step(Action::Service)));
+            Add(WithFaults(Service{}));
             if (choices_.OneIn(2)) {
-                Advance(choices_.OneOf<std::int64_t>({1, 200, 500, 1000}) * MilliSec);
+                Pass(choices_.OneOf<std::int64_t>({1, 200, 500, 1000}) * MilliSec);
             }
         }
         if (choices_.OneIn(40)) {
             // Beyond 24.8 days, where milliseconds in 32 bits turn negative; cut short while something plays.
-            Advance(choices_.OneOf<std::int64_t>({25, 30, 49, 50, 75}) * 86'400'000 * MilliSec);
-            Add(WithFaults(Step(Action::Service)));
+            Pass(choices_.OneOf<std::int64_t>({25, 30, 49, 50, 75}) * 86'400'000 * MilliSec);
+            Add(WithFaults(Service{}));
         }
     }
 
@@ -199,56 +192,53 @@ private:
     }
 
     void AddFrame() {
-        Step frame = PlainFrame();
+        Render frame = PlainFrame();
         timestamp_ += frameNanoSec_;
         if (choices_.OneIn(4)) {
             // Timestamps that are not quite regular: rounded by someone on the way.
-            frame.With(Number::Timestamp,
-                       frame.Get(Number::Timestamp) + choices_.Between(-12, 12) * SampleNanoSec / 2);
+            frame.timestampNanoSec += choices_.Between(-12, 12) * SampleNanoSec / 2;
         }
-        Add(WithFaults(std::move(frame)));
+        Add(WithFaults(frame));
     }
 
-    Step PlainFrame() {
-        std::int64_t const bytes = frameNanoSec_ / MilliSec * 96;
-        std::int64_t const ahead = leadNanoSec_ + choices_.Between(-jitterNanoSec_, jitterNanoSec_);
-        Step frame(Action::Render);
-        frame.With(Number::Timestamp, timestamp_)
-            .With(Number::Coding, coding_)
-            .With(Number::Bytes, bytes)
-            .With(Number::DataAt, static_cast<std::int64_t>(choices_.Below(65536)))
-            .With(Number::Rate, rate_)
-            .With(Number::Channels, channels_)
-            .With(Number::Ahead, ahead);
+    Render PlainFrame() {
+        Render frame;
+        frame.timestampNanoSec = timestamp_;
+        frame.coding = coding_;
+        frame.bytes = frameNanoSec_ / MilliSec * 96;
+        frame.rate = rate_;
+        frame.channels = channels_;
+        frame.aheadNanoSec = leadNanoSec_ + choices_.Between(-jitterNanoSec_, jitterNanoSec_);
+        frame.dataAt = static_cast<std::int64_t>(choices_.Below(65536));
         if (coding_ != 0x300) {
-            frame.With(Number::DecodedRate, rate_ == 48000 ? 48000 : 8000)
-                .With(Number::DecodedBytes, rate_ == 48000 ? bytes : bytes / 6)
-                .With(Number::TranscodedBytes, bytes);
+            frame.decodedRate = rate_ == 48000 ? 48000 : 8000;
+            frame.decodedBytes = rate_ == 48000 ? frame.bytes : frame.bytes / 6;
+            frame.transcodedBytes = frame.bytes;
         }
         return frame;
     }
 
-    Step OddFrame() {
-        Step frame = PlainFrame();
-        ChooseTimestamp(frame);
+    Render OddFrame() {
+        Render frame = PlainFrame();
+        frame.timestampNanoSec = ChooseTimestamp();
         if (choices_.OneIn(3)) {
-            ChooseAhead(frame);
+            frame.aheadNanoSec = ChooseAhead();
         }
         if (choices_.OneIn(3)) {
-            ChooseBytes(frame, Number::Bytes);
+            frame.bytes = ChooseBytes();
         }
-        if (frame.Get(Number::Coding) != 0x300 && choices_.OneIn(2)) {
-            frame.With(Number::Decoded, choices_.Between(0, 3))
-                .With(Number::DecodedRate, choices_.OneOf<std::int64_t>({48000, 48000, 8000, 44100, 0}))
-                .With(Number::EndsInNull, choices_.OneIn(4) ? 1 : 0)
-                .With(Number::Transcoded, choices_.Between(0, 3));
-            ChooseBytes(frame, Number::DecodedBytes);
-            ChooseBytes(frame, Number::TranscodedBytes);
+        if (frame.coding != 0x300 && choices_.OneIn(2)) {
+            frame.decoded = choices_.Between(0, 3);
+            frame.decodedRate = choices_.OneOf<std::int64_t>({48000, 48000, 8000, 44100, 0});
+            frame.endsInNull = choices_.OneIn(4) ? 1 : 0;
+            frame.transcoded = choices_.Between(0, 3);
+            frame.decodedBytes = ChooseBytes();
+            frame.transcodedBytes = ChooseBytes();
         }
         return frame;
     }
 
-    void ChooseTimestamp(Step& frame) {
+    std::int64_t ChooseTimestamp() {
         std::int64_t timestamp = timestamp_;
         switch (choices_.Below(12)) {
             case 0: // the last one again
@@ -283,12 +273,12 @@ private:
             default:
                 break;
         }
-        frame.With(Number::Timestamp, timestamp);
         if (choices_.OneIn(2)) {
             // The stream goes on from there.
             timestamp_ = timestamp;
             timestamp_ = Later(frameNanoSec_);
         }
+        return timestamp;
     }
 
     /// The stream's next timestamp and some more, unless that cannot be told.
@@ -297,27 +287,25 @@ private:
         return timestamp_ > Limit || timestamp_ < -Limit ? nanoSec : timestamp_ + nanoSec;
     }
 
-    void ChooseAhead(Step& frame) {
-        frame.With(Number::Ahead,
-                   choices_.OneOf<std::int64_t>(
-                       {-1, 0, 1, -50 * MilliSec, Lowest, Highest, choices_.Between(0, 400) * MilliSec,
-                        RingNanoSec - choices_.Between(0, 5) * SampleNanoSec, 2 * RingNanoSec - 1,
-                        RingNanoSec, 15'000 * SampleNanoSec + choices_.Between(-2, 2) * SampleNanoSec,
-                        choices_.Between(0, 20'000) * MilliSec}));
+    std::int64_t ChooseAhead() {
+        return choices_.OneOf<std::int64_t>(
+            {-1, 0, 1, -50 * MilliSec, Lowest, Highest, choices_.Between(0, 400) * MilliSec,
+             RingNanoSec - choices_.Between(0, 5) * SampleNanoSec, 2 * RingNanoSec - 1, RingNanoSec,
+             15'000 * SampleNanoSec + choices_.Between(-2, 2) * SampleNanoSec,
+             choices_.Between(0, 20'000) * MilliSec});
     }
 
-    void ChooseBytes(Step& frame, Number number) {
-        frame.With(number,
-                   choices_.OneOf<std::int64_t>({-1, 0, 1, 2, 3, 1919, 1920, 1921, choices_.Between(0, 5000),
-                                                 choices_.Between(0, 100'000), RingBytes - 2, RingBytes,
-                                                 RingBytes + 2, RingBytes - 1}));
+    std::int64_t ChooseBytes() {
+        return choices_.OneOf<std::int64_t>({-1, 0, 1, 2, 3, 1919, 1920, 1921, choices_.Between(0, 5000),
+                                             choices_.Between(0, 100'000), RingBytes - 2, RingBytes,
+                                             RingBytes + 2, RingBytes - 1});
     }
 
     // --- capture
 
     void TurnOfCapture() {
         if (choices_.OneIn(3)) {
-            Add(Step(Action::CaptureLevel));
+            Add(CaptureLevel{});
         }
         if (IsOdd()) {
             OddTurnOfCapture();
@@ -325,17 +313,17 @@ private:
         }
         Add(WithCaptureFaults(ReadOrMeter()));
         std::int64_t const jitter = choices_.Between(-jitterNanoSec_, jitterNanoSec_);
-        Advance(BlockNanoSec * choices_.OneOf<std::int64_t>({1, 1, 1, 1, 2, 3, 8}) + jitter);
+        Pass(BlockNanoSec * choices_.OneOf<std::int64_t>({1, 1, 1, 1, 2, 3, 8}) + jitter);
     }
 
     Step ReadOrMeter() {
         if (choices_.OneIn(3)) {
-            return Step(Action::CaptureMeter);
+            return CaptureMeter{};
         }
-        Step read(Action::CaptureRead);
-        read.With(Number::Amount, choices_.OneIn(8) ? 1 : 0);
+        CaptureRead read;
+        read.heldFrames = choices_.OneIn(8) ? 1 : 0;
         if (choices_.OneIn(40)) {
-            read.With(Number::Phase, choices_.Between(1, 2));
+            read.emptyLock = choices_.Between(1, 2);
         }
         return read;
     }
@@ -343,46 +331,44 @@ private:
     void OddTurnOfCapture() {
         switch (choices_.Below(10)) {
             case 0:
-                Add(WithCaptureFaults(Step(Action::CaptureStop)));
+                Add(WithCaptureFaults(CaptureStop{}));
                 if (choices_.OneIn(2)) {
                     Add(WithCaptureFaults(ReadOrMeter()));
                 }
-                Add(WithCaptureFaults(Step(Action::CaptureStart)));
+                Add(WithCaptureFaults(CaptureStart{}));
                 return;
             case 1:
-                Add(WithCaptureFaults(Step(Action::CaptureHalt)));
+                Add(WithCaptureFaults(CaptureHalt{}));
                 return;
             case 2:
-                Add(WithCaptureFaults(Step(Action::CaptureStart)));
+                Add(WithCaptureFaults(CaptureStart{}));
                 return;
             case 3:
-                Add(WithCaptureFaults(Step(Action::CaptureCreate)));
+                Add(WithCaptureFaults(CaptureCreate{}));
                 return;
             case 4:
-                AddAmount(Action::StepSystemClock, choices_.Between(-3'600'000, 3'600'000) * MilliSec);
+                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * MilliSec});
                 return;
             case 5:
-                AddAmount(Action::CaptureStall, choices_.Between(0, 100) * MilliSec);
+                Add(CaptureStall{choices_.Between(0, 100) * MilliSec});
                 return;
             case 6: {
                 // To the ring's end and across it.
                 constexpr std::uint64_t NearlyARingOneIn = 12;
-                AddAmount(Action::CaptureAtOnce,
-                          choices_.OneIn(NearlyARingOneIn)
-                              ? choices_.OneOf<std::int64_t>({228'480, 238'080, 239'999, 240'000})
-                              : choices_.OneOf<std::int64_t>({959, 960, 961, 1920, 9'600, 24'000}));
+                Add(CaptureAtOnce{choices_.OneIn(NearlyARingOneIn)
+                                      ? choices_.OneOf<std::int64_t>({228'480, 238'080, 239'999, 240'000})
+                                      : choices_.OneOf<std::int64_t>({959, 960, 961, 1920, 9'600, 24'000})});
                 Add(WithCaptureFaults(ReadOrMeter()));
                 return;
             }
             case 7:
-                Advance(
-                    choices_.OneOf<std::int64_t>({0, 1, 19'999'999, 20'000'000, 20'000'001, 100'000'000}));
+                Pass(choices_.OneOf<std::int64_t>({0, 1, 19'999'999, 20'000'000, 20'000'001, 100'000'000}));
                 return;
             case 8:
-                AddAmount(Action::CaptureLockSplit, choices_.Between(0, 3000) * 2);
+                Add(CaptureLockSplit{choices_.Between(0, 3000) * 2});
                 return;
             default:
-                AddAmount(Action::CaptureAtOnce, choices_.Between(0, 3000));
+                Add(CaptureAtOnce{choices_.Between(0, 3000)});
                 return;
         }
     }
@@ -400,7 +386,7 @@ private:
             return step;
         }
         for (std::uint64_t count = choices_.OneOf<std::uint64_t>({1, 1, 2}); count != 0; --count) {
-            Call const call = choices_.OneOf(calls);
+            Call_t const call = choices_.OneOf(calls);
             auto const nth = static_cast<std::uint32_t>(choices_.OneOf({1, 1, 1, 2, 3}));
             step.Failing(call, nth, ChooseResult());
         }
@@ -410,17 +396,20 @@ private:
     Step WithFaults(Step step) {
         return AddFaults(
             std::move(step),
-            std::initializer_list<Call>{
-                Call::GetStatus, Call::GetPosition, Call::SetPosition, Call::SetFrequency, Call::SetVolume,
-                Call::SetPan, Call::SetNotification, Call::Play, Call::Stop, Call::Lock, Call::Lock,
-                Call::Lock, Call::Restore, Call::CreateSoundBuffer, Call::QueryBuffer8, Call::QueryNotify});
+            std::initializer_list<Call_t>{
+                Call_t::BufferGetStatus, Call_t::BufferGetCurrentPosition, Call_t::BufferSetCurrentPosition,
+                Call_t::BufferSetFrequency, Call_t::BufferSetVolume, Call_t::BufferSetPan,
+                Call_t::NotifySetNotificationPositions, Call_t::BufferPlay, Call_t::BufferStop,
+                Call_t::BufferLock, Call_t::BufferLock, Call_t::BufferLock, Call_t::BufferRestore,
+                Call_t::SoundCreateSoundBuffer, Call_t::BufferQueryBuffer8, Call_t::BufferQueryNotify});
     }
 
     Step WithCaptureFaults(Step step) {
         return AddFaults(std::move(step),
-                         std::initializer_list<Call>{Call::CaptureGetPosition, Call::CaptureLock,
-                                                     Call::CaptureStart, Call::CaptureStop,
-                                                     Call::CreateCaptureBuffer, Call::CaptureQueryBuffer8});
+                         std::initializer_list<Call_t>{
+                             Call_t::CaptureBufferGetCurrentPosition, Call_t::CaptureBufferLock,
+                             Call_t::CaptureBufferStart, Call_t::CaptureBufferStop,
+                             Call_t::CaptureCreateCaptureBuffer, Call_t::CaptureBufferQueryBuffer8});
     }
 
     Choices& choices_;

@@ -76,7 +76,7 @@ void PlaybackModel::CreateSound(IncomingFrame const& frame) {
     std::uint32_t const channels = Word(frame.channels);
     std::uint32_t const bytes = 5 * Word(2 * frame.channels) * 48000;
     std::uint32_t const made =
-        trace_.Issue(Call::CreateSoundBuffer, 1, {rules_.soundBufferFlags, bytes}, [&] {
+        trace_.Issue(Call_t::SoundCreateSoundBuffer, 1, {rules_.soundBufferFlags, bytes}, [&] {
             if (channels > MaxChannels) {
                 return BadFormat;
             }
@@ -89,16 +89,16 @@ void PlaybackModel::CreateSound(IncomingFrame const& frame) {
     if (HasFailed(made)) {
         return;
     }
-    bool const isKnown = !HasFailed(trace_.Issue(Call::QueryBuffer8, sound.number));
-    trace_.Issue(Call::ReleaseBuffer, sound.number);
+    bool const isKnown = !HasFailed(trace_.Issue(Call_t::BufferQueryBuffer8, sound.number));
+    trace_.Issue(Call_t::BufferRelease, sound.number);
     if (!isKnown) {
         return;
     }
     record.hasSound = true;
     ApplyVolume();
     ApplyPan();
-    trace_.Issue(Call::SetPosition, sound.number, {0});
-    record.hasNotify = !HasFailed(trace_.Issue(Call::QueryNotify, sound.number));
+    trace_.Issue(Call_t::BufferSetCurrentPosition, sound.number, {0});
+    record.hasNotify = !HasFailed(trace_.Issue(Call_t::BufferQueryNotify, sound.number));
     record.notifyEvent = trace_.MakeEvent();
     trace_.SetEvent(Trace::PlaybackWakeEvent);
     Clear(0, record.ringSamples);
@@ -107,19 +107,15 @@ void PlaybackModel::CreateSound(IncomingFrame const& frame) {
 void PlaybackModel::ReleaseSound() {
     if (record.hasNotify) {
         record.hasNotify = false;
-        trace_.Issue(Call::ReleaseNotify, sound.number);
+        trace_.Issue(Call_t::NotifyRelease, sound.number);
     }
     if (record.hasSound) {
         trace_.SetEvent(Trace::PlaybackWakeEvent);
         trace_.CloseEvent(record.notifyEvent);
         record.hasSound = false;
-        trace_.Issue(Call::ReleaseBuffer, sound.number);
+        trace_.Issue(Call_t::BufferRelease, sound.number);
         sound.isPlaying = false;
     }
-}
-
-void PlaybackModel::Destroy() {
-    ReleaseSound();
 }
 
 void PlaybackModel::Lose() {
@@ -281,17 +277,14 @@ bool PlaybackModel::Lock(std::uint32_t byte, std::uint32_t count, Regions& regio
     }
     std::uint32_t result = TryLock(byte, count, regions);
     if (result == BufferLost && rules_.isLostBufferRestored) {
-        trace_.Issue(Call::Restore, sound.number, {}, [&] {
-            sound.isLost = false;
-            return Ok;
-        });
+        trace_.IssueSet(Call_t::BufferRestore, sound.number, {}, sound.isLost, false);
         result = TryLock(byte, count, regions);
     }
     return !HasFailed(result);
 }
 
 std::uint32_t PlaybackModel::TryLock(std::uint32_t byte, std::uint32_t count, Regions& regions) {
-    return trace_.Issue(Call::Lock, sound.number, {byte, count}, [&] {
+    return trace_.Issue(Call_t::BufferLock, sound.number, {byte, count}, [&] {
         auto const size = static_cast<std::uint32_t>(sound.ring.size());
         if (sound.isLost) {
             return BufferLost;
@@ -312,7 +305,7 @@ std::uint32_t PlaybackModel::TryLock(std::uint32_t byte, std::uint32_t count, Re
 }
 
 void PlaybackModel::Unlock(Regions const& regions) {
-    trace_.Issue(Call::Unlock, sound.number, {regions.firstBytes, regions.secondBytes});
+    trace_.Issue(Call_t::BufferUnlock, sound.number, {regions.firstBytes, regions.secondBytes});
 }
 
 void PlaybackModel::Put(std::uint32_t byte, std::uint8_t const* data, std::uint32_t count) {
@@ -338,7 +331,7 @@ void PlaybackModel::Present(std::int64_t& presentation, std::int64_t nowNanoSec,
         }
         return;
     }
-    if (!record.hasSound || HasFailed(trace_.Issue(Call::GetStatus, sound.number))) {
+    if (!record.hasSound || HasFailed(trace_.Issue(Call_t::BufferGetStatus, sound.number))) {
         return;
     }
     auto const ahead =
@@ -350,7 +343,7 @@ void PlaybackModel::Present(std::int64_t& presentation, std::int64_t nowNanoSec,
         record.lastPresentTime = nowNanoSec;
         return;
     }
-    if (HasFailed(trace_.Issue(Call::GetPosition, sound.number))) {
+    if (HasFailed(trace_.Issue(Call_t::BufferGetCurrentPosition, sound.number))) {
         record.lastPresentTime = nowNanoSec;
         return;
     }
@@ -376,16 +369,13 @@ void PlaybackModel::Start(std::uint32_t position) {
     Log(1, "AudioBuffer playback started");
     Jump(position);
     if (record.hasNotify) {
-        trace_.Issue(Call::SetNotification, sound.number, {1, record.notifyByte, record.notifyEvent}, [&] {
-            sound.notifyByte = record.notifyByte;
-            sound.hasNotification = true;
-            return Ok;
-        });
+        trace_.Issue(Call_t::NotifySetNotificationPositions, sound.number,
+                     {1, record.notifyByte, record.notifyEvent});
     }
     if (rules_.isVolumeRestoredAtStart) {
         ApplyVolume();
     }
-    trace_.Issue(Call::Play, sound.number, {1}, [&] {
+    trace_.Issue(Call_t::BufferPlay, sound.number, {1}, [&] {
         if (sound.isLost) {
             return BufferLost;
         }
@@ -395,12 +385,13 @@ void PlaybackModel::Start(std::uint32_t position) {
 }
 
 void PlaybackModel::Jump(std::uint32_t position) {
-    trace_.Issue(Call::SetPosition, sound.number, {2 * position});
-    record.playFrequency = rules_.nominalFrequencyHz;
-    trace_.Issue(Call::SetFrequency, sound.number, {record.playFrequency}, [&] {
-        sound.frequency = record.playFrequency;
-        return Ok;
-    });
+    trace_.Issue(Call_t::BufferSetCurrentPosition, sound.number, {2 * position});
+    SetSoundFrequency(rules_.nominalFrequencyHz);
+}
+
+void PlaybackModel::SetSoundFrequency(std::uint32_t hertz) {
+    record.playFrequency = hertz;
+    trace_.IssueSet(Call_t::BufferSetFrequency, sound.number, {hertz}, sound.frequency, hertz);
 }
 
 void PlaybackModel::ControlDrift(std::int64_t nowNanoSec, std::uint32_t lag, std::uint32_t ahead) {
@@ -424,11 +415,7 @@ void PlaybackModel::ControlDrift(std::int64_t nowNanoSec, std::uint32_t lag, std
         target = rules_.fastFrequencyHz;
     }
     if (target != record.playFrequency) {
-        record.playFrequency = target;
-        trace_.Issue(Call::SetFrequency, sound.number, {target}, [&] {
-            sound.frequency = target;
-            return Ok;
-        });
+        SetSoundFrequency(target);
         Log(0, "Adjusting audio frequency to " + std::to_string(target) + " Hz");
     }
     record.driftWindowStart = nowNanoSec;
@@ -445,7 +432,7 @@ void PlaybackModel::Service(std::int64_t nowNanoSec, std::uint32_t playByte) {
             rules_.doesNewFramePreventIdleStop && record.writePos != record.lastServicedWritePos;
         if (idle > rules_.idleGraceMilliSec) {
             if (idle <= rules_.idleLimitMilliSec || isNew) {
-                if (!HasFailed(trace_.Issue(Call::GetPosition, sound.number))) {
+                if (!HasFailed(trace_.Issue(Call_t::BufferGetCurrentPosition, sound.number))) {
                     ClearPlayed(playByte / 2);
                 }
             } else {
@@ -466,10 +453,7 @@ void PlaybackModel::StopIdle(std::int32_t idleMilliSec) {
 }
 
 void PlaybackModel::StopSound() {
-    trace_.Issue(Call::Stop, sound.number, {}, [&] {
-        sound.isPlaying = false;
-        return Ok;
-    });
+    trace_.IssueSet(Call_t::BufferStop, sound.number, {}, sound.isPlaying, false);
 }
 
 // --- levels
@@ -491,10 +475,7 @@ void PlaybackModel::ApplyClientState(float volume, float balance) {
 }
 
 void PlaybackModel::SetSoundVolume(std::int32_t volume) {
-    trace_.Issue(Call::SetVolume, sound.number, {volume}, [&] {
-        sound.volume = volume;
-        return Ok;
-    });
+    trace_.IssueSet(Call_t::BufferSetVolume, sound.number, {volume}, sound.volume, volume);
 }
 
 void PlaybackModel::ApplyVolume() {
@@ -504,10 +485,7 @@ void PlaybackModel::ApplyVolume() {
 
 void PlaybackModel::ApplyPan() {
     std::int32_t const pan = -10000 - static_cast<std::int32_t>(Clamp(record.pan) * -rules_.panSpan);
-    trace_.Issue(Call::SetPan, sound.number, {pan}, [&] {
-        sound.pan = pan;
-        return Ok;
-    });
+    trace_.IssueSet(Call_t::BufferSetPan, sound.number, {pan}, sound.pan, pan);
 }
 
 } // namespace ModelTest

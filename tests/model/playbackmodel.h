@@ -71,8 +71,6 @@ struct SoundModel {
     std::int32_t volume = 0;
     std::int32_t pan = 0;
     std::uint32_t frequency = 48000;
-    std::uint32_t notifyByte = 0;
-    bool hasNotification = false;
 };
 
 /// What a playback session does, step by step, said once more in the plainest way.
@@ -88,7 +86,8 @@ public:
                 std::uint32_t playByte);
     void ApplyClientState(float volume, float balance);
     void Service(std::int64_t nowNanoSec, std::uint32_t playByte);
-    void Destroy();
+    /// The sound buffer's end, which is the session's.
+    void ReleaseSound();
 
     /// The platform takes the buffer's memory away, or splits locks from now on.
     void Lose();
@@ -110,7 +109,6 @@ private:
 
     void Log(int level, std::string message);
     void CreateSound(IncomingFrame const& frame);
-    void ReleaseSound();
     bool Write(IncomingFrame const& frame);
     void Place(std::int64_t timestampNanoSec);
     void CloseGap();
@@ -125,6 +123,7 @@ private:
     void Present(std::int64_t& presentation, std::int64_t nowNanoSec, std::uint32_t playByte);
     void Start(std::uint32_t position);
     void Jump(std::uint32_t position);
+    void SetSoundFrequency(std::uint32_t hertz);
     void ControlDrift(std::int64_t nowNanoSec, std::uint32_t lag, std::uint32_t ahead);
     void StopIdle(std::int32_t idleMilliSec);
     void StopSound();

@@ -66,13 +66,19 @@ TEST_F(PlaybackModelTest, FirstFrameCreatesWritesAndStarts) {
     }
     EXPECT_THAT(
         calls,
-        ElementsAre("CreateSoundBuffer on 1 (33256 480000 0 0)", "QueryBuffer8 on 1 (0 0 0 0)",
-                    "ReleaseBuffer on 1 (0 0 0 0)", "SetVolume on 1 (0 0 0 0)", "SetPan on 1 (0 0 0 0)",
-                    "SetPosition on 1 (0 0 0 0)", "QueryNotify on 1 (0 0 0 0)", "MakeEvent on 3 (0 0 0 0)",
-                    "SetEvent on 1 (1 0 0 0)", "Lock on 1 (0 480000 0 0)", "Unlock on 1 (480000 0 0 0)",
-                    "Lock on 1 (0 1920 0 0)", "Unlock on 1 (1920 0 0 0)", "GetStatus on 1 (0 0 0 0)",
-                    "SetPosition on 1 (470400 0 0 0)", "SetFrequency on 1 (48000 0 0 0)",
-                    "SetNotification on 1 (1 1920 3 0)", "SetVolume on 1 (0 0 0 0)", "Play on 1 (1 0 0 0)"));
+        ElementsAre("Sound::CreateSoundBuffer on 1 (33256 480000 0 0)",
+                    "SoundBuffer::QueryInterface(IDirectSoundBuffer8) on 1 (0 0 0 0)",
+                    "SoundBuffer::Release on 1 (0 0 0 0)", "SoundBuffer::SetVolume on 1 (0 0 0 0)",
+                    "SoundBuffer::SetPan on 1 (0 0 0 0)", "SoundBuffer::SetCurrentPosition on 1 (0 0 0 0)",
+                    "SoundBuffer::QueryInterface(IDirectSoundNotify) on 1 (0 0 0 0)",
+                    "Win32::CreateEventA on 3 (0 0 0 0)", "Win32::SetEvent on 1 (1 0 0 0)",
+                    "SoundBuffer::Lock on 1 (0 480000 0 0)", "SoundBuffer::Unlock on 1 (480000 0 0 0)",
+                    "SoundBuffer::Lock on 1 (0 1920 0 0)", "SoundBuffer::Unlock on 1 (1920 0 0 0)",
+                    "SoundBuffer::GetStatus on 1 (0 0 0 0)",
+                    "SoundBuffer::SetCurrentPosition on 1 (470400 0 0 0)",
+                    "SoundBuffer::SetFrequency on 1 (48000 0 0 0)",
+                    "SoundNotify::SetNotificationPositions on 1 (1 1920 3 0)",
+                    "SoundBuffer::SetVolume on 1 (0 0 0 0)", "SoundBuffer::Play on 1 (1 0 0 0)"));
 }
 
 TEST_F(PlaybackModelTest, OddPositionIsRoundedUp) {
@@ -118,7 +124,7 @@ TEST_F(PlaybackModelTest, IdleBufferIsStoppedAtTheSecondPass) {
 TEST_F(PlaybackModelTest, LostBufferIsRestoredOnce) {
     Render(0, 0);
     model.Lose();
-    faults = {{Call::Restore, 1, Failure}};
+    faults = {{Call_t::BufferRestore, 1, Failure}};
     EXPECT_FALSE(Render(20 * MilliSec, 0));
     EXPECT_TRUE(model.sound.isLost);
     faults.clear();

@@ -70,7 +70,7 @@ private:
     bool JoinAdvances() {
         bool isSmaller = false;
         for (std::size_t first = 0; first < scenario_.size(); ++first) {
-            while (scenario_[first].action == Action::Advance && JoinWithNext(first)) {
+            while (scenario_[first].Is<Advance>() && JoinWithNext(first)) {
                 isSmaller = true;
             }
         }
@@ -78,14 +78,14 @@ private:
     }
 
     bool JoinWithNext(std::size_t first) {
-        auto const next =
-            std::find_if(scenario_.begin() + static_cast<std::ptrdiff_t>(first) + 1, scenario_.end(),
-                         [](Step const& step) { return step.action == Action::Advance; });
+        auto const next = std::find_if(scenario_.begin() + static_cast<std::ptrdiff_t>(first) + 1,
+                                       scenario_.end(), [](Step const& step) { return step.Is<Advance>(); });
         if (next == scenario_.end()) {
             return false;
         }
         auto const second = static_cast<std::size_t>(next - scenario_.begin());
-        std::int64_t const sum = scenario_[first].Get(Number::Amount) + scenario_[second].Get(Number::Amount);
+        Advance const sum{std::get<Advance>(scenario_[first].action).nanoSec +
+                          std::get<Advance>(next->action).nanoSec};
         for (bool const isBetweenLeftOut : {true, false}) {
             for (bool const isEarly : {true, false}) {
                 if (Accept(Joined(first, second, sum, isEarly, isBetweenLeftOut))) {
@@ -96,13 +96,13 @@ private:
         return false;
     }
 
-    Scenario Joined(std::size_t first, std::size_t second, std::int64_t sum, bool isEarly,
+    Scenario Joined(std::size_t first, std::size_t second, Advance sum, bool isEarly,
                     bool isBetweenLeftOut) const {
         Scenario joined;
         for (std::size_t i = 0; i < scenario_.size(); ++i) {
             bool const isBetween = i > first && i < second;
             if (i == (isEarly ? first : second)) {
-                joined.push_back(Step(Action::Advance).With(Number::Amount, sum));
+                joined.push_back(sum);
             } else if (i != first && i != second && !(isBetween && isBetweenLeftOut)) {
                 joined.push_back(scenario_[i]);
             }
@@ -132,8 +132,8 @@ private:
         bool isSimpler = false;
         for (std::size_t i = 0; i < scenario_.size(); ++i) {
             isSimpler = LeaveOutFaults(i) || isSimpler;
-            for (std::size_t number = 0; number < NumberCount; ++number) {
-                isSimpler = SimplifyNumber(i, static_cast<Number>(number)) || isSimpler;
+            for (std::size_t number = 0; number < NumbersOf(scenario_[i].action).size(); ++number) {
+                isSimpler = SimplifyNumber(i, number) || isSimpler;
             }
         }
         return isSimpler;
@@ -150,26 +150,32 @@ private:
         return isSimpler;
     }
 
-    bool Try(std::size_t step, Number number, std::int64_t value) {
-        if (value == scenario_[step].Get(number)) {
+    std::int64_t Get(std::size_t step, std::size_t number) {
+        return *NumbersOf(scenario_[step].action)[number];
+    }
+
+    bool Try(std::size_t step, std::size_t number, std::int64_t value) {
+        if (value == Get(step, number)) {
             return false;
         }
         Scenario candidate = scenario_;
-        candidate[step].With(number, value);
+        *NumbersOf(candidate[step].action)[number] = value;
         return Accept(std::move(candidate));
     }
 
     /// The default; else rounder numbers, each of which is nearer to zero.
-    bool SimplifyNumber(std::size_t step, Number number) {
-        if (scenario_[step].Get(number) == DefaultOf(number)) {
+    bool SimplifyNumber(std::size_t step, std::size_t number) {
+        Action usual = DefaultOf(scenario_[step].action);
+        std::int64_t const byDefault = *NumbersOf(usual)[number];
+        if (Get(step, number) == byDefault) {
             return false;
         }
-        if (Try(step, number, DefaultOf(number)) || Try(step, number, 0)) {
+        if (Try(step, number, byDefault) || Try(step, number, 0)) {
             return true;
         }
         bool isSimpler = false;
         for (std::int64_t const unit : {1'000'000'000, 1'000'000, 1'000, 10, 2}) {
-            std::int64_t const value = scenario_[step].Get(number);
+            std::int64_t const value = Get(step, number);
             isSimpler = (value / unit != 0 && Try(step, number, value / unit * unit)) || isSimpler;
         }
         return isSimpler;

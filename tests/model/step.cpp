@@ -1,30 +1,70 @@
 #include "model/step.h"
 
+#include <array>
 #include <cstdio>
+#include <iterator>
 
 namespace ModelTest {
 
 namespace {
 
-constexpr std::array<std::int64_t, NumberCount> Defaults{{
-    7'000'000'000'000, // Timestamp
-    0x300,             // Coding
-    1920,              // Bytes
-    0,                 // DataAt
-    48000,             // Rate
-    1,                 // Channels
-    100'000'000,       // Ahead
-    1,                 // Decoded
-    48000,             // DecodedRate
-    1920,              // DecodedBytes
-    0,                 // EndsInNull
-    1,                 // Transcoded
-    1920,              // TranscodedBytes
-    1000,              // Volume
-    500,               // Balance
-    0,                 // Amount
-    0,                 // Phase
+constexpr std::array<char const*, std::variant_size_v<Action>> Names{{
+    "Render",           "Client",        "Service",      "Advance",
+    "StepSystemClock",  "Lose",          "Skew",         "CursorStep",
+    "StartDelay",       "LockSplit",     "CaptureStart", "CaptureStop",
+    "CaptureHalt",      "CaptureCreate", "CaptureRead",  "CaptureMeter",
+    "CaptureLevel",     "CaptureAtOnce", "CaptureSkew",  "CaptureCursorStep",
+    "CaptureLockSplit", "CaptureStall",
 }};
+
+constexpr char const* CallNames[] = {
+#define MODEL_CALL_NAME(name, text) #name,
+    SIMULATION_CALLS(MODEL_CALL_NAME)
+#undef MODEL_CALL_NAME
+};
+
+struct Field {
+    char const* name;
+    std::int64_t Render::*number;
+};
+constexpr Field RenderFields[] = {
+    {"timestampNanoSec", &Render::timestampNanoSec},
+    {"coding", &Render::coding},
+    {"bytes", &Render::bytes},
+    {"dataAt", &Render::dataAt},
+    {"rate", &Render::rate},
+    {"channels", &Render::channels},
+    {"aheadNanoSec", &Render::aheadNanoSec},
+    {"decoded", &Render::decoded},
+    {"decodedRate", &Render::decodedRate},
+    {"decodedBytes", &Render::decodedBytes},
+    {"endsInNull", &Render::endsInNull},
+    {"transcoded", &Render::transcoded},
+    {"transcodedBytes", &Render::transcodedBytes},
+};
+static_assert(std::size(RenderFields) == sizeof(Render) / sizeof(std::int64_t));
+
+std::vector<std::int64_t*> FieldsOf(Render& frame) {
+    std::vector<std::int64_t*> numbers;
+    for (Field const& field : RenderFields) {
+        numbers.push_back(&(frame.*field.number));
+    }
+    return numbers;
+}
+
+/// Of any other action, which has two numbers at most.
+template <class Kind>
+std::vector<std::int64_t*> FieldsOf([[maybe_unused]] Kind& kind) {
+    if constexpr (std::is_empty_v<Kind>) {
+        return {};
+    } else if constexpr (sizeof(Kind) == sizeof(std::int64_t)) {
+        auto& [only] = kind;
+        return {&only};
+    } else {
+        auto& [first, second] = kind;
+        return {&first, &second};
+    }
+}
 
 std::string NumberText(std::int64_t value) {
     if (value == INT64_MIN) {
@@ -39,60 +79,48 @@ std::string Hex(std::uint32_t value) {
     return text;
 }
 
-} // namespace
-
-char const* ToString(Action action) {
-    static constexpr std::array<char const*, ActionCount> Names{{
-        "Render",           "Client",        "Service",      "Advance",
-        "StepSystemClock",  "Lose",          "Skew",         "CursorStep",
-        "StartDelay",       "LockSplit",     "CaptureStart", "CaptureStop",
-        "CaptureHalt",      "CaptureCreate", "CaptureRead",  "CaptureMeter",
-        "CaptureLevel",     "CaptureAtOnce", "CaptureSkew",  "CaptureCursorStep",
-        "CaptureLockSplit", "CaptureStall",
-    }};
-    return Names[static_cast<std::size_t>(action)];
-}
-
-char const* ToString(Number number) {
-    static constexpr std::array<char const*, NumberCount> Names{{
-        "Timestamp",
-        "Coding",
-        "Bytes",
-        "DataAt",
-        "Rate",
-        "Channels",
-        "Ahead",
-        "Decoded",
-        "DecodedRate",
-        "DecodedBytes",
-        "EndsInNull",
-        "Transcoded",
-        "TranscodedBytes",
-        "Volume",
-        "Balance",
-        "Amount",
-        "Phase",
-    }};
-    return Names[static_cast<std::size_t>(number)];
-}
-
-std::int64_t DefaultOf(Number number) {
-    return Defaults[static_cast<std::size_t>(number)];
-}
-
-Step::Step(Action action_) : action(action_), numbers(Defaults) {}
-
-std::string Step::Text() const {
-    std::string text = "Step(Action::" + std::string(ToString(action)) + ")";
-    for (std::size_t i = 0; i < NumberCount; ++i) {
-        auto const number = static_cast<Number>(i);
-        if (Get(number) != DefaultOf(number)) {
-            text += std::string(".With(Number::") + ToString(number) + ", " + NumberText(Get(number)) + ")";
+/// A frame has too many numbers to tell them apart by their places: those that differ from the defaults are
+/// named.
+std::string TextOf(Render const& frame) {
+    std::string text = "Render{}";
+    for (Field const& field : RenderFields) {
+        std::int64_t const value = frame.*field.number;
+        if (value != Render().*field.number) {
+            text += std::string(".With(&Render::") + field.name + ", " + NumberText(value) + ")";
         }
     }
+    return text;
+}
+
+std::string TextOf(Action action) {
+    if (auto const* const frame = std::get_if<Render>(&action)) {
+        return TextOf(*frame);
+    }
+    std::string text = Names[action.index()] + std::string("{");
+    for (std::int64_t const* const number : NumbersOf(action)) {
+        text += (text.back() == '{' ? "" : ", ") + NumberText(*number);
+    }
+    return text + "}";
+}
+
+} // namespace
+
+std::vector<std::int64_t*> NumbersOf(Action& action) {
+    return std::visit([](auto& kind) { return FieldsOf(kind); }, action);
+}
+
+Action DefaultOf(Action const& action) {
+    return std::visit([](auto const& kind) -> Action { return std::decay_t<decltype(kind)>(); }, action);
+}
+
+std::string Step::Text() const {
+    std::string text = TextOf(action);
+    if (!faults.empty()) {
+        text = "Step(" + text + ")";
+    }
     for (Fault const& fault : faults) {
-        text += std::string(".Failing(Call::") + ToString(fault.call) + ", " + std::to_string(fault.nth) +
-                ", " + Hex(fault.result) + ")";
+        text += std::string(".Failing(Call_t::") + CallNames[static_cast<std::size_t>(fault.call)] + ", " +
+                std::to_string(fault.nth) + ", " + Hex(fault.result) + ")";
     }
     return text;
 }

@@ -5,40 +5,6 @@
 
 namespace ModelTest {
 
-char const* ToString(Call call) {
-    static constexpr std::array<char const*, CallCount> Names{{
-        "MakeEvent",
-        "SetEvent",
-        "CloseHandle",
-        "CreateSoundBuffer",
-        "QueryBuffer8",
-        "QueryNotify",
-        "ReleaseBuffer",
-        "ReleaseNotify",
-        "GetStatus",
-        "GetPosition",
-        "SetPosition",
-        "SetFrequency",
-        "SetVolume",
-        "SetPan",
-        "SetNotification",
-        "Play",
-        "Stop",
-        "Lock",
-        "Unlock",
-        "Restore",
-        "CreateCaptureBuffer",
-        "CaptureQueryBuffer8",
-        "CaptureRelease",
-        "CaptureGetPosition",
-        "CaptureLock",
-        "CaptureUnlock",
-        "CaptureStart",
-        "CaptureStop",
-    }};
-    return Names[static_cast<std::size_t>(call)];
-}
-
 std::string CallLine::Text() const {
     std::string text = std::string(ToString(call)) + " on " + std::to_string(object) + " (";
     for (std::int64_t const argument : arguments) {
@@ -74,11 +40,11 @@ void Trace::BeginStep(std::vector<Fault> const& faults) {
 
 std::uint32_t Trace::MakeEvent() {
     ++events;
-    Add(Call::MakeEvent, events, {}, 0);
+    Add(Call_t::Win32CreateEvent, events, {}, 0);
     return events;
 }
 
-std::uint32_t Trace::TakeFault(Call call) {
+std::uint32_t Trace::TakeFault(Call_t call) {
     std::uint32_t result = Ok;
     for (Fault& fault : faults_) {
         // Of two for the same call the later one holds.
@@ -89,7 +55,7 @@ std::uint32_t Trace::TakeFault(Call call) {
     return result;
 }
 
-void Trace::Add(Call call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
+void Trace::Add(Call_t call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
                 std::uint32_t result) {
     CallLine line;
     line.call = call;

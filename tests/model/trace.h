@@ -7,43 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "simulation/call.h"
+
 namespace ModelTest {
 
-/// What the module may ask of the platform, as the model knows it.
-enum class Call : std::uint8_t {
-    MakeEvent,
-    SetEvent,
-    CloseHandle,
-    CreateSoundBuffer,
-    QueryBuffer8,
-    QueryNotify,
-    ReleaseBuffer,
-    ReleaseNotify,
-    GetStatus,
-    GetPosition,
-    SetPosition,
-    SetFrequency,
-    SetVolume,
-    SetPan,
-    SetNotification,
-    Play,
-    Stop,
-    Lock,
-    Unlock,
-    Restore,
-    CreateCaptureBuffer,
-    CaptureQueryBuffer8,
-    CaptureRelease,
-    CaptureGetPosition,
-    CaptureLock,
-    CaptureUnlock,
-    CaptureStart,
-    CaptureStop,
-};
-constexpr std::size_t CallCount = 28;
-
-/// The enumerator's name.
-char const* ToString(Call call);
+using Simulation::Call_t;
 
 // Results of calls, as the platform's headers number them.
 constexpr std::uint32_t Ok = 0;
@@ -61,7 +29,7 @@ constexpr bool HasFailed(std::uint32_t result) {
 
 /// The `nth` call of `call` within a step (1 is the first) has no effect and returns `result`, a failure.
 struct Fault {
-    Call call = Call::Lock;
+    Call_t call = Call_t::BufferLock;
     std::uint32_t nth = 1;
     std::uint32_t result = Failure;
 };
@@ -70,7 +38,7 @@ struct Fault {
 struct CallLine {
     static constexpr std::size_t MaxArguments = 4;
 
-    Call call = Call::Lock;
+    Call_t call = Call_t::BufferLock;
     /// Number of the buffer or event called, from 1 in order of creation.
     std::uint32_t object = 0;
     std::array<std::int64_t, MaxArguments> arguments{};
@@ -123,7 +91,7 @@ public:
 
     /// One call of the platform: its planned fault, or what `work` gives.
     template <class Work>
-    std::uint32_t Issue(Call call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
+    std::uint32_t Issue(Call_t call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
                         Work work) {
         std::uint32_t const fault = TakeFault(call);
         std::uint32_t const result = fault != Ok ? fault : work();
@@ -131,14 +99,24 @@ public:
         return result;
     }
     /// One call that always succeeds, when it is not planned otherwise, and changes nothing in the model.
-    std::uint32_t Issue(Call call, std::uint32_t object, std::initializer_list<std::int64_t> arguments = {}) {
+    std::uint32_t Issue(Call_t call, std::uint32_t object,
+                        std::initializer_list<std::int64_t> arguments = {}) {
         return Issue(call, object, arguments, [] { return Ok; });
+    }
+    /// One that then sets `field` of the model to `value`.
+    template <class Value>
+    void IssueSet(Call_t call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
+                  Value& field, Value value) {
+        Issue(call, object, arguments, [&] {
+            field = value;
+            return Ok;
+        });
     }
 
     /// A new event's number.
     std::uint32_t MakeEvent();
-    void SetEvent(std::uint32_t number) { Add(Call::SetEvent, number, {number}, 0); }
-    void CloseEvent(std::uint32_t number) { Add(Call::CloseHandle, number, {number}, 0); }
+    void SetEvent(std::uint32_t number) { Add(Call_t::Win32SetEvent, number, {number}, 0); }
+    void CloseEvent(std::uint32_t number) { Add(Call_t::Win32CloseHandle, number, {number}, 0); }
 
     std::vector<CallLine> calls;
     std::vector<LogLine> logs;
@@ -150,8 +128,8 @@ public:
     static constexpr std::uint32_t CaptureWakeEvent = 2;
 
 private:
-    std::uint32_t TakeFault(Call call);
-    void Add(Call call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
+    std::uint32_t TakeFault(Call_t call);
+    void Add(Call_t call, std::uint32_t object, std::initializer_list<std::int64_t> arguments,
              std::uint32_t result);
 
     std::vector<Fault> faults_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "simulation/platformmutex.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 

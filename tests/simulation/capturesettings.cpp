@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulation/capturebufferinterface.h"
-#include "simulation/platformmutex.h"
-#include "simulation/world.h"
+#include "simulation/device/devicebuffer.h"
 
 namespace Simulation {
 
@@ -20,27 +18,24 @@ std::int16_t CaptureSettings::Pattern(std::uint64_t sampleIndex) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(sampleIndex * PatternFactor));
 }
 
-CaptureSettings::CaptureSettings(World& world)
-    : EndpointSettings(world, {{std::nullopt, "Primary Sound Capture Driver", ""},
-                               {MicrophoneGuid, "Simulated Microphone", "simulated.drv"}}),
-      generator_(Pattern) {}
+CaptureSettings::CaptureSettings(CaptureEndpoint& endpoint, ManualClock const& clock)
+    : EndpointSettings(endpoint), endpoint_(endpoint), clock_(clock) {
+    endpoint_.devices = {{std::nullopt, "Primary Sound Capture Driver", ""},
+                         {MicrophoneGuid, "Simulated Microphone", "simulated.drv"}};
+    endpoint_.generator = Pattern;
+}
 
 void CaptureSettings::SetGenerator(Generator generator) {
     PlatformLock const lock(PlatformMutex());
-    for (auto const& buffer : GetWorld().CaptureBufferInterfaces()) {
-        buffer->Model().CatchUp();
+    for (DeviceBuffer* const buffer : endpoint_.buffers) {
+        buffer->CatchUp();
     }
-    generator_ = generator != nullptr ? std::move(generator) : Generator(Pattern);
-}
-
-void CaptureSettings::SetCaptureLead(std::uint32_t frames) {
-    PlatformLock const lock(PlatformMutex());
-    captureLeadFrames_ = frames;
+    endpoint_.generator = generator != nullptr ? std::move(generator) : Generator(Pattern);
 }
 
 void CaptureSettings::Stall(std::int64_t nanoSec) {
     PlatformLock const lock(PlatformMutex());
-    StallUntil(std::max(stalledUntilNanoSec_, GetWorld().Clock().NowNanoSec() + nanoSec));
+    StallUntil(std::max(endpoint_.stalledUntilNanoSec, clock_.NowNanoSec() + nanoSec));
 }
 
 void CaptureSettings::SetStalled(bool isStalled) {
@@ -49,27 +44,8 @@ void CaptureSettings::SetStalled(bool isStalled) {
 }
 
 void CaptureSettings::StallUntil(std::int64_t nanoSec) {
-    stalledUntilNanoSec_ = nanoSec;
-    for (auto const& buffer : GetWorld().CaptureBufferInterfaces()) {
-        buffer->Model().ApplyStall();
-    }
-}
-
-void CaptureSettings::SetLockFault(LockFault_t fault) {
-    PlatformLock const lock(PlatformMutex());
-    lockFault_ = fault;
-}
-
-void CaptureSettings::SkewHasChanged() {
-    for (auto const& buffer : GetWorld().CaptureBufferInterfaces()) {
-        buffer->Model().ApplySkew();
-    }
-}
-
-void CaptureSettings::RingCheckHasChanged() {
-    for (auto const& buffer : GetWorld().CaptureBufferInterfaces()) {
-        buffer->Model().SetRingCheck(Get().hasRingCheck);
-    }
+    endpoint_.stalledUntilNanoSec = nanoSec;
+    Apply();
 }
 
 } // namespace Simulation

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "simulation/endpointsettings.h"
+#include "simulation/manualclock.h"
 
 namespace Simulation {
 
@@ -23,14 +24,7 @@ public:
     /// platform's mutex held: it calls nothing of the simulation.
     using Generator = std::function<std::int16_t(std::uint64_t sampleIndex)>;
 
-    /// How a Lock that returns DS_OK nevertheless gives nothing.
-    enum class LockFault_t {
-        None,
-        /// The length is right and the address null.
-        NullAddress,
-        /// The address is right and the length 0.
-        ZeroBytes,
-    };
+    using LockFault_t = Simulation::LockFault_t;
 
     /// Odd, so that 65536 samples in a row all differ.
     static constexpr std::uint64_t PatternFactor = 25'173;
@@ -38,14 +32,14 @@ public:
     /// samples show.
     static std::int16_t Pattern(std::uint64_t sampleIndex);
 
-    explicit CaptureSettings(World& world);
+    CaptureSettings(CaptureEndpoint& endpoint, ManualClock const& clock);
 
     /// What is captured from now on; what a cursor step still holds back is taken from it too. Null brings
     /// `Pattern` back.
     void SetGenerator(Generator generator);
 
     /// The capture cursor lies `frames` frames ahead of the read cursor while capturing; 0 at first.
-    void SetCaptureLead(std::uint32_t frames);
+    void SetCaptureLead(std::uint32_t frames) { Set(endpoint_.leadFrames, frames); }
 
     /// The device stands still for the next `nanoSec` nanoseconds: cursors stay, also of buffers that are
     /// started meanwhile. What sounds in that time is lost: the sample before the stall and the one behind it
@@ -55,25 +49,13 @@ public:
     void SetStalled(bool isStalled);
 
     /// What Lock gives from now on: with a fault no lock is opened and nothing is to be unlocked.
-    void SetLockFault(LockFault_t fault);
-
-    // --- for the platform, its mutex held
-
-    Generator const& GetGenerator() const { return generator_; }
-    std::uint32_t CaptureLeadFrames() const { return captureLeadFrames_; }
-    /// Cursors stand still before this instant.
-    std::int64_t StalledUntilNanoSec() const { return stalledUntilNanoSec_; }
-    LockFault_t LockFault() const { return lockFault_; }
+    void SetLockFault(LockFault_t fault) { Set(endpoint_.lockFault, fault); }
 
 private:
-    void SkewHasChanged() override;
-    void RingCheckHasChanged() override;
     void StallUntil(std::int64_t nanoSec);
 
-    Generator generator_;
-    std::uint32_t captureLeadFrames_ = 0;
-    std::int64_t stalledUntilNanoSec_ = INT64_MIN;
-    LockFault_t lockFault_ = LockFault_t::None;
+    CaptureEndpoint& endpoint_;
+    ManualClock const& clock_;
 };
 
 } // namespace Simulation

@@ -1,9 +1,5 @@
 #include "simulation/devicesettings.h"
 
-#include "simulation/platformmutex.h"
-#include "simulation/soundbufferinterface.h"
-#include "simulation/world.h"
-
 namespace Simulation {
 
 namespace {
@@ -13,30 +9,9 @@ constexpr GUID SpeakersGuid = {0x51a7e001, 0x0001, 0x4001, {0x80, 0x01, 0, 0, 0,
 
 } // namespace
 
-DeviceSettings::DeviceSettings(World& world)
-    : EndpointSettings(world, {{std::nullopt, "Primary Sound Driver", ""},
-                               {SpeakersGuid, "Simulated Speakers", "simulated.drv"}}) {}
-
-void DeviceSettings::SetWriteLead(std::uint32_t frames) {
-    PlatformLock const lock(PlatformMutex());
-    writeLeadFrames_ = frames;
-}
-
-void DeviceSettings::SetLocksExclude(bool doExclude) {
-    PlatformLock const lock(PlatformMutex());
-    doLocksExclude_ = doExclude;
-}
-
-void DeviceSettings::SkewHasChanged() {
-    for (auto const& buffer : GetWorld().BufferInterfaces()) {
-        buffer->Model().ApplySkew();
-    }
-}
-
-void DeviceSettings::RingCheckHasChanged() {
-    for (auto const& buffer : GetWorld().BufferInterfaces()) {
-        buffer->Model().SetRingCheck(Get().hasRingCheck);
-    }
+DeviceSettings::DeviceSettings(PlaybackEndpoint& endpoint) : EndpointSettings(endpoint), endpoint_(endpoint) {
+    endpoint_.devices = {{std::nullopt, "Primary Sound Driver", ""},
+                         {SpeakersGuid, "Simulated Speakers", "simulated.drv"}};
 }
 
 } // namespace Simulation

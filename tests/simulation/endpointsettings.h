@@ -1,24 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <string>
+#include <utility>
 #include <vector>
 
-#include "simulation/dsoundheaders.h"
+#include "simulation/device/endpoint.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
-
-/// One line of what enumeration reports.
-struct DeviceEntry {
-    /// Empty for a null GUID pointer, as the primary driver has.
-    std::optional<GUID> guid;
-    /// Empty for a null description.
-    std::optional<std::string> description;
-    std::string module;
-};
-
-class World;
 
 /// How a simulated device behaves, as far as playing and capturing devices have it in common. Everything may
 /// be changed at any time and holds from then on.
@@ -32,10 +21,10 @@ public:
 
     /// What enumeration reports, in order. At first two devices: the primary driver (null GUID) and the
     /// simulated one.
-    void SetDevices(std::vector<DeviceEntry> devices);
+    void SetDevices(std::vector<DeviceEntry> devices) { Set(endpoint_.devices, std::move(devices)); }
     /// What enumeration returns after it has reported all devices; DS_OK at first. (A planned fault of the
     /// enumeration reports none.)
-    void SetEnumerateResult(HRESULT result);
+    void SetEnumerateResult(HRESULT result) { Set(endpoint_.enumerateResult, result); }
 
     /// The device's crystal runs fast by `partsPerMillion` (slow when negative), to a thousandth of one.
     void SetSkewPartsPerMillion(double partsPerMillion);
@@ -44,44 +33,29 @@ public:
     /// than a whole step. 1 (the start value) reports every frame.
     void SetCursorStep(std::uint32_t frames, std::uint32_t phaseFrames = 0);
     /// Cursors start to move `nanoSec` nanoseconds after the buffer was started; 0 at first.
-    void SetStartDelay(std::int64_t nanoSec);
+    void SetStartDelay(std::int64_t nanoSec) { Set(endpoint_.startDelayNanoSec, nanoSec); }
     /// A lock that the ring's end does not split is split after `bytes` bytes if it is longer; 0 (the start
     /// value) splits none.
-    void SetLockSplit(std::uint32_t bytes);
+    void SetLockSplit(std::uint32_t bytes) { Set(endpoint_.lockSplitBytes, bytes); }
     /// At every Unlock the buffer's whole ring is compared with a copy, to find what was written outside
     /// the locked region. On at first; off for speed. Holds for buffers that exist too. Guard bytes around
     /// the ring are checked either way.
     void SetRingCheck(bool isOn);
 
-    /// The values in force, for the platform, its mutex held.
-    struct Values {
-        std::vector<DeviceEntry> devices;
-        HRESULT enumerateResult = DS_OK;
-        std::int64_t skewPartsPerBillion = 0;
-        std::uint32_t cursorStepFrames = 1;
-        std::uint32_t cursorPhaseFrames = 0;
-        std::int64_t startDelayNanoSec = 0;
-        std::uint32_t lockSplitBytes = 0;
-        bool hasRingCheck = true;
-
-        /// Where a cursor in `frame` is reported when its steps are counted from `origin`.
-        std::int64_t ReportedFrame(std::int64_t frame, std::int64_t origin) const;
-    };
-    Values const& Get() const { return values_; }
-
 protected:
-    EndpointSettings(World& world, std::vector<DeviceEntry> devices);
+    explicit EndpointSettings(Endpoint& endpoint) : endpoint_(endpoint) {}
     ~EndpointSettings() = default;
 
-    World& GetWorld() { return world_; }
+    template <class Value>
+    static void Set(Value& field, Value value) {
+        PlatformLock const lock(PlatformMutex());
+        field = std::move(value);
+    }
+    /// The platform's mutex is held: the device's buffers take over what has changed.
+    void Apply();
 
 private:
-    // The platform's mutex is held in both: the device's buffers take the new value over.
-    virtual void SkewHasChanged() = 0;
-    virtual void RingCheckHasChanged() = 0;
-
-    World& world_;
-    Values values_;
+    Endpoint& endpoint_;
 };
 
 } // namespace Simulation

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "simulation/fatal.h"
-#include "simulation/platformmutex.h"
+#include "simulation/win32/fatal.h"
+#include "simulation/win32/platformmutex.h"
 
 namespace Simulation {
 

@@ -1,6 +1,6 @@
 #include "simulation/manualclock.h"
 
-#include "simulation/fatal.h"
+#include "simulation/win32/fatal.h"
 
 namespace Simulation {
 

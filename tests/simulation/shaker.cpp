@@ -4,7 +4,7 @@
 #include <thread>
 #include <type_traits>
 
-#include "simulation/fatal.h"
+#include "simulation/win32/fatal.h"
 
 namespace Simulation {
 

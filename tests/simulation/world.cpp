@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulation/capturebufferinterface.h"
-#include "simulation/captureinterface.h"
-#include "simulation/directsoundinterface.h"
-#include "simulation/fatal.h"
-#include "simulation/soundbufferinterface.h"
+#include "simulation/com/capturebufferinterface.h"
+#include "simulation/com/captureinterface.h"
+#include "simulation/com/directsoundinterface.h"
+#include "simulation/com/soundbufferinterface.h"
+#include "simulation/win32/fatal.h"
 
 namespace Simulation {
 
@@ -16,13 +16,31 @@ namespace {
 World* current = nullptr;
 
 template <class Interface>
-auto ModelsOf(std::vector<std::unique_ptr<Interface>> const& interfaces) {
+using Owned = std::vector<std::unique_ptr<Interface>>;
+
+/// The models of those that are picked, in the order in which they were made.
+template <class Interface, class Predicate>
+auto ModelsOf(Owned<Interface> const& interfaces, Predicate isPicked) {
     PlatformLock const lock(PlatformMutex());
     std::vector<decltype(&interfaces.front()->Model())> models;
     for (auto const& interface_ : interfaces) {
-        models.push_back(&interface_->Model());
+        if (isPicked(interface_->Model())) {
+            models.push_back(&interface_->Model());
+        }
     }
     return models;
+}
+
+bool IsAny(DeviceBuffer const&) {
+    return true;
+}
+
+bool IsLive(DeviceBuffer const& buffer) {
+    return buffer.references != 0;
+}
+
+bool IsLiveSound(SoundBuffer const& buffer) {
+    return IsLive(buffer) || buffer.notifyReferences != 0;
 }
 
 template <class Model>
@@ -42,16 +60,28 @@ Model& Latest(std::vector<Model*> const& models, char const* caller) {
 }
 
 template <class Interface>
-std::size_t CountLive(std::vector<std::unique_ptr<Interface>> const& objects) {
+std::size_t CountLive(Owned<Interface> const& objects) {
     PlatformLock const lock(PlatformMutex());
     return static_cast<std::size_t>(std::count_if(
-        objects.begin(), objects.end(), [](auto const& object) { return object->references != 0; }));
+        objects.begin(), objects.end(), [](auto const& object) { return object->References() != 0; }));
 }
 
 template <class Interface>
-std::uint32_t LatestReferences(std::vector<std::unique_ptr<Interface>> const& objects) {
+std::size_t CountAll(Owned<Interface> const& objects) {
     PlatformLock const lock(PlatformMutex());
-    return objects.empty() ? 0 : objects.back()->references;
+    return objects.size();
+}
+
+template <class Interface>
+std::uint32_t LatestReferences(Owned<Interface> const& objects) {
+    PlatformLock const lock(PlatformMutex());
+    return objects.empty() ? 0 : objects.back()->References();
+}
+
+template <class Interface, class... Description>
+Interface& Make(World& world, Owned<Interface>& objects, Description const&... description) {
+    auto const number = static_cast<std::uint32_t>(objects.size() + 1);
+    return *objects.emplace_back(std::make_unique<Interface>(world, number, description...));
 }
 
 /// Adds what is left of `count` references or locks, as `what` names them.
@@ -65,8 +95,8 @@ void AddLeak(std::vector<std::string>& leaks, ComObject const& object, std::size
 
 World::World(Reporter reporter)
     : reporter_(reporter != nullptr ? std::move(reporter) : Reporter(Fatal)),
-      device_(*this),
-      captureDevice_(*this),
+      device_(speakers_),
+      captureDevice_(microphone_, clock_),
       scheduler_(*this, clock_) {
     PlatformLock const lock(PlatformMutex());
     if (current != nullptr) {
@@ -78,7 +108,9 @@ World::World(Reporter reporter)
 }
 
 World::~World() {
-    ExpectClean();
+    for (std::string const& leak : Leaks()) {
+        reporter_("leak: " + leak);
+    }
     PlatformLock const lock(PlatformMutex());
     if (scheduler_.BlockedThreads() != 0) {
         Fatal("the World ends under threads that wait in it");
@@ -103,17 +135,11 @@ World* World::Find() {
 // --- sound
 
 std::vector<SoundBuffer*> World::Buffers() const {
-    return ModelsOf(buffers_);
+    return ModelsOf(buffers_, IsAny);
 }
 
 std::vector<SoundBuffer*> World::LiveBuffers() const {
-    std::vector<SoundBuffer*> buffers = Buffers();
-    buffers.erase(std::remove_if(buffers.begin(), buffers.end(),
-                                 [](SoundBuffer const* buffer) {
-                                     return buffer->References() == 0 && buffer->NotifyReferences() == 0;
-                                 }),
-                  buffers.end());
-    return buffers;
+    return ModelsOf(buffers_, IsLiveSound);
 }
 
 SoundBuffer& World::OnlyBuffer() const {
@@ -129,8 +155,7 @@ std::size_t World::LiveSounds() const {
 }
 
 std::size_t World::SoundCount() const {
-    PlatformLock const lock(PlatformMutex());
-    return sounds_.size();
+    return CountAll(sounds_);
 }
 
 DWORD World::CooperativeLevel() const {
@@ -153,15 +178,11 @@ HWND World::DesktopWindow() {
 }
 
 DirectSoundInterface& World::MakeSound() {
-    auto const number = static_cast<std::uint32_t>(sounds_.size() + 1);
-    sounds_.push_back(std::make_unique<DirectSoundInterface>(*this, number));
-    return *sounds_.back();
+    return Make(*this, sounds_);
 }
 
 SoundBufferInterface& World::MakeBuffer(DSBUFFERDESC const& description) {
-    auto const number = static_cast<std::uint32_t>(buffers_.size() + 1);
-    buffers_.push_back(std::make_unique<SoundBufferInterface>(*this, number, description));
-    return *buffers_.back();
+    return Make(*this, buffers_, description);
 }
 
 std::int64_t World::NextDeviceEventNanoSec() const {
@@ -181,10 +202,6 @@ void World::RunDeviceEvent(std::int64_t nanoSec) {
     }
 }
 
-void World::Reschedule() {
-    scheduler_.Reschedule();
-}
-
 void World::RunUntil(std::int64_t targetNanoSec) {
     PlatformLock lock(PlatformMutex());
     scheduler_.RunUntil(lock, targetNanoSec);
@@ -193,15 +210,11 @@ void World::RunUntil(std::int64_t targetNanoSec) {
 // --- capture
 
 std::vector<CaptureBuffer*> World::CaptureBuffers() const {
-    return ModelsOf(captureBuffers_);
+    return ModelsOf(captureBuffers_, IsAny);
 }
 
 std::vector<CaptureBuffer*> World::LiveCaptureBuffers() const {
-    std::vector<CaptureBuffer*> buffers = CaptureBuffers();
-    buffers.erase(std::remove_if(buffers.begin(), buffers.end(),
-                                 [](CaptureBuffer const* buffer) { return buffer->References() == 0; }),
-                  buffers.end());
-    return buffers;
+    return ModelsOf(captureBuffers_, IsLive);
 }
 
 CaptureBuffer& World::OnlyCaptureBuffer() const {
@@ -217,8 +230,7 @@ std::size_t World::LiveCaptures() const {
 }
 
 std::size_t World::CaptureCount() const {
-    PlatformLock const lock(PlatformMutex());
-    return captures_.size();
+    return CountAll(captures_);
 }
 
 std::uint32_t World::CaptureReferences() const {
@@ -226,15 +238,11 @@ std::uint32_t World::CaptureReferences() const {
 }
 
 CaptureInterface& World::MakeCapture() {
-    auto const number = static_cast<std::uint32_t>(captures_.size() + 1);
-    captures_.push_back(std::make_unique<CaptureInterface>(*this, number));
-    return *captures_.back();
+    return Make(*this, captures_);
 }
 
 CaptureBufferInterface& World::MakeCaptureBuffer(DSCBUFFERDESC const& description) {
-    auto const number = static_cast<std::uint32_t>(captureBuffers_.size() + 1);
-    captureBuffers_.push_back(std::make_unique<CaptureBufferInterface>(*this, number, description));
-    return *captureBuffers_.back();
+    return Make(*this, captureBuffers_, description);
 }
 
 // --- Win32 events and threads
@@ -313,18 +321,18 @@ std::vector<std::string> World::Leaks() const {
     PlatformLock const lock(PlatformMutex());
     std::vector<std::string> leaks;
     for (auto const& sound : sounds_) {
-        AddLeak(leaks, *sound, sound->references, "references");
+        AddLeak(leaks, *sound, sound->References(), "references");
     }
     for (auto const& buffer : buffers_) {
-        AddLeak(leaks, *buffer, buffer->Model().references, "references");
+        AddLeak(leaks, *buffer, buffer->References(), "references");
         AddLeak(leaks, *buffer, buffer->Model().notifyReferences, "references to its notify interface");
         AddLeak(leaks, *buffer, buffer->Model().OpenLockCount(), "open locks");
     }
     for (auto const& capture : captures_) {
-        AddLeak(leaks, *capture, capture->references, "references");
+        AddLeak(leaks, *capture, capture->References(), "references");
     }
     for (auto const& buffer : captureBuffers_) {
-        AddLeak(leaks, *buffer, buffer->Model().references, "references");
+        AddLeak(leaks, *buffer, buffer->References(), "references");
         AddLeak(leaks, *buffer, buffer->Model().OpenLockCount(), "open locks");
     }
     for (EventObject const& event : events_.All()) {
@@ -333,12 +341,6 @@ std::vector<std::string> World::Leaks() const {
         }
     }
     return leaks;
-}
-
-void World::ExpectClean() const {
-    for (std::string const& leak : Leaks()) {
-        reporter_("leak: " + leak);
-    }
 }
 
 } // namespace Simulation

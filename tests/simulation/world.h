@@ -7,15 +7,15 @@
 #include <vector>
 
 #include "simulation/calljournal.h"
-#include "simulation/capturebuffer.h"
 #include "simulation/capturesettings.h"
+#include "simulation/device/capturebuffer.h"
+#include "simulation/device/soundbuffer.h"
 #include "simulation/devicesettings.h"
-#include "simulation/eventtable.h"
 #include "simulation/faultplan.h"
 #include "simulation/manualclock.h"
-#include "simulation/scheduler.h"
 #include "simulation/shaker.h"
-#include "simulation/soundbuffer.h"
+#include "simulation/win32/eventtable.h"
+#include "simulation/win32/scheduler.h"
 
 namespace Simulation {
 
@@ -51,14 +51,14 @@ class SoundBufferInterface;
 /// provokes misuse calls `AllowMisuse()` before and looks at `TakeMisuse()`.
 ///
 /// **Threads:** all operations from any thread, but construction and destruction.
-class World : private ManualClock::Driver {
+class World : private ManualClock::Driver, public Machine {
 public:
     /// Gets each complaint once, as a sentence. May run with the platform's mutex held, on any thread.
     using Reporter = std::function<void(std::string const&)>;
 
     /// Without a reporter a complaint ends the program.
     explicit World(Reporter reporter = nullptr);
-    /// Reports leaks as `ExpectClean` does. No thread may be in a wait any more.
+    /// Reports every leak. No thread may be in a wait any more.
     ~World();
     World(World const&) = delete;
     World& operator=(World const&) = delete;
@@ -141,8 +141,6 @@ public:
 
     /// What is not given back now: references, event handles, locks.
     std::vector<std::string> Leaks() const;
-    /// Reports every leak.
-    void ExpectClean() const;
 
     // --- for the platform, its mutex held unless said otherwise
 
@@ -152,31 +150,33 @@ public:
     /// The world there is, or null. The platform's mutex is held.
     static World* Find();
 
-    void ReportMisuse(std::string const& text);
+    void ReportMisuse(std::string const& text) override;
+    PlaybackEndpoint& Speakers() { return speakers_; }
+    CaptureEndpoint& Microphone() { return microphone_; }
     Scheduler& Threads() { return scheduler_; }
     EventTable& Events() { return events_; }
-    /// A buffer's next event has changed.
-    void Reschedule();
     std::int64_t NextDeviceEventNanoSec() const;
     /// Does one device event that is due at `nanoSec`, of the buffer made first.
     void RunDeviceEvent(std::int64_t nanoSec);
     DirectSoundInterface& MakeSound();
     SoundBufferInterface& MakeBuffer(DSBUFFERDESC const& description);
-    std::vector<std::unique_ptr<SoundBufferInterface>> const& BufferInterfaces() const { return buffers_; }
     CaptureInterface& MakeCapture();
     CaptureBufferInterface& MakeCaptureBuffer(DSCBUFFERDESC const& description);
-    std::vector<std::unique_ptr<CaptureBufferInterface>> const& CaptureBufferInterfaces() const {
-        return captureBuffers_;
-    }
 
 private:
     void RunUntil(std::int64_t targetNanoSec) override;
+    std::int64_t NowNanoSec() const override { return clock_.NowNanoSec(); }
+    void Reschedule() override { scheduler_.Reschedule(); }
+    bool MayBeNotified(HANDLE event) override;
+    bool Notify(HANDLE event) override;
 
     Reporter reporter_;
     Shaker shaker_;
     ManualClock clock_;
     FaultPlan faults_;
     CallJournal journal_;
+    PlaybackEndpoint speakers_;
+    CaptureEndpoint microphone_;
     DeviceSettings device_;
     CaptureSettings captureDevice_;
     EventTable events_;

@@ -19,7 +19,7 @@ BurstBand::BurstBand() {
     for (std::int64_t i = -Reach; i <= Reach; ++i) {
         auto const at = static_cast<double>(i);
         auto const lowPass = [i, at](double edgeHz) {
-            double const edge = 2.0 * edgeHz / AudioHost::SoundRateHz;
+            double const edge = 2.0 * edgeHz / Listening::SoundRateHz;
             return i == 0 ? edge : std::sin(Pi * edge * at) / (Pi * at);
         };
         double const window = 0.5 + 0.5 * std::cos(Pi * at / static_cast<double>(Reach + 1));
@@ -27,7 +27,7 @@ BurstBand::BurstBand() {
     }
 }
 
-float BurstBand::FilterAt(AudioHost::SampleView sound, std::int64_t at) const {
+float BurstBand::FilterAt(Listening::SampleView sound, std::int64_t at) const {
     std::int64_t const first = std::max<std::int64_t>(0, at - Reach);
     std::int64_t const last = std::min(at + Reach + 1, static_cast<std::int64_t>(sound.GetSize()));
     float sum = 0.0F;
@@ -37,9 +37,9 @@ float BurstBand::FilterAt(AudioHost::SampleView sound, std::int64_t at) const {
     return sum;
 }
 
-AudioHost::Samples BurstBand::Filter(AudioHost::SampleView sound, std::int64_t start,
+Listening::Samples BurstBand::Filter(Listening::SampleView sound, std::int64_t start,
                                      std::int64_t count) const {
-    AudioHost::Samples filtered(static_cast<std::size_t>(std::max<std::int64_t>(0, count)));
+    Listening::Samples filtered(static_cast<std::size_t>(std::max<std::int64_t>(0, count)));
     for (std::size_t i = 0; i < filtered.size(); ++i) {
         float const value = FilterAt(sound, start + static_cast<std::int64_t>(i));
         filtered[i] = static_cast<std::int16_t>(std::lround(std::clamp(value, -32768.0F, 32767.0F)));

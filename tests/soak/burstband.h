@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace Soak {
 
@@ -15,10 +15,10 @@ public:
     BurstBand();
 
     /// The sample `at` of `sound` with the other bands left out; silence lies around the sound.
-    float FilterAt(AudioHost::SampleView sound, std::int64_t at) const;
+    float FilterAt(Listening::SampleView sound, std::int64_t at) const;
 
     /// `count` samples from `start` on, which may lie outside the sound.
-    AudioHost::Samples Filter(AudioHost::SampleView sound, std::int64_t start, std::int64_t count) const;
+    Listening::Samples Filter(Listening::SampleView sound, std::int64_t start, std::int64_t count) const;
 
 private:
     static constexpr std::int64_t Reach = 127;

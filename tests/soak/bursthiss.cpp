@@ -10,7 +10,7 @@ namespace Soak {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// 5 ms.
 constexpr std::int64_t StepSamples = 240;
@@ -44,7 +44,8 @@ bool IsExplained(std::int64_t sample, std::vector<std::int64_t> const& burstPlac
 
 } // namespace
 
-std::vector<Hiss> FindUnexplainedHiss(SampleView heard, std::vector<std::int64_t> const& burstPlaces) {
+std::vector<Hiss> FindUnexplainedHiss(SampleView heard, std::int64_t beginSample,
+                                      std::vector<std::int64_t> const& burstPlaces) {
     BurstBand const band;
     std::vector<Hiss> found;
     Hiss open;
@@ -55,7 +56,7 @@ std::vector<Hiss> FindUnexplainedHiss(SampleView heard, std::vector<std::int64_t
         open = {};
     };
     auto const size = static_cast<std::int64_t>(heard.GetSize());
-    for (std::int64_t start = 0; start + StepSamples <= size; start += StepSamples) {
+    for (std::int64_t start = beginSample; start + StepSamples <= size; start += StepSamples) {
         if (!IsExplained(start, burstPlaces) && MeasureRms(heard, start, band) >= LeastRmsLsb) {
             open.startSample = open.samples == 0 ? start : open.startSample;
             open.samples += StepSamples;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace Soak {
 
@@ -13,9 +13,9 @@ struct Hiss {
     std::int64_t samples = 0;
 };
 
-/// The stretches of 10 ms and more with sound in the bursts' band that lie outside the bursts that begin at
-/// `burstPlaces` (ascending). Shorter ones are clicks: the edges of breaks in the tones.
-std::vector<Hiss> FindUnexplainedHiss(AudioHost::SampleView heard,
+/// The stretches of 10 ms and more with sound in the bursts' band, from `beginSample` on, that lie outside the
+/// bursts that begin at `burstPlaces` (ascending). Shorter ones are clicks: the edges of breaks in the tones.
+std::vector<Hiss> FindUnexplainedHiss(Listening::SampleView heard, std::int64_t beginSample,
                                       std::vector<std::int64_t> const& burstPlaces);
 
 } // namespace Soak

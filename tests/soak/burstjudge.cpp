@@ -5,8 +5,8 @@
 #include <map>
 
 #include "growth.h"
-#include "samples.h"
-#include "stats.h"
+#include "listening/samples.h"
+#include "listening/stats.h"
 
 namespace Soak {
 
@@ -34,7 +34,7 @@ std::vector<Placed> PlaceAll(std::vector<HeardBurst> const& bursts, std::int64_t
     for (HeardBurst const& burst : bursts) {
         if (burst.isFound) {
             placed.push_back(
-                {burst, AudioHost::SamplesToMilliSec(static_cast<double>(burst.delaySamples)), 0.0});
+                {burst, Listening::SamplesToMilliSec(static_cast<double>(burst.delaySamples)), 0.0});
         }
     }
     std::sort(placed.begin(), placed.end(),
@@ -52,7 +52,7 @@ std::vector<Placed> PlaceAll(std::vector<HeardBurst> const& bursts, std::int64_t
         std::vector<double> delays;
         std::transform(first, last, std::back_inserter(delays),
                        [](Placed const& near) { return near.delayMilliSec; });
-        each.commonMilliSec = AudioHost::Median(std::move(delays));
+        each.commonMilliSec = Listening::Median(std::move(delays));
     }
     return placed;
 }
@@ -99,8 +99,8 @@ void FindJumps(std::vector<Placed> const& placed, std::vector<Disturbance> const
 }
 
 Spread MakeSpread(std::vector<double> const& values) {
-    std::vector<double> const sizes = AudioHost::Magnitudes(values);
-    return {AudioHost::Median(sizes), AudioHost::Percentile(sizes, 0.99), AudioHost::Percentile(sizes, 1.0)};
+    std::vector<double> const sizes = Listening::Magnitudes(values);
+    return {Listening::Median(sizes), Listening::Percentile(sizes, 0.99), Listening::Percentile(sizes, 1.0)};
 }
 
 void MeasureApart(std::vector<Placed> const& placed, std::int64_t settledSample, BurstVerdict& verdict) {
@@ -112,7 +112,7 @@ void MeasureApart(std::vector<Placed> const& placed, std::int64_t settledSample,
         if (each.burst.plannedSample >= settledSample) {
             settled.push_back(each.GetApart());
             trends[each.burst.session].push_back(
-                {AudioHost::SamplesToSec(static_cast<double>(each.burst.plannedSample)), each.GetApart()});
+                {Listening::SamplesToSec(static_cast<double>(each.burst.plannedSample)), each.GetApart()});
         }
     }
     verdict.apart = MakeSpread(all);
@@ -134,9 +134,9 @@ void MeasureDelay(std::vector<Placed> const& placed, std::int64_t settledSample,
         }
     }
     auto const part = static_cast<std::ptrdiff_t>(std::min(MostBursts, delays.size() / 2));
-    verdict.delayMilliSec = AudioHost::Median({delays.begin(), delays.begin() + part});
+    verdict.delayMilliSec = Listening::Median({delays.begin(), delays.begin() + part});
     verdict.delayChangeMilliSec =
-        AudioHost::Median({delays.end() - part, delays.end()}) - verdict.delayMilliSec;
+        Listening::Median({delays.end() - part, delays.end()}) - verdict.delayMilliSec;
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "bursttrack.h"
-#include "disturbance.h"
+#include "support/recording/disturbance.h"
 
 namespace Soak {
 

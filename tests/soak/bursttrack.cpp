@@ -4,14 +4,14 @@
 
 #include "burstband.h"
 #include "bursthiss.h"
-#include "correlation.h"
-#include "stats.h"
+#include "listening/correlation.h"
+#include "listening/stats.h"
 
 namespace Soak {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// Without the tones a burst is alike by 1.0, less half a sample between two places: 0.6 at the least. By
 /// chance there is a likeness of 0.35 once in days.
@@ -45,8 +45,8 @@ public:
 
     /// The most alike place from `from` to `to` at which the session's burst may begin.
     Match FindBest(std::size_t session, std::int64_t from, std::int64_t to) const {
-        AudioHost::Samples const text = band_.Filter(heard_, from, to - from + FrameSamples);
-        std::vector<float> const likeness = AudioHost::NormalisedCorrelation(patterns_[session], text);
+        Listening::Samples const text = band_.Filter(heard_, from, to - from + FrameSamples);
+        std::vector<float> const likeness = Listening::NormalisedCorrelation(patterns_[session], text);
         auto const highest = std::max_element(likeness.begin(), likeness.end());
         return highest == likeness.end() ? Match{} : Match{*highest, from + (highest - likeness.begin())};
     }
@@ -54,7 +54,7 @@ public:
 private:
     SampleView heard_;
     BurstBand band_;
-    std::vector<AudioHost::Samples> patterns_;
+    std::vector<Listening::Samples> patterns_;
 };
 
 class Tracker {
@@ -71,7 +71,7 @@ public:
                 known.push_back(static_cast<double>(*delays.back()));
             }
         }
-        auto const usual = static_cast<std::int64_t>(AudioHost::Median(known));
+        auto const usual = static_cast<std::int64_t>(Listening::Median(known));
         std::vector<HeardBurst> bursts;
         for (std::size_t session = 0; session < plan_.GetSessions(); ++session) {
             TrackSession(session, delays[session].value_or(usual), bursts);
@@ -138,8 +138,8 @@ std::optional<std::size_t> Recognise(SoundPlan const& plan, Finder const& finder
 
 } // namespace
 
-HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t originSample,
-                        std::int64_t frames) {
+HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t beginSample,
+                        std::int64_t originSample, std::int64_t frames) {
     Finder const finder(plan, heard);
     Tracker const tracker(plan, finder, originSample, frames);
     HeardBursts result;
@@ -152,7 +152,7 @@ HeardBursts TrackBursts(SoundPlan const& plan, SampleView heard, std::int64_t or
         }
     }
     std::sort(places.begin(), places.end());
-    for (Hiss const& hiss : FindUnexplainedHiss(heard, places)) {
+    for (Hiss const& hiss : FindUnexplainedHiss(heard, beginSample, places)) {
         result.strays.push_back({hiss.startSample, hiss.samples, Recognise(plan, finder, hiss)});
     }
     return result;

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "samples.h"
+#include "listening/samples.h"
 #include "soundplan.h"
 
 namespace Soak {
@@ -36,9 +36,10 @@ struct HeardBursts {
     std::vector<StraySound> strays;
 };
 
-/// Looks up every burst of the first `frames` frames of all sessions. `originSample` is where frame 0 would
-/// be heard without any delay; the first bursts may come up to a second later than that.
-HeardBursts TrackBursts(SoundPlan const& plan, AudioHost::SampleView heard, std::int64_t originSample,
-                        std::int64_t frames);
+/// Looks up every burst of the first `frames` frames of all sessions, and strays from `beginSample` on.
+/// `originSample` is where frame 0 would be heard without any delay; the first bursts may come up to a second
+/// later than that.
+HeardBursts TrackBursts(SoundPlan const& plan, Listening::SampleView heard, std::int64_t beginSample,
+                        std::int64_t originSample, std::int64_t frames);
 
 } // namespace Soak

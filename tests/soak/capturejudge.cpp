@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "soundplan.h"
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace Soak {
 
@@ -13,7 +13,7 @@ namespace {
 constexpr double PhaseTolerancePeriods = 0.01;
 /// The first frames come before the tone does.
 constexpr float LeastToneLsb = 4000.0F;
-constexpr double FramePeriods = MicrophoneToneHz * static_cast<double>(FrameSamples) / AudioHost::SoundRateHz;
+constexpr double FramePeriods = MicrophoneToneHz * static_cast<double>(FrameSamples) / Listening::SoundRateHz;
 
 } // namespace
 
@@ -22,7 +22,7 @@ void CaptureJudge::AddFrame(std::uint32_t sequenceNumber, std::vector<std::int16
     nextNumber_ = sequenceNumber + 1;
     ++frames_;
     auto const tone =
-        TestSupport::MeasureTone(AudioHost::SampleView(samples.data(), samples.size()), MicrophoneToneHz);
+        TestSupport::MeasureTone(Listening::SampleView(samples.data(), samples.size()), MicrophoneToneHz);
     if (tone.empty() || tone.front().levelLsb < LeastToneLsb) {
         faintFrames_ += hasTone_ ? 1 : 0;
         return;

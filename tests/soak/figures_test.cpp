@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "capturejudge.h"
-#include "disturbance.h"
 #include "growth.h"
 #include "histogram.h"
 #include "soundplan.h"
+#include "support/recording/disturbance.h"
 #include "tally.h"
 
 namespace Soak {
@@ -41,10 +41,6 @@ TEST(Histogram_Add, KeepsWhatLiesBeyondTheEnds) {
     EXPECT_EQ(values.GetCount(), 2U);
     EXPECT_EQ(values.GetSmallest(), -5.0);
     EXPECT_EQ(values.GetGreatest(), 100.0);
-}
-
-TEST(Tally_HideNumbers, LeavesOneMarkForEachNumber) {
-    EXPECT_EQ(HideNumbers("packet loss, zero'ing 960 samples of 2"), "packet loss, zero'ing # samples of #");
 }
 
 TEST(Disturbance_CalmShare, CountsOverlappingStretchesOnceAndOnlyThoseOfAll) {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "soundlevel.h"
-#include "stats.h"
+#include "listening/soundlevel.h"
+#include "listening/stats.h"
 
 namespace Soak {
 
@@ -14,7 +14,7 @@ using TestSupport::IsDisturbed;
 using TestSupport::ToneMeasure;
 
 /// What a start 40 ms off takes to be corrected; half the run when that is shorter.
-constexpr std::int64_t SettlingSamples = 60 * AudioHost::SoundRateHz;
+constexpr std::int64_t SettlingSamples = 60 * Listening::SoundRateHz;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 /// The tones are judged from so long after the first frame's time, when the sessions' beginnings, which are
@@ -33,7 +33,7 @@ std::int64_t UsualDelay(std::vector<HeardBurst> const& bursts) {
     for (HeardBurst const& burst : bursts) {
         delays.push_back(static_cast<double>(burst.delaySamples));
     }
-    return static_cast<std::int64_t>(AudioHost::Median(std::move(delays)));
+    return static_cast<std::int64_t>(Listening::Median(std::move(delays)));
 }
 
 /// Where the events of a kind are heard.
@@ -43,9 +43,9 @@ std::vector<Disturbance> PlaceEvents(RunRecord const& record, SessionEvent::Kind
         if (event.kind == kind) {
             std::int64_t const milliSec =
                 event.time.GetDiffSysTime(record.originTime).NanoSec() / NanoSecPerMilliSec;
-            std::int64_t const at = record.originSample + AudioHost::MilliSecToSamples(milliSec);
-            places.push_back({event.session, at - AudioHost::MilliSecToSamples(HeardEarlierMilliSec),
-                              at + delay + AudioHost::MilliSecToSamples(HeardLaterMilliSec)});
+            std::int64_t const at = record.originSample + Listening::MilliSecToSamples(milliSec);
+            places.push_back({event.session, at - Listening::MilliSecToSamples(HeardEarlierMilliSec),
+                              at + delay + Listening::MilliSecToSamples(HeardLaterMilliSec)});
         }
     }
     return places;
@@ -53,10 +53,10 @@ std::vector<Disturbance> PlaceEvents(RunRecord const& record, SessionEvent::Kind
 
 /// Also counts the blocks in `findings`.
 std::vector<ToneFault> MeasureFaults(SoundPlan const& plan, RunRecord const& record,
-                                     AudioHost::SampleView heard, std::int64_t delay, Findings& findings) {
-    std::int64_t const margin = AudioHost::MilliSecToSamples(JudgedMarginMilliSec);
+                                     Listening::SampleView heard, std::int64_t delay, Findings& findings) {
+    std::int64_t const margin = Listening::MilliSecToSamples(JudgedMarginMilliSec);
     std::int64_t const begin = record.originSample + delay;
-    std::int64_t const first = (begin + AudioHost::MilliSecToSamples(JudgedFromMilliSec)) / FrameSamples;
+    std::int64_t const first = (begin + Listening::MilliSecToSamples(JudgedFromMilliSec)) / FrameSamples;
     std::int64_t const last = (begin + record.frames * FrameSamples - margin) / FrameSamples;
     std::vector<ToneFault> faults;
     for (std::size_t session = 0; session < plan.GetSessions(); ++session) {
@@ -83,9 +83,9 @@ std::vector<ToneFault> TakeUnmoved(std::vector<ToneFault>& faults, std::vector<D
 
 } // namespace
 
-Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard) {
+Findings Analyse(SoundPlan const& plan, RunRecord const& record, Listening::SampleView heard) {
     Findings findings;
-    HeardBursts const heardBursts = TrackBursts(plan, heard, record.originSample, record.frames);
+    HeardBursts const heardBursts = TrackBursts(plan, heard, record.beginSample, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
     std::vector<Disturbance> const moves = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
     std::vector<Disturbance> disturbances = moves;
@@ -109,11 +109,11 @@ Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::Samp
         (isDisturbed ? findings.disturbedStrays : findings.strays).push_back(stray);
     }
 
-    AudioHost::SampleView const silence =
+    Listening::SampleView const silence =
         heard.Cut(record.silenceSample, record.endSample - record.silenceSample);
-    findings.silencePeakLsb = AudioHost::Peak(silence);
+    findings.silencePeakLsb = Listening::Peak(silence);
     for (std::int64_t at = 0; at < static_cast<std::int64_t>(silence.GetSize()); at += FrameSamples) {
-        findings.soundingBlocks += AudioHost::Peak(silence.Cut(at, FrameSamples)) > SilencePeakLsb ? 1 : 0;
+        findings.soundingBlocks += Listening::Peak(silence.Cut(at, FrameSamples)) > SilencePeakLsb ? 1 : 0;
     }
     return findings;
 }

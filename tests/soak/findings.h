@@ -5,10 +5,10 @@
 
 #include "burstjudge.h"
 #include "bursttrack.h"
+#include "listening/samples.h"
 #include "runrecord.h"
-#include "samples.h"
 #include "soundplan.h"
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace Soak {
 
@@ -35,7 +35,7 @@ struct Findings {
 };
 
 /// `heard` is the recording from its first sample on.
-Findings Analyse(SoundPlan const& plan, RunRecord const& record, AudioHost::SampleView heard);
+Findings Analyse(SoundPlan const& plan, RunRecord const& record, Listening::SampleView heard);
 
 /// With less undisturbed time than this too little can be told.
 constexpr double LeastCalmShare = 0.25;

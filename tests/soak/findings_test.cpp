@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "soundmixer.h"
 
 namespace Soak {
@@ -21,7 +23,7 @@ protected:
         record.originSample = OriginSample;
         record.originTime = Kovra::JiffyTime(1'000'000'000);
         record.silenceSample = OriginSample + DelaySamples + Frames * FrameSamples;
-        record.endSample = record.silenceSample + AudioHost::SoundRateHz / 2;
+        record.endSample = record.silenceSample + Listening::SoundRateHz / 2;
     }
 
     Findings Hear() const { return Analyse(plan, record, mixer.Mix(OriginSample + DelaySamples)); }
@@ -116,6 +118,24 @@ TEST_F(Findings_Analyse, OldSoundALapLaterIsHeardWhereNoneWasToBe) {
     EXPECT_EQ(findings.faults.own[0].session, 0U);
 }
 
+TEST_F(Findings_Analyse, SoundOfATakeBeforeIsNotThisOnes) {
+    // The same sound stands in the recording twice, and a burst between both belongs to neither.
+    Listening::Samples heard = mixer.Mix(OriginSample + DelaySamples);
+    Listening::Samples const second = heard;
+    record.beginSample = static_cast<std::int64_t>(heard.size());
+    heard.insert(heard.end(), second.begin(), second.end());
+    record.originSample += record.beginSample;
+    record.silenceSample += record.beginSample;
+    record.endSample += record.beginSample;
+    Findings const findings = Analyse(plan, record, heard);
+    EXPECT_EQ(findings.bursts.found, BurstsInAll);
+    EXPECT_TRUE(findings.strays.empty());
+
+    Listening::Samples const burst = plan.GetBurst(0);
+    std::copy(burst.begin(), burst.end(), heard.begin() + record.beginSample + FrameSamples);
+    EXPECT_EQ(Analyse(plan, record, heard).strays.size(), 1U);
+}
+
 TEST_F(Findings_Analyse, ADisplacedBurstIsAStepOfItsSession) {
     // 480 samples, 10 ms, from frame 170 on, between bursts 2 and 3 of session 1.
     mixer.WithDelay(1, 170, 480);
@@ -181,8 +201,8 @@ TEST_F(Findings_Analyse, AMoveThatWasToldOfAnotherSessionExcusesNothing) {
 }
 
 TEST_F(Findings_Analyse, SoundAfterTheEndIsTold) {
-    AudioHost::Samples heard = mixer.Mix(OriginSample + DelaySamples);
-    AudioHost::Samples const old = plan.MakeFrame(0, 50);
+    Listening::Samples heard = mixer.Mix(OriginSample + DelaySamples);
+    Listening::Samples const old = plan.MakeFrame(0, 50);
     std::int64_t const at = record.silenceSample + 10 * FrameSamples;
     std::copy(old.begin(), old.end(), heard.begin() + at);
     Findings const findings = Analyse(plan, record, heard);
@@ -193,7 +213,7 @@ TEST_F(Findings_Analyse, SoundAfterTheEndIsTold) {
 }
 
 TEST_F(Findings_Analyse, NothingHeardIsNothingFound) {
-    AudioHost::Samples const heard(static_cast<std::size_t>(record.endSample));
+    Listening::Samples const heard(static_cast<std::size_t>(record.endSample));
     Findings const findings = Analyse(plan, record, heard);
     EXPECT_EQ(findings.bursts.found, 0);
 }

@@ -1,212 +1,164 @@
 #include <cmath>
-#include <sstream>
+#include <nlohmann/json.hpp>
 
-#include "textformat.h"
+#include "listening/samples.h"
 #include "verdict.h"
 
 namespace Soak {
 
 namespace {
 
-std::string Quote(std::string const& text) {
-    std::string quoted = "\"";
-    for (char const letter : text) {
-        if (letter == '"' || letter == '\\') {
-            quoted += '\\';
-        }
-        // What needs an escape of its own does not occur in our texts.
-        quoted += static_cast<unsigned char>(letter) < ' ' ? ' ' : letter;
-    }
-    return quoted + '"';
+/// In the order in which members are written down. What is not finite becomes null.
+using Json = nlohmann::ordered_json;
+
+/// To three places: what is finer is noise.
+double Rounded(double value) {
+    return std::round(value * 1000.0) / 1000.0;
 }
-
-std::string Number(double value) {
-    return std::isfinite(value) ? AudioHost::FormatFixed(value, 3) : "null";
-}
-
-/// An object or a list in the making, one member a line.
-class Json {
-public:
-    explicit Json(bool isList = false) : isList_(isList) {}
-
-    Json& Add(std::string const& name, std::string const& value) {
-        text_ += (text_.empty() ? "" : ",\n") + (isList_ ? "" : Quote(name) + ": ") + value;
-        return *this;
-    }
-    Json& Add(std::string const& name, double value) { return Add(name, Number(value)); }
-    Json& Add(std::string const& name, Json const& value) { return Add(name, value.Close()); }
-
-    std::string Close() const { return isList_ ? "[" + text_ + "]" : "{" + text_ + "}"; }
-
-private:
-    bool isList_;
-    std::string text_;
-};
 
 Json FromHistogram(Histogram const& values) {
-    return Json()
-        .Add("count", static_cast<double>(values.GetCount()))
-        .Add("mean", values.GetMean())
-        .Add("least", values.GetSmallest())
-        .Add("percent1", values.GetPercentile(0.01))
-        .Add("median", values.GetPercentile(0.5))
-        .Add("percent99", values.GetPercentile(0.99))
-        .Add("most", values.GetGreatest());
+    return {{"count", values.GetCount()},
+            {"mean", Rounded(values.GetMean())},
+            {"least", Rounded(values.GetSmallest())},
+            {"percent1", Rounded(values.GetPercentile(0.01))},
+            {"median", Rounded(values.GetPercentile(0.5))},
+            {"percent99", Rounded(values.GetPercentile(0.99))},
+            {"most", Rounded(values.GetGreatest())}};
 }
 
 Json FromSpread(Spread const& spread) {
-    return Json().Add("median", spread.median).Add("percent99", spread.most99).Add("most", spread.most);
+    return {{"median", Rounded(spread.median)},
+            {"percent99", Rounded(spread.most99)},
+            {"most", Rounded(spread.most)}};
 }
 
 Json FromFaults(std::vector<ToneFault> const& faults, RunRecord const& record) {
-    Json list(true);
+    Json list = Json::array();
     for (ToneFault const& fault : faults) {
         auto const at = static_cast<double>(fault.firstBlock * FrameSamples - record.originSample);
-        list.Add("", Json()
-                         .Add("session", static_cast<double>(fault.session))
-                         .Add("atSeconds", AudioHost::SamplesToSec(at))
-                         .Add("blocks", static_cast<double>(fault.blocks))
-                         .Add("levelRatio", static_cast<double>(fault.levelRatio))
-                         .Add("turn", static_cast<double>(fault.turn)));
+        list.push_back({{"session", fault.session},
+                        {"atSeconds", Rounded(Listening::SamplesToSec(at))},
+                        {"blocks", fault.blocks},
+                        {"levelRatio", Rounded(fault.levelRatio)},
+                        {"turn", Rounded(fault.turn)}});
     }
     return list;
 }
 
 Json FromBursts(Findings const& findings) {
     BurstVerdict const& bursts = findings.bursts;
-    Json missing(true);
+    Json missing = Json::array();
     for (HeardBurst const& burst : bursts.missing) {
-        missing.Add("", Json()
-                            .Add("session", static_cast<double>(burst.session))
-                            .Add("index", static_cast<double>(burst.index)));
+        missing.push_back({{"session", burst.session}, {"index", burst.index}});
     }
-    Json displaced(true);
+    Json displaced = Json::array();
     for (Jump const& jump : bursts.displaced) {
-        displaced.Add("", Json()
-                              .Add("session", static_cast<double>(jump.session))
-                              .Add("index", static_cast<double>(jump.index))
-                              .Add("milliSec", jump.milliSec));
+        displaced.push_back(
+            {{"session", jump.session}, {"index", jump.index}, {"milliSec", Rounded(jump.milliSec)}});
     }
-    Json strays(true);
+    Json strays = Json::array();
     for (StraySound const& stray : findings.strays) {
-        strays.Add("", Json()
-                           .Add("sample", static_cast<double>(stray.startSample))
-                           .Add("samples", static_cast<double>(stray.samples))
-                           .Add("session", stray.session ? static_cast<double>(*stray.session) : NAN));
+        strays.push_back({{"sample", stray.startSample},
+                          {"samples", stray.samples},
+                          {"session", stray.session ? Json(*stray.session) : Json()}});
     }
-    return Json()
-        .Add("expected", static_cast<double>(bursts.expected))
-        .Add("found", static_cast<double>(bursts.found))
-        .Add("missing", missing)
-        .Add("missingDisturbed", static_cast<double>(bursts.missingDisturbed))
-        .Add("displaced", displaced)
-        .Add("displacedDisturbed", static_cast<double>(bursts.displacedDisturbed))
-        .Add("stepsOfAll", static_cast<double>(bursts.stepsOfAll))
-        .Add("strays", strays)
-        .Add("apartMilliSec", FromSpread(bursts.apart))
-        .Add("apartSettledMilliSec", FromSpread(bursts.apartSettled))
-        .Add("driftMilliSecPerHour", bursts.driftMilliSecPerHour)
-        .Add("delayMilliSec", bursts.delayMilliSec)
-        .Add("delayChangeMilliSec", bursts.delayChangeMilliSec);
+    return {{"expected", bursts.expected},
+            {"found", bursts.found},
+            {"missing", std::move(missing)},
+            {"missingDisturbed", bursts.missingDisturbed},
+            {"displaced", std::move(displaced)},
+            {"displacedDisturbed", bursts.displacedDisturbed},
+            {"stepsOfAll", bursts.stepsOfAll},
+            {"strays", std::move(strays)},
+            {"apartMilliSec", FromSpread(bursts.apart)},
+            {"apartSettledMilliSec", FromSpread(bursts.apartSettled)},
+            {"driftMilliSecPerHour", Rounded(bursts.driftMilliSecPerHour)},
+            {"delayMilliSec", Rounded(bursts.delayMilliSec)},
+            {"delayChangeMilliSec", Rounded(bursts.delayChangeMilliSec)}};
 }
 
-Json FromTold(RunRecord const& record) {
-    Told const& told = record.told;
-    Json logged;
-    for (auto const& [text, times] : told.logged) {
-        logged.Add(text, static_cast<double>(times));
-    }
-    return Json()
-        .Add("jobs", static_cast<double>(told.jobs))
-        .Add("succeeded", static_cast<double>(told.succeeded))
-        .Add("overdue", static_cast<double>(told.overdue))
-        .Add("feederLateMilliSec", FromHistogram(told.feederMilliSec))
-        .Add("doneMilliSec", FromHistogram(told.doneMilliSec))
-        .Add("divideMicroSec", FromHistogram(told.renderMicroSec))
-        .Add("errorMilliSec", FromHistogram(told.errorMilliSec))
-        .Add("logged", logged);
+Json FromTold(Told const& told) {
+    return {{"jobs", told.jobs},
+            {"succeeded", told.succeeded},
+            {"overdue", told.overdue},
+            {"feederLateMilliSec", FromHistogram(told.feederMilliSec)},
+            {"doneMilliSec", FromHistogram(told.doneMilliSec)},
+            {"divideMicroSec", FromHistogram(told.renderMicroSec)},
+            {"errorMilliSec", FromHistogram(told.errorMilliSec)},
+            {"logged", told.logged}};
 }
 
 Json FromCaptured(Captured const& captured) {
-    Json failures;
+    Json failures = Json::object();
     for (auto const& [status, times] : captured.failures) {
-        failures.Add(std::to_string(status), static_cast<double>(times));
+        failures[std::to_string(status)] = times;
     }
-    return Json()
-        .Add("frames", static_cast<double>(captured.judge.GetFrames()))
-        .Add("seconds", captured.seconds)
-        .Add("numberGaps", static_cast<double>(captured.judge.GetNumberGaps()))
-        .Add("soundBreaks", static_cast<double>(captured.judge.GetBreaks()))
-        .Add("faintFrames", static_cast<double>(captured.judge.GetFaintFrames()))
-        .Add("reads", static_cast<double>(captured.reads))
-        .Add("readsWithMoreThanOneFrame", static_cast<double>(captured.readsWithMoreThanOneFrame))
-        .Add("failures", failures)
-        .Add("intervalMilliSec", FromHistogram(captured.intervalMilliSec));
+    return {{"frames", captured.judge.GetFrames()},
+            {"seconds", Rounded(captured.seconds)},
+            {"numberGaps", captured.judge.GetNumberGaps()},
+            {"soundBreaks", captured.judge.GetBreaks()},
+            {"faintFrames", captured.judge.GetFaintFrames()},
+            {"reads", captured.reads},
+            {"readsWithMoreThanOneFrame", captured.readsWithMoreThanOneFrame},
+            {"failures", std::move(failures)},
+            {"intervalMilliSec", FromHistogram(captured.intervalMilliSec)}};
 }
 
-Json FromMoments(RunRecord const& record) {
-    Json list(true);
-    for (Moment const& moment : record.moments) {
-        Json threads;
-        for (auto const& [name, seconds] : moment.figures.cpuSecondsOfThreads) {
-            threads.Add(name, seconds);
-        }
-        list.Add("", Json()
-                         .Add("seconds", moment.seconds)
-                         .Add("handles", HandlesOf(moment.figures))
-                         .Add("threads", ThreadsOf(moment.figures))
-                         .Add("workingSetBytes", WorkingSetOf(moment.figures))
-                         .Add("privateBytes", PrivateBytesOf(moment.figures))
-                         .Add("cpuSeconds", moment.figures.cpuSeconds)
-                         .Add("cpuSecondsOfThreads", threads));
+Json FromMoments(std::vector<Moment> const& moments) {
+    Json list = Json::array();
+    for (Moment const& moment : moments) {
+        list.push_back({{"seconds", Rounded(moment.seconds)},
+                        {"handles", HandlesOf(moment.figures)},
+                        {"threads", ThreadsOf(moment.figures)},
+                        {"workingSetBytes", WorkingSetOf(moment.figures)},
+                        {"privateBytes", PrivateBytesOf(moment.figures)},
+                        {"cpuSeconds", Rounded(moment.figures.cpuSeconds)},
+                        {"cpuSecondsOfThreads", moment.figures.cpuSecondsOfThreads}});
     }
     return list;
 }
 
-Json FromGrowth(RunRecord const& record) {
-    return Json()
-        .Add("handles", GrowthPerHour(record.moments, HandlesOf))
-        .Add("threads", GrowthPerHour(record.moments, ThreadsOf))
-        .Add("workingSetBytes", GrowthPerHour(record.moments, WorkingSetOf))
-        .Add("privateBytes", GrowthPerHour(record.moments, PrivateBytesOf));
+Json FromGrowth(std::vector<Moment> const& moments) {
+    return {{"handles", Rounded(GrowthPerHour(moments, HandlesOf))},
+            {"threads", Rounded(GrowthPerHour(moments, ThreadsOf))},
+            {"workingSetBytes", Rounded(GrowthPerHour(moments, WorkingSetOf))},
+            {"privateBytes", Rounded(GrowthPerHour(moments, PrivateBytesOf))}};
 }
 
 } // namespace
 
 std::string FormatJson(Options const& options, RunRecord const& record, Findings const& findings,
                        std::vector<std::string> const& failures) {
-    Json failed(true);
-    for (std::string const& failure : failures) {
-        failed.Add("", Quote(failure));
-    }
-    Json json;
-    json.Add("sessions", static_cast<double>(options.sessions))
-        .Add("seconds", options.seconds)
-        .Add("leadMilliSec", static_cast<double>(options.leadMilliSec))
-        .Add("failures", failed)
-        .Add("bursts", FromBursts(findings))
-        .Add("calmShare", findings.calmShare)
-        .Add("blocksMeasured", static_cast<double>(findings.blocksMeasured))
-        .Add("breaksOfSingleSessions", FromFaults(findings.faults.own, record))
-        .Add("breaksAtFrequencyChanges", static_cast<double>(findings.faults.atFrequencyChanges.size()))
-        .Add("breaksAtCursorMoves", FromFaults(findings.faults.atCursorMoves, record))
-        .Add("breaksAtLateFrames", FromFaults(findings.faultsAtLateFrames, record))
-        .Add("breaksBesideThoseOfAll", FromFaults(findings.faults.besideCommon, record))
-        .Add("breaksOfAll", FromFaults(findings.faults.common, record))
-        .Add("outputGlitches", static_cast<double>(record.output.glitches.size()))
-        .Add("outputWorstMilliSec", record.output.worstMilliSec)
-        .Add("told", FromTold(record))
-        .Add("moments", FromMoments(record))
-        .Add("growthPerHour", FromGrowth(record))
-        .Add("silencePeakLsb", static_cast<double>(findings.silencePeakLsb))
-        .Add("silenceSoundingBlocks", static_cast<double>(findings.soundingBlocks))
-        .Add("silenceIdleStops", static_cast<double>(record.idleStopsInSilence))
-        .Add("silencePlaybackThreadShare", PlaybackThreadShare(record.silenceBegin, record.silenceEnd))
-        .Add("idleStopsAfterClosing", static_cast<double>(record.idleStopsAfterClosing));
+    Json json = {
+        {"sessions", options.sessions},
+        {"seconds", options.seconds},
+        {"leadMilliSec", options.leadMilliSec},
+        {"failures", failures},
+        {"bursts", FromBursts(findings)},
+        {"calmShare", Rounded(findings.calmShare)},
+        {"isUntold", IsUntold(options, findings)},
+        {"blocksMeasured", findings.blocksMeasured},
+        {"breaksOfSingleSessions", FromFaults(findings.faults.own, record)},
+        {"breaksAtFrequencyChanges", findings.faults.atFrequencyChanges.size()},
+        {"breaksAtCursorMoves", FromFaults(findings.faults.atCursorMoves, record)},
+        {"breaksAtLateFrames", FromFaults(findings.faultsAtLateFrames, record)},
+        {"breaksBesideThoseOfAll", FromFaults(findings.faults.besideCommon, record)},
+        {"breaksOfAll", FromFaults(findings.faults.common, record)},
+        {"outputGlitches", record.output.glitches.size()},
+        {"outputWorstMilliSec", Rounded(record.output.worstMilliSec)},
+        {"told", FromTold(record.told)},
+        {"moments", FromMoments(record.moments)},
+        {"growthPerHour", FromGrowth(record.moments)},
+        {"silencePeakLsb", findings.silencePeakLsb},
+        {"silenceSoundingBlocks", findings.soundingBlocks},
+        {"silenceIdleStops", record.idleStopsInSilence},
+        {"silencePlaybackThreadShare", Rounded(PlaybackThreadShare(record.silenceBegin, record.silenceEnd))},
+        {"idleStopsAfterClosing", record.idleStopsAfterClosing},
+    };
     if (record.captured) {
-        json.Add("captured", FromCaptured(*record.captured));
+        json["captured"] = FromCaptured(*record.captured);
     }
-    return json.Close() + "\n";
+    return json.dump(2) + "\n";
 }
 
 } // namespace Soak

@@ -8,12 +8,12 @@
 
 #include "findings.h"
 #include "performance.h"
-#include "recording.h"
+#include "support/recording/recording.h"
 #include "verdict.h"
 
 namespace {
 
-enum class ExitCode_t : int { Well = 0, Failed = 1, Broken = 2 };
+enum class ExitCode_t : int { Well = 0, Failed = 1, Broken = 2, Untold = 3 };
 
 void AddOptions(CLI::App& app, Soak::Options& options) {
     app.add_option("--sessions", options.sessions, "Sessions that play at the same time (default 16)")
@@ -54,10 +54,11 @@ ExitCode_t Run(Soak::Options const& options) {
     for (int take = 1; take <= options.takes; ++take) {
         record = Soak::Perform(options, plan, std::cout);
         std::cout << "comparing what was heard with what was played" << std::endl;
-        SystemTest::HeardSound const heard = SystemTest::Recording::FromEnvironment().ReadFrom(0);
+        TestSupport::HeardSound const heard = TestSupport::Recording::FromEnvironment().ReadFrom(0);
         findings = Soak::Analyse(plan, record, heard.left);
         failures = Soak::ListFailures(options, record, findings);
-        if (!Soak::IsWorthAnotherTake(options, findings, failures)) {
+        // What has failed does not become well by another take.
+        if (!failures.empty() || !Soak::IsUntold(options, findings)) {
             break;
         }
         std::cout << "take " << take << " of " << options.takes
@@ -67,7 +68,8 @@ ExitCode_t Run(Soak::Options const& options) {
     std::string const words = Soak::FormatWords(options, record, findings, failures);
     Write(options.summaryPath, words);
     std::cout << words << std::flush;
-    return failures.empty() ? ExitCode_t::Well : ExitCode_t::Failed;
+    ExitCode_t const well = Soak::IsUntold(options, findings) ? ExitCode_t::Untold : ExitCode_t::Well;
+    return failures.empty() ? well : ExitCode_t::Failed;
 }
 
 } // namespace
@@ -76,7 +78,7 @@ int main(int count, char** arguments) {
     Soak::Options options;
     CLI::App app(
         "Plays many sessions through the module for a long time and tells what went wrong.\n"
-        "Exit codes: 0 nothing, 1 something, 2 it could not be run.",
+        "Exit codes: 0 nothing, 1 something, 2 it could not be run, 3 this machine cannot tell.",
         "soak");
     try {
         AddOptions(app, options);

@@ -19,7 +19,7 @@ constexpr int NothingYet = -30;
 constexpr double BeginSeconds = 2.0;
 
 /// Far more than the audio server takes at a time, so that it never runs dry.
-constexpr std::int64_t FeedAheadSamples = AudioHost::SoundRateHz;
+constexpr std::int64_t FeedAheadSamples = Listening::SoundRateHz;
 
 double ToSeconds(Clock::duration span) {
     return std::chrono::duration<double>(span).count();
@@ -27,15 +27,15 @@ double ToSeconds(Clock::duration span) {
 
 class Feeder {
 public:
-    explicit Feeder(SystemTest::MicrophoneFeed const& feed) : feed_(feed) {}
+    explicit Feeder(TestSupport::MicrophoneFeed const& feed) : feed_(feed) {}
 
     /// So that there is sound for a while beyond `seconds` after the first call.
     void FeedBeyond(double seconds) {
-        auto const wanted = static_cast<std::int64_t>(seconds * AudioHost::SoundRateHz) + FeedAheadSamples;
+        auto const wanted = static_cast<std::int64_t>(seconds * Listening::SoundRateHz) + FeedAheadSamples;
         if (wanted - fed_ < FeedAheadSamples / 4) {
             return;
         }
-        AudioHost::Samples sound;
+        Listening::Samples sound;
         for (; fed_ < wanted; ++fed_) {
             sound.push_back(MicrophoneSample(fed_));
         }
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    SystemTest::MicrophoneFeed const& feed_;
+    TestSupport::MicrophoneFeed const& feed_;
     std::int64_t fed_ = 0;
 };
 
@@ -56,8 +56,8 @@ std::vector<std::int16_t> SamplesOf(Media::FrameAud const& frame) {
 
 } // namespace
 
-Captured WatchMicrophone(Media::RendererAudioCaptureProxy& microphone, SystemTest::MicrophoneFeed const& feed,
-                         std::atomic<bool> const& isOver) {
+Captured WatchMicrophone(Media::RendererAudioCaptureProxy& microphone,
+                         TestSupport::MicrophoneFeed const& feed, std::atomic<bool> const& isOver) {
     Captured captured;
     Feeder feeder(feed);
     Clock::time_point const start = Clock::now();

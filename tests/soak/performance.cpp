@@ -7,16 +7,16 @@
 #include <future>
 #include <stdexcept>
 
-#include "atend.h"
 #include "kovra/thread.h"
-#include "microphonefeed.h"
 #include "microphonewatch.h"
-#include "outputwatch.h"
-#include "recording.h"
+#include "output/outputwatch.h"
+#include "output/silentoutput.h"
 #include "rendereraudio.h"
-#include "silentoutput.h"
-#include "textformat.h"
-#include "waituntil.h"
+#include "support/recording/microphonefeed.h"
+#include "support/recording/recording.h"
+#include "support/recording/waituntil.h"
+#include "terminal/atend.h"
+#include "terminal/textformat.h"
 
 namespace Soak {
 
@@ -24,12 +24,12 @@ namespace {
 
 using Media::Pipeline;
 using std::chrono::duration;
-using SystemTest::WaitUntil;
+using TestSupport::WaitUntil;
 
 constexpr std::size_t Workers = 2;
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 /// Time of day of every session's first frame: far from 0.
-constexpr std::int64_t FirstTimestampNanoSec = 3'600 * AudioHost::NanoSecPerSec;
+constexpr std::int64_t FirstTimestampNanoSec = 3'600 * Listening::NanoSecPerSec;
 constexpr std::int64_t StartMilliSec = 500;
 constexpr std::size_t BufferAlignmentBytes = 16;
 
@@ -58,7 +58,7 @@ public:
           params_(new Media::ParamsAudRaw),
           pipeline_(renderer_, Workers,
                     [this](Pipeline::Report_t const& report) { tally_.AddReport(report); }) {
-        params_->SetParamsAud(AudioHost::SoundRateHz, 1, 16);
+        params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
         int const status = renderer_.Initialize();
         if (status != 0) {
             throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
@@ -75,6 +75,7 @@ public:
 
     RunRecord Perform() {
         RunRecord record;
+        record.beginSample = recording_.GetLength();
         // Before the first session plays: a device that has just been started may take its first buffers at
         // once.
         AudioHost::OutputWatch watch(AudioHost::SilentOutput().Open());
@@ -82,15 +83,16 @@ public:
         watch.WaitUntilSteady(never);
         // Not before: a session that waits two seconds for its first frame counts as idle when that comes.
         OpenSessions();
-        record.frames = static_cast<std::int64_t>(options_.seconds * AudioHost::NanoSecPerSec) / FrameNanoSec;
+        record.frames = static_cast<std::int64_t>(options_.seconds * Listening::NanoSecPerSec) / FrameNanoSec;
         Kovra::JiffyTime const start = Kovra::JiffyTime::Now().AddMilliSec(StartMilliSec);
-        WaitUntil(start);
+        TestSupport::WaitUntil(start);
         record.originTime = start.AddMilliSec(options_.leadMilliSec);
-        record.originSample = recording_.GetLength() + AudioHost::MilliSecToSamples(options_.leadMilliSec);
+        record.originSample = recording_.GetLength() + Listening::MilliSecToSamples(options_.leadMilliSec);
         Play(start, record);
         FallSilent(record);
         CloseToLimit(record);
         record.output = watch.Stop(start.NanoSec());
+        Kovra::LogManager::Instance().Flush();
         record.told = tally_.Get();
         record.events = tally_.GetEvents();
         return record;
@@ -155,7 +157,7 @@ private:
                 Kovra::JiffyTime const due(start.NanoSec() + position +
                                            static_cast<std::int64_t>(session) * apart);
                 auto frame = MakeFrame(session, number);
-                WaitUntil(due);
+                TestSupport::WaitUntil(due);
                 std::int64_t const late = Kovra::JiffyTime::Now().GetDiffSysTime(due).NanoSec();
                 tally_.AddSubmission(session, static_cast<std::uint64_t>(number),
                                      std::max<std::int64_t>(0, late));
@@ -168,7 +170,7 @@ private:
     }
 
     std::shared_ptr<Media::FrameAud> MakeFrame(std::size_t session, std::int64_t number) const {
-        AudioHost::Samples const sound = plan_.MakeFrame(session, number);
+        Listening::Samples const sound = plan_.MakeFrame(session, number);
         std::size_t const bytes = sound.size() * sizeof(std::int16_t);
         auto block = Kovra::Buffer::Create(bytes, BufferAlignmentBytes);
         std::memcpy(block->GetData(), sound.data(), bytes);
@@ -184,7 +186,7 @@ private:
 
     static double Since(Kovra::JiffyTime start) {
         return static_cast<double>(Kovra::JiffyTime::Now().GetDiffSysTime(start).NanoSec()) /
-               static_cast<double>(AudioHost::NanoSecPerSec);
+               static_cast<double>(Listening::NanoSecPerSec);
     }
 
     void Note(Kovra::JiffyTime start, RunRecord& record) {
@@ -205,11 +207,11 @@ private:
         Kovra::JiffyTime const begin = Kovra::JiffyTime::Now();
         record.silenceBegin = {0.0, ReadProcessFigures()};
         record.silenceSample =
-            record.originSample + record.frames * FrameSamples + AudioHost::MilliSecToSamples(EndingMilliSec);
-        recording_.WaitForLength(record.silenceSample + AudioHost::MilliSecToSamples(SilenceMilliSec));
+            record.originSample + record.frames * FrameSamples + Listening::MilliSecToSamples(EndingMilliSec);
+        recording_.WaitForLength(record.silenceSample + Listening::MilliSecToSamples(SilenceMilliSec));
         record.endSample = recording_.GetLength();
         record.silenceEnd = {Since(begin), ReadProcessFigures()};
-        record.idleStopsInSilence = tally_.CountLogged(IdleText);
+        record.idleStopsInSilence = CountIdleStops();
     }
 
     void CloseToLimit(RunRecord& record) {
@@ -219,16 +221,21 @@ private:
         }
         if (record.isClosedToLimit) {
             recording_.WaitForLength(recording_.GetLength() +
-                                     AudioHost::MilliSecToSamples(AfterClosingMilliSec));
+                                     Listening::MilliSecToSamples(AfterClosingMilliSec));
         }
-        record.idleStopsAfterClosing = tally_.CountLogged(IdleText) - record.idleStopsInSilence;
+        record.idleStopsAfterClosing = CountIdleStops() - record.idleStopsInSilence;
+    }
+
+    std::uint64_t CountIdleStops() const {
+        Kovra::LogManager::Instance().Flush();
+        return tally_.CountLogged(IdleText);
     }
 
     Options const& options_;
     SoundPlan const& plan_;
     std::ostream& out_;
-    SystemTest::Recording const recording_ = SystemTest::Recording::FromEnvironment();
-    SystemTest::MicrophoneFeed const feed_ = SystemTest::MicrophoneFeed::FromEnvironment();
+    TestSupport::Recording const recording_ = TestSupport::Recording::FromEnvironment();
+    TestSupport::MicrophoneFeed const feed_ = TestSupport::MicrophoneFeed::FromEnvironment();
     Tally tally_;
     boost::intrusive_ptr<Media::ParamsAudRaw> const params_;
     Media::RendererAudio renderer_;

@@ -7,7 +7,7 @@
 
 #include <memory>
 
-#include "processresources.h"
+#include "support/process/processresources.h"
 
 namespace Soak {
 
@@ -70,8 +70,8 @@ std::map<std::string, double> ReadThreads() {
 
 ProcessFigures ReadProcessFigures() {
     ProcessFigures figures;
-    figures.handles = ContractTest::CountHandles();
-    figures.threads = ContractTest::CountThreads();
+    figures.handles = TestSupport::CountHandles();
+    figures.threads = TestSupport::CountThreads();
     PROCESS_MEMORY_COUNTERS_EX memory = {};
     memory.cb = sizeof(memory);
     if (GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "capturejudge.h"
-#include "outputglitch.h"
+#include "listening/outputglitch.h"
 #include "processfigures.h"
 #include "tally.h"
 
@@ -38,6 +38,8 @@ struct Moment {
 struct RunRecord {
     /// Of each session.
     std::int64_t frames = 0;
+    /// Sample of the recording from which on nothing was played but this run: takes before it end there.
+    std::int64_t beginSample = 0;
     /// Sample of the recording in which frame 0 would be heard without any delay.
     std::int64_t originSample = 0;
     /// The instant that is heard there.
@@ -47,7 +49,7 @@ struct RunRecord {
     std::int64_t endSample = 0;
 
     /// What the host's own cursor on the output did from the first frame to the end.
-    AudioHost::OutputRecord output;
+    Listening::OutputLog output;
     Told told;
     std::vector<SessionEvent> events;
     std::optional<Captured> captured;

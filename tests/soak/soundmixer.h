@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "samples.h"
+#include "listening/samples.h"
 #include "soundplan.h"
 
 namespace Soak {
@@ -30,9 +30,9 @@ public:
     }
 
     /// Frame 0 is heard at sample `origin`; a second of silence lies behind the last.
-    AudioHost::Samples Mix(std::int64_t origin) const {
-        AudioHost::Samples heard(
-            static_cast<std::size_t>(origin + frames_ * FrameSamples + AudioHost::SoundRateHz));
+    Listening::Samples Mix(std::int64_t origin) const {
+        Listening::Samples heard(
+            static_cast<std::size_t>(origin + frames_ * FrameSamples + Listening::SoundRateHz));
         for (std::size_t session = 0; session < plan_.GetSessions(); ++session) {
             for (std::int64_t number = 0; number < frames_; ++number) {
                 std::optional<std::int64_t> const source = change_ ? change_(session, number) : number;
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    static void Add(AudioHost::Samples const& frame, std::int64_t at, AudioHost::Samples& heard) {
+    static void Add(Listening::Samples const& frame, std::int64_t at, Listening::Samples& heard) {
         for (std::int16_t const sample : frame) {
             std::int16_t& sum = heard[static_cast<std::size_t>(at++)];
             sum = static_cast<std::int16_t>(sum + sample);

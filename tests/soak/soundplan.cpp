@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "noise.h"
+#include "support/recording/noise.h"
 
 namespace Soak {
 
@@ -15,7 +15,7 @@ constexpr double Pi = 3.14159265358979323846;
 
 /// Tones repeat after this: 0.05 Hz is one period in it.
 constexpr std::int64_t TableSeconds = 20;
-constexpr std::int64_t TableSamples = TableSeconds * AudioHost::SoundRateHz;
+constexpr std::int64_t TableSamples = TableSeconds * Listening::SoundRateHz;
 
 /// 1015.05 Hz: 20 ms are 20.301 periods and the ring's 5 s are 5075.25, so that what is repeated, left out or
 /// heard again a lap later breaks the tone.
@@ -31,7 +31,7 @@ constexpr std::int64_t MostToneSpacingHz = 400;
 constexpr double TonesLsb = 16000.0;
 constexpr double MostToneLsb = 1000.0;
 
-constexpr SystemTest::Band BurstBand = {11000.0, 17000.0};
+constexpr TestSupport::Band BurstBand = {11000.0, 17000.0};
 constexpr double BurstRmsLsb = 2000.0;
 
 /// A burst and two frames of silence between it and the next session's: room for a session that is out of
@@ -43,11 +43,11 @@ constexpr std::int64_t LeastPeriodFrames = 50;
 constexpr std::uint32_t FirstSeed = 1000;
 constexpr double MicrophoneLsb = 8000.0;
 
-AudioHost::Samples MakeBurst(std::size_t session) {
-    AudioHost::Samples burst = SystemTest::MakeNoise(FirstSeed + static_cast<std::uint32_t>(session),
-                                                     static_cast<std::size_t>(FrameSamples), BurstBand);
+Listening::Samples MakeBurst(std::size_t session) {
+    Listening::Samples burst = TestSupport::MakeNoise(FirstSeed + static_cast<std::uint32_t>(session),
+                                                      static_cast<std::size_t>(FrameSamples), BurstBand);
     for (std::int16_t& sample : burst) {
-        sample = static_cast<std::int16_t>(std::lround(sample * BurstRmsLsb / SystemTest::NoiseRmsLsb));
+        sample = static_cast<std::int16_t>(std::lround(sample * BurstRmsLsb / TestSupport::NoiseRmsLsb));
     }
     return burst;
 }
@@ -90,8 +90,8 @@ std::int64_t SoundPlan::CountBursts(std::size_t session, std::int64_t frames) co
     return afterFirst < 0 ? 0 : afterFirst / periodFrames_ + 1;
 }
 
-AudioHost::Samples SoundPlan::MakeFrame(std::size_t session, std::int64_t number) const {
-    AudioHost::Samples frame(static_cast<std::size_t>(FrameSamples));
+Listening::Samples SoundPlan::MakeFrame(std::size_t session, std::int64_t number) const {
+    Listening::Samples frame(static_cast<std::size_t>(FrameSamples));
     std::int64_t const slot = static_cast<std::int64_t>(session) * SlotFrames;
     bool const isBurst = number >= periodFrames_ && number % periodFrames_ == slot;
     std::int64_t const step = GetToneStep(session);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace Soak {
 
@@ -35,10 +35,10 @@ public:
     std::int64_t GetBurstFrame(std::size_t session, std::int64_t index) const;
     /// Bursts that lie within `frames` frames of the session.
     std::int64_t CountBursts(std::size_t session, std::int64_t frames) const;
-    AudioHost::Samples const& GetBurst(std::size_t session) const { return bursts_[session]; }
+    Listening::Samples const& GetBurst(std::size_t session) const { return bursts_[session]; }
 
     /// What the session plays in its frame `number`.
-    AudioHost::Samples MakeFrame(std::size_t session, std::int64_t number) const;
+    Listening::Samples MakeFrame(std::size_t session, std::int64_t number) const;
 
 private:
     std::int64_t GetToneStep(std::size_t session) const;
@@ -48,7 +48,7 @@ private:
     std::int64_t toneSpacingHz_;
     double toneLsb_;
     std::int64_t periodFrames_;
-    std::vector<AudioHost::Samples> bursts_;
+    std::vector<Listening::Samples> bursts_;
 };
 
 /// The tone that the microphone hears, sample `number` of it.

@@ -31,8 +31,8 @@ TEST_P(SoundPlan_Sessions, NeverTwoBurstAtATimeAndEachIsInItsFrame) {
         }
         EXPECT_EQ(plan.CountBursts(session, plan.GetBurstFrame(session, 2)), 2);
         EXPECT_EQ(plan.CountBursts(session, plan.GetBurstFrame(session, 2) + 1), 3);
-        AudioHost::Samples const with = plan.MakeFrame(session, plan.GetBurstFrame(session, 1));
-        AudioHost::Samples const without = plan.MakeFrame(session, plan.GetBurstFrame(session, 1) + 1);
+        Listening::Samples const with = plan.MakeFrame(session, plan.GetBurstFrame(session, 1));
+        Listening::Samples const without = plan.MakeFrame(session, plan.GetBurstFrame(session, 1) + 1);
         double power = 0.0;
         double rest = 0.0;
         for (std::size_t i = 0; i < with.size(); ++i) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstddef>
 
 namespace Soak {
@@ -23,21 +22,6 @@ constexpr std::array<char const*, 3> CursorTexts = {
 };
 
 } // namespace
-
-std::string HideNumbers(std::string const& text) {
-    std::string hidden;
-    bool wasDigit = false;
-    for (char const letter : text) {
-        bool const isDigit = std::isdigit(static_cast<unsigned char>(letter)) != 0;
-        if (!isDigit) {
-            hidden += letter;
-        } else if (!wasDigit) {
-            hidden += '#';
-        }
-        wasDigit = isDigit;
-    }
-    return hidden;
-}
 
 Tally::Tally(std::size_t sessions) : submissions_(sessions) {
     events_.resize(ExpectedEvents);
@@ -70,12 +54,6 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
     told_.doneMilliSec.Add(static_cast<double>(now.GetDiffSysTime(submitted).NanoSec()) / NanoSecPerMilliSec);
     told_.errorMilliSec.Add(static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
                             NanoSecPerMilliSec);
-    std::vector<SessionEvent>& ofThisJob = eventsOfJobs_[std::this_thread::get_id()];
-    for (SessionEvent event : ofThisJob) {
-        event.session = session;
-        events_.push_back(event);
-    }
-    ofThisJob.clear();
     Kovra::JiffyTime const begun(now.NanoSec() - report.renderNanoSec);
     if (handOvers_.Finish(session, report.requested, begun, report.renderNanoSec)) {
         events_.push_back({SessionEvent::Kind_t::LateFrame, session, begun});
@@ -84,15 +62,15 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
 
 void Tally::AddLog(Kovra::LogRecord const& record) {
     auto const begins = [&record](char const* text) { return record.message.rfind(text, 0) == 0; };
-    std::string const text = HideNumbers(record.message);
+    std::string const text = Kovra::HideNumbers(record.message);
     std::lock_guard<std::mutex> const guard(lock_);
-    auto const note = [&](SessionEvent::Kind_t kind) {
-        eventsOfJobs_[std::this_thread::get_id()].push_back({kind, 0, record.time});
-    };
-    if (begins(FrequencyText)) {
-        note(SessionEvent::Kind_t::Frequency);
-    } else if (std::any_of(CursorTexts.begin(), CursorTexts.end(), begins)) {
-        note(SessionEvent::Kind_t::Cursor);
+    auto const session = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
+    if (session != numbers_.end()) {
+        if (begins(FrequencyText)) {
+            events_.push_back({SessionEvent::Kind_t::Frequency, session->second, record.time});
+        } else if (std::any_of(CursorTexts.begin(), CursorTexts.end(), begins)) {
+            events_.push_back({SessionEvent::Kind_t::Cursor, session->second, record.time});
+        }
     }
     ++told_.logged[text];
 }

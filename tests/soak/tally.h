@@ -5,13 +5,12 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "handovers.h"
 #include "histogram.h"
 #include "kovra/log.h"
 #include "pipeline/pipeline.h"
+#include "support/recording/handovers.h"
 
 namespace Soak {
 
@@ -74,13 +73,8 @@ private:
     Told told_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
     std::vector<std::array<Kovra::JiffyTime, RememberedJobs>> submissions_;
-    SystemTest::HandOvers handOvers_;
+    TestSupport::HandOvers handOvers_;
     std::vector<SessionEvent> events_;
-    /// A record does not say whose it is; the report that follows it on the same thread does.
-    std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
 };
-
-/// `text` with # for every number in it.
-std::string HideNumbers(std::string const& text);
 
 } // namespace Soak

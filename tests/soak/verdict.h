@@ -13,10 +13,9 @@ namespace Soak {
 std::vector<std::string> ListFailures(Options const& options, RunRecord const& record,
                                       Findings const& findings);
 
-/// True when the output was disturbed for too long, and this is all that speaks against the run: another one
-/// may tell. What else has failed does not become well by it.
-bool IsWorthAnotherTake(Options const& options, Findings const& findings,
-                        std::vector<std::string> const& failures);
+/// True when the output was disturbed for too long, so that a run without a failure was not shown to be well:
+/// this machine cannot tell. Of more sessions than the playback thread can wait for, nobody asks that.
+bool IsUntold(Options const& options, Findings const& findings);
 
 /// The run in plain words.
 std::string FormatWords(Options const& options, RunRecord const& record, Findings const& findings,

@@ -1,7 +1,7 @@
 #include <sstream>
 
 #include "growth.h"
-#include "textformat.h"
+#include "terminal/textformat.h"
 #include "verdict.h"
 
 namespace Soak {
@@ -56,7 +56,7 @@ void WriteHeard(BurstVerdict const& bursts, Findings const& findings, std::ostre
         << FormatSigned(bursts.delayChangeMilliSec, 1) << " ms in the end\n";
 }
 
-void WriteOutput(AudioHost::OutputRecord const& output, std::ostream& out) {
+void WriteOutput(Listening::OutputLog const& output, std::ostream& out) {
     if (!output.isWatched) {
         return;
     }
@@ -152,7 +152,8 @@ std::string FormatWords(Options const& options, RunRecord const& record, Finding
     for (std::string const& failure : failures) {
         out << "FAILED:   " << failure << "\n";
     }
-    out << "Verdict:  " << (failures.empty() ? "nothing wrong" : "failed")
+    char const* const well = IsUntold(options, findings) ? "this machine cannot tell" : "nothing wrong";
+    out << "Verdict:  " << (failures.empty() ? well : "failed")
         << "; a glitch of a session's own could be told in the " << FormatFixed(100.0 * findings.calmShare, 1)
         << " % of the time in which the output was undisturbed\n";
     return out.str();

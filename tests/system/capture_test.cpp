@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "capturedsound.h"
-#include "microphonefeed.h"
-#include "noise.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "retakes.h"
+#include "support/recording/microphonefeed.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
@@ -53,9 +53,9 @@ float LevelOfRange(int steps) {
 }
 constexpr float LevelTolerance = 1e-4F;
 
-AudioHost::Samples Sine(double amplitude, std::size_t count) {
+Listening::Samples Sine(double amplitude, std::size_t count) {
     // 1000 Hz: 48 samples a period, with both extremes among them.
-    AudioHost::Samples samples(count);
+    Listening::Samples samples(count);
     for (std::size_t i = 0; i < count; ++i) {
         constexpr double Pi = 3.14159265358979323846;
         samples[i] = static_cast<std::int16_t>(
@@ -64,25 +64,25 @@ AudioHost::Samples Sine(double amplitude, std::size_t count) {
     return samples;
 }
 
-AudioHost::Samples FullScaleSquare(std::size_t count) {
-    AudioHost::Samples samples(count);
+Listening::Samples FullScaleSquare(std::size_t count) {
+    Listening::Samples samples(count);
     for (std::size_t i = 0; i < count; ++i) {
         samples[i] = i / 24 % 2 == 0 ? INT16_MIN : INT16_MAX;
     }
     return samples;
 }
 
-AudioHost::Samples SamplesIn(Media::FrameAud const& frame) {
+Listening::Samples SamplesIn(Media::FrameAud const& frame) {
     Kovra::BufferInfo const& info = *frame.GetConstBufferBegin();
-    AudioHost::Samples samples(info.GetLength() / sizeof(std::int16_t));
+    Listening::Samples samples(info.GetLength() / sizeof(std::int16_t));
     std::memcpy(samples.data(), info.GetData(), samples.size() * sizeof(std::int16_t));
     return samples;
 }
 
-AudioHost::Samples Join(Frames const& frames) {
-    AudioHost::Samples stream;
+Listening::Samples Join(Frames const& frames) {
+    Listening::Samples stream;
     for (auto const& frame : frames) {
-        AudioHost::Samples const samples = SamplesIn(*frame);
+        Listening::Samples const samples = SamplesIn(*frame);
         stream.insert(stream.end(), samples.begin(), samples.end());
     }
     return stream;
@@ -177,7 +177,7 @@ protected:
             lastRead = now;
             microphone->ReadFrames(frames);
             for (; seen < frames.size(); ++seen) {
-                AudioHost::Samples const samples = SamplesIn(*frames[seen]);
+                Listening::Samples const samples = SamplesIn(*frames[seen]);
                 bool const isSilent = std::all_of(samples.begin(), samples.end(),
                                                   [](std::int16_t sample) { return sample == 0; });
                 isHeard = isHeard || !isSilent;
@@ -207,7 +207,7 @@ protected:
     /// breaks that are not the machine's. When the machine has lost a part of it, it is played again: the
     /// test's own read came late, or the sound is torn within a frame, where the module, which reads whole
     /// blocks, cannot lose anything. Silence that a late feed puts in loses nothing.
-    void PlayUntilClear(AudioHost::SampleView sound,
+    void PlayUntilClear(Listening::SampleView sound,
                         std::function<void(Frames const&, CapturedSound const&)> const& judge) {
         Retakes retakes(1);
         while (!HasFailure() && retakes.Begin()) {
@@ -228,13 +228,12 @@ protected:
             captured.breaks.erase(machines, captured.breaks.end());
             judge(frames, captured);
         }
-        RecordProperty("takes", std::to_string(retakes.CountTakes()));
-        EXPECT_EQ(retakes.CountOpen(), 0U) << retakes.Complain();
+        retakes.Conclude();
     }
 
     Media::RendererAudio renderer;
     std::shared_ptr<Media::RendererAudioCaptureProxy> microphone;
-    MicrophoneFeed const feed = MicrophoneFeed::FromEnvironment();
+    TestSupport::MicrophoneFeed const feed = TestSupport::MicrophoneFeed::FromEnvironment();
     bool wasReadLate = false;
 };
 
@@ -245,7 +244,7 @@ class RendererAudio_GetLineLevelCallbacks : public CaptureTest {};
 
 TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
     constexpr std::size_t SoundBlocks = 150;
-    PlayUntilClear(MakeNoise(7, SoundBlocks * BlockSamples),
+    PlayUntilClear(TestSupport::MakeNoise(7, SoundBlocks * BlockSamples),
                    [](Frames const& frames, CapturedSound const& captured) {
                        for (std::size_t i = 0; i < frames.size(); ++i) {
                            ASSERT_EQ(frames[i]->GetIdent().sequenceNumber, i);
@@ -262,21 +261,21 @@ TEST_F(CaptureProxy_ReadFrames, GiveAKnownSoundBackWithoutAChangedSample) {
 
 TEST_F(CaptureProxy_ReadFrames, OfMoreThanTheRingLoseNoMoreThanTheBlocksBehindItsEnd) {
     constexpr std::size_t SoundBlocks = 400;
-    PlayUntilClear(
-        MakeNoise(8, SoundBlocks * BlockSamples), [](Frames const&, CapturedSound const& captured) {
-            // From the ring's start to its end, again and again; what is lost has its place there too.
-            std::int64_t lost = 0;
-            for (CaptureBreak const& each : captured.breaks) {
-                EXPECT_EQ(each.foreign, 0) << Describe(each);
-                if (each.lost != 0) {
-                    EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
-                    EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
-                    EXPECT_GT(each.lost, 0) << Describe(each);
-                    EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
-                }
-                lost += each.lost;
+    PlayUntilClear(TestSupport::MakeNoise(8, SoundBlocks * BlockSamples), [](Frames const&,
+                                                                             CapturedSound const& captured) {
+        // From the ring's start to its end, again and again; what is lost has its place there too.
+        std::int64_t lost = 0;
+        for (CaptureBreak const& each : captured.breaks) {
+            EXPECT_EQ(each.foreign, 0) << Describe(each);
+            if (each.lost != 0) {
+                EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
+                EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
+                EXPECT_GT(each.lost, 0) << Describe(each);
+                EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
             }
-        });
+            lost += each.lost;
+        }
+    });
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfSilenceIsZero) {
@@ -286,7 +285,7 @@ TEST_F(CaptureProxy_GetLineLevel, OfSilenceIsZero) {
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfASineOfMinus20DecibelsIsWhatItsExtremesGive) {
-    feed.Play(Sine(3277, 2 * AudioHost::SoundRateHz));
+    feed.Play(Sine(3277, 2 * Listening::SoundRateHz));
     // -3277 and 3277 reduce to 115 and 140. That is the level once the sine fills the meter's 320 ms, which
     // leaves most of its two seconds, whenever they come.
     auto const levels =
@@ -297,7 +296,7 @@ TEST_F(CaptureProxy_GetLineLevel, OfASineOfMinus20DecibelsIsWhatItsExtremesGive)
 }
 
 TEST_F(CaptureProxy_GetLineLevel, OfAFullScaleSquareIsOne) {
-    feed.Play(FullScaleSquare(2 * AudioHost::SoundRateHz));
+    feed.Play(FullScaleSquare(2 * Listening::SoundRateHz));
     TakeLevels(20, [](float level) { return level == 1.0F; });
 }
 
@@ -376,7 +375,7 @@ TEST_F(RendererAudio_GetLineLevelCallbacks, TwoRunSideBySideAndHearTheSame) {
         ASSERT_TRUE(renderer.GetLineLevelCallbacks(
             [listener, report = listener->Callback()](float level) { return report(level); }));
     }
-    feed.Play(Sine(16384, AudioHost::SoundRateHz));
+    feed.Play(Sine(16384, Listening::SoundRateHz));
     // -16384 and 16384 reduce to 64 and 192.
     float const level = LevelOfRange(128);
     for (auto const& listener : {first, second}) {

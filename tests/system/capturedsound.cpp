@@ -6,7 +6,7 @@ namespace SystemTest {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// 1 ms: by so many samples a place in a noise is known.
 constexpr std::int64_t KeySamples = 48;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "samples.h"
+#include "listening/samples.h"
 
 namespace SystemTest {
 
@@ -29,6 +29,6 @@ struct CapturedSound {
 
 /// Follows `sound`, a noise, through `stream`, in which silence lies around it. What is missing at either end
 /// is a break too.
-CapturedSound FollowSound(AudioHost::SampleView sound, AudioHost::SampleView stream);
+CapturedSound FollowSound(Listening::SampleView sound, Listening::SampleView stream);
 
 } // namespace SystemTest

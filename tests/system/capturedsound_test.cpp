@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
-#include "noise.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
 
-using AudioHost::Samples;
+using Listening::Samples;
 
 constexpr std::int64_t SoundSamples = 9600;
 constexpr std::int64_t BeginSample = 5000;
@@ -25,7 +25,7 @@ protected:
 
     CapturedSound Follow() const { return FollowSound(sound, stream); }
 
-    Samples const sound = MakeNoise(1, SoundSamples);
+    Samples const sound = TestSupport::MakeNoise(1, SoundSamples);
     Samples stream;
     /// In the middle of the sound.
     std::int64_t const place = BeginSample + SoundSamples / 2;

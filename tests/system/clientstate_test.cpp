@@ -7,7 +7,7 @@
 namespace SystemTest {
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 constexpr std::int64_t ChangeMilliSec = 1500;
 /// A change is listened to from so long after it (output delay) and for so long: that ends 200 ms before the
@@ -30,7 +30,7 @@ protected:
     /// Calls `judge(change)` once for each change (0: before the first) that nothing disturbed.
     void PlayWith(std::vector<Wish> const& wishes, std::function<void(int)> const& judge) {
         auto const count = static_cast<std::int64_t>(wishes.size()) + 1;
-        sent_ = MakeNoise(4, SamplesOf(count * ChangeMilliSec));
+        sent_ = TestSupport::MakeNoise(4, SamplesOf(count * ChangeMilliSec));
         Retakes retakes(static_cast<std::size_t>(count));
         while (!HasFailure() && retakes.Begin()) {
             Session const session(OnStage());
@@ -59,12 +59,12 @@ protected:
                 }
             }
         }
-        Conclude(retakes);
+        retakes.Conclude();
     }
 
     static SampleView CutAfterChange(SampleView sound, int change) {
-        return sound.Cut(AudioHost::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec),
-                         AudioHost::MilliSecToSamples(ListeningMilliSec));
+        return sound.Cut(Listening::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec),
+                         Listening::MilliSecToSamples(ListeningMilliSec));
     }
 
     /// Gain of a channel after the change with this number (0: before the first), in decibels: the median
@@ -72,29 +72,29 @@ protected:
     double GetGainDecibel(SampleView channel, int change) const {
         SampleView const heard = CutAfterChange(channel, change);
         std::int64_t const sentStart =
-            AudioHost::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec) - lag_;
-        std::int64_t const piece = AudioHost::MilliSecToSamples(PieceMilliSec);
+            Listening::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec) - lag_;
+        std::int64_t const piece = Listening::MilliSecToSamples(PieceMilliSec);
         std::vector<double> gains;
         for (std::int64_t at = 0; at + piece <= static_cast<std::int64_t>(heard.GetSize()); at += piece) {
             gains.push_back(
-                AudioHost::LevelDecibel(heard.Cut(at, piece)) -
-                AudioHost::LevelDecibel(WithoutPilot(SampleView(sent_).Cut(sentStart + at, piece))));
+                Listening::LevelDecibel(heard.Cut(at, piece)) -
+                Listening::LevelDecibel(WithoutPilot(SampleView(sent_).Cut(sentStart + at, piece))));
         }
-        return AudioHost::Median(gains);
+        return Listening::Median(gains);
     }
 
-    AudioHost::Samples sent_;
+    Listening::Samples sent_;
     /// What was heard without the pilot.
-    AudioHost::Samples left_;
-    AudioHost::Samples right_;
+    Listening::Samples left_;
+    Listening::Samples right_;
     std::int64_t lag_ = 0;
 };
 
 TEST_F(RendererAudio_ClientState, VolumeIsHeardOnItsCurveWhilePlaying) {
     PlayWith({{0.5F, 0.5F}, {0.0F, 0.5F}, {1.0F, 0.5F}}, [this](int change) {
         if (change == 2) {
-            EXPECT_LE(AudioHost::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
-            EXPECT_LE(AudioHost::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
             return;
         }
         // 0.5 to the power of 0.34375 is 0.788: 21.21 of 100 dB are taken away.
@@ -107,12 +107,12 @@ TEST_F(RendererAudio_ClientState, VolumeIsHeardOnItsCurveWhilePlaying) {
 TEST_F(RendererAudio_ClientState, BalanceIsHeardOnItsSideWhilePlaying) {
     PlayWith({{1.0F, 0.0F}, {1.0F, 1.0F}, {1.0F, 0.5F}}, [this](int change) {
         if (change == 2) {
-            EXPECT_LE(AudioHost::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
         } else {
             EXPECT_NEAR(GetGainDecibel(left_, change), 0.0, LevelToleranceDecibel) << "change " << change;
         }
         if (change == 1) {
-            EXPECT_LE(AudioHost::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
         } else {
             EXPECT_NEAR(GetGainDecibel(right_, change), 0.0, LevelToleranceDecibel) << "change " << change;
         }

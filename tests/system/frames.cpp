@@ -9,7 +9,7 @@ namespace SystemTest {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t RawFrameSamples = 960;
@@ -50,7 +50,7 @@ Stream MakeCodedStream(boost::intrusive_ptr<Media::ParamsAud> const& params,
 
 Stream MakeRawStream(SampleView sound) {
     boost::intrusive_ptr<Media::ParamsAudRaw> const params(new Media::ParamsAudRaw);
-    params->SetParamsAud(AudioHost::SoundRateHz, 1, 16);
+    params->SetParamsAud(Listening::SoundRateHz, 1, 16);
     Stream stream;
     for (std::size_t k = 0; (k + 1) * RawFrameSamples <= sound.GetSize(); ++k) {
         auto const at = static_cast<std::int64_t>(k) * FrameNanoSec;
@@ -63,7 +63,7 @@ Stream MakeRawStream(SampleView sound) {
 }
 
 Stream MakeG711Stream(SampleView sound) {
-    constexpr std::size_t Step = AudioHost::SoundRateHz / TelephoneRateHz;
+    constexpr std::size_t Step = Listening::SoundRateHz / TelephoneRateHz;
     CodecTest::Samples telephone;
     for (std::size_t i = 0; i < sound.GetSize(); i += Step) {
         telephone.push_back(sound[i]);
@@ -78,15 +78,15 @@ Stream MakeG711Stream(SampleView sound) {
 }
 
 Stream MakeAacStream(SampleView sound) {
-    CodecTest::TestEncoder encoder("aac", AudioHost::SoundRateHz, 1, AacBitsPerSec);
+    CodecTest::TestEncoder encoder("aac", Listening::SoundRateHz, 1, AacBitsPerSec);
     CodecTest::Samples samples(sound.begin(), sound.end());
     samples.resize(samples.size() / AacFrameSamples * AacFrameSamples);
     boost::intrusive_ptr<Media::ParamsAud> const params(new Media::ParamsAud(Media::MediaCoding_t::Aac));
-    params->SetParamsAud(AudioHost::SoundRateHz, 1, 16);
+    params->SetParamsAud(Listening::SoundRateHz, 1, 16);
     params->SetDecoderConfig(encoder.Config());
     return MakeCodedStream(params, encoder.Encode(samples, AacFrameSamples), [](std::int64_t k) {
         constexpr auto FrameSamples = static_cast<std::int64_t>(AacFrameSamples);
-        return k * FrameSamples * AudioHost::NanoSecPerSec / AudioHost::SoundRateHz;
+        return k * FrameSamples * Listening::NanoSecPerSec / Listening::SoundRateHz;
     });
 }
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "listening/samples.h"
 #include "mediacore/frame.h"
-#include "samples.h"
 
 namespace SystemTest {
 
@@ -20,21 +20,21 @@ struct StreamFrame {
 using Stream = std::vector<StreamFrame>;
 
 /// Timestamp of every stream's first frame: some time of day, far from 0.
-constexpr std::int64_t FirstTimestampNanoSec = 3'600 * AudioHost::NanoSecPerSec;
+constexpr std::int64_t FirstTimestampNanoSec = 3'600 * Listening::NanoSecPerSec;
 
 constexpr std::int64_t FrameNanoSec = 20'000'000;
 
 /// Raw mono frames of 20 ms at 48000 Hz; a rest shorter than a frame is left out.
-Stream MakeRawStream(AudioHost::SampleView sound);
+Stream MakeRawStream(Listening::SampleView sound);
 
 /// G.711 mu-law frames of 20 ms at 8000 Hz, of every sixth sample of `sound`, which must hold nothing above
 /// 4000 Hz.
-Stream MakeG711Stream(AudioHost::SampleView sound);
+Stream MakeG711Stream(Listening::SampleView sound);
 
 constexpr std::size_t AacFrameSamples = 1024;
 
 /// Raw AAC-LC frames (mono, 48000 Hz) with their AudioSpecificConfig. A rest shorter than a frame is left
 /// out. What is decoded from them begins with one frame's length that the encoder puts in front.
-Stream MakeAacStream(AudioHost::SampleView sound);
+Stream MakeAacStream(Listening::SampleView sound);
 
 } // namespace SystemTest

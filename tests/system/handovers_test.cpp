@@ -1,8 +1,8 @@
-#include "handovers.h"
+#include "support/recording/handovers.h"
 
 #include <gtest/gtest.h>
 
-namespace SystemTest {
+namespace TestSupport {
 namespace {
 
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
@@ -55,4 +55,4 @@ TEST_F(HandOvers_Finish, OfAFrameHandedOverLateDuringALongJobIsTheMachines) {
 }
 
 } // namespace
-} // namespace SystemTest
+} // namespace TestSupport

@@ -27,7 +27,7 @@ void Require(HRESULT result, char const* what) {
     }
 }
 
-std::vector<std::int16_t> MakeRightOnly(AudioHost::SampleView sound) {
+std::vector<std::int16_t> MakeRightOnly(Listening::SampleView sound) {
     std::vector<std::int16_t> interleaved;
     for (std::int16_t const sample : sound) {
         interleaved.push_back(0);
@@ -43,8 +43,8 @@ Pilot::Pilot() {
     WAVEFORMATEX format = {};
     format.wFormatTag = WAVE_FORMAT_PCM;
     format.nChannels = Channels;
-    format.nSamplesPerSec = AudioHost::SoundRateHz;
-    format.nAvgBytesPerSec = AudioHost::SoundRateHz * FrameBytes;
+    format.nSamplesPerSec = Listening::SoundRateHz;
+    format.nAvgBytesPerSec = Listening::SoundRateHz * FrameBytes;
     format.nBlockAlign = FrameBytes;
     format.wBitsPerSample = 16;
     DSBUFFERDESC description = {};

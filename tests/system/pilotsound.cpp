@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 namespace SystemTest {
 
@@ -28,13 +28,13 @@ constexpr std::int64_t BeforeBlocks = 5;
 constexpr std::int64_t AfterBlocks = TestSupport::AftermathBlocks;
 
 double AngleOf(double toneHz) {
-    return 2.0 * Pi * toneHz / AudioHost::SoundRateHz;
+    return 2.0 * Pi * toneHz / Listening::SoundRateHz;
 }
 
 } // namespace
 
-AudioHost::Samples MakePilotSound() {
-    AudioHost::Samples sound(AudioHost::SoundRateHz);
+Listening::Samples MakePilotSound() {
+    Listening::Samples sound(Listening::SoundRateHz);
     for (std::size_t i = 0; i < sound.size(); ++i) {
         double value = 0.0;
         for (double const toneHz : TonesHz) {
@@ -45,7 +45,7 @@ AudioHost::Samples MakePilotSound() {
     return sound;
 }
 
-std::vector<TestSupport::Disturbance> FindOutages(AudioHost::SampleView heard) {
+std::vector<TestSupport::Disturbance> FindOutages(Listening::SampleView heard) {
     std::vector<TestSupport::Disturbance> outages;
     for (double const toneHz : TonesHz) {
         auto const tone = TestSupport::MeasureTone(heard, toneHz);
@@ -58,7 +58,7 @@ std::vector<TestSupport::Disturbance> FindOutages(AudioHost::SampleView heard) {
     return outages;
 }
 
-AudioHost::Samples WithoutPilot(AudioHost::SampleView sound) {
+Listening::Samples WithoutPilot(Listening::SampleView sound) {
     std::vector<double> values(sound.begin(), sound.end());
     for (double const toneHz : TonesHz) {
         // Three samples whose weighted sum is zero for this pitch, and one for a constant.
@@ -68,7 +68,7 @@ AudioHost::Samples WithoutPilot(AudioHost::SampleView sound) {
         }
         values.resize(values.size() - std::min<std::size_t>(2, values.size()));
     }
-    AudioHost::Samples rest(values.size());
+    Listening::Samples rest(values.size());
     std::transform(values.begin(), values.end(), rest.begin(), [](double value) {
         return static_cast<std::int16_t>(std::lround(std::clamp(value, -32768.0, 32767.0)));
     });

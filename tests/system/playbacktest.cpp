@@ -11,7 +11,7 @@ namespace SystemTest {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// Far more than an output's delay, which is some tens of milliseconds.
 constexpr std::int64_t GreatestLatenessMilliSec = 1000;
@@ -28,15 +28,15 @@ constexpr double LevelToleranceDecibel = 0.5;
 /// What the way added to the level of a window among other sounds, in decibels: its likeness to all that is
 /// heard is the share that it has in it.
 double GetGainDecibel(HeardWindow const& window, SampleView sent, SampleView heard) {
-    return AudioHost::LevelDecibel(heard.Cut(window.sentStart + window.lag, window.samples)) +
+    return Listening::LevelDecibel(heard.Cut(window.sentStart + window.lag, window.samples)) +
            20.0 * std::log10(window.correlation) -
-           AudioHost::LevelDecibel(sent.Cut(window.sentStart, window.samples));
+           Listening::LevelDecibel(sent.Cut(window.sentStart, window.samples));
 }
 
 } // namespace
 
-AudioHost::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, Band band) {
-    AudioHost::Samples sound = MakeNoise(seed, samples, band);
+Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, TestSupport::Band band) {
+    Listening::Samples sound = TestSupport::MakeNoise(seed, samples, band);
     for (std::int16_t& sample : sound) {
         sample = static_cast<std::int16_t>(sample / 3);
     }
@@ -61,9 +61,9 @@ void PlaybackTest::SetUp() {
 
 std::optional<std::int64_t> PlaybackTest::FindPlayed(SampleView sent, SampleView heard,
                                                      std::int64_t presentationMilliSec) {
-    std::int64_t const from = AudioHost::MilliSecToSamples(presentationMilliSec);
+    std::int64_t const from = Listening::MilliSecToSamples(presentationMilliSec);
     SampleView const part = heard.Cut(from, static_cast<std::int64_t>(sent.GetSize()) +
-                                                AudioHost::MilliSecToSamples(GreatestLatenessMilliSec));
+                                                Listening::MilliSecToSamples(GreatestLatenessMilliSec));
     auto const start = FindStart(sent, part);
     return start ? std::optional<std::int64_t>(from + *start) : std::nullopt;
 }
@@ -73,7 +73,7 @@ std::optional<double> PlaybackTest::GetLatenessMilliSec(SampleView sent, Take co
                                                         std::int64_t presentationMilliSec) {
     auto const samples = static_cast<double>(sent.GetSize());
     std::int64_t const end =
-        presentationMilliSec + static_cast<std::int64_t>(AudioHost::SamplesToMilliSec(samples));
+        presentationMilliSec + static_cast<std::int64_t>(Listening::SamplesToMilliSec(samples));
     if (!take.IsCalm(session.GetId(), presentationMilliSec, end)) {
         return std::nullopt;
     }
@@ -88,20 +88,16 @@ std::optional<double> PlaybackTest::GetLatenessMilliSec(SampleView sent, Take co
         ADD_FAILURE() << "only " << 100.0 * share << " % of the sound are heard";
         return std::nullopt;
     }
-    return AudioHost::SamplesToMilliSec(AudioHost::Median(HeardLags(windows))) -
+    return Listening::SamplesToMilliSec(Listening::Median(HeardLags(windows))) -
            static_cast<double>(presentationMilliSec);
 }
 
-void PlaybackTest::Conclude(Retakes const& retakes) {
-    RecordProperty("takes", std::to_string(retakes.CountTakes()));
-    EXPECT_EQ(retakes.CountOpen(), 0U) << retakes.Complain();
-}
-
-void PlaybackTest::ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream) {
-    std::int64_t const cleared = AudioHost::MilliSecToSamples(ClearedAtStartMilliSec);
+void PlaybackTest::ExpectDelivered(std::size_t samples, TestSupport::Band band,
+                                   StreamMaker const& makeStream) {
+    std::int64_t const cleared = Listening::MilliSecToSamples(ClearedAtStartMilliSec);
     auto const size = static_cast<std::int64_t>(samples);
     auto const windowsPerSound = static_cast<std::size_t>((size - cleared) / FineTrack.windowSamples);
-    std::vector<AudioHost::Samples> sounds;
+    std::vector<Listening::Samples> sounds;
     std::vector<Stream> streams;
     for (std::uint32_t i = 0; i < Sounds; ++i) {
         sounds.push_back(MakeQuietNoise(i + 1, samples, band));
@@ -148,14 +144,16 @@ void PlaybackTest::ExpectDelivered(std::size_t samples, Band band, StreamMaker c
                 }
             }
         }
-        EXPECT_NEAR(AudioHost::LevelDecibel(WithoutPilot(take.heard.right)),
-                    AudioHost::LevelDecibel(WithoutPilot(take.heard.left)), LevelToleranceDecibel);
+        EXPECT_NEAR(Listening::LevelDecibel(WithoutPilot(take.heard.right)),
+                    Listening::LevelDecibel(WithoutPilot(take.heard.left)), LevelToleranceDecibel);
         // Every frame was handed over.
         EXPECT_EQ(OnStage().CountLogged(LossText), 0U);
     }
-    Conclude(retakes);
-    RecordProperty("gainDecibel", std::to_string(AudioHost::Median(gains)));
-    EXPECT_NEAR(AudioHost::Median(gains), 0.0, LevelToleranceDecibel);
+    if (!retakes.Conclude()) {
+        return;
+    }
+    RecordProperty("gainDecibel", std::to_string(Listening::Median(gains)));
+    EXPECT_NEAR(Listening::Median(gains), 0.0, LevelToleranceDecibel);
 }
 
 } // namespace SystemTest

@@ -8,11 +8,11 @@
 #include <memory>
 #include <optional>
 
-#include "noise.h"
+#include "listening/soundlevel.h"
+#include "listening/stats.h"
 #include "retakes.h"
-#include "soundlevel.h"
 #include "stage.h"
-#include "stats.h"
+#include "support/recording/noise.h"
 #include "tracking.h"
 
 namespace SystemTest {
@@ -35,11 +35,12 @@ constexpr std::int64_t ClearedAtStartMilliSec = 40;
 
 /// Number of samples in a sound of this length.
 constexpr std::size_t SamplesOf(std::int64_t milliSec) {
-    return static_cast<std::size_t>(AudioHost::MilliSecToSamples(milliSec));
+    return static_cast<std::size_t>(Listening::MilliSecToSamples(milliSec));
 }
 
 /// One of up to five sounds that play at the same time without being cut off.
-AudioHost::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples, Band band = WideBand);
+Listening::Samples MakeQuietNoise(std::uint32_t seed, std::size_t samples,
+                                  TestSupport::Band band = TestSupport::WideBand);
 
 /// Tests that listen to the module. One stage for all tests of a suite.
 class PlaybackTest : public testing::Test {
@@ -52,26 +53,23 @@ protected:
 
     /// Where `sent`, presented from `presentationMilliSec` of the score on, begins in `heard`, which was
     /// recorded from the score's start on; nothing when it is not there within a second.
-    static std::optional<std::int64_t> FindPlayed(AudioHost::SampleView sent, AudioHost::SampleView heard,
+    static std::optional<std::int64_t> FindPlayed(Listening::SampleView sent, Listening::SampleView heard,
                                                   std::int64_t presentationMilliSec);
 
     /// How much later than presented the session's `sent` was heard on the left: median over its windows, in
     /// milliseconds, the output's delay included. Other sounds may play at the same time. Nothing when the
     /// take was disturbed there, and nothing, with a failure, when it was not and the sound is not heard.
-    static std::optional<double> GetLatenessMilliSec(AudioHost::SampleView sent, Take const& take,
+    static std::optional<double> GetLatenessMilliSec(Listening::SampleView sent, Take const& take,
                                                      Session const& session,
                                                      std::int64_t presentationMilliSec);
 
-    /// Notes how often the test was taken, and fails when parts are left open.
-    static void Conclude(Retakes const& retakes);
-
     /// Makes the stream of a sound.
-    using StreamMaker = std::function<Stream(AudioHost::SampleView)>;
+    using StreamMaker = std::function<Stream(Listening::SampleView)>;
 
     /// Plays several sounds of `samples` samples, one a little after the other, and fails unless every window
     /// of each came out, in order, without a repeat, and all of them at their level within half a decibel.
     /// Windows that the machine disturbed are taken again.
-    static void ExpectDelivered(std::size_t samples, Band band, StreamMaker const& makeStream);
+    static void ExpectDelivered(std::size_t samples, TestSupport::Band band, StreamMaker const& makeStream);
 
 private:
     static std::unique_ptr<Stage> stage_;

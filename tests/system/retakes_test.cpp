@@ -1,6 +1,7 @@
 #include "retakes.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 namespace SystemTest {
@@ -39,8 +40,32 @@ TEST(Retakes_Begin, EndsAtTheLimitWithWhatIsLeftOpen) {
 
     EXPECT_FALSE(retakes.Begin());
     EXPECT_EQ(retakes.CountOpen(), 2U);
-    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("this machine cannot tell"));
-    EXPECT_THAT(retakes.Complain(), testing::HasSubstr("each of 10 takes it disturbed 2 of 3 parts"));
+}
+
+TEST(Retakes_Conclude, SaysNothingOfATestThatIsTold) {
+    Retakes retakes(1);
+    ASSERT_TRUE(retakes.Begin());
+    retakes.Settle(0);
+
+    EXPECT_TRUE(retakes.Conclude());
+    EXPECT_FALSE(testing::Test::IsSkipped());
+}
+
+TEST(Retakes_Conclude, SkipsATestThatThisMachineCannotTell) {
+    Retakes retakes(3);
+    while (retakes.Begin()) {
+        retakes.Settle(1);
+    }
+
+    testing::TestPartResultArray results;
+    {
+        testing::ScopedFakeTestPartResultReporter const reporter(&results);
+        EXPECT_FALSE(retakes.Conclude());
+    }
+    ASSERT_EQ(results.size(), 1);
+    EXPECT_TRUE(results.GetTestPartResult(0).skipped());
+    EXPECT_THAT(results.GetTestPartResult(0).message(),
+                testing::HasSubstr("this machine cannot tell: in each of 10 takes it disturbed 2 of 3 parts"));
 }
 
 } // namespace

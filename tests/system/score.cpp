@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "waituntil.h"
+#include "support/recording/waituntil.h"
 
 namespace SystemTest {
 
@@ -23,12 +23,12 @@ void Score::At(std::int64_t nanoSec, std::function<void()> action) {
 }
 
 void Score::WaitForStart() const {
-    WaitUntil(start_);
+    TestSupport::WaitUntil(start_);
 }
 
 void Score::Perform() const {
     for (auto const& [nanoSec, action] : actions_) {
-        WaitUntil(GetInstant(nanoSec));
+        TestSupport::WaitUntil(GetInstant(nanoSec));
         action();
     }
 }

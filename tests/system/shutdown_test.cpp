@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "frames.h"
-#include "noise.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
@@ -15,7 +15,7 @@ TEST(RendererAudio_Shutdown, MayComeBeforeTheEndOfSessionsThatPlay) {
     auto const session = pipeline.OpenSession({});
     ASSERT_NE(session, Media::Pipeline::InvalidSession);
     auto const submit = [&] {
-        for (StreamFrame const& next : MakeRawStream(MakeNoise(1, 4800))) {
+        for (StreamFrame const& next : MakeRawStream(TestSupport::MakeNoise(1, 4800))) {
             pipeline.Submit(session, next.frame, Kovra::JiffyTime::Now().AddMilliSec(100));
         }
         pipeline.Drain();

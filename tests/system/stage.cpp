@@ -15,7 +15,7 @@ constexpr std::size_t Workers = 2;
 constexpr std::int64_t WarmUpMilliSec = 1000;
 constexpr int MostWarmUps = 30;
 /// How often the recording's clock is compared with the machine's.
-constexpr std::int64_t ReadingSamples = AudioHost::MilliSecToSamples(100);
+constexpr std::int64_t ReadingSamples = Listening::MilliSecToSamples(100);
 
 constexpr char const* StartedText = "AudioBuffer playback started";
 constexpr char const* StoppedText = "AudioBuffer presentation requested in the past";
@@ -31,13 +31,13 @@ Media::Pipeline::SessionId_t OpenSession(Media::Pipeline& pipeline) {
 
 /// The recording's sample that is recorded at `instant`; an earlier one when the recorder is late now, never
 /// a later one.
-std::int64_t FindSampleOf(Kovra::JiffyTime instant, Recording const& recording) {
+std::int64_t FindSampleOf(Kovra::JiffyTime instant, TestSupport::Recording const& recording) {
     std::int64_t const length = recording.GetLength();
-    return length - AudioHost::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
+    return length - Listening::NanoSecToSamples(Kovra::JiffyTime::Now().GetDiffSysTime(instant).NanoSec());
 }
 
-void WarmUp(Recording const& recording) {
-    std::int64_t const second = AudioHost::MilliSecToSamples(WarmUpMilliSec);
+void WarmUp(TestSupport::Recording const& recording) {
+    std::int64_t const second = Listening::MilliSecToSamples(WarmUpMilliSec);
     for (int tries = 0; tries < MostWarmUps; ++tries) {
         std::int64_t const end = recording.GetLength() + second;
         recording.WaitForLength(end);
@@ -70,28 +70,36 @@ Stage::~Stage() {
 }
 
 Take Stage::Perform(Score const& score, std::int64_t tailMilliSec) {
+    Kovra::LogManager::Instance().Flush();
     {
         std::lock_guard<std::mutex> const guard(lock_);
         events_.clear();
         lateFrames_.clear();
-        // Left by jobs that have ended without a report.
-        eventsOfJobs_.clear();
+        jobs_.clear();
     }
     score.WaitForStart();
     // The latest of many, of which the recorder was in time for some.
     std::int64_t start = FindSampleOf(score.GetStart(), recording_);
     score.Perform();
-    std::int64_t const end = recording_.GetLength() + AudioHost::MilliSecToSamples(tailMilliSec);
+    std::int64_t const end = recording_.GetLength() + Listening::MilliSecToSamples(tailMilliSec);
     do {
         start = std::max(start, FindSampleOf(score.GetStart(), recording_));
         recording_.WaitForLength(std::min(end, recording_.GetLength() + ReadingSamples));
     } while (recording_.GetLength() < end);
     pipeline_.Drain();
+    Kovra::LogManager::Instance().Flush();
 
     Take take;
     take.heard = recording_.ReadFrom(start);
     take.disturbances = FindOutages(take.heard.right);
     std::lock_guard<std::mutex> const guard(lock_);
+    // A stop for a presentation that has not passed even at the job's end, or would not have passed without
+    // the module's own slowness, is its own.
+    events_.erase(std::remove_if(events_.begin(), events_.end(),
+                                 [this](SessionEvent const& event) {
+                                     return event.kind == SessionEvent::Kind_t::Stopped && !IsExcused(event);
+                                 }),
+                  events_.end());
     std::vector<TestSupport::Disturbance> const ofSessions =
         PlaceEvents(events_, score.GetStart(), take.disturbances);
     take.disturbances.insert(take.disturbances.end(), ofSessions.begin(), ofSessions.end());
@@ -109,20 +117,21 @@ void Stage::NoteReport(Media::Pipeline::Report_t const& report) {
         events_.push_back({SessionEvent::Kind_t::LateFrame, report.session, begun});
         lateFrames_.push_back({report.session, report.jobNumber});
     }
-    for (SessionEvent event : std::exchange(eventsOfJobs_[std::this_thread::get_id()], {})) {
-        // A stop for a presentation that has not passed even now, or would not have passed without the
-        // module's own slowness, is its own.
-        if (event.kind != SessionEvent::Kind_t::Stopped || (isLate && report.requested < now)) {
-            event.session = report.session;
-            events_.push_back(event);
-        }
-    }
+    jobs_.push_back({report.session, now, isLate && report.requested < now});
+}
+
+bool Stage::IsExcused(SessionEvent const& event) const {
+    // A session's jobs come one after the other: its event lies in the first that ended behind it.
+    auto const job = std::find_if(jobs_.begin(), jobs_.end(), [&event](DoneJob const& done) {
+        return done.session == event.session && !(done.end < event.time);
+    });
+    return job != jobs_.end() && job->isExcused;
 }
 
 void Stage::NoteRecord(Kovra::LogRecord const& record) {
     auto const begins = [&record](char const* text) { return record.message.rfind(text, 0) == 0; };
     auto const note = [&](SessionEvent::Kind_t kind) {
-        eventsOfJobs_[std::this_thread::get_id()].push_back({kind, 0, record.time});
+        events_.push_back({kind, static_cast<std::size_t>(record.subject), record.time});
     };
     std::lock_guard<std::mutex> const guard(lock_);
     log_.push_back(record.message);
@@ -147,6 +156,7 @@ std::vector<Media::Pipeline::Report_t> Stage::TakeReports() {
 }
 
 std::size_t Stage::CountLogged(std::string const& part) const {
+    Kovra::LogManager::Instance().Flush();
     std::lock_guard<std::mutex> const guard(lock_);
     return static_cast<std::size_t>(std::count_if(log_.begin(), log_.end(), [&part](std::string const& text) {
         return text.find(part) != std::string::npos;
@@ -154,6 +164,7 @@ std::size_t Stage::CountLogged(std::string const& part) const {
 }
 
 void Stage::ForgetLog() {
+    Kovra::LogManager::Instance().Flush();
     std::lock_guard<std::mutex> const guard(lock_);
     log_.clear();
 }

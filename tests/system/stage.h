@@ -2,20 +2,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "frames.h"
-#include "handovers.h"
 #include "kovra/log.h"
 #include "pilot.h"
 #include "pipeline/pipeline.h"
-#include "recording.h"
 #include "rendereraudio.h"
 #include "score.h"
+#include "support/recording/handovers.h"
+#include "support/recording/recording.h"
 #include "take.h"
 
 namespace SystemTest {
@@ -52,18 +50,26 @@ public:
     void ForgetLog();
 
 private:
+    struct DoneJob {
+        Media::Pipeline::SessionId_t session;
+        Kovra::JiffyTime end;
+        /// The presentation asked for had passed, by the machine's fault.
+        bool isExcused;
+    };
+
     void NoteReport(Media::Pipeline::Report_t const& report);
     void NoteRecord(Kovra::LogRecord const& record);
+    /// The job of the session that `event` belongs to was late, and not by the module's fault.
+    bool IsExcused(SessionEvent const& event) const;
 
-    Recording recording_ = Recording::FromEnvironment();
+    TestSupport::Recording recording_ = TestSupport::Recording::FromEnvironment();
     mutable std::mutex lock_;
     std::vector<Media::Pipeline::Report_t> reports_;
     std::vector<std::string> log_;
-    /// A record does not say whose it is; the report that follows it on the same thread does.
-    std::map<std::thread::id, std::vector<SessionEvent>> eventsOfJobs_;
     std::vector<SessionEvent> events_;
+    std::vector<DoneJob> jobs_;
     std::vector<LateFrame> lateFrames_;
-    HandOvers handOvers_;
+    TestSupport::HandOvers handOvers_;
     Pilot pilot_;
     Media::RendererAudio renderer_;
     Media::Pipeline pipeline_;

@@ -8,10 +8,10 @@ namespace SystemTest {
 
 namespace {
 
-using AudioHost::MilliSecToSamples;
+using Listening::MilliSecToSamples;
 using TestSupport::Disturbance;
 
-constexpr std::int64_t NanoSecPerSample = AudioHost::NanoSecPerSec / AudioHost::SoundRateHz;
+constexpr std::int64_t NanoSecPerSample = Listening::NanoSecPerSec / Listening::SoundRateHz;
 
 /// What happens is heard from then on (how late the recording's clock is, is known that well) until half a
 /// second later: after the output's delay and two frames.

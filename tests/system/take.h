@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
-#include "disturbance.h"
 #include "kovra/time.h"
-#include "recording.h"
+#include "support/recording/disturbance.h"
+#include "support/recording/recording.h"
 
 namespace SystemTest {
 
@@ -21,7 +21,7 @@ struct LateFrame {
 /// is heard at the score's start, but for the output's delay: some tens of milliseconds, the same for all
 /// sounds of one run up to the steps in which the output works.
 struct Take {
-    HeardSound heard;
+    TestSupport::HeardSound heard;
     /// Of all sounds: the pilot broke, so the output did. Of one session: a frame of it came too late from
     /// the test's own threads, or the module told that it moved the play cursor for the cursor's lateness,
     /// which one of both had caused.

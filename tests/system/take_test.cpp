@@ -9,20 +9,20 @@
 #include <utility>
 #include <vector>
 
-#include "noise.h"
+#include "listening/soundlevel.h"
 #include "pilotsound.h"
 #include "retakes.h"
-#include "soundlevel.h"
+#include "support/recording/noise.h"
 #include "tracking.h"
 
 namespace SystemTest {
 namespace {
 
-using AudioHost::Samples;
-using AudioHost::SampleView;
+using Listening::Samples;
+using Listening::SampleView;
 using TestSupport::Disturbance;
 
-constexpr std::int64_t SecondSamples = AudioHost::SoundRateHz;
+constexpr std::int64_t SecondSamples = Listening::SoundRateHz;
 constexpr std::int64_t FrameSamples = 960;
 constexpr std::int64_t DelaySamples = 2345;
 constexpr std::size_t Sounds = 2;
@@ -35,7 +35,7 @@ class Output {
 public:
     Output() {
         for (std::uint32_t i = 0; i < Sounds; ++i) {
-            sent_.push_back(MakeNoise(i + 1, SoundSamples));
+            sent_.push_back(TestSupport::MakeNoise(i + 1, SoundSamples));
             for (std::int16_t& sample : sent_.back()) {
                 sample = static_cast<std::int16_t>(sample / 3);
             }
@@ -121,7 +121,7 @@ TEST(Take_Judge, AGapInAllSoundsAtOnceIsTheOutputs) {
     Output const output;
     for (std::int64_t const milliSec : {20, 60, 250}) {
         Samples mix = output.Mix();
-        Silence(mix, 2 * SecondSamples, AudioHost::MilliSecToSamples(milliSec));
+        Silence(mix, 2 * SecondSamples, Listening::MilliSecToSamples(milliSec));
         Counts const counts = Judge(output, mix);
         EXPECT_EQ(counts.lost + counts.jumped, 0) << milliSec;
         EXPECT_GT(counts.disturbed, 0);
@@ -135,7 +135,7 @@ TEST(Take_Judge, AStallOfTheWholeOutputIsTheOutputs) {
     Output const output;
     for (std::int64_t const milliSec : {5, 20, 60, 250}) {
         Samples mix = output.Mix();
-        InsertSilence(mix, 2 * SecondSamples, AudioHost::MilliSecToSamples(milliSec));
+        InsertSilence(mix, 2 * SecondSamples, Listening::MilliSecToSamples(milliSec));
         Counts const counts = Judge(output, mix);
         EXPECT_EQ(counts.lost + counts.jumped, 0) << milliSec;
         EXPECT_GT(counts.disturbed, 0) << milliSec;
@@ -249,7 +249,7 @@ TEST(PilotSound_FindOutages, FindsEverySlipInStepsOfTheOutputUpToASecond) {
     for (std::int64_t milliSec = 10; milliSec < 1000; milliSec += 10) {
         Samples slipped = long_;
         // Not at a block's edge.
-        Skip(slipped, 2 * SecondSamples + 300, AudioHost::MilliSecToSamples(milliSec));
+        Skip(slipped, 2 * SecondSamples + 300, Listening::MilliSecToSamples(milliSec));
         EXPECT_FALSE(FindOutages(slipped).empty()) << milliSec;
     }
 }
@@ -278,7 +278,7 @@ TEST(PilotSound_FindOutages, SilenceInThePilotsPlaceIsAnOutage) {
 }
 
 TEST(PilotSound_WithoutPilot, LeavesNothingOfItAndWhatLiesBelowAsItWas) {
-    EXPECT_LE(AudioHost::Peak(WithoutPilot(MakePilotSound())), 2);
+    EXPECT_LE(Listening::Peak(WithoutPilot(MakePilotSound())), 2);
 
     Samples low(SecondSamples);
     constexpr double Pi = 3.14159265358979323846;
@@ -286,7 +286,7 @@ TEST(PilotSound_WithoutPilot, LeavesNothingOfItAndWhatLiesBelowAsItWas) {
         low[i] = static_cast<std::int16_t>(
             std::lround(8000.0 * std::sin(2.0 * Pi * 300.0 * static_cast<double>(i) / SecondSamples)));
     }
-    EXPECT_NEAR(AudioHost::LevelDecibel(WithoutPilot(low)), AudioHost::LevelDecibel(low), 0.05);
+    EXPECT_NEAR(Listening::LevelDecibel(WithoutPilot(low)), Listening::LevelDecibel(low), 0.05);
 }
 
 class Take_IsCalm : public testing::Test {
@@ -325,8 +325,8 @@ std::vector<Disturbance> Place(Happened const& events, std::vector<Disturbance> 
 }
 
 Disturbance MakeOutage(std::int64_t fromMilliSec, std::int64_t toMilliSec) {
-    return {std::nullopt, AudioHost::MilliSecToSamples(fromMilliSec),
-            AudioHost::MilliSecToSamples(toMilliSec)};
+    return {std::nullopt, Listening::MilliSecToSamples(fromMilliSec),
+            Listening::MilliSecToSamples(toMilliSec)};
 }
 
 /// A session that was started at 1000 ms, for the second time, and moved at 3000 ms.

@@ -9,7 +9,7 @@
 namespace SystemTest {
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// Two starts of a sound are heard this close to their presentation times, relative to each other. The output
 /// mixes in steps of 10 ms, so that each start is late by 0 to 10 ms; drift control leaves 0.02 of the lead.
@@ -44,8 +44,8 @@ Stream Cut(Stream const& stream, std::int64_t fromMilliSec, std::int64_t toMilli
 }
 
 SampleView CutSound(SampleView sound, std::int64_t fromMilliSec, std::int64_t toMilliSec) {
-    return sound.Cut(AudioHost::MilliSecToSamples(fromMilliSec),
-                     AudioHost::MilliSecToSamples(toMilliSec - fromMilliSec));
+    return sound.Cut(Listening::MilliSecToSamples(fromMilliSec),
+                     Listening::MilliSecToSamples(toMilliSec - fromMilliSec));
 }
 
 class RendererAudio_Presentation : public PlaybackTest {
@@ -81,12 +81,12 @@ protected:
         }
         auto const windows = TrackWindows(sent, take.heard.left, *start, CoarseTrack);
         auto const windowsPerSec =
-            static_cast<std::size_t>(AudioHost::SoundRateHz / CoarseTrack.windowSamples);
+            static_cast<std::size_t>(Listening::SoundRateHz / CoarseTrack.windowSamples);
         std::vector<double> changes;
         for (std::size_t k = 0; k + windowsPerSec < windows.size(); ++k) {
             HeardWindow const& after = windows[k + windowsPerSec];
             auto const end = static_cast<std::int64_t>(
-                AudioHost::SamplesToMilliSec(static_cast<double>(after.sentStart + after.samples)));
+                Listening::SamplesToMilliSec(static_cast<double>(after.sentStart + after.samples)));
             if (!take.IsCalm(session.GetId(), sinceMilliSec, presentationMilliSec + end)) {
                 break;
             }
@@ -99,7 +99,7 @@ protected:
                 << "too little of what was sent is heard";
             return std::nullopt;
         }
-        return AudioHost::Median(changes);
+        return Listening::Median(changes);
     }
 
     /// So many spans of a second, each a window later than the one before, tell a rate.
@@ -116,7 +116,7 @@ TEST_F(RendererAudio_Presentation, SessionsAreHeardApartAsTheirTimesAreWhateverT
     constexpr std::int64_t LongLeadMilliSec = 250;
     // No multiple of 10 ms, so that the pairs fall on different places of the output's steps.
     constexpr std::int64_t PairMilliSec = 433;
-    std::vector<AudioHost::Samples> sounds;
+    std::vector<Listening::Samples> sounds;
     std::vector<Stream> streams;
     for (std::uint32_t i = 0; i < 2 * Pairs; ++i) {
         sounds.push_back(MakeQuietNoise(100 + i, SamplesOf(SoundMilliSec)));
@@ -148,9 +148,11 @@ TEST_F(RendererAudio_Presentation, SessionsAreHeardApartAsTheirTimesAreWhateverT
             }
         }
     }
-    Conclude(retakes);
+    if (!retakes.Conclude()) {
+        return;
+    }
     RecordNumbers("apartMilliSec", apart);
-    EXPECT_NEAR(AudioHost::Median(apart), ApartMilliSec, StartToleranceMilliSec);
+    EXPECT_NEAR(Listening::Median(apart), ApartMilliSec, StartToleranceMilliSec);
 }
 
 TEST_F(RendererAudio_Presentation, SessionWhoseFramesStopFallsSilentAndItsRingIsNeverHeardAgain) {
@@ -162,7 +164,7 @@ TEST_F(RendererAudio_Presentation, SessionWhoseFramesStopFallsSilentAndItsRingIs
     // By the sound's last windows its end is found, which must not be disturbed: what comes after it is
     // silence, which stays silent whatever happens to the output.
     constexpr std::int64_t EndMilliSec = 500;
-    AudioHost::Samples const sent = MakeNoise(5, SamplesOf(SoundMilliSec));
+    Listening::Samples const sent = TestSupport::MakeNoise(5, SamplesOf(SoundMilliSec));
     Retakes retakes(1);
     while (!HasFailure() && retakes.Begin()) {
         OnStage().ForgetLog();
@@ -187,11 +189,11 @@ TEST_F(RendererAudio_Presentation, SessionWhoseFramesStopFallsSilentAndItsRingIs
         // on, not only from the idle stop on; the resampler's filter may ring a little.
         std::int64_t const end = last.sentStart + last.samples + last.lag + ResamplerShiftSamples;
         SampleView const after = heard.Cut(end, static_cast<std::int64_t>(heard.GetSize()));
-        EXPECT_GE(AudioHost::SamplesToMilliSec(static_cast<double>(after.GetSize())), SilenceMilliSec);
-        EXPECT_LE(AudioHost::Peak(after), SilencePeakLsb);
+        EXPECT_GE(Listening::SamplesToMilliSec(static_cast<double>(after.GetSize())), SilenceMilliSec);
+        EXPECT_LE(Listening::Peak(after), SilencePeakLsb);
         EXPECT_EQ(OnStage().CountLogged(IdleText), 1U);
     }
-    Conclude(retakes);
+    retakes.Conclude();
 }
 
 TEST_F(RendererAudio_Presentation, SessionsAreHeardInTimeAgainAfterAnIdlePause) {
@@ -203,10 +205,10 @@ TEST_F(RendererAudio_Presentation, SessionsAreHeardInTimeAgainAfterAnIdlePause) 
     constexpr std::int64_t StaggerMilliSec = 313;
     constexpr std::int64_t FreshMilliSec = 107;
     std::vector<Stream> streams;
-    std::vector<AudioHost::Samples> resumed;
-    std::vector<AudioHost::Samples> fresh;
+    std::vector<Listening::Samples> resumed;
+    std::vector<Listening::Samples> fresh;
     for (std::uint32_t i = 0; i < Sessions; ++i) {
-        AudioHost::Samples const sound = MakeQuietNoise(200 + i, SamplesOf(ResumeMilliSec + PieceMilliSec));
+        Listening::Samples const sound = MakeQuietNoise(200 + i, SamplesOf(ResumeMilliSec + PieceMilliSec));
         SampleView const piece = CutSound(sound, ResumeMilliSec, ResumeMilliSec + PieceMilliSec);
         resumed.emplace_back(piece.begin(), piece.end());
         fresh.push_back(MakeQuietNoise(300 + i, SamplesOf(PieceMilliSec)));
@@ -249,9 +251,11 @@ TEST_F(RendererAudio_Presentation, SessionsAreHeardInTimeAgainAfterAnIdlePause) 
         EXPECT_GE(OnStage().CountLogged(IdleText), Sessions);
         EXPECT_GE(OnStage().CountLogged(StartedText), 3 * Sessions);
     }
-    Conclude(retakes);
+    if (!retakes.Conclude()) {
+        return;
+    }
     RecordNumbers("laterMilliSec", later);
-    EXPECT_NEAR(AudioHost::Median(later), 0.0, StartToleranceMilliSec);
+    EXPECT_NEAR(Listening::Median(later), 0.0, StartToleranceMilliSec);
 }
 
 TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
@@ -261,7 +265,7 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
     constexpr std::int64_t PastLeadMilliSec = -100;
     // Output delay and a busy machine.
     constexpr std::int64_t SettlingMilliSec = 500;
-    AudioHost::Samples const sent = MakeNoise(6, SamplesOf(EndMilliSec));
+    Listening::Samples const sent = TestSupport::MakeNoise(6, SamplesOf(EndMilliSec));
     Stream const stream = MakeRawStream(sent);
     std::uint64_t const pastFrame = Cut(stream, 0, PastMilliSec).size();
     std::uint64_t const aheadFrame = Cut(stream, 0, AheadMilliSec).size();
@@ -287,7 +291,7 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
         if (take.IsCalm(std::nullopt, PastMilliSec - UsualLeadMilliSec, PastMilliSec + SettlingMilliSec)) {
             retakes.Settle(1);
             EXPECT_LE(
-                AudioHost::Peak(CutSound(take.heard.left, PastMilliSec + SettlingMilliSec, AheadMilliSec)),
+                Listening::Peak(CutSound(take.heard.left, PastMilliSec + SettlingMilliSec, AheadMilliSec)),
                 SilencePeakLsb);
         }
         if (take.IsInTime(session.GetId(), aheadFrame, stream.size()) &&
@@ -298,7 +302,7 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
         EXPECT_GE(OnStage().CountLogged(StartedText), 2U);
         EXPECT_GT(OnStage().CountLogged(PastText), 0U);
     }
-    Conclude(retakes);
+    retakes.Conclude();
 }
 
 TEST_F(RendererAudio_Presentation, AchievedTimesAreCloseToTheRequestedOnes) {
@@ -336,13 +340,15 @@ TEST_F(RendererAudio_Presentation, AchievedTimesAreCloseToTheRequestedOnes) {
                 take.IsCalm(sessions[i]->GetId(), start, start + UsualLeadMilliSec + SoundMilliSec);
             if (isCalm && !retakes.IsSettled(i)) {
                 retakes.Settle(i);
-                medians.push_back(AudioHost::Median(values));
+                medians.push_back(Listening::Median(values));
             }
         }
     }
-    Conclude(retakes);
+    if (!retakes.Conclude()) {
+        return;
+    }
     RecordNumbers("errorMilliSec", medians);
-    EXPECT_NEAR(AudioHost::Median(medians), 0.0, ReportedErrorLimitMilliSec);
+    EXPECT_NEAR(Listening::Median(medians), 0.0, ReportedErrorLimitMilliSec);
 }
 
 TEST_F(RendererAudio_Presentation, ThatMovesIsFollowedAtASlowerOrFasterRate) {
@@ -354,7 +360,7 @@ TEST_F(RendererAudio_Presentation, ThatMovesIsFollowedAtASlowerOrFasterRate) {
     // Both moves are less than the way to a reset (a lag of 312 ms), and more than twelve seconds take back.
     constexpr std::int64_t SoonMilliSec = 150;
     constexpr std::int64_t LateMilliSec = 250;
-    std::vector<AudioHost::Samples> const sounds = {MakeQuietNoise(8, SamplesOf(EndMilliSec)),
+    std::vector<Listening::Samples> const sounds = {MakeQuietNoise(8, SamplesOf(EndMilliSec)),
                                                     MakeQuietNoise(9, SamplesOf(EndMilliSec))};
     std::vector<Stream> const streams = {MakeRawStream(sounds[0]), MakeRawStream(sounds[1])};
     std::vector<double> rates(2);
@@ -381,7 +387,9 @@ TEST_F(RendererAudio_Presentation, ThatMovesIsFollowedAtASlowerOrFasterRate) {
         settle(0, delayed, SoonMilliSec);
         settle(1, hurried, LateMilliSec);
     }
-    Conclude(retakes);
+    if (!retakes.Conclude()) {
+        return;
+    }
     RecordNumbers("lagChangeSamplesPerSec", rates);
     EXPECT_NEAR(rates[0], RateStepSamplesPerSec, RateToleranceSamplesPerSec);
     EXPECT_NEAR(rates[1], -RateStepSamplesPerSec, RateToleranceSamplesPerSec);

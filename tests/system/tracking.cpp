@@ -4,13 +4,13 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "correlation.h"
+#include "listening/correlation.h"
 
 namespace SystemTest {
 
 namespace {
 
-using AudioHost::SampleView;
+using Listening::SampleView;
 
 /// The sound's beginning is looked for by windows of this length: short enough to be alike at any playback
 /// rate, long enough to stand out among other sounds.
@@ -30,7 +30,7 @@ Peak FindPeak(SampleView pattern, SampleView text) {
     Peak best;
     for (std::int64_t at = 0; at < static_cast<std::int64_t>(text.GetSize()); at += step) {
         std::vector<float> const values =
-            AudioHost::NormalisedCorrelation(pattern, text.Cut(at, BlockSamples));
+            Listening::NormalisedCorrelation(pattern, text.Cut(at, BlockSamples));
         auto const highest = std::max_element(values.begin(), values.end());
         if (highest != values.end() && *highest > best.correlation) {
             best = {static_cast<double>(*highest), at + (highest - values.begin())};
@@ -86,7 +86,7 @@ double LikenessOfParts(SampleView sent, SampleView heard, HeardWindow const& win
     for (std::int64_t first = 0; first <= window.samples; first += StepSamples) {
         SampleView const before = heard.Cut(window.sentStart + lagBefore, first);
         SampleView const after = heard.Cut(window.sentStart + first + lagAfter, window.samples - first);
-        AudioHost::Samples parts(before.begin(), before.end());
+        Listening::Samples parts(before.begin(), before.end());
         parts.insert(parts.end(), after.begin(), after.end());
         best = std::max(best, Likeness(pattern, parts));
     }

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "disturbance.h"
-#include "samples.h"
+#include "listening/samples.h"
+#include "support/recording/disturbance.h"
 
 namespace SystemTest {
 
@@ -39,12 +39,12 @@ struct HeardWindow {
 };
 
 /// Lag of the first second of `sent` (of all of it, when shorter) in `heard`; nothing when it is not there.
-std::optional<std::int64_t> FindStart(AudioHost::SampleView sent, AudioHost::SampleView heard);
+std::optional<std::int64_t> FindStart(Listening::SampleView sent, Listening::SampleView heard);
 
 /// Looks up every window of `sent`, each near the place of the one heard before; the first near `lag`. A
 /// window that is not heard has the lag of the one before. One whose parts are heard on either side of a
 /// shift of the resampler's (see `ResamplerShiftSamples`) is heard. A rest shorter than a window is left out.
-std::vector<HeardWindow> TrackWindows(AudioHost::SampleView sent, AudioHost::SampleView heard,
+std::vector<HeardWindow> TrackWindows(Listening::SampleView sent, Listening::SampleView heard,
                                       std::int64_t lag, TrackSettings const& settings);
 
 /// How a sound came out.

@@ -7,15 +7,15 @@
 #include <optional>
 #include <vector>
 
-#include "correlation.h"
-#include "noise.h"
-#include "soundlevel.h"
+#include "listening/correlation.h"
+#include "listening/soundlevel.h"
+#include "support/recording/noise.h"
 
 namespace SystemTest {
 namespace {
 
-using AudioHost::Samples;
-using AudioHost::SampleView;
+using Listening::Samples;
+using Listening::SampleView;
 
 constexpr std::int64_t DelaySamples = 2345;
 
@@ -39,10 +39,10 @@ Delivery Judge(Samples const& sent, Samples const& recording) {
 }
 
 TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
-    Samples const noise = MakeNoise(1, 48000, TelephoneBand);
+    Samples const noise = TestSupport::MakeNoise(1, 48000, TestSupport::TelephoneBand);
 
     // 6000 of 32768 is -14.75 dB; cutting off the highest peaks takes next to nothing from it.
-    EXPECT_NEAR(AudioHost::LevelDecibel(noise), -14.75, 0.05);
+    EXPECT_NEAR(Listening::LevelDecibel(noise), -14.75, 0.05);
     // Every sixth sample, held: had the noise much above 4000 Hz, another sixth would hold another level.
     Samples first;
     Samples second;
@@ -50,25 +50,25 @@ TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
         first.push_back(noise[i]);
         second.push_back(noise[i + 3]);
     }
-    EXPECT_NEAR(AudioHost::LevelDecibel(first), AudioHost::LevelDecibel(second), 0.1);
+    EXPECT_NEAR(Listening::LevelDecibel(first), Listening::LevelDecibel(second), 0.1);
 }
 
 TEST(Tracking_MakeNoise, IsAnotherForEverySeed) {
-    Samples const one = MakeNoise(1, 48000);
-    Samples const other = MakeNoise(2, 48000);
+    Samples const one = TestSupport::MakeNoise(1, 48000);
+    Samples const other = TestSupport::MakeNoise(2, 48000);
 
-    EXPECT_EQ(one, MakeNoise(1, 48000));
+    EXPECT_EQ(one, TestSupport::MakeNoise(1, 48000));
     EXPECT_EQ(FindStart(other, one), std::nullopt);
 }
 
 TEST(Tracking_FindStart, FindsASoundAmongFourOthersAsLoud) {
-    Samples const sent = MakeNoise(1, 24000);
+    Samples const sent = TestSupport::MakeNoise(1, 24000);
     Samples mixed = Record(sent);
     for (std::int16_t& sample : mixed) {
         sample = static_cast<std::int16_t>(sample / 5);
     }
     for (std::uint32_t seed = 2; seed < 6; ++seed) {
-        Samples const other = MakeNoise(seed, mixed.size());
+        Samples const other = TestSupport::MakeNoise(seed, mixed.size());
         for (std::size_t i = 0; i < mixed.size(); ++i) {
             mixed[i] = static_cast<std::int16_t>(mixed[i] + other[i] / 5);
         }
@@ -78,7 +78,7 @@ TEST(Tracking_FindStart, FindsASoundAmongFourOthersAsLoud) {
 }
 
 TEST(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
 
     Delivery const delivery = Judge(sent, Record(sent));
 
@@ -89,9 +89,9 @@ TEST(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
 }
 
 TEST(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     // About the middle, so the first sample comes 20 samples late: 0.5 x 48000 x 833 ppm.
-    Samples const slow = Record(AudioHost::ChangeSpeed(sent, 47960.0 / 48000.0));
+    Samples const slow = Record(Listening::ChangeSpeed(sent, 47960.0 / 48000.0));
 
     Delivery const delivery = Judge(sent, slow);
 
@@ -101,7 +101,7 @@ TEST(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
 }
 
 TEST(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     // In the middle of the window that begins at 9600.
     recording.insert(recording.begin() + DelaySamples + 10080, 480, 0);
@@ -113,7 +113,7 @@ TEST(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
 }
 
 TEST(Tracking_TrackWindows, AShiftOfTheResamplersWithinAWindowIsNoLoss) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     // 0.7 ms, in the middle of the window that begins at 9600.
     recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
@@ -125,7 +125,7 @@ TEST(Tracking_TrackWindows, AShiftOfTheResamplersWithinAWindowIsNoLoss) {
 }
 
 TEST(Tracking_TrackWindows, AMissingHalfOfAWindowIsALossThoughTheResamplerShiftsItsRest) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     std::fill_n(recording.begin() + DelaySamples + 9600, 480, std::int16_t{0});
     recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
@@ -134,7 +134,7 @@ TEST(Tracking_TrackWindows, AMissingHalfOfAWindowIsALossThoughTheResamplerShifts
 }
 
 TEST(Tracking_SumUp, MissingFrameIsLostAndAJump) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     auto const at = recording.begin() + DelaySamples + 9600;
     recording.erase(at, at + 960);
@@ -146,7 +146,7 @@ TEST(Tracking_SumUp, MissingFrameIsLostAndAJump) {
 }
 
 TEST(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     std::fill_n(recording.begin() + DelaySamples + 9600, 3 * 960, std::int16_t{0});
 
@@ -157,7 +157,7 @@ TEST(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
 }
 
 TEST(Tracking_SumUp, FrameHeardTwiceIsAJump) {
-    Samples const sent = MakeNoise(1, 48000);
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
     Samples recording = Record(sent);
     Samples const frame(recording.begin() + DelaySamples + 9600, recording.begin() + DelaySamples + 10560);
     recording.insert(recording.begin() + DelaySamples + 10560, frame.begin(), frame.end());

@@ -33,8 +33,8 @@ TEST(Log_WriteLog, PushesOneRecordWithLevelAndArgumentsAndNoLocation) {
     ASSERT_THAT(log.GetTexts(), ElementsAre("-3 of 7"));
     EXPECT_EQ(log.GetRecords()[0].channel, "Test.WriteLog");
     EXPECT_EQ(log.GetRecords()[0].level, LogLevel_t::Info);
-    EXPECT_EQ(log.GetRecords()[0].file, nullptr);
-    EXPECT_EQ(log.GetRecords()[0].function, nullptr);
+    EXPECT_EQ(log.GetRecords()[0].file, "");
+    EXPECT_EQ(log.GetRecords()[0].function, "");
 }
 
 TEST(Log_WriteLog, PushesATextWithoutArguments) {
@@ -91,7 +91,7 @@ TEST(Log_Life, RendererStateAndDeviceLogNothingOfTheirOwn) {
         renderer.Divide(UnitTest::RenderJob(session, frame, inFuture));
         ASSERT_THAT(log.GetTexts(), ElementsAre("AudioBuffer playback started"));
         EXPECT_EQ(log.GetRecords()[0].channel, "Media.RendererAudioPlaybackBuffer");
-        EXPECT_EQ(log.GetRecords()[0].file, nullptr);
+        EXPECT_EQ(log.GetRecords()[0].file, "");
         log.Clear();
         renderer.Shutdown();
     }

@@ -16,8 +16,9 @@ namespace {
 
 Bytes AllCodes() {
     Bytes codes;
-    for (int code = 0; code < 256; ++code)
+    for (int code = 0; code < 256; ++code) {
         codes.push_back(static_cast<std::uint8_t>(code));
+    }
     return codes;
 }
 
@@ -33,8 +34,9 @@ int ExpandALaw(int code) {
     int const bits = code ^ 0x55;
     int const segment = (bits >> 4) & 7;
     int magnitude = ((bits & 0x0F) << 4) + 8;
-    if (segment > 0)
+    if (segment > 0) {
         magnitude = (magnitude + 0x100) << (segment - 1);
+    }
     return (bits & 0x80) != 0 ? magnitude : -magnitude;
 }
 
@@ -46,8 +48,9 @@ Samples DecodeG711(G711Law_t law, Bytes const& codes) {
 TEST(AudioCodecProxy_Decode, MuLawCodesGiveTheStandardsValues) {
     Samples const samples = DecodeG711(G711Law_t::MuLaw, AllCodes());
     ASSERT_EQ(samples.size(), 256U);
-    for (std::size_t code = 0; code < 256; ++code)
+    for (std::size_t code = 0; code < 256; ++code) {
         EXPECT_EQ(samples[code], ExpandMuLaw(static_cast<int>(code))) << "code " << code;
+    }
     // The largest: 0x00 inverted is sign 1, segment 7, step 15: -((120 + 132) * 128 - 132).
     EXPECT_EQ(samples[0x00], -32'124);
     EXPECT_EQ(samples[0xFF], 0);
@@ -56,8 +59,9 @@ TEST(AudioCodecProxy_Decode, MuLawCodesGiveTheStandardsValues) {
 TEST(AudioCodecProxy_Decode, ALawCodesGiveTheStandardsValues) {
     Samples const samples = DecodeG711(G711Law_t::ALaw, AllCodes());
     ASSERT_EQ(samples.size(), 256U);
-    for (std::size_t code = 0; code < 256; ++code)
+    for (std::size_t code = 0; code < 256; ++code) {
         EXPECT_EQ(samples[code], ExpandALaw(static_cast<int>(code))) << "code " << code;
+    }
     // The largest: 0xAA xor 0x55 is all ones: (240 + 8 + 256) * 64.
     EXPECT_EQ(samples[0xAA], 32'256);
     EXPECT_EQ(samples[0xD5], 8);
@@ -92,8 +96,9 @@ TEST(AudioCodecProxy_Decode, EveryFrameOfAStreamGivesItsFullNumberOfSamples) {
         SCOPED_TRACE(stream.name);
         Frames const frames = DecodeStream(stream);
         ASSERT_EQ(frames.size(), stream.packets.size());
-        for (auto const& frame : frames)
+        for (auto const& frame : frames) {
             EXPECT_EQ(SamplesOf(*frame).size(), stream.samplesPerFrame * stream.channels);
+        }
     }
 }
 
@@ -144,9 +149,11 @@ TEST(AudioCodecProxy_Decode, G726HasTheFirstCodeInTheLowestBits) {
     TestEncoder encoder("g726", 8'000, 1, 32'000, 4);
     stream.packets = encoder.Encode(MakeSine(ToneHz, 8'000, 25 * 160), 160);
     Samples const wrongOrder = SamplesOf(DecodeStream(stream));
-    for (Bytes& packet : stream.packets)
-        for (std::uint8_t& octet : packet)
+    for (Bytes& packet : stream.packets) {
+        for (std::uint8_t& octet : packet) {
             octet = static_cast<std::uint8_t>((octet >> 4U) | (octet << 4U));
+        }
+    }
     EXPECT_EQ(SamplesOf(DecodeStream(stream)), expected);
     EXPECT_LT(SineToNoise(From(wrongOrder, 800), ToneHz, 8'000),
               SineToNoise(From(expected, 800), ToneHz, 8'000) - 6);
@@ -239,13 +246,15 @@ TEST(AudioCodecProxy_Decode, SeveralCodedFramesInOneInputComeOutAsSeveral) {
     for (TestStream const& stream : {MakeLayer2Stream(), MakeLayer3Stream(), MakeAdtsStream()}) {
         SCOPED_TRACE(stream.name);
         Bytes batch;
-        for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t i = 0; i < 3; ++i) {
             batch.insert(batch.end(), stream.packets[i].begin(), stream.packets[i].end());
+        }
         AudioCodecProxy proxy;
         Frames const frames = proxy.Decode({MakeCoded(stream.params, batch, 5)});
         ASSERT_EQ(frames.size(), 3U);
-        for (auto const& frame : frames)
+        for (auto const& frame : frames) {
             EXPECT_EQ(frame->GetIdent().sequenceNumber, 5U);
+        }
         TestStream start = stream;
         start.packets.resize(3);
         EXPECT_EQ(SamplesOf(frames), SamplesOf(DecodeStream(start)));

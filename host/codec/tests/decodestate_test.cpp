@@ -35,8 +35,9 @@ TEST(AudioCodecProxy_DecoderState, FramesInOneCallAndInSingleCallsGiveTheSame) {
     for (TestStream const& stream : MakeStreamsWithHistory()) {
         SCOPED_TRACE(stream.name);
         Frames inputs;
-        for (Bytes const& packet : stream.packets)
+        for (Bytes const& packet : stream.packets) {
             inputs.push_back(MakeCoded(stream.params, packet));
+        }
         AudioCodecProxy proxy;
         EXPECT_EQ(SamplesOf(proxy.Decode(inputs)), SamplesOf(DecodeStream(stream)));
     }
@@ -74,8 +75,9 @@ TEST(AudioCodecProxy_DecoderState, ChangedParametersStartAnew) {
     TestStream const stream = MakeAdtsStream();
     auto const changed = MakeParams(MediaCoding_t::Aac, 48'000, 1, 8);
     AudioCodecProxy proxy;
-    for (std::size_t i = 0; i < 8; ++i)
+    for (std::size_t i = 0; i < 8; ++i) {
         proxy.Decode({MakeCoded(stream.params, stream.packets[i])});
+    }
     EXPECT_EQ(SamplesOf(proxy.Decode({MakeCoded(changed, stream.packets[8])})),
               DecodeAlone(changed, stream.packets[8]));
 }

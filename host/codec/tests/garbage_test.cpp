@@ -19,8 +19,9 @@ std::vector<TestStream> MakeFramedStreams() {
 
 Bytes MakeNoise(std::mt19937& random, std::size_t count) {
     Bytes bytes(count);
-    for (std::uint8_t& byte : bytes)
+    for (std::uint8_t& byte : bytes) {
         byte = static_cast<std::uint8_t>(random() & 0xFFU);
+    }
     return bytes;
 }
 

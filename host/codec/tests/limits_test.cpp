@@ -57,8 +57,9 @@ TEST(AudioCodecProxy_DecodeLimits, FrameOfOneMiBIsTakenAndOneByteMoreIsRefused) 
 TEST(AudioCodecProxy_DecodeLimits, FrameStuffedWithCodedFramesGivesSixtyFourAtMost) {
     TestStream const stream = MakeLayer3Stream();
     Bytes stuffed;
-    for (int i = 0; i < 65; ++i)
+    for (int i = 0; i < 65; ++i) {
         stuffed.insert(stuffed.end(), stream.packets[0].begin(), stream.packets[0].end());
+    }
     EXPECT_EQ(CountDecoded(stream.params, stuffed), 64U);
 }
 
@@ -86,8 +87,9 @@ TEST(AudioCodecProxy_DecodeLimits, G726NeedsARateOneChannelAndTwoToFiveBits) {
     auto const count = [&bytes](std::uint32_t frequency, std::uint32_t channels, std::uint32_t bits) {
         return CountDecoded(MakeParams(MediaCoding_t::G726, frequency, channels, bits), bytes);
     };
-    for (std::uint32_t bits = 2; bits <= 5; ++bits)
+    for (std::uint32_t bits = 2; bits <= 5; ++bits) {
         EXPECT_EQ(count(8'000, 1, bits), 1U) << bits;
+    }
     EXPECT_EQ(count(8'000, 1, 0), 0U);
     EXPECT_EQ(count(8'000, 1, 1), 0U);
     EXPECT_EQ(count(8'000, 1, 6), 0U);

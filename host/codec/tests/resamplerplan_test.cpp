@@ -30,8 +30,9 @@ TEST(SampleShare_Take, SamplesOfAYearAddUpExactly) {
     // 48000 x 86400 x 365 = 1'513'728'000'000 samples.
     std::int64_t total = 0;
     SampleShare day(44'100, 48'000);
-    for (int i = 0; i < 365; ++i)
+    for (int i = 0; i < 365; ++i) {
         total += day.Take(std::int64_t{44'100} * 86'400);
+    }
     EXPECT_EQ(total, 1'513'728'000'000);
 }
 

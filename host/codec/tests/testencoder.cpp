@@ -22,15 +22,17 @@ constexpr std::size_t TelephoneFrames = 25;
 constexpr std::size_t CodecFrames = 24;
 
 void Require(bool condition, char const* what) {
-    if (!condition)
+    if (!condition) {
         throw std::runtime_error(std::string("the test's encoder failed: ") + what);
+    }
 }
 
 Samples MakeTone(std::uint32_t frequency, std::size_t channels, std::size_t count) {
     Samples const mono = MakeSine(ToneHz, frequency, count);
     Samples interleaved;
-    for (std::int16_t const sample : mono)
+    for (std::int16_t const sample : mono) {
         interleaved.insert(interleaved.end(), channels, sample);
+    }
     return interleaved;
 }
 
@@ -76,8 +78,9 @@ TestEncoder::TestEncoder(char const* name, int frequency, int channels, int bitR
     context_->sample_fmt = codec->sample_fmts[0];
     context_->bit_rate = bitRate;
     context_->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
-    if (codeBits != 0)
+    if (codeBits != 0) {
         Require(av_opt_set_int(context_->priv_data, "code_size", codeBits, 0) >= 0, "code_size");
+    }
     Require(avcodec_open2(context_.get(), codec, nullptr) >= 0, name);
 }
 
@@ -101,11 +104,12 @@ std::vector<Bytes> TestEncoder::Encode(Samples const& interleaved, std::size_t f
         Require(isPlanarFloat || context_->sample_fmt == AV_SAMPLE_FMT_S16, "sample format");
         for (std::size_t i = 0; i < frameSamples * channels; ++i) {
             std::int16_t const sample = interleaved[start + i];
-            if (isPlanarFloat)
+            if (isPlanarFloat) {
                 reinterpret_cast<float*>(frame->extended_data[i % channels])[i / channels] =
                     static_cast<float>(sample) / 32768.0F;
-            else
+            } else {
                 reinterpret_cast<std::int16_t*>(frame->extended_data[0])[i] = sample;
+            }
         }
         Send(frame.get(), packets);
     }
@@ -117,8 +121,9 @@ void TestEncoder::Send(AVFrame const* frame, std::vector<Bytes>& packets) {
     Require(avcodec_send_frame(context_.get(), frame) >= 0, "send");
     Media::PacketOwner const packet(av_packet_alloc());
     Require(packet != nullptr, "packet");
-    while (avcodec_receive_packet(context_.get(), packet.get()) >= 0)
+    while (avcodec_receive_packet(context_.get(), packet.get()) >= 0) {
         packets.emplace_back(packet->data, packet->data + packet->size);
+    }
 }
 
 TestStream MakeG711Stream(Media::G711Law_t law) {
@@ -151,8 +156,10 @@ TestStream MakeLayer3Stream() {
     stream.channels = 1;
     stream.samplesPerFrame = 576;
     stream.params = MakeParams(Media::MediaCoding_t::MpegAudio, 24'000, 1, 0);
-    for (auto const* frame = std::begin(Layer3Tone); frame != std::end(Layer3Tone); frame += Layer3FrameBytes)
+    for (auto const* frame = std::begin(Layer3Tone); frame != std::end(Layer3Tone);
+         frame += Layer3FrameBytes) {
         stream.packets.emplace_back(frame, frame + Layer3FrameBytes);
+    }
     return stream;
 }
 
@@ -170,8 +177,9 @@ TestStream MakeAdtsStream(int frequency, int channels) {
     stream.name = "AacAdts";
     // ISO 14496-3, table of sampling frequencies: 3 is 48000 Hz, 4 is 44100 Hz.
     Require(frequency == 48'000 || frequency == 44'100, "rate");
-    for (Bytes& packet : stream.packets)
+    for (Bytes& packet : stream.packets) {
         packet = AddAdtsHeader(packet, frequency == 48'000 ? 3 : 4, stream.channels);
+    }
     stream.params = MakeParams(Media::MediaCoding_t::Aac, stream.frequency, stream.channels, 16);
     return stream;
 }

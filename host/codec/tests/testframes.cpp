@@ -17,8 +17,9 @@ Media::FrameIdent MakeIdent(std::uint32_t sequenceNumber) {
 
 Kovra::BufferInfo MakeSlice(void const* data, std::size_t byteCount) {
     auto block = Kovra::Buffer::Create(byteCount, BlockAlignmentBytes);
-    if (byteCount != 0)
+    if (byteCount != 0) {
         std::memcpy(block->GetData(), data, byteCount);
+    }
     return {block, 0, static_cast<std::uint32_t>(byteCount)};
 }
 
@@ -54,8 +55,9 @@ std::shared_ptr<Media::FrameAud> MakeCodedInSlices(Params const& params, Bytes c
                                                    std::size_t sliceBytes) {
     auto frame = std::make_shared<Media::FrameAud>(MakeIdent(0), params);
     Kovra::BufferInfoListScoped list;
-    for (std::size_t offset = 0; offset < bytes.size(); offset += sliceBytes)
+    for (std::size_t offset = 0; offset < bytes.size(); offset += sliceBytes) {
         list.Append(MakeSlice(bytes.data() + offset, std::min(sliceBytes, bytes.size() - offset)));
+    }
     frame->AttachBuffers(std::move(list));
     return frame;
 }
@@ -71,11 +73,13 @@ std::shared_ptr<Media::FrameAud> MakeRaw(std::uint32_t frequency, std::uint32_t 
 
 Samples SamplesOf(Media::FrameAud const& frame) {
     auto const* slice = frame.GetConstBufferBegin();
-    if (slice == nullptr)
+    if (slice == nullptr) {
         return {};
+    }
     Samples samples(slice->GetLength() / sizeof(Samples::value_type));
-    if (!samples.empty())
+    if (!samples.empty()) {
         std::memcpy(samples.data(), slice->GetData(), samples.size() * sizeof(Samples::value_type));
+    }
     return samples;
 }
 
@@ -90,8 +94,9 @@ Samples SamplesOf(Frames const& frames) {
 
 Samples Channel(Samples const& interleaved, std::size_t channels, std::size_t channel) {
     Samples one;
-    for (std::size_t i = channel; i < interleaved.size(); i += channels)
+    for (std::size_t i = channel; i < interleaved.size(); i += channels) {
         one.push_back(interleaved[i]);
+    }
     return one;
 }
 

@@ -44,9 +44,10 @@ SineFit Fit(Samples const& signal, double frequencyHz, double rateHz) {
 
 Samples MakeSine(double frequencyHz, double rateHz, std::size_t count, double amplitude) {
     Samples sine(count);
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         sine[i] = static_cast<std::int16_t>(
             std::lround(amplitude * std::sin(2 * Pi * frequencyHz * static_cast<double>(i) / rateHz)));
+    }
     return sine;
 }
 

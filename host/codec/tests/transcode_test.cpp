@@ -28,24 +28,27 @@ std::vector<Samples> TranscodeTone(std::uint32_t rate, double toneHz, std::uint3
     Samples const tone = MakeSine(toneHz, rate, frameSamples * FramesInTenSec);
     AudioCodecProxy proxy;
     std::vector<Samples> pieces;
-    for (std::size_t i = 0; i < FramesInTenSec; ++i)
+    for (std::size_t i = 0; i < FramesInTenSec; ++i) {
         pieces.push_back(
             SamplesOf(Transcode(proxy, MakeRaw(rate, 1, Piece(tone, i, frameSamples)), outRate)));
+    }
     return pieces;
 }
 
 Samples Join(std::vector<Samples> const& pieces) {
     Samples all;
-    for (Samples const& piece : pieces)
+    for (Samples const& piece : pieces) {
         all.insert(all.end(), piece.begin(), piece.end());
+    }
     return all;
 }
 
 class AudioCodecProxy_TranscodeTo48000 : public ::testing::TestWithParam<std::uint32_t> {};
 
 TEST_P(AudioCodecProxy_TranscodeTo48000, EveryFrameOfTwentyMilliSecGives960SamplesTheFirstIncluded) {
-    for (Samples const& piece : TranscodeTone(GetParam(), 440))
+    for (Samples const& piece : TranscodeTone(GetParam(), 440)) {
         ASSERT_EQ(piece.size(), 960U);
+    }
 }
 
 TEST_P(AudioCodecProxy_TranscodeTo48000, ToneStaysATone) {
@@ -101,8 +104,9 @@ TEST(AudioCodecProxy_Transcode, FramesThatDoNotDivideEvenlyAddUpExactly) {
 
 TEST(AudioCodecProxy_Transcode, LowerRatesWorkTheSameWay) {
     std::vector<Samples> const pieces = TranscodeTone(48'000, 440, 8'000);
-    for (Samples const& piece : pieces)
+    for (Samples const& piece : pieces) {
         ASSERT_EQ(piece.size(), 160U);
+    }
     EXPECT_GT(SineToNoise(From(Join(pieces), 160), 440, 8'000), 80);
 }
 
@@ -186,8 +190,9 @@ TEST(AudioCodecProxy_Transcode, SameFormatComesOutAsItWentIn) {
 TEST(AudioCodecProxy_Transcode, FullScaleSaturatesInsteadOfWrapping) {
     // A square wave overshoots in any band-limited filter: beyond full scale it must stay at it.
     Samples square(1'600);
-    for (std::size_t i = 0; i < square.size(); ++i)
+    for (std::size_t i = 0; i < square.size(); ++i) {
         square[i] = (i / 40) % 2 == 0 ? 32'767 : -32'768;
+    }
     AudioCodecProxy proxy;
     Samples const all = SamplesOf(Transcode(proxy, MakeRaw(8'000, 1, square)));
     // 40 samples become 240; sample 20 of each half wave, 16 + 20 samples in, is at the plateau.

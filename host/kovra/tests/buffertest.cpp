@@ -19,8 +19,9 @@ constexpr std::uint32_t MaxUint32 = 0xFFFFFFFFU;
 
 intrusive_ptr<Buffer> MakeCounting(std::size_t size) {
     intrusive_ptr<Buffer> buffer = Buffer::Create(size, 16);
-    for (std::size_t index = 0; index < size; ++index)
+    for (std::size_t index = 0; index < size; ++index) {
         buffer->GetData()[index] = static_cast<std::uint8_t>(index);
+    }
     return buffer;
 }
 
@@ -73,8 +74,9 @@ TEST(Buffer_Create, SizeZeroIsAllowed) {
 }
 
 TEST(Buffer_Create, AlignmentThatIsNoPowerOfTwoIsRefused) {
-    for (std::size_t alignment : {0U, 3U, 12U, 17U, 48U})
+    for (std::size_t alignment : {0U, 3U, 12U, 17U, 48U}) {
         EXPECT_THROW(Buffer::Create(8, alignment), std::invalid_argument) << alignment;
+    }
 }
 
 // The sanitizers' allocators end the program instead.
@@ -108,8 +110,9 @@ TEST(Buffer, IsCountedFromSeveralThreads) {
     }
     // The last of the threads frees it.
     buffer.reset();
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 TEST(BufferInfo, StartsAtTheSumOfBothOffsets) {

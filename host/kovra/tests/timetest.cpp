@@ -109,11 +109,13 @@ TEST_F(Clock_Replaced, TakesEffectOnOtherThreads) {
         std::int64_t earlier = JiffyTime::Now().NanoSec();
         EXPECT_EQ(earlier, 1);
         hasRead = true;
-        while (earlier != 2)
+        while (earlier != 2) {
             earlier = JiffyTime::Now().NanoSec();
+        }
     });
-    while (!hasRead)
+    while (!hasRead) {
         std::this_thread::yield();
+    }
     Kovra::SetClockSource(&second);
     reader.join();
 }

@@ -145,8 +145,8 @@ int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>
     // Asked of the whole vector: frames that the caller left in it count.
     auto const statusOf = [&frames] { return frames.empty() ? Status::NothingRead : Status::Success; };
 
-    auto lock = DirectSound::CaptureLock::Acquire(fields_->dsBuffer.get(), fields_->readPos * SampleSizeBytes,
-                                                  take * SampleSizeBytes);
+    auto lock = DirectSound::CaptureLock::Acquire(
+        fields_->dsBuffer.get(), {fields_->readPos * SampleSizeBytes, take * SampleSizeBytes});
     if (!lock) {
         return statusOf();
     }
@@ -177,7 +177,7 @@ int RendererAudioCaptureBuffer::SampleLineLevel() {
     }
     std::uint32_t const take = blocks * BlockSamples;
     auto const lock = DirectSound::CaptureLock::Acquire(
-        fields_->dsBuffer.get(), fields_->readPos * SampleSizeBytes, take * SampleSizeBytes);
+        fields_->dsBuffer.get(), {fields_->readPos * SampleSizeBytes, take * SampleSizeBytes});
     if (!lock) {
         return Status::NothingRead;
     }

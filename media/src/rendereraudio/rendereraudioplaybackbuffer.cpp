@@ -83,7 +83,7 @@ int RendererAudioPlaybackBuffer::CreateSoundBuffer(std::shared_ptr<FrameAud> con
     fields_->notify =
         DirectSound::QueryInterfaceOf<IDirectSoundNotify>(*fields_->soundBuffer, IID_IDirectSoundNotify);
     fields_->notifyPosition->hEventNotify = fields_->device->AddBuffer(*this);
-    ClearRange(0, fields_->ringSamples);
+    Clear({0, fields_->ringSamples});
     return Status::Success;
 }
 
@@ -125,7 +125,7 @@ bool RendererAudioPlaybackBuffer::WriteFrame(std::shared_ptr<FrameAud> const& fr
     std::uint32_t const byteCount = info == nullptr ? 0 : info->GetLength();
 
     std::uint32_t const writePos = fields_->writePos.load(std::memory_order_relaxed);
-    bool const isWritten = CopyToRing(writePos, byteCount, data, coding);
+    bool const isWritten = CopyToRing(writePos, data, byteCount, coding);
     fields_->writeEnd = (byteCount / fields_->bytesPerSample + writePos) % fields_->ringSamples;
     if (fields_->notify != nullptr) {
         fields_->notifyPosition->dwOffset = fields_->writeEnd * fields_->bytesPerSample;
@@ -150,7 +150,7 @@ void RendererAudioPlaybackBuffer::PlaceFrame(std::int64_t timestampNanoSec) {
     std::int64_t const offsetNanoSec = Ring::WrappingDifference(timestampNanoSec, base);
     std::uint32_t position = 0;
     if (offsetNanoSec < 0) {
-        ClearRange(0, fields_->ringSamples);
+        Clear({0, fields_->ringSamples});
         fields_->baseTimestamp.store(timestampNanoSec, std::memory_order_relaxed);
     } else {
         position = Ring::PositionRoundedUpToEven(offsetNanoSec, fields_->nsPerSample, fields_->ringSamples);
@@ -198,15 +198,15 @@ bool RendererAudioPlaybackBuffer::DecodeFrame(std::shared_ptr<FrameAud> const& f
     return fields_->decodedFrame != nullptr;
 }
 
-bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint32_t byteCount,
-                                             std::uint8_t const* data, MediaCoding_t coding) {
+bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint8_t const* data,
+                                             std::uint32_t byteCount, MediaCoding_t coding) {
     // Nothing to write counts as a frame without data: DirectSound takes no empty lock.
     if (data == nullptr || byteCount == 0) {
         return false;
     }
     std::uint32_t const bytesPerSample = fields_->bytesPerSample;
-    auto const lock =
-        DirectSound::PlaybackLock::Acquire(fields_->soundBuffer.get(), startPos * bytesPerSample, byteCount);
+    auto const lock = DirectSound::PlaybackLock::Acquire(fields_->soundBuffer.get(),
+                                                         {startPos * bytesPerSample, byteCount});
     if (!lock) {
         return false;
     }
@@ -225,11 +225,11 @@ bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint32
     return true;
 }
 
-bool RendererAudioPlaybackBuffer::ClearRange(std::uint32_t startPos, std::uint32_t count) {
+bool RendererAudioPlaybackBuffer::Clear(Ring::Stretch stretch) {
     std::uint32_t const bytesPerSample = fields_->bytesPerSample;
     {
         auto const lock = DirectSound::PlaybackLock::Acquire(
-            fields_->soundBuffer.get(), startPos * bytesPerSample, count * bytesPerSample);
+            fields_->soundBuffer.get(), {stretch.start * bytesPerSample, stretch.samples * bytesPerSample});
         if (!lock) {
             return false;
         }
@@ -238,7 +238,8 @@ bool RendererAudioPlaybackBuffer::ClearRange(std::uint32_t startPos, std::uint32
             Primitives::ZeroBytes(lock->GetSecond(), static_cast<std::int32_t>(lock->GetSecondBytes()));
         }
     }
-    fields_->clearedEnd.store((startPos + count) % fields_->ringSamples, std::memory_order_relaxed);
+    fields_->clearedEnd.store((stretch.start + stretch.samples) % fields_->ringSamples,
+                              std::memory_order_relaxed);
     return true;
 }
 
@@ -246,7 +247,7 @@ void RendererAudioPlaybackBuffer::ClearPlayed(std::uint32_t playPos) {
     std::uint32_t const clearedEnd = fields_->clearedEnd.load(std::memory_order_relaxed);
     std::uint32_t const count = Ring::ClearableSamples(clearedEnd, playPos, fields_->ringSamples);
     if (count != 0) {
-        ClearRange(clearedEnd, count);
+        Clear({clearedEnd, count});
     }
 }
 
@@ -357,7 +358,7 @@ void RendererAudioPlaybackBuffer::StopIdle(std::int32_t idleMilliSec) {
         fields_->soundBuffer->Stop();
     }
     fields_->baseTimestamp.store(0, std::memory_order_relaxed);
-    ClearRange(0, fields_->ringSamples);
+    Clear({0, fields_->ringSamples});
     WriteLog(*logger, LogLevel_t::Info, "Idle AudioBuffer playback stopped (%u ms)",
              static_cast<unsigned int>(idleMilliSec));
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "arithmetic/ring.h"
 #include "kovra/time.h"
 #include "mediacore/frame.h"
 
@@ -73,9 +74,9 @@ private:
     void PlaceFrame(std::int64_t timestampNanoSec);
     void CloseSmallGap();
     bool DecodeFrame(std::shared_ptr<FrameAud> const& frame);
-    bool CopyToRing(std::uint32_t startPos, std::uint32_t byteCount, std::uint8_t const* data,
+    bool CopyToRing(std::uint32_t startPos, std::uint8_t const* data, std::uint32_t byteCount,
                     MediaCoding_t coding);
-    bool ClearRange(std::uint32_t startPos, std::uint32_t count);
+    bool Clear(Ring::Stretch stretch);
     void ClearPlayed(std::uint32_t playPos);
 
     void StartPlayback(std::uint32_t startPos);

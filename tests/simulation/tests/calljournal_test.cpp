@@ -68,7 +68,7 @@ TEST(CallJournal_Texts, CoversCapture) {
         Microphone microphone;
         microphone->Start(DSCBSTART_LOOPING);
         world.Clock().AdvanceMilliSec(1);
-        EXPECT_EQ(microphone.ReadCursor(), 96u);
+        EXPECT_EQ(microphone.ReadCursor(), 96U);
         Unlock(microphone, LockOf(microphone, 10, 20));
         microphone->Stop();
     }
@@ -113,9 +113,9 @@ TEST(CallJournal_Records, TellTimeThreadAndObject) {
     world.Journal().Enable(false);
     playable->Stop();
     std::vector<CallRecord> const records = world.Journal().Records();
-    ASSERT_EQ(records.size(), 1u);
+    ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].call, Call_t::BufferStop);
-    EXPECT_EQ(records[0].object, 1u);
+    EXPECT_EQ(records[0].object, 1U);
     EXPECT_EQ(records[0].threadName, "render");
     EXPECT_EQ(records[0].nanoSec, ManualClock::StartMonotonicNanoSec + 3 * NanoSecPerMilliSec);
     EXPECT_EQ(records[0].result, DS_OK);

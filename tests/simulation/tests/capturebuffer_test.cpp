@@ -12,13 +12,13 @@ TEST(CaptureBuffer_QueryInterface, GivesBothInterfacesOfOneObject) {
     TestWorld world;
     Microphone const microphone;
     CaptureBuffer const& buffer = world.OnlyCaptureBuffer();
-    EXPECT_EQ(buffer.References(), 1u);
+    EXPECT_EQ(buffer.References(), 1U);
     for (GUID const& riid : {IID_IUnknown, IID_IDirectSoundCaptureBuffer, IID_IDirectSoundCaptureBuffer8}) {
         void* object = nullptr;
         EXPECT_EQ(microphone->QueryInterface(riid, &object), S_OK);
         EXPECT_EQ(object, microphone.buffer);
-        EXPECT_EQ(buffer.References(), 2u);
-        EXPECT_EQ(microphone->Release(), 1u);
+        EXPECT_EQ(buffer.References(), 2U);
+        EXPECT_EQ(microphone->Release(), 1U);
     }
     void* object = microphone.buffer;
     EXPECT_EQ(microphone->QueryInterface(IID_IDirectSoundNotify, &object), E_NOINTERFACE);
@@ -31,14 +31,14 @@ TEST(CaptureBuffer_Release, OfTheLastReferenceEndsCapturing) {
     {
         Microphone const microphone;
         microphone->Start(DSCBSTART_LOOPING);
-        EXPECT_EQ(world.LiveCaptureBuffers().size(), 1u);
+        EXPECT_EQ(world.LiveCaptureBuffers().size(), 1U);
     }
     EXPECT_TRUE(world.LiveCaptureBuffers().empty());
-    EXPECT_EQ(world.CaptureBuffers().size(), 1u);
+    EXPECT_EQ(world.CaptureBuffers().size(), 1U);
     CaptureBuffer& buffer = world.LatestCaptureBuffer();
     EXPECT_FALSE(buffer.IsCapturing());
     world.Clock().AdvanceMilliSec(20);
-    EXPECT_EQ(buffer.ReadSample(), 0u);
+    EXPECT_EQ(buffer.ReadSample(), 0U);
 }
 
 TEST(CaptureBuffer_Release, ReportsUseAfterTheLast) {
@@ -50,11 +50,11 @@ TEST(CaptureBuffer_Release, ReportsUseAfterTheLast) {
     }
     world.AllowMisuse();
     EXPECT_EQ(buffer->Start(DSCBSTART_LOOPING), E_FAIL);
-    EXPECT_EQ(buffer->Release(), 0u);
+    EXPECT_EQ(buffer->Release(), 0U);
     EXPECT_THAT(world.TakeMisuse(),
                 testing::ElementsAre("CaptureBuffer::Start on capture buffer 1 after its last release",
                                      "CaptureBuffer::Release on capture buffer 1 after its last release"));
-    EXPECT_EQ(world.LatestCaptureBuffer().References(), 0u);
+    EXPECT_EQ(world.LatestCaptureBuffer().References(), 0U);
 }
 
 TEST(CaptureBuffer_Start, AndStopMayBeRepeated) {
@@ -68,7 +68,7 @@ TEST(CaptureBuffer_Start, AndStopMayBeRepeated) {
     // The second start changes nothing, not even looping.
     EXPECT_EQ(microphone->Start(0), DS_OK);
     EXPECT_TRUE(buffer.IsLooping());
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
     EXPECT_EQ(microphone->Stop(), DS_OK);
     EXPECT_EQ(microphone->Stop(), DS_OK);
     EXPECT_FALSE(buffer.IsCapturing());
@@ -83,11 +83,11 @@ TEST(CaptureBuffer_Start, GoesOnWhereTheBufferWasStopped) {
     world.Clock().AdvanceMilliSec(1);
     microphone->Stop();
     world.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
     microphone->Start(DSCBSTART_LOOPING);
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
     world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(buffer.ReadSample(), 96u);
+    EXPECT_EQ(buffer.ReadSample(), 96U);
     EXPECT_EQ(buffer.SampleAt(48), CaptureSettings::Pattern(48));
 }
 
@@ -100,12 +100,12 @@ TEST(CaptureBuffer_Start, WithoutLoopingEndsBehindTheLastSample) {
     world.Clock().Advance(2'083'333);
     EXPECT_TRUE(buffer.IsCapturing());
     EXPECT_FALSE(buffer.IsLooping());
-    EXPECT_EQ(buffer.ReadSample(), 99u);
+    EXPECT_EQ(buffer.ReadSample(), 99U);
     world.Clock().Advance(1);
     EXPECT_FALSE(buffer.IsCapturing());
     world.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(buffer.ReadSample(), 0u);
-    EXPECT_EQ(buffer.CapturedSamples(), 100u);
+    EXPECT_EQ(buffer.ReadSample(), 0U);
+    EXPECT_EQ(buffer.CapturedSamples(), 100U);
     EXPECT_EQ(buffer.SampleAt(0), CaptureSettings::Pattern(0));
     EXPECT_EQ(buffer.SampleAt(99), CaptureSettings::Pattern(99));
     // All of it may be read now.
@@ -117,7 +117,7 @@ TEST(CaptureBuffer_GetStatus, TellsCapturingAndLooping) {
     Microphone const microphone;
     DWORD status = 7;
     EXPECT_EQ(microphone->GetStatus(&status), DS_OK);
-    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(status, 0U);
     microphone->Start(DSCBSTART_LOOPING);
     microphone->GetStatus(&status);
     EXPECT_EQ(status, static_cast<DWORD>(DSCBSTATUS_CAPTURING | DSCBSTATUS_LOOPING));
@@ -149,7 +149,7 @@ TEST(CaptureBuffer_GetFormat, GivesWhatTheDescriptionSaid) {
     EXPECT_EQ(microphone->GetFormat(&format, sizeof format, &bytes), DS_OK);
     EXPECT_EQ(bytes, sizeof format);
     EXPECT_EQ(format.nChannels, 2);
-    EXPECT_EQ(format.nSamplesPerSec, 48'000u);
+    EXPECT_EQ(format.nSamplesPerSec, 48'000U);
     EXPECT_EQ(world.OnlyCaptureBuffer().Format().nBlockAlign, 4);
     EXPECT_EQ(microphone->GetFormat(nullptr, 0, nullptr), DSERR_INVALIDPARAM);
 }

@@ -12,36 +12,21 @@ TEST(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
     TestWorld world;
     Microphone const microphone;
     world.Clock().AdvanceMilliSec(20);
-    EXPECT_EQ(microphone.ReadCursor(), 0u);
+    EXPECT_EQ(microphone.ReadCursor(), 0U);
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(20);
-    EXPECT_EQ(microphone.ReadCursor(), 1'920u);
-    EXPECT_EQ(microphone.CaptureCursor(), 1'920u);
+    EXPECT_EQ(microphone.ReadCursor(), 1'920U);
+    EXPECT_EQ(microphone.CaptureCursor(), 1'920U);
     // Sample 961 begins at 20,020,833.3 ns.
     world.Clock().Advance(20'833);
-    EXPECT_EQ(microphone.ReadCursor(), 1'920u);
+    EXPECT_EQ(microphone.ReadCursor(), 1'920U);
     world.Clock().Advance(1);
-    EXPECT_EQ(microphone.ReadCursor(), 1'922u);
+    EXPECT_EQ(microphone.ReadCursor(), 1'922U);
     // To 5 s, where the ring ends.
     world.Clock().Advance(5 * NanoSecPerSec - 20'020'834);
-    EXPECT_EQ(microphone.ReadCursor(), 0u);
-    EXPECT_EQ(world.OnlyCaptureBuffer().CapturedSamples(), 240'000u);
+    EXPECT_EQ(microphone.ReadCursor(), 0U);
+    EXPECT_EQ(world.OnlyCaptureBuffer().CapturedSamples(), 240'000U);
     EXPECT_EQ(microphone->GetCurrentPosition(nullptr, nullptr), DSERR_INVALIDPARAM);
-}
-
-TEST(CaptureSettings_SetSkew, SpeedsTheCursorFromNowOn) {
-    TestWorld world;
-    Microphone const microphone;
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(1000);
-    world.CaptureDevice().SetSkewPartsPerMillion(-1000);
-    world.Clock().AdvanceMilliSec(1000);
-    // 48000 + 48000 * 0.999.
-    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 95'952u);
-    Microphone const later;
-    later->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(1000);
-    EXPECT_EQ(world.LatestCaptureBuffer().ReadSample(), 47'952u);
 }
 
 TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
@@ -52,28 +37,14 @@ TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
     microphone->Start(DSCBSTART_LOOPING);
     // 1500 samples take 31.25 ms.
     world.Clock().Advance(31'249'999);
-    EXPECT_EQ(buffer.ReadSample(), 0u);
+    EXPECT_EQ(buffer.ReadSample(), 0U);
     EXPECT_NE(buffer.SampleAt(1), CaptureSettings::Pattern(1));
     world.Clock().Advance(1);
-    EXPECT_EQ(buffer.ReadSample(), 1'500u);
-    EXPECT_EQ(microphone.ReadCursor(), 3'000u);
+    EXPECT_EQ(buffer.ReadSample(), 1'500U);
+    EXPECT_EQ(microphone.ReadCursor(), 3'000U);
     EXPECT_EQ(buffer.SampleAt(1'499), CaptureSettings::Pattern(1'499));
     world.Clock().Advance(62'500'000);
-    EXPECT_EQ(buffer.ReadSample(), 4'500u);
-}
-
-TEST(CaptureSettings_SetCursorStep, BringsTheFirstStepForwardByThePhase) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
-    world.CaptureDevice().SetCursorStep(960, 480);
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(10);
-    EXPECT_EQ(buffer.ReadSample(), 480u);
-    world.Clock().Advance(20 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(buffer.ReadSample(), 480u);
-    world.Clock().Advance(1);
-    EXPECT_EQ(buffer.ReadSample(), 1'440u);
+    EXPECT_EQ(buffer.ReadSample(), 4'500U);
 }
 
 TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
@@ -82,9 +53,9 @@ TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
     CaptureBuffer& buffer = world.OnlyCaptureBuffer();
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
     world.CaptureDevice().SetCursorStep(1'500);
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
 }
 
 TEST(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
@@ -95,37 +66,26 @@ TEST(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(15);
     microphone->Stop();
-    EXPECT_EQ(buffer.ReadSample(), 480u);
+    EXPECT_EQ(buffer.ReadSample(), 480U);
     // 15 ms are 720 samples; from there the steps count again.
     microphone->Start(DSCBSTART_LOOPING);
-    EXPECT_EQ(buffer.ReadSample(), 720u);
+    EXPECT_EQ(buffer.ReadSample(), 720U);
     world.Clock().AdvanceMilliSec(10);
-    EXPECT_EQ(buffer.ReadSample(), 1'200u);
+    EXPECT_EQ(buffer.ReadSample(), 1'200U);
 }
 
 TEST(CaptureSettings_SetCaptureLead, PutsTheCaptureCursorAheadWhileCapturing) {
     TestWorld world;
     Microphone const microphone;
     world.CaptureDevice().SetCaptureLead(480);
-    EXPECT_EQ(microphone.CaptureCursor(), 0u);
+    EXPECT_EQ(microphone.CaptureCursor(), 0U);
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(4'995);
     // 239,760 samples; 480 more are 240 behind the ring's start.
-    EXPECT_EQ(microphone.ReadCursor(), 479'520u);
-    EXPECT_EQ(microphone.CaptureCursor(), 480u);
+    EXPECT_EQ(microphone.ReadCursor(), 479'520U);
+    EXPECT_EQ(microphone.CaptureCursor(), 480U);
     microphone->Stop();
-    EXPECT_EQ(microphone.CaptureCursor(), 479'520u);
-}
-
-TEST(CaptureSettings_SetStartDelay, HoldsTheCursorBackAfterStart) {
-    TestWorld world;
-    Microphone const microphone;
-    world.CaptureDevice().SetStartDelay(30 * NanoSecPerMilliSec);
-    microphone->Start(DSCBSTART_LOOPING);
-    world.Clock().AdvanceMilliSec(30);
-    EXPECT_EQ(microphone.ReadCursor(), 0u);
-    world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(microphone.ReadCursor(), 96u);
+    EXPECT_EQ(microphone.CaptureCursor(), 479'520U);
 }
 
 TEST(CaptureSettings_Stall, HoldsTheCursorAndLosesWhatSounds) {
@@ -136,9 +96,9 @@ TEST(CaptureSettings_Stall, HoldsTheCursorAndLosesWhatSounds) {
     world.Clock().AdvanceMilliSec(1);
     world.CaptureDevice().Stall(100 * NanoSecPerMilliSec);
     world.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(buffer.ReadSample(), 48u);
+    EXPECT_EQ(buffer.ReadSample(), 48U);
     world.Clock().AdvanceMilliSec(1);
-    EXPECT_EQ(buffer.ReadSample(), 96u);
+    EXPECT_EQ(buffer.ReadSample(), 96U);
     EXPECT_EQ(buffer.SampleAt(48), CaptureSettings::Pattern(48));
 }
 
@@ -149,7 +109,7 @@ TEST(CaptureSettings_Stall, HoldsForABufferThatIsStartedInIt) {
     world.Clock().AdvanceMilliSec(50);
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(51);
-    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48U);
 }
 
 TEST(CaptureSettings_Stall, LeavesAStartDelayInForce) {
@@ -159,7 +119,7 @@ TEST(CaptureSettings_Stall, LeavesAStartDelayInForce) {
     microphone->Start(DSCBSTART_LOOPING);
     world.CaptureDevice().Stall(10 * NanoSecPerMilliSec);
     world.Clock().AdvanceMilliSec(31);
-    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48u);
+    EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48U);
 }
 
 TEST(CaptureSettings_SetStalled, HoldsUntilToldOtherwise) {
@@ -170,10 +130,10 @@ TEST(CaptureSettings_SetStalled, HoldsUntilToldOtherwise) {
     world.CaptureDevice().SetStalled(true);
     world.CaptureDevice().Stall(1);
     world.Clock().AdvanceMilliSec(1'000'000);
-    EXPECT_EQ(buffer.ReadSample(), 0u);
+    EXPECT_EQ(buffer.ReadSample(), 0U);
     world.CaptureDevice().SetStalled(false);
     world.Clock().AdvanceMilliSec(2);
-    EXPECT_EQ(buffer.ReadSample(), 96u);
+    EXPECT_EQ(buffer.ReadSample(), 96U);
 }
 
 TEST(CaptureBuffer_SetReadSample, CapturesUpToThereAtOnce) {
@@ -183,17 +143,17 @@ TEST(CaptureBuffer_SetReadSample, CapturesUpToThereAtOnce) {
     CaptureBuffer& buffer = world.OnlyCaptureBuffer();
     microphone->Start(DSCBSTART_LOOPING);
     buffer.SetReadSample(959);
-    EXPECT_EQ(microphone.ReadCursor(), 1'918u);
+    EXPECT_EQ(microphone.ReadCursor(), 1'918U);
     EXPECT_EQ(buffer.SampleAt(958), CaptureSettings::Pattern(958));
     EXPECT_NE(buffer.SampleAt(959), CaptureSettings::Pattern(959));
     buffer.SetReadSample(959);
-    EXPECT_EQ(buffer.CapturedSamples(), 959u);
+    EXPECT_EQ(buffer.CapturedSamples(), 959U);
     // Back is forward through the ring's end.
     buffer.SetReadSample(958);
-    EXPECT_EQ(buffer.CapturedSamples(), 240'958u);
+    EXPECT_EQ(buffer.CapturedSamples(), 240'958U);
     // Steps are counted from there.
     world.Clock().Advance(31'250'000);
-    EXPECT_EQ(buffer.CapturedSamples(), 242'458u);
+    EXPECT_EQ(buffer.CapturedSamples(), 242'458U);
 }
 
 TEST(CaptureBuffer_CaptureAtOnce, WorksInAStallAndEndsABufferThatDoesNotLoop) {
@@ -204,10 +164,10 @@ TEST(CaptureBuffer_CaptureAtOnce, WorksInAStallAndEndsABufferThatDoesNotLoop) {
     microphone->Start(0);
     buffer.CaptureAtOnce(99);
     EXPECT_TRUE(buffer.IsCapturing());
-    EXPECT_EQ(buffer.ReadSample(), 99u);
+    EXPECT_EQ(buffer.ReadSample(), 99U);
     buffer.CaptureAtOnce(7);
     EXPECT_FALSE(buffer.IsCapturing());
-    EXPECT_EQ(buffer.CapturedSamples(), 100u);
+    EXPECT_EQ(buffer.CapturedSamples(), 100U);
 }
 
 } // namespace

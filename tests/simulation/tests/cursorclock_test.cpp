@@ -1,4 +1,4 @@
-#include "simulation/cursorclock.h"
+#include "simulation/device/cursorclock.h"
 
 #include <gtest/gtest.h>
 
@@ -71,7 +71,7 @@ TEST(CursorClock_TimeOf, GivesTheFirstNanosecondOfAFrame) {
 }
 
 TEST(CursorClock_TimeOf, AgreesWithAdvanceAtEveryRate) {
-    for (std::uint32_t const frequencyHz : {100u, 47'960u, 48'040u, 200'000u}) {
+    for (std::uint32_t const frequencyHz : {100U, 47'960U, 48'040U, 200'000U}) {
         for (std::int64_t const skew : {-999'999'000LL, -800'000LL, 0LL, 800'000LL, 999'999'000LL}) {
             for (std::int64_t const frame : {1, 2, 999, 239'999}) {
                 CursorClock clock = Running(frequencyHz, skew);

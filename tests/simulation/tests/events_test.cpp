@@ -73,9 +73,9 @@ TEST(Win32_CreateEventA, NeverUsesAHandleTwice) {
     CloseHandle(first);
     TestEvent const second;
     EXPECT_NE(first, second.handle);
-    EXPECT_EQ(world.EventNumber(first), 1u);
-    EXPECT_EQ(world.EventNumber(second.handle), 2u);
-    EXPECT_EQ(world.OpenHandles(), 1u);
+    EXPECT_EQ(world.EventNumber(first), 1U);
+    EXPECT_EQ(world.EventNumber(second.handle), 2U);
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 TEST(Win32_SetEvent, OnWhatIsNoOpenHandleFailsAndIsMisuse) {

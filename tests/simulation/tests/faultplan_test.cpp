@@ -50,8 +50,8 @@ TEST(FaultPlan_Fail, LeavesOutPointersNull) {
     DWORD bytes = 1;
     EXPECT_EQ(playable->Lock(0, 4, &address, &bytes, nullptr, nullptr, 0), DSERR_BUFFERLOST);
     EXPECT_EQ(address, nullptr);
-    EXPECT_EQ(bytes, 0u);
-    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0u);
+    EXPECT_EQ(bytes, 0U);
+    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0U);
 }
 
 TEST(FaultPlan_Fail, WithASuccessGivesANullObject) {
@@ -60,7 +60,7 @@ TEST(FaultPlan_Fail, WithASuccessGivesANullObject) {
     auto* sound = reinterpret_cast<IDirectSound8*>(&world);
     EXPECT_EQ(DirectSoundCreate8(nullptr, &sound, nullptr), DS_OK);
     EXPECT_EQ(sound, nullptr);
-    EXPECT_EQ(world.SoundCount(), 0u);
+    EXPECT_EQ(world.SoundCount(), 0U);
 }
 
 TEST(FaultPlan_Fail, TellsTheInterfacesAskedForApart) {
@@ -223,8 +223,8 @@ TEST(FaultPlan_Fail, OfACaptureCallHasNoEffectAndGivesNothing) {
     Locked const locked = LockOf(microphone, 0, 2);
     EXPECT_EQ(locked.result, DS_OK);
     EXPECT_EQ(locked.address1, nullptr);
-    EXPECT_EQ(locked.bytes1, 0u);
-    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0u);
+    EXPECT_EQ(locked.bytes1, 0U);
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
 }
 
 TEST(FaultPlanDeathTest, RefusesWhatCannotFail) {

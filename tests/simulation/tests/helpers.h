@@ -8,7 +8,7 @@
 #include <boost/thread/thread.hpp>
 
 #include "kovra/thread.h"
-#include "simulation/dsoundheaders.h"
+#include "simulation/win32/dsoundheaders.h"
 #include "simulation/world.h"
 
 // The few steps that nearly every test of the simulation begins with.

@@ -49,7 +49,7 @@ TEST(ManualClock_Advance, PassesTwelveHoursInMillisecondStepsWithoutAnythingDue)
     }
     EXPECT_EQ(world.Clock().ElapsedNanoSec(), 12 * 3600 * NanoSecPerSec);
     // 12 h hold a whole number of rings of five seconds.
-    EXPECT_EQ(playable.PlayCursor(), 0u);
+    EXPECT_EQ(playable.PlayCursor(), 0U);
 }
 
 } // namespace

@@ -9,6 +9,15 @@
 namespace Simulation {
 namespace {
 
+class SoundNotify_Point : public testing::Test {
+protected:
+    TestWorld world;
+    TestEvent const event;
+    Playable playable;
+};
+
+using SoundNotify_SetNotificationPositions = SoundNotify_Point;
+
 HRESULT SetPoint(Playable& playable, DWORD offset, HANDLE event) {
     DSBPOSITIONNOTIFY point{};
     point.dwOffset = offset;
@@ -16,10 +25,7 @@ HRESULT SetPoint(Playable& playable, DWORD offset, HANDLE event) {
     return playable.notify->SetNotificationPositions(1, &point);
 }
 
-TEST(SoundNotify_Point, FiresInTheNanosecondInWhichTheCursorReachesIt) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, FiresInTheNanosecondInWhichTheCursorReachesIt) {
     ASSERT_EQ(SetPoint(playable, 9'600, event.handle), DS_OK);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     // Frame 4800 begins after 100 ms.
@@ -27,28 +33,22 @@ TEST(SoundNotify_Point, FiresInTheNanosecondInWhichTheCursorReachesIt) {
     EXPECT_FALSE(event.IsSignalled());
     world.Clock().Advance(1);
     EXPECT_TRUE(event.IsSignalled());
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1U);
 }
 
-TEST(SoundNotify_Point, FiresOnceInEveryRound) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, FiresOnceInEveryRound) {
     SetPoint(playable, 9'600, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(5'100 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 1U);
     world.Clock().Advance(1);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 2u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 2U);
     // 12 h are 8640 rounds, the point lies in each.
     world.Clock().AdvanceTo(ManualClock::StartMonotonicNanoSec + 12 * 3600 * NanoSecPerSec);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 8'640u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 8'640U);
 }
 
-TEST(SoundNotify_Point, AtTheStartOfPlayingFiresOnlyAfterARound) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, AtTheStartOfPlayingFiresOnlyAfterARound) {
     SetPoint(playable, 0, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(5 * NanoSecPerSec - 1);
@@ -57,10 +57,7 @@ TEST(SoundNotify_Point, AtTheStartOfPlayingFiresOnlyAfterARound) {
     EXPECT_TRUE(event.IsSignalled());
 }
 
-TEST(SoundNotify_Point, FollowsFrequencyAndJumps) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, FollowsFrequencyAndJumps) {
     SetPoint(playable, 9'600, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(50);
@@ -77,10 +74,7 @@ TEST(SoundNotify_Point, FollowsFrequencyAndJumps) {
     EXPECT_FALSE(event.IsSignalled());
 }
 
-TEST(SoundNotify_Point, IsSilentWhileStopped) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, IsSilentWhileStopped) {
     SetPoint(playable, 9'600, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(50);
@@ -92,10 +86,7 @@ TEST(SoundNotify_Point, IsSilentWhileStopped) {
     EXPECT_TRUE(event.IsSignalled());
 }
 
-TEST(SoundNotify_Point, OfTheStopFiresOnStopAndAtTheEnd) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, OfTheStopFiresOnStopAndAtTheEnd) {
     SetPoint(playable, static_cast<DWORD>(DSBPN_OFFSETSTOP), event.handle);
     playable->Stop();
     EXPECT_FALSE(event.IsSignalled());
@@ -110,10 +101,7 @@ TEST(SoundNotify_Point, OfTheStopFiresOnStopAndAtTheEnd) {
     EXPECT_TRUE(event.IsSignalled());
 }
 
-TEST(SoundNotify_Point, ReleasesAWaitingThreadAtItsTimeAmongTheTimeouts) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, ReleasesAWaitingThreadAtItsTimeAmongTheTimeouts) {
     SetPoint(playable, 9'600, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     std::vector<std::int64_t> times;
@@ -132,10 +120,7 @@ TEST(SoundNotify_Point, ReleasesAWaitingThreadAtItsTimeAmongTheTimeouts) {
     EXPECT_THAT(results, testing::ElementsAre(WAIT_OBJECT_0, timeout, timeout, timeout));
 }
 
-TEST(SoundNotify_Point, ComesBeforeATimeoutOfTheSameInstant) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_Point, ComesBeforeATimeoutOfTheSameInstant) {
     SetPoint(playable, 19'200, event.handle);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     std::atomic<DWORD> result{WAIT_FAILED};
@@ -146,8 +131,7 @@ TEST(SoundNotify_Point, ComesBeforeATimeoutOfTheSameInstant) {
     EXPECT_EQ(result, WAIT_OBJECT_0);
 }
 
-TEST(SoundNotify_Point, OfTwoBuffersFireInOrderOfTime) {
-    TestWorld world;
+TEST_F(SoundNotify_Point, OfTwoBuffersFireInOrderOfTime) {
     TestEvent const early;
     TestEvent const late;
     Playable a;
@@ -168,32 +152,24 @@ TEST(SoundNotify_Point, OfTwoBuffersFireInOrderOfTime) {
     EXPECT_THAT(results, testing::ElementsAre(WAIT_OBJECT_0 + 1, WAIT_OBJECT_0));
 }
 
-TEST(SoundNotify_Point, WhoseHandleWasClosedIsDropped) {
-    TestWorld world;
+TEST_F(SoundNotify_Point, WhoseHandleWasClosedIsDropped) {
     HANDLE const closing = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    Playable playable;
     SetPoint(playable, 9'600, closing);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     CloseHandle(closing);
     world.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 0u);
-    EXPECT_EQ(world.OnlyBuffer().DroppedNotifications(), 1u);
+    EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 0U);
+    EXPECT_EQ(world.OnlyBuffer().DroppedNotifications(), 1U);
 }
 
-TEST(SoundNotify_SetNotificationPositions, IsRefusedWhilePlaying) {
-    TestWorld world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_SetNotificationPositions, IsRefusedWhilePlaying) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     EXPECT_EQ(SetPoint(playable, 9'600, event.handle), DSERR_INVALIDCALL);
     EXPECT_TRUE(world.OnlyBuffer().NotificationPoints().empty());
     EXPECT_TRUE(world.Misuse().empty());
 }
 
-TEST(SoundNotify_SetNotificationPositions, TakesOffsetsInTheRing) {
-    TestWorld const world;
-    TestEvent const event;
-    Playable playable;
+TEST_F(SoundNotify_SetNotificationPositions, TakesOffsetsInTheRing) {
     EXPECT_EQ(SetPoint(playable, RingBytes, event.handle), DSERR_INVALIDPARAM);
     EXPECT_EQ(SetPoint(playable, RingBytes - 1, event.handle), DS_OK);
     EXPECT_EQ(world.OnlyBuffer().NotificationPoints().at(0).dwOffset, RingBytes - 1);
@@ -203,12 +179,10 @@ TEST(SoundNotify_SetNotificationPositions, TakesOffsetsInTheRing) {
     EXPECT_TRUE(world.OnlyBuffer().NotificationPoints().empty());
 }
 
-TEST(SoundNotify_SetNotificationPositions, WithAHandleThatIsNoneIsMisuse) {
-    TestWorld world;
+TEST_F(SoundNotify_SetNotificationPositions, WithAHandleThatIsNoneIsMisuse) {
     world.AllowMisuse();
-    Playable playable;
     EXPECT_EQ(SetPoint(playable, 0, nullptr), DSERR_INVALIDPARAM);
-    EXPECT_EQ(world.TakeMisuse().size(), 1u);
+    EXPECT_EQ(world.TakeMisuse().size(), 1U);
 }
 
 } // namespace

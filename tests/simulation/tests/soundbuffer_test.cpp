@@ -42,11 +42,11 @@ TEST(SoundBuffer_SetFrequency, TakesTheRangeOfTheApiAndZeroForTheFormatsOwn) {
     EXPECT_EQ(playable->SetFrequency(100), DS_OK);
     EXPECT_EQ(playable->SetFrequency(200'001), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->SetFrequency(200'000), DS_OK);
-    EXPECT_EQ(world.OnlyBuffer().Frequency(), 200'000u);
+    EXPECT_EQ(world.OnlyBuffer().Frequency(), 200'000U);
     EXPECT_EQ(playable->SetFrequency(DSBFREQUENCY_ORIGINAL), DS_OK);
     DWORD frequency = 0;
     EXPECT_EQ(playable->GetFrequency(&frequency), DS_OK);
-    EXPECT_EQ(frequency, 48'000u);
+    EXPECT_EQ(frequency, 48'000U);
 }
 
 TEST(SoundBuffer_Controls, AreRefusedWhenTheDescriptionDidNotAskForThem) {
@@ -66,7 +66,7 @@ TEST(SoundBuffer_GetStatus, TellsPlayingAndLooping) {
     Playable playable;
     DWORD status = 99;
     EXPECT_EQ(playable->GetStatus(&status), DS_OK);
-    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(status, 0U);
     playable->Play(0, 0, 0);
     playable->GetStatus(&status);
     EXPECT_EQ(status, static_cast<DWORD>(DSBSTATUS_PLAYING));
@@ -76,7 +76,7 @@ TEST(SoundBuffer_GetStatus, TellsPlayingAndLooping) {
     EXPECT_TRUE(world.OnlyBuffer().IsLooping());
     playable->Stop();
     playable->GetStatus(&status);
-    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(status, 0U);
     EXPECT_EQ(playable->GetStatus(nullptr), DSERR_INVALIDPARAM);
 }
 
@@ -102,7 +102,7 @@ TEST(SoundBuffer_Lose, RefusesLockAndPlayUntilRestore) {
     DWORD bytes = 1;
     EXPECT_EQ(playable->Lock(0, 4, &address, &bytes, nullptr, nullptr, 0), DSERR_BUFFERLOST);
     EXPECT_EQ(address, nullptr);
-    EXPECT_EQ(bytes, 0u);
+    EXPECT_EQ(bytes, 0U);
     EXPECT_EQ(playable->Play(0, 0, DSBPLAY_LOOPING), DSERR_BUFFERLOST);
     DWORD status = 0;
     EXPECT_EQ(playable->GetStatus(&status), DS_OK);
@@ -120,7 +120,7 @@ TEST(SoundBuffer_Unlock, OfALostBufferClosesTheLock) {
     playable->Lock(0, 4, &address, &bytes, nullptr, nullptr, 0);
     world.OnlyBuffer().Lose();
     EXPECT_EQ(playable->Unlock(address, bytes, nullptr, 0), DSERR_BUFFERLOST);
-    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0u);
+    EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0U);
 }
 
 TEST(SoundBuffer_Describe, GivesCapsAndFormat) {
@@ -130,16 +130,16 @@ TEST(SoundBuffer_Describe, GivesCapsAndFormat) {
     EXPECT_EQ(playable->GetCaps(&caps), DSERR_INVALIDPARAM);
     caps.dwSize = sizeof caps;
     EXPECT_EQ(playable->GetCaps(&caps), DS_OK);
-    EXPECT_EQ(caps.dwFlags, 0x81E8u);
-    EXPECT_EQ(caps.dwBufferBytes, 480'000u);
+    EXPECT_EQ(caps.dwFlags, 0x81E8U);
+    EXPECT_EQ(caps.dwBufferBytes, 480'000U);
     WAVEFORMATEX format{};
     DWORD written = 0;
     EXPECT_EQ(playable->GetFormat(&format, sizeof format, &written), DS_OK);
     EXPECT_EQ(written, sizeof format);
-    EXPECT_EQ(format.nSamplesPerSec, 48'000u);
+    EXPECT_EQ(format.nSamplesPerSec, 48'000U);
     EXPECT_EQ(world.OnlyBuffer().Format().nBlockAlign, 2);
-    EXPECT_EQ(world.OnlyBuffer().Flags(), 0x81E8u);
-    EXPECT_EQ(world.OnlyBuffer().RingBytes(), 480'000u);
+    EXPECT_EQ(world.OnlyBuffer().Flags(), 0x81E8U);
+    EXPECT_EQ(world.OnlyBuffer().RingBytes(), 480'000U);
 }
 
 TEST(SoundBuffer_References, AreCountedForTheBufferAndItsNotifyInterface) {
@@ -148,23 +148,23 @@ TEST(SoundBuffer_References, AreCountedForTheBufferAndItsNotifyInterface) {
     {
         Playable playable;
         buffer = &world.OnlyBuffer();
-        EXPECT_EQ(buffer->References(), 2u);
-        EXPECT_EQ(buffer->NotifyReferences(), 1u);
-        EXPECT_EQ(playable->AddRef(), 3u);
-        EXPECT_EQ(playable->Release(), 2u);
-        EXPECT_EQ(playable.notify->AddRef(), 2u);
-        EXPECT_EQ(playable.notify->Release(), 1u);
+        EXPECT_EQ(buffer->References(), 2U);
+        EXPECT_EQ(buffer->NotifyReferences(), 1U);
+        EXPECT_EQ(playable->AddRef(), 3U);
+        EXPECT_EQ(playable->Release(), 2U);
+        EXPECT_EQ(playable.notify->AddRef(), 2U);
+        EXPECT_EQ(playable.notify->Release(), 1U);
         void* unknown = nullptr;
         EXPECT_EQ(playable.notify->QueryInterface(IID_IUnknown, &unknown), S_OK);
-        EXPECT_EQ(buffer->References(), 3u);
+        EXPECT_EQ(buffer->References(), 3U);
         // The identity of the object is one, whichever interface is asked.
         EXPECT_EQ(unknown, static_cast<IUnknown*>(playable.first));
         playable->Release();
     }
-    EXPECT_EQ(buffer->References(), 0u);
-    EXPECT_EQ(buffer->NotifyReferences(), 0u);
+    EXPECT_EQ(buffer->References(), 0U);
+    EXPECT_EQ(buffer->NotifyReferences(), 0U);
     EXPECT_TRUE(world.LiveBuffers().empty());
-    EXPECT_EQ(world.Buffers().size(), 1u);
+    EXPECT_EQ(world.Buffers().size(), 1U);
 }
 
 TEST(SoundBuffer_QueryInterface, KnowsNoOtherInterface) {
@@ -187,8 +187,8 @@ TEST(SoundBuffer_Release, ReportsUseAndReleaseAfterTheLast) {
     }
     world.AllowMisuse();
     EXPECT_EQ(buffer->Stop(), E_FAIL);
-    EXPECT_EQ(buffer->Release(), 0u);
-    EXPECT_EQ(notify->Release(), 0u);
+    EXPECT_EQ(buffer->Release(), 0U);
+    EXPECT_EQ(notify->Release(), 0U);
     EXPECT_EQ(notify->SetNotificationPositions(0, nullptr), E_FAIL);
     EXPECT_THAT(world.TakeMisuse(),
                 testing::ElementsAre(

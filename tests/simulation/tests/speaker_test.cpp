@@ -1,4 +1,4 @@
-#include "simulation/speaker.h"
+#include "simulation/device/speaker.h"
 
 #include <gmock/gmock.h>
 
@@ -33,20 +33,20 @@ TEST_F(Speaker_Hear, TellsWhenEachSampleWasHeard) {
     Speaker const& speaker = buffer.GetSpeaker();
     // The sixth frame has just begun.
     EXPECT_THAT(speaker.Samples(), testing::ElementsAre(10, 11, 12, 13, 14, 15));
-    EXPECT_EQ(speaker.TimeOfRingFrame(10), Start);
-    EXPECT_EQ(speaker.TimeOfRingFrame(15), Start + 5 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(16), std::nullopt);
-    EXPECT_EQ(speaker.TimeOfRingFrame(9), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(10), Start);
+    EXPECT_EQ(speaker.TimeOfValue(15), Start + 5 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(16), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(9), std::nullopt);
     EXPECT_EQ(speaker.TimeOfValue(12), Start + 2 * NanoSecPerMilliSec);
     EXPECT_EQ(speaker.TimeOfValue(12, Start + 2 * NanoSecPerMilliSec + 1), std::nullopt);
     EXPECT_EQ(speaker.ValueAt(Start + 3 * NanoSecPerMilliSec - 1), 12);
     EXPECT_EQ(speaker.ValueAt(Start + 3 * NanoSecPerMilliSec), 13);
     EXPECT_EQ(speaker.ValueAt(Start - 1), std::nullopt);
-    ASSERT_EQ(speaker.Runs().size(), 1u);
+    ASSERT_EQ(speaker.Runs().size(), 1U);
     EXPECT_EQ(speaker.Runs()[0].startNanoSec, Start);
-    EXPECT_EQ(speaker.Runs()[0].ringFrame, 10u);
-    EXPECT_EQ(speaker.Runs()[0].frameCount, 6u);
-    EXPECT_EQ(speaker.Runs()[0].frequencyHz, 1'000u);
+    EXPECT_EQ(speaker.Runs()[0].ringFrame, 10U);
+    EXPECT_EQ(speaker.Runs()[0].frameCount, 6U);
+    EXPECT_EQ(speaker.Runs()[0].frequencyHz, 1'000U);
 }
 
 TEST_F(Speaker_Hear, TakesValuesAsTheyWereWhenTheyPassed) {
@@ -64,12 +64,13 @@ TEST_F(Speaker_Hear, HearsRoundAfterRound) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(2'000);
     Speaker const& speaker = buffer.GetSpeaker();
-    EXPECT_EQ(speaker.HeardFrames(), 2'001u);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998), Start);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 1), Start + 1'000 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 2), Start + 2'000 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(998, 3), std::nullopt);
-    EXPECT_EQ(speaker.TimeOfRingFrame(0), Start + 2 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.HeardFrames(), 2'001U);
+    EXPECT_EQ(speaker.TimeOfValue(998), Start);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 1), Start + 1'000 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 1'000 * NanoSecPerMilliSec + 1),
+              Start + 2'000 * NanoSecPerMilliSec);
+    EXPECT_EQ(speaker.TimeOfValue(998, Start + 2'000 * NanoSecPerMilliSec + 1), std::nullopt);
+    EXPECT_EQ(speaker.TimeOfValue(0), Start + 2 * NanoSecPerMilliSec);
 }
 
 TEST_F(Speaker_Hear, HearsNothingWhileStopped) {
@@ -82,7 +83,7 @@ TEST_F(Speaker_Hear, HearsNothingWhileStopped) {
     Speaker const& speaker = buffer.GetSpeaker();
     // The frame that the stop cut begins anew.
     EXPECT_THAT(speaker.Samples(), testing::ElementsAre(0, 1, 1, 2));
-    ASSERT_EQ(speaker.Runs().size(), 2u);
+    ASSERT_EQ(speaker.Runs().size(), 2U);
     EXPECT_EQ(speaker.Runs()[1].startNanoSec, Start + 101'500'000);
     EXPECT_EQ(speaker.ValueAt(Start + 50 * NanoSecPerMilliSec), std::nullopt);
 }
@@ -102,16 +103,16 @@ TEST_F(Speaker_Hear, BeginsARunWhenRateVolumeOrPlaceChange) {
     // Frame 0 at 0, frame 1 at 1 ms; at 1.5 ms half of frame 1 is left, which takes 0.25 ms at the new rate:
     // frame 2 at 1.75, frame 3 at 2.25; then -500 for frame 4 at 2.75, pan for frame 5 at 3.25, the jump
     // at 3.5.
-    ASSERT_EQ(runs.size(), 5u);
+    ASSERT_EQ(runs.size(), 5U);
     EXPECT_EQ(runs[1].startNanoSec, Start + 1'750'000);
-    EXPECT_EQ(runs[1].frequencyHz, 2'000u);
-    EXPECT_EQ(runs[1].frameCount, 2u);
+    EXPECT_EQ(runs[1].frequencyHz, 2'000U);
+    EXPECT_EQ(runs[1].frameCount, 2U);
     EXPECT_EQ(runs[1].TimeOf(1), Start + 2'250'000);
     EXPECT_EQ(runs[2].volume, -500);
     EXPECT_EQ(runs[2].startNanoSec, Start + 2'750'000);
     EXPECT_EQ(runs[3].pan, 300);
     EXPECT_EQ(runs[3].startNanoSec, Start + 3'250'000);
-    EXPECT_EQ(runs[4].ringFrame, 100u);
+    EXPECT_EQ(runs[4].ringFrame, 100U);
     EXPECT_EQ(runs[4].startNanoSec, Start + 3'500'000);
 }
 
@@ -119,10 +120,10 @@ TEST_F(Speaker_Hear, WaitsForTheStartDelay) {
     world.Device().SetStartDelay(7 * NanoSecPerMilliSec);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(7 * NanoSecPerMilliSec - 1);
-    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 0u);
+    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 0U);
     world.Clock().Advance(1);
-    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 1u);
-    EXPECT_EQ(buffer.GetSpeaker().TimeOfRingFrame(0), Start + 7 * NanoSecPerMilliSec);
+    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 1U);
+    EXPECT_EQ(buffer.GetSpeaker().TimeOfValue(0), Start + 7 * NanoSecPerMilliSec);
 }
 
 TEST_F(Speaker_Hear, EndsWithABufferThatDoesNotLoop) {
@@ -139,25 +140,9 @@ TEST_F(Speaker_Hear, EnabledWhilePlayingBeginsWithTheNextFrame) {
     world.Clock().Advance(1'500'000);
     late.EnableSpeaker();
     world.Clock().Advance(500'000);
-    EXPECT_EQ(late.GetSpeaker().TimeOfRingFrame(2), Start + 2 * NanoSecPerMilliSec);
-    EXPECT_EQ(late.GetSpeaker().HeardFrames(), 1u);
-}
-
-TEST_F(Speaker_Hear, ForgetsTheOldestBeyondTheCap) {
-    Speaker& speaker = buffer.GetSpeaker();
-    speaker.SetMaxFrames(3);
-    playable->Play(0, 0, DSBPLAY_LOOPING);
-    world.Clock().AdvanceMilliSec(4);
-    buffer.GetSpeaker();
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(2, 3, 4));
-    EXPECT_EQ(speaker.Runs()[0].startNanoSec, Start + 2 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(4), Start + 4 * NanoSecPerMilliSec);
-    EXPECT_EQ(speaker.TimeOfRingFrame(1), std::nullopt);
-    playable->SetCurrentPosition(200);
-    buffer.GetSpeaker();
-    // One frame of the new run is over the cap: the whole old run goes.
-    EXPECT_THAT(speaker.Samples(), testing::ElementsAre(100));
-    EXPECT_EQ(speaker.HeardFrames(), 6u);
+    EXPECT_EQ(late.GetSpeaker().Runs().at(0).ringFrame, 2U);
+    EXPECT_EQ(late.GetSpeaker().Runs().at(0).startNanoSec, Start + 2 * NanoSecPerMilliSec);
+    EXPECT_EQ(late.GetSpeaker().HeardFrames(), 1U);
 }
 
 TEST_F(Speaker_Hear, GivesFramesToACallbackInsteadOfKeepingThem) {
@@ -176,7 +161,7 @@ TEST_F(Speaker_Hear, GivesFramesToACallbackInsteadOfKeepingThem) {
     EXPECT_THAT(heard, testing::ElementsAre(0, 1, 2, 3));
     EXPECT_THAT(times, testing::ElementsAre(Start, Start + 2 * NanoSecPerMilliSec));
     EXPECT_TRUE(buffer.GetSpeaker().Runs().empty());
-    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 4u);
+    EXPECT_EQ(buffer.GetSpeaker().HeardFrames(), 4U);
 }
 
 TEST(Speaker_Stereo, KeepsBothChannels) {

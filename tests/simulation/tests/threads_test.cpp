@@ -61,7 +61,7 @@ TEST(ManualClock_Advance, ReleasesATimeoutInItsNanosecondAndNotBefore) {
     EXPECT_TRUE(thread.results.empty());
     thread.isDone = true;
     world.Clock().Advance(1);
-    EXPECT_EQ(thread.results.size(), 1u);
+    EXPECT_EQ(thread.results.size(), 1U);
     thread.Join();
 }
 
@@ -107,7 +107,7 @@ TEST(ManualClock_Advance, GoesOnWhenAReleasedThreadHasEnded) {
     world.Clock().AdvanceMilliSec(1000);
     EXPECT_THAT(thread.times, testing::ElementsAre(10));
     thread.Join();
-    EXPECT_EQ(world.BlockedThreads(), 0u);
+    EXPECT_EQ(world.BlockedThreads(), 0U);
 }
 
 TEST(ManualClock_Advance, ReleasesThreadsDueAtOnceInTheOrderOfTheirWaits) {
@@ -168,7 +168,7 @@ TEST(Win32_SetEvent, AutoResetReleasesOneThreadAndManualResetAll) {
         SetEvent(event.handle);
         a.Join();
         if (!isManualReset) {
-            EXPECT_EQ(world.BlockedThreads(), 1u);
+            EXPECT_EQ(world.BlockedThreads(), 1U);
             SetEvent(event.handle);
         }
         b.Join();
@@ -182,7 +182,7 @@ TEST(Win32_CloseHandle, LeavesARunningWaitAlone) {
     WaitingThread thread(world, {wake.handle, closing}, INFINITE);
     world.WaitForBlockedThreads(1);
     EXPECT_TRUE(CloseHandle(closing));
-    EXPECT_EQ(world.BlockedThreads(), 1u);
+    EXPECT_EQ(world.BlockedThreads(), 1U);
     thread.isDone = true;
     SetEvent(wake.handle);
     thread.Join();
@@ -199,11 +199,11 @@ TEST(World_WaitForBlockedThreads, CountsThreadsWhoseWaitNothingSatisfies) {
     first.isDone = true;
     SetEvent(a.handle);
     world.WaitForBlockedThreads(1);
-    EXPECT_EQ(first.results.size(), 1u);
+    EXPECT_EQ(first.results.size(), 1U);
     second.isDone = true;
     SetEvent(b.handle);
     world.WaitForBlockedThreads(0);
-    EXPECT_EQ(second.results.size(), 1u);
+    EXPECT_EQ(second.results.size(), 1U);
     first.Join();
     second.Join();
 }
@@ -230,7 +230,7 @@ TEST(World_WaitForWaitCalls, SeesAThreadWhoseWaitsAllFail) {
         }
     });
     world.WaitForWaitCalls(100);
-    EXPECT_GE(world.WaitCalls(), 100u);
+    EXPECT_GE(world.WaitCalls(), 100U);
     isDone = true;
     thread.join();
 }

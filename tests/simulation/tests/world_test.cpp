@@ -48,7 +48,7 @@ TEST(World_Destructor, ReportsWhatCaptureDidNotGiveBack) {
         buffer->Start(DSCBSTART_LOOPING);
         world.OnlyCaptureBuffer().CaptureAtOnce(1);
         LockOf(buffer, 0, 2);
-        EXPECT_EQ(world.CaptureReferences(), 2u);
+        EXPECT_EQ(world.CaptureReferences(), 2U);
     }
     EXPECT_THAT(complaints.texts, ElementsAre("leak: capture object 1 has 2 references",
                                               "leak: capture buffer 1 has 1 references",
@@ -76,9 +76,9 @@ TEST(World_ReportMisuse, ReportsAtOnceUnlessAllowed) {
     EXPECT_THAT(complaints.texts, ElementsAre("misuse: SetEvent on a handle that is not open"));
     world.AllowMisuse();
     SetEvent(nullptr);
-    EXPECT_EQ(complaints.texts.size(), 1u);
-    EXPECT_EQ(world.Misuse().size(), 2u);
-    EXPECT_EQ(world.TakeMisuse().size(), 2u);
+    EXPECT_EQ(complaints.texts.size(), 1U);
+    EXPECT_EQ(world.Misuse().size(), 2U);
+    EXPECT_EQ(world.TakeMisuse().size(), 2U);
     EXPECT_TRUE(world.Misuse().empty());
 }
 
@@ -121,7 +121,7 @@ TEST(WorldDeathTest, OnlyCaptureBufferNeedsExactlyOneAndLatestAny) {
     Microphone const a;
     Microphone const b;
     EXPECT_DEATH(world.OnlyCaptureBuffer(), "OnlyCaptureBuffer: there are 2");
-    EXPECT_EQ(world.LatestCaptureBuffer().Number(), 2u);
+    EXPECT_EQ(world.LatestCaptureBuffer().Number(), 2U);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "disturbance.h"
+#include "support/recording/disturbance.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,11 +1,11 @@
-#include "tonetrack.h"
+#include "support/recording/tonetrack.h"
 
 #include <algorithm>
 #include <cmath>
 #include <map>
 #include <set>
 
-#include "stats.h"
+#include "listening/stats.h"
 
 namespace TestSupport {
 
@@ -31,7 +31,7 @@ float MedianLevel(std::vector<ToneMeasure> const& tone, std::int64_t first, std:
     for (std::int64_t block = first; block < last; ++block) {
         levels.push_back(static_cast<double>(tone[static_cast<std::size_t>(block)].levelLsb));
     }
-    return static_cast<float>(AudioHost::Median(std::move(levels)));
+    return static_cast<float>(Listening::Median(std::move(levels)));
 }
 
 /// To the nearest whole number: -0.5 to 0.5.
@@ -42,7 +42,7 @@ float Wrap(double periods) {
 /// By how much the phase of each block is ahead of what the block before leads to. It is the same for all
 /// blocks as long as the sound is not broken, and not 0 when it plays faster or slower.
 std::vector<float> MeasureTurns(std::vector<ToneMeasure> const& tone, double toneHz) {
-    double const advance = toneHz * static_cast<double>(ToneBlockSamples) / AudioHost::SoundRateHz;
+    double const advance = toneHz * static_cast<double>(ToneBlockSamples) / Listening::SoundRateHz;
     std::vector<float> turns(tone.size(), 0.0F);
     for (std::size_t i = 1; i < tone.size(); ++i) {
         turns[i] =
@@ -101,11 +101,11 @@ bool IsCommon(ToneFault const& fault, SessionsOfBlocks const& sessionsOfBlocks, 
 
 } // namespace
 
-std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz) {
+std::vector<ToneMeasure> MeasureTone(Listening::SampleView heard, double toneHz) {
     std::vector<float> cosine(static_cast<std::size_t>(ToneBlockSamples));
     std::vector<float> sine(cosine.size());
     for (std::size_t i = 0; i < cosine.size(); ++i) {
-        double const angle = 2.0 * Pi * toneHz * static_cast<double>(i) / AudioHost::SoundRateHz;
+        double const angle = 2.0 * Pi * toneHz * static_cast<double>(i) / Listening::SoundRateHz;
         cosine[i] = static_cast<float>(std::cos(angle));
         sine[i] = static_cast<float>(std::sin(angle));
     }

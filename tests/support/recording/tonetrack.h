@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "disturbance.h"
-#include "samples.h"
+#include "listening/samples.h"
+#include "support/recording/disturbance.h"
 
 namespace TestSupport {
 
@@ -20,7 +20,7 @@ struct ToneMeasure {
 };
 
 /// Level and phase of a tone in every whole block of `ToneBlockSamples` of `heard`.
-std::vector<ToneMeasure> MeasureTone(AudioHost::SampleView heard, double toneHz);
+std::vector<ToneMeasure> MeasureTone(Listening::SampleView heard, double toneHz);
 
 /// Blocks in a row in which a session's tone had not its level or did not go on in phase: silence, other
 /// sound, or a break in it.

@@ -26,8 +26,8 @@ protected:
         EXPECT_EQ(records[0].channel, "Media.RendererAudioCaptureBuffer");
         EXPECT_EQ(records[0].level, Kovra::LogLevel_t::Debug);
         EXPECT_EQ(records[0].message, message);
-        EXPECT_STREQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
-        EXPECT_STREQ(records[0].function, function);
+        EXPECT_EQ(records[0].file, "media/src/rendereraudio/rendereraudiocapturebuffer");
+        EXPECT_EQ(records[0].function, function);
         EXPECT_GT(records[0].line, 0);
     }
 };

@@ -264,8 +264,8 @@ TEST_F(CaptureProxy_Start, WhileCapturingOnlyRestartsAndSaysSo) {
     auto const record = log_.GetRecords().front();
     EXPECT_EQ(record.channel, "Media.RendererAudioCaptureBuffer");
     EXPECT_EQ(record.level, Kovra::LogLevel_t::Debug);
-    EXPECT_STREQ(record.function, "Media::RendererAudioCaptureBuffer::StartCapture");
-    EXPECT_STREQ(record.file, "media/src/rendereraudio/rendereraudiocapturebuffer");
+    EXPECT_EQ(record.function, "Media::RendererAudioCaptureBuffer::StartCapture");
+    EXPECT_EQ(record.file, "media/src/rendereraudio/rendereraudiocapturebuffer");
 
     // The position and the number go on, the time is that of the restart.
     auto const restarted = Kovra::SysTime::Now();

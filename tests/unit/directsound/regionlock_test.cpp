@@ -23,7 +23,7 @@ protected:
 
 TEST_F(RingLock_Acquire, GivesOneRegionAndUnlocksItAtTheEndOfTheScope) {
     {
-        auto const lock = PlaybackLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         EXPECT_NE(lock->GetFirst(), nullptr);
         EXPECT_EQ(lock->GetFirstBytes(), 1920U);
@@ -37,7 +37,7 @@ TEST_F(RingLock_Acquire, GivesOneRegionAndUnlocksItAtTheEndOfTheScope) {
 
 TEST_F(RingLock_Acquire, GivesTheBytesAtTheStartByte) {
     {
-        auto const lock = PlaybackLock::Acquire(sound, 1000, 2);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 2});
         ASSERT_TRUE(lock);
         std::memset(lock->GetFirst(), 0x11, 2);
     }
@@ -48,7 +48,7 @@ TEST_F(RingLock_Acquire, GivesTheBytesAtTheStartByte) {
 
 TEST_F(RingLock_Acquire, GivesASecondRegionBehindTheEndOfTheRing) {
     {
-        auto const lock = PlaybackLock::Acquire(sound, 479998, 10);
+        auto const lock = PlaybackLock::Acquire(sound, {479998, 10});
         ASSERT_TRUE(lock);
         EXPECT_EQ(lock->GetFirstBytes(), 2U);
         ASSERT_NE(lock->GetSecond(), nullptr);
@@ -60,14 +60,14 @@ TEST_F(RingLock_Acquire, GivesASecondRegionBehindTheEndOfTheRing) {
 }
 
 TEST_F(RingLock_Acquire, IsEmptyWithoutASoundBuffer) {
-    EXPECT_FALSE(PlaybackLock::Acquire(nullptr, 0, 2));
+    EXPECT_FALSE(PlaybackLock::Acquire(nullptr, {0, 2}));
     EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
 TEST_F(RingLock_Acquire, RestoresALostBufferAndTriesOnceMore) {
     Sound().Lose();
     {
-        auto const lock = PlaybackLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         EXPECT_EQ(lock->GetFirstBytes(), 1920U);
     }
@@ -78,7 +78,7 @@ TEST_F(RingLock_Acquire, RestoresALostBufferAndTriesOnceMore) {
 TEST_F(RingLock_Acquire, GivesUpWhenTheBufferIsLostAgain) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferLock, 2, DSERR_BUFFERLOST);
-    EXPECT_FALSE(PlaybackLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore()", "Lock(1000, 1920) = 0x88780096"));
 }
@@ -86,7 +86,7 @@ TEST_F(RingLock_Acquire, GivesUpWhenTheBufferIsLostAgain) {
 TEST_F(RingLock_Acquire, GivesUpWhenTheSecondLockFailsOtherwise) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferLock, 2, DSERR_INVALIDPARAM);
-    EXPECT_FALSE(PlaybackLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore()", "Lock(1000, 1920) = 0x80070057"));
 }
@@ -94,20 +94,20 @@ TEST_F(RingLock_Acquire, GivesUpWhenTheSecondLockFailsOtherwise) {
 TEST_F(RingLock_Acquire, TriesOnceMoreEvenWhenRestoreFails) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     world.Faults().Fail(Call_t::BufferRestore, 1, DSERR_GENERIC);
-    EXPECT_TRUE(PlaybackLock::Acquire(sound, 1000, 1920));
+    EXPECT_TRUE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(1000, 1920) = 0x88780096", "Restore() = 0x80004005",
                                          "Lock(1000, 1920)", "Unlock(1920, 0)"));
 }
 
 TEST_F(RingLock_Acquire, DoesNotRestoreAfterAnotherFailure) {
     world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
-    EXPECT_FALSE(PlaybackLock::Acquire(sound, 1000, 1920));
+    EXPECT_FALSE(PlaybackLock::Acquire(sound, {1000, 1920}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(1000, 1920) = 0x80004005"));
 }
 
 TEST_F(RingLock_Acquire, UnlocksOnceHoweverOftenTheLockMoves) {
     {
-        auto first = PlaybackLock::Acquire(sound, 479998, 10);
+        auto first = PlaybackLock::Acquire(sound, {479998, 10});
         ASSERT_TRUE(first);
         std::uint8_t* const firstRegion = first->GetFirst();
         std::uint8_t* const secondRegion = first->GetSecond();
@@ -125,7 +125,7 @@ TEST_F(RingLock_Acquire, UnlocksOnceHoweverOftenTheLockMoves) {
 TEST_F(RingLock_Acquire, AFailureOfUnlockIsIgnored) {
     void* first = nullptr;
     {
-        auto const lock = PlaybackLock::Acquire(sound, 1000, 1920);
+        auto const lock = PlaybackLock::Acquire(sound, {1000, 1920});
         ASSERT_TRUE(lock);
         first = lock->GetFirst();
         world.Faults().Fail(Call_t::BufferUnlock, 1, DSERR_BUFFERLOST);

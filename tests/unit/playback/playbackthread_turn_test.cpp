@@ -1,12 +1,15 @@
 // The start of the playback thread, and one turn of its loop, on a thread of the test's.
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kovra/log.h"
 #include "kovra/thread.h"
+#include "kovra/time.h"
 #include "rendereraudioplaybackdevice.h"
 #include "simulation/testworld.h"
 #include "support/deviceview.h"
@@ -207,20 +210,40 @@ TEST_F(PlaybackThread_Pass, ForANotificationAsksItsOwnBufferOnce) {
     EXPECT_THAT(ServicedNumbers(), ElementsAre(2));
 }
 
+/// Calls `look` at each reading of the monotonic clock, on the thread that reads.
+class WatchedClock : public Kovra::ClockSource {
+public:
+    WatchedClock(Simulation::ManualClock const& clock, std::function<void()> look)
+        : clock_(clock), look_(std::move(look)) {
+        Kovra::SetClockSource(this);
+    }
+    ~WatchedClock() override { Kovra::SetClockSource(&clock_); }
+
+    std::int64_t SystemNanoSec() const override { return clock_.SystemNanoSec(); }
+    std::int64_t MonotonicNanoSec() const override {
+        look_();
+        return clock_.MonotonicNanoSec();
+    }
+
+private:
+    Simulation::ManualClock const& clock_;
+    std::function<void()> const look_;
+};
+
 TEST_F(PlaybackThread_Pass, RunsUnderTheDevicesLock) {
-    // 600 + 401 ms without a presentation: the pass stops the buffers and logs, and the observer of the log
-    // looks at the lock from within the pass.
+    // 600 + 401 ms without a presentation: the pass asks for the time of each buffer, and stops it.
     world_.Clock().AdvanceMilliSec(401);
     for (auto const& buffer : buffers_) {
         auto& record = BufferPeer::GetFields(*buffer);
         record.lastServicedWritePos = record.writePos.load();
     }
     std::vector<bool> wasFree;
-    Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const&) {
-        wasFree.push_back(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
-    });
-    DevicePeer::WaitAndService(device_);
-    Kovra::LogManager::Instance().SetObserver({});
+    {
+        WatchedClock const clock(world_.Clock(), [&] {
+            wasFree.push_back(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+        });
+        DevicePeer::WaitAndService(device_);
+    }
     EXPECT_THAT(wasFree, ElementsAre(false, false, false));
 }
 

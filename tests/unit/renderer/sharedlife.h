@@ -35,7 +35,7 @@ struct Account {
     /// What its turns came to.
     std::vector<std::string> results;
     /// Its ring at certain times.
-    std::vector<std::vector<std::uint8_t>> rings;
+    std::vector<std::vector<std::int16_t>> rings;
 };
 
 /// One call, its party, and what the turn came to in which it was made (of a thread's call nothing).
@@ -299,8 +299,10 @@ private:
     void KeepRings() {
         for (Party_t const party : {First, Second}) {
             auto const& buffers = SessionOf(party).buffers;
-            story_.accounts[party].rings.push_back(buffers.empty() ? std::vector<std::uint8_t>()
-                                                                   : buffers.back()->Bytes());
+            story_.accounts[party].rings.push_back(
+                buffers.empty()
+                    ? std::vector<std::int16_t>()
+                    : buffers.back()->Samples(0, buffers.back()->RingBytes() / Media::Ring::SampleSizeBytes));
         }
     }
 

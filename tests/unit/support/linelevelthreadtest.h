@@ -66,8 +66,8 @@ protected:
         auto const record = log_.GetRecords().front();
         EXPECT_EQ(record.channel, "Media.RendererAudioCaptureDevice");
         EXPECT_EQ(record.level, Kovra::LogLevel_t::Debug);
-        EXPECT_STREQ(record.file, "media/src/rendereraudio/rendereraudiocapturedevice");
-        EXPECT_STREQ(record.function, "Media::RendererAudioCaptureDevice::LineLevel");
+        EXPECT_EQ(record.file, "media/src/rendereraudio/rendereraudiocapturedevice");
+        EXPECT_EQ(record.function, "Media::RendererAudioCaptureDevice::LineLevel");
         EXPECT_EQ(record.line, line);
         EXPECT_EQ(record.threadName, LineLevelThreadName);
     }

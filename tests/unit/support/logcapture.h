@@ -8,7 +8,7 @@
 
 namespace UnitTest {
 
-/// Collects every log record while it lives. **Threads:** any.
+/// Collects every log record while it lives: what was pushed before a look is there. **Threads:** any.
 class LogCapture {
 public:
     LogCapture() {
@@ -22,6 +22,7 @@ public:
     LogCapture& operator=(LogCapture const&) = delete;
 
     std::vector<Kovra::LogRecord> GetRecords() const {
+        Kovra::LogManager::Instance().Flush();
         std::lock_guard<std::mutex> const guard(lock_);
         return records_;
     }
@@ -36,6 +37,7 @@ public:
     }
 
     void Clear() {
+        Kovra::LogManager::Instance().Flush();
         std::lock_guard<std::mutex> const guard(lock_);
         records_.clear();
     }

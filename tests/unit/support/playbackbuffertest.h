@@ -90,8 +90,8 @@ protected:
         std::vector<LogLine> lines;
         for (auto const& record : log.GetRecords()) {
             EXPECT_EQ(record.channel, "Media.RendererAudioPlaybackBuffer");
-            EXPECT_EQ(record.file, nullptr);
-            EXPECT_EQ(record.function, nullptr);
+            EXPECT_EQ(record.file, "");
+            EXPECT_EQ(record.function, "");
             EXPECT_EQ(record.line, 0);
             lines.push_back({record.level, record.message});
         }

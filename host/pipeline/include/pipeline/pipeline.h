@@ -16,7 +16,8 @@ namespace Media {
 
 /// Runs render jobs on worker threads. Jobs of one session run in the order of their submission and never
 /// two at a time, because each needs the session's exclusive state; jobs of different sessions run side by
-/// side. Client-state updates are delivered on the workers too, between the jobs.
+/// side. Client-state updates are delivered on the workers too, between the jobs. What is logged while a job
+/// is rendered has its session's number for a subject (`Kovra::LogSubject`).
 ///
 /// **Threads:** every operation from any thread, except that the pipeline must not be destroyed by one of
 /// its own workers.

@@ -26,6 +26,12 @@ constexpr std::uint32_t LimitShareOfRing = 16;
 /// Cleared lengths are multiples of this.
 constexpr std::uint32_t ClearGranuleSamples = 128;
 
+/// `samples` of the ring from `start` on; behind its end it goes on at its start.
+struct Stretch {
+    std::uint32_t start;
+    std::uint32_t samples;
+};
+
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 /// `instant` minus `origin`, wrapping: timestamps come from outside and may be anything.

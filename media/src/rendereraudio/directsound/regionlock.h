@@ -19,23 +19,28 @@ inline bool RestoreLostMemory(IDirectSoundCaptureBuffer8& /*captureBuffer*/) {
     return false;
 }
 
+/// A part of a DirectSound buffer, in bytes, that may go on at its start.
+struct ByteRange {
+    std::uint32_t start;
+    std::uint32_t count;
+};
+
 /// A locked part of a DirectSound buffer: one region, or two when it wraps round the end of the buffer.
 ///
 /// **Ownership:** unlocks when it goes out of scope; borrows the DirectSound buffer.
 template <class DirectSoundBuffer>
 class RegionLock {
 public:
-    /// Locks `byteCount` bytes from `startByte` on. A lost buffer is restored and tried once more. Empty when
+    /// Locks `range`. A lost buffer is restored and tried once more. Empty when
     /// DirectSound refuses, and without a buffer (null), which counts as a refusal.
-    static std::optional<RegionLock> Acquire(DirectSoundBuffer* buffer, std::uint32_t startByte,
-                                             std::uint32_t byteCount) {
+    static std::optional<RegionLock> Acquire(DirectSoundBuffer* buffer, ByteRange range) {
         if (buffer == nullptr) {
             return std::nullopt;
         }
         RegionLock lock(*buffer);
-        HRESULT result = lock.Lock(startByte, byteCount);
+        HRESULT result = lock.Lock(range);
         if (result == DSERR_BUFFERLOST && RestoreLostMemory(*buffer)) {
-            result = lock.Lock(startByte, byteCount);
+            result = lock.Lock(range);
         }
         if (FAILED(result)) {
             lock.Forget();
@@ -70,8 +75,8 @@ public:
 private:
     explicit RegionLock(DirectSoundBuffer& buffer) : buffer_(&buffer) {}
 
-    HRESULT Lock(std::uint32_t startByte, std::uint32_t byteCount) {
-        return buffer_->Lock(startByte, byteCount, &first_, &firstBytes_, &second_, &secondBytes_, 0);
+    HRESULT Lock(ByteRange range) {
+        return buffer_->Lock(range.start, range.count, &first_, &firstBytes_, &second_, &secondBytes_, 0);
     }
 
     /// Null while nothing is locked.

@@ -1,0 +1,214 @@
+#include "commands/play.h"
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "files/heardfile.h"
+#include "files/mediafile.h"
+#include "files/outputfile.h"
+#include "kovra/log.h"
+#include "kovra/thread.h"
+#include "output/outputwatch.h"
+#include "pipeline/pipeline.h"
+#include "play/feeder.h"
+#include "play/playbackprogress.h"
+#include "report/judgement.h"
+#include "report/playbackreport.h"
+#include "report/playbacksummary.h"
+#include "terminal/atend.h"
+#include "terminal/progressline.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr std::size_t Workers = 2;
+constexpr char const* RendererChannels = "Media.RendererAudio";
+
+/// How much earlier than by the growth of the recording a sound may appear in it, and how much later than it
+/// was due: recorders write in pieces, and an audio server holds up to two seconds.
+constexpr std::int64_t EarlierMilliSec = 500;
+constexpr std::int64_t LaterMilliSec = 2500;
+
+void OpenRenderer(Media::IPipelineRenderer& renderer) {
+    int const status = renderer.Initialize();
+    if (status < 0) {
+        throw HostError(ExitCode_t::NoOutput, "the audio output cannot be opened (status " +
+                                                  std::to_string(status) + "); is there an output device?");
+    }
+}
+
+/// A file without a session yet, or with one.
+struct Source {
+    std::unique_ptr<MediaFile> file;
+    Media::Pipeline::SessionId_t session = Media::Pipeline::InvalidSession;
+    std::size_t number = 0;
+};
+
+std::vector<Source> OpenFiles(std::vector<std::string> const& paths) {
+    for (std::string const& path : paths) {
+        RequireSound(path);
+    }
+    Kovra::SysTime const base = Kovra::SysTime::Now();
+    std::vector<Source> sources;
+    for (std::string const& path : paths) {
+        sources.push_back({std::make_unique<MediaFile>(path, base)});
+    }
+    return sources;
+}
+
+void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOptions const& options,
+                  std::vector<Source>& sources) {
+    for (Source& source : sources) {
+        source.session = pipeline.OpenSession({});
+        if (source.session == Media::Pipeline::InvalidSession) {
+            throw HostError(ExitCode_t::NoOutput, "there is no audio output device.");
+        }
+        SessionLog log;
+        log.name = source.file->GetName();
+        log.description = source.file->GetDescription();
+        log.durationNanoSec = source.file->GetDurationNanoSec();
+        source.number = keeper.AddSession(source.session, std::move(log));
+        if (options.volume || options.balance) {
+            Media::PipelineClientState_t state;
+            state.volume = options.volume.value_or(state.volume);
+            state.balance = options.balance.value_or(state.balance);
+            pipeline.SetClientState(source.session, state);
+        }
+    }
+}
+
+/// Feeds on a thread of its own, since writing to a slow terminal may take its time.
+bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptions const& options,
+                      Surroundings const& surroundings, Kovra::JiffyTime start) {
+    auto const limit =
+        static_cast<std::int64_t>(options.seconds * static_cast<double>(Listening::NanoSecPerSec));
+    std::future<bool> fed = std::async(std::launch::async, [&] {
+        Kovra::SetThreadName("AudioHost.Feeder");
+        Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
+        return feeder.Run(start, options.leadMilliSec, limit);
+    });
+    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
+    while (fed.wait_for(interval) != std::future_status::ready) {
+        line.Show(FormatProgress(keeper.GetProgress()));
+    }
+    line.End();
+    return fed.get();
+}
+
+PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
+                      std::vector<Source> sources) {
+    OpenRenderer(surroundings.renderer);
+    AtEnd const close([&] { surroundings.renderer.Shutdown(); });
+    Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
+    AtEnd const forget([] { Media::Pipeline::SetAudioRenderer(nullptr); });
+
+    PlaybackLogKeeper keeper(!options.reportPath.empty() || !options.heardPath.empty());
+    Kovra::LogManager::Instance().SetObserver([&keeper](Kovra::LogRecord const& record) {
+        if (record.channel.rfind(RendererChannels, 0) == 0) {
+            keeper.AddLog(record);
+        }
+    });
+    AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
+
+    // Before the first session: a device that has just been started may take its first buffers at once.
+    OutputWatch watch(output ? output->Open() : nullptr);
+    watch.WaitUntilSteady(surroundings.stop);
+
+    bool isComplete = false;
+    std::int64_t heardBefore = 0;
+    Kovra::JiffyTime start;
+    {
+        Media::Pipeline pipeline(
+            surroundings.renderer, Workers,
+            [&keeper](Media::Pipeline::Report_t const& report) { keeper.AddReport(report); });
+        OpenSessions(pipeline, keeper, options, sources);
+        Feeder feeder(pipeline, keeper, surroundings.stop);
+        for (Source& source : sources) {
+            feeder.Add(source.session, source.number, std::move(source.file));
+        }
+        heardBefore = CountRawSamples(options.heardPath);
+        start = Kovra::JiffyTime::Now();
+        keeper.SetStart(start);
+        isComplete = FeedWithProgress(feeder, keeper, options, surroundings, start);
+        for (Source const& source : sources) {
+            pipeline.CloseSession(source.session);
+        }
+    }
+    Kovra::LogManager::Instance().Flush();
+    PlaybackLog log = keeper.Take();
+    log.output = watch.Stop(start.NanoSec());
+    log.leadMilliSec = options.leadMilliSec;
+    log.heardBefore = heardBefore;
+    log.isInterrupted = !isComplete;
+    return log;
+}
+
+void CompareWithHeard(std::string const& path, PlaybackLog& log) {
+    WaitUntilStill(path,
+                   [](int milliSec) { std::this_thread::sleep_for(std::chrono::milliseconds(milliSec)); });
+    log.heard = ReadRawSound(path);
+    std::vector<Listening::SampleView> sounds;
+    for (SessionLog const& session : log.sessions) {
+        Listening::SampleView sound(session.sound);
+        // What an interruption cut off was never due.
+        auto const size = static_cast<std::int64_t>(sound.GetSize());
+        std::int64_t const cut = log.isInterrupted ? Listening::MilliSecToSamples(log.leadMilliSec) : 0;
+        sounds.push_back(sound.Cut(0, size - cut));
+    }
+    Listening::LagRange const range = {
+        log.heardBefore - Listening::MilliSecToSamples(EarlierMilliSec),
+        log.heardBefore + Listening::MilliSecToSamples(log.leadMilliSec + LaterMilliSec)};
+    log.comparison = Listening::CompareSounds(Listening::MixSounds(sounds), log.heard, range);
+}
+
+void RequirePlayed(PlaybackLog const& log) {
+    for (SessionLog const& session : log.sessions) {
+        if (session.jobsSucceeded == 0 && session.jobsFailed > 0) {
+            throw HostError(ExitCode_t::NoOutput, "the audio output took none of the " +
+                                                      std::to_string(session.jobsFailed) + " frames of '" +
+                                                      session.name + "'.");
+        }
+    }
+}
+
+ExitCode_t CodeOf(PlaybackLog const& log) {
+    if (log.isInterrupted) {
+        return ExitCode_t::Interrupted;
+    }
+    switch (Judge(log).outcome) {
+        case Outcome_t::Good:
+            return ExitCode_t::Ok;
+        case Outcome_t::OutputGlitch:
+            return ExitCode_t::OutputGlitch;
+        case Outcome_t::Bad:
+            break;
+    }
+    return ExitCode_t::PlayedBadly;
+}
+
+} // namespace
+
+ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output) {
+    std::vector<Source> sources = OpenFiles(options.files);
+    RequireWritable(options.reportPath);
+    LogTo(options.logPath);
+    PlaybackLog log = PlayFiles(options, surroundings, output, std::move(sources));
+    // What is asked to be silent cannot be found again.
+    bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
+    if (!options.heardPath.empty() && isAudible) {
+        CompareWithHeard(options.heardPath, log);
+    }
+    surroundings.out << FormatSummary(log) << std::flush;
+    if (!options.reportPath.empty()) {
+        WriteReport(options.reportPath, FormatReport(log), surroundings.out);
+    }
+    RequirePlayed(log);
+    return CodeOf(log);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,134 @@
+#include "commands/record.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <future>
+#include <optional>
+#include <utility>
+
+#include "files/mediafile.h"
+#include "files/outputfile.h"
+#include "files/wavfile.h"
+#include "kovra/thread.h"
+#include "record/captureloop.h"
+#include "report/capturereport.h"
+#include "report/capturesummary.h"
+#include "terminal/atend.h"
+#include "terminal/progressline.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr std::int64_t MostTakeSamples = MostTakeSeconds * Listening::SoundRateHz;
+static_assert(MostTakeSamples < WavStream::MostSamples);
+
+/// The whole file as the pipeline would play it.
+Listening::Samples ReadSound(std::string const& path) {
+    RequireSound(path);
+    MediaFile file(path, Kovra::SysTime(1));
+    Listening::Samples sound;
+    MediaFrame frame;
+    while (file.ReadFrame(frame)) {
+        sound.insert(sound.end(), frame.sound.begin(), frame.sound.end());
+    }
+    return sound;
+}
+
+void RequireOtherFile(RecordOptions const& options) {
+    std::error_code error;
+    if (!options.sentPath.empty() &&
+        std::filesystem::equivalent(std::filesystem::u8path(options.outPath),
+                                    std::filesystem::u8path(options.sentPath), error)) {
+        throw HostError(ExitCode_t::Usage,
+                        "'" + options.outPath + "' is the file that was played: it would be overwritten.");
+    }
+}
+
+std::int64_t LimitSamples(RecordOptions const& options) {
+    return options.seconds > 0.0 ? std::llround(options.seconds * Listening::SoundRateHz) : MostTakeSamples;
+}
+
+struct Ending {
+    bool isComplete = false;
+    std::optional<HostError> error;
+};
+
+/// Reads on a thread of its own, since writing to a slow terminal may take its time.
+Ending RecordWithProgress(CaptureLoop& loop, CaptureLogKeeper const& keeper, std::int64_t limitSamples,
+                          Surroundings const& surroundings, Kovra::JiffyTime start) {
+    std::future<bool> isComplete = std::async(std::launch::async, [&] {
+        Kovra::SetThreadName("AudioHost.Recorder");
+        Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
+        return loop.Run(start, limitSamples);
+    });
+    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
+    while (isComplete.wait_for(interval) != std::future_status::ready) {
+        line.Show(FormatCaptureProgress(keeper.GetProgress()));
+    }
+    line.End();
+    try {
+        return {isComplete.get(), std::nullopt};
+    } catch (HostError const& error) {
+        return {false, error};
+    }
+}
+
+struct Take {
+    CaptureLog log;
+    /// What broke it off.
+    std::optional<HostError> error;
+};
+
+Take RecordTake(RecordOptions const& options, Surroundings const& surroundings, CaptureAccess& capture) {
+    WavFile file(options.outPath);
+    // A machine without an output still has its microphone.
+    surroundings.renderer.Initialize();
+    AtEnd const close([&] { surroundings.renderer.Shutdown(); });
+    std::shared_ptr<Microphone> const microphone = capture.Open();
+    Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
+    if (!microphone) {
+        throw HostError(ExitCode_t::NoInput, "there is no microphone, or it cannot be opened.");
+    }
+    CaptureLogKeeper keeper(!options.reportPath.empty() || !options.sentPath.empty());
+    keeper.SetStart(start);
+    CaptureLoop loop(*microphone, keeper, surroundings.stop,
+                     [&file](Listening::SampleView sound) { file.Append(sound); });
+    Ending const ending = RecordWithProgress(loop, keeper, LimitSamples(options), surroundings, start);
+    Take take{keeper.Take(), ending.error};
+    take.log.name = FileNameOf(options.outPath);
+    take.log.isInterrupted = !ending.isComplete && !ending.error;
+    take.log.failure = ending.error ? ending.error->what() : "";
+    return take;
+}
+
+} // namespace
+
+ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings, CaptureAccess& capture) {
+    RequireOtherFile(options);
+    Listening::Samples const sent =
+        options.sentPath.empty() ? Listening::Samples() : ReadSound(options.sentPath);
+    RequireWritable(options.reportPath);
+    LogTo(options.logPath);
+    Take take = RecordTake(options, surroundings, capture);
+    CaptureLog& log = take.log;
+    if (!sent.empty() && !log.sound.empty()) {
+        log.check = Listening::CheckTake(sent, log.sound);
+    }
+    surroundings.out << FormatSummary(log) << std::flush;
+    if (log.samples > 0) {
+        surroundings.out << "Recorded: " << options.outPath << std::endl;
+    }
+    if (!options.reportPath.empty()) {
+        WriteReport(options.reportPath, FormatReport(log), surroundings.out);
+    }
+    if (take.error) {
+        throw *take.error;
+    }
+    return log.isInterrupted ? ExitCode_t::Interrupted : ExitCode_t::Ok;
+}
+
+} // namespace AudioHost

@@ -1,0 +1,239 @@
+#include "files/framemaker.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "codec/audiocodecproxy.h"
+#include "files/pcmdecoder.h"
+#include "kovra/buffer.h"
+
+namespace AudioHost {
+
+namespace {
+
+/// Frames that the host cuts itself last 20 ms.
+constexpr std::int64_t FrameNanoSec = 20'000'000;
+constexpr std::int64_t FramesPerSec = Listening::NanoSecPerSec / FrameNanoSec;
+constexpr std::size_t FrameSamples = Listening::SoundRateHz / FramesPerSec;
+constexpr std::size_t BufferAlignmentBytes = 16;
+/// Samples in an AAC frame, for files that do not tell how long a packet lasts.
+constexpr std::int64_t AacFrameSamples = 1024;
+
+Kovra::BufferInfoListScoped CopyToBuffer(void const* data, std::size_t size) {
+    boost::intrusive_ptr<Kovra::Buffer> const buffer = Kovra::Buffer::Create(size, BufferAlignmentBytes);
+    std::memcpy(buffer->GetData(), data, size);
+    Kovra::BufferInfoListScoped list;
+    list.Append(Kovra::BufferInfo(buffer, 0, static_cast<std::uint32_t>(size)));
+    return list;
+}
+
+/// Numbers and stamps the frames of one stream.
+class FrameStamper {
+public:
+    FrameStamper(Kovra::SysTime base, std::string name) : base_(base), name_(std::move(name)) {}
+
+    Media::FrameIdent Stamp(std::int64_t positionNanoSec) {
+        return {base_ + Kovra::SysTime(positionNanoSec), number_++, name_};
+    }
+
+private:
+    Kovra::SysTime base_;
+    std::string name_;
+    std::uint32_t number_ = 0;
+};
+
+/// Finds the sound that coded frames stand for in the way that the renderer does.
+class SoundOfFrames {
+public:
+    Listening::Samples Decode(std::shared_ptr<Media::FrameAud> const& frame) {
+        std::vector<std::shared_ptr<Media::FrameAud>> frames = codec_.Decode({frame});
+        if (!frames.empty() && frames.front()->GetFrequency() != Listening::SoundRateHz) {
+            frames = codec_.Transcode(frames, Media::MediaCoding_t::RawPcm, 1, Listening::SoundRateHz,
+                                      frames.front()->GetDuration(), false);
+        }
+        Listening::Samples sound;
+        Kovra::BufferInfo const* const info = frames.empty() ? nullptr : frames.back()->GetConstBufferBegin();
+        if (info && info->GetLength() > 0) {
+            sound.resize(info->GetLength() / sizeof(std::int16_t));
+            std::memcpy(sound.data(), info->GetData(), sound.size() * sizeof(std::int16_t));
+        }
+        return sound;
+    }
+
+private:
+    Media::AudioCodecProxy codec_;
+};
+
+class RawFrameMaker : public FrameMaker {
+public:
+    RawFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
+        : packets_(packets),
+          stamper_(base, name),
+          decoder_(packets.GetParameters(), packets.GetTimeBase()),
+          params_(new Media::ParamsAudRaw) {
+        params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
+    }
+
+    bool IsCoded() const override { return false; }
+
+    bool Next(MediaFrame& next) override {
+        while (sound_.size() < FrameSamples && !isAtEnd_) {
+            AVPacket const* const packet = packets_.Next();
+            isAtEnd_ = packet == nullptr;
+            decoder_.Decode(packet, sound_);
+        }
+        std::size_t const count = std::min(sound_.size(), FrameSamples);
+        if (count == 0) {
+            return false;
+        }
+        auto const end = sound_.begin() + static_cast<std::ptrdiff_t>(count);
+        next.sound.assign(sound_.begin(), end);
+        sound_.erase(sound_.begin(), end);
+        next.positionNanoSec = position_;
+        next.durationNanoSec =
+            static_cast<std::int64_t>(count) * Listening::NanoSecPerSec / Listening::SoundRateHz;
+        position_ += next.durationNanoSec;
+        auto frame = std::make_shared<Media::FrameAudRaw>(stamper_.Stamp(next.positionNanoSec), params_);
+        frame->AttachBuffers(CopyToBuffer(next.sound.data(), count * sizeof(std::int16_t)));
+        next.frame = std::move(frame);
+        return true;
+    }
+
+private:
+    PacketSource& packets_;
+    FrameStamper stamper_;
+    PcmDecoder decoder_;
+    boost::intrusive_ptr<Media::ParamsAudRaw> params_;
+    /// Decoded and not yet cut: less than a frame and a packet.
+    Listening::Samples sound_;
+    std::int64_t position_ = 0;
+    bool isAtEnd_ = false;
+};
+
+/// One packet, one frame.
+class AacFrameMaker : public FrameMaker {
+public:
+    AacFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
+        : packets_(packets), stamper_(base, name), params_(new Media::ParamsAud(Media::MediaCoding_t::Aac)) {
+        AVCodecParameters const& stream = packets.GetParameters();
+        params_->SetParamsAud(static_cast<std::uint32_t>(stream.sample_rate), 1, 16);
+        // ADTS frames tell their set-up themselves.
+        if (stream.extradata_size > 0 && packets.GetFormatName() != "aac") {
+            params_->SetDecoderConfig({stream.extradata, stream.extradata + stream.extradata_size});
+        }
+    }
+
+    bool IsCoded() const override { return true; }
+
+    bool Next(MediaFrame& next) override {
+        AVPacket const* const packet = packets_.Next();
+        if (!packet) {
+            return false;
+        }
+        Place(*packet, next);
+        auto frame = std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
+        frame->AttachBuffers(CopyToBuffer(packet->data, static_cast<std::size_t>(packet->size)));
+        frame->SetDuration(Kovra::SysTime(next.durationNanoSec));
+        next.sound = sound_.Decode(frame);
+        next.frame = std::move(frame);
+        return true;
+    }
+
+private:
+    void Place(AVPacket const& packet, MediaFrame& next) {
+        AVRational const nanoSec = {1, static_cast<int>(Listening::NanoSecPerSec)};
+        next.durationNanoSec =
+            packet.duration > 0
+                ? av_rescale_q(packet.duration, packets_.GetTimeBase(), nanoSec)
+                : AacFrameSamples * Listening::NanoSecPerSec / packets_.GetParameters().sample_rate;
+        if (packet.pts != AV_NOPTS_VALUE && firstPts_ == AV_NOPTS_VALUE) {
+            firstPts_ = packet.pts;
+        }
+        next.positionNanoSec = packet.pts == AV_NOPTS_VALUE
+                                   ? end_
+                                   : av_rescale_q(packet.pts - firstPts_, packets_.GetTimeBase(), nanoSec);
+        end_ = next.positionNanoSec + next.durationNanoSec;
+    }
+
+    PacketSource& packets_;
+    FrameStamper stamper_;
+    boost::intrusive_ptr<Media::ParamsAud> params_;
+    SoundOfFrames sound_;
+    /// The stream's own time of its first packet; encoders start before 0.
+    std::int64_t firstPts_ = AV_NOPTS_VALUE;
+    std::int64_t end_ = 0;
+};
+
+/// Cuts the byte stream anew, since a container's packets may last any time.
+class G711FrameMaker : public FrameMaker {
+public:
+    G711FrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
+        : packets_(packets),
+          stamper_(base, name),
+          params_(new Media::ParamsAud(Media::MediaCoding_t::G711)),
+          rateHz_(packets.GetParameters().sample_rate),
+          frameBytes_(static_cast<std::size_t>(std::max<std::int64_t>(1, rateHz_ / FramesPerSec))) {
+        params_->SetParamsAud(static_cast<std::uint32_t>(rateHz_), 1, 8);
+        params_->SetLaw(packets.GetParameters().codec_id == AV_CODEC_ID_PCM_ALAW ? Media::G711Law_t::ALaw
+                                                                                 : Media::G711Law_t::MuLaw);
+    }
+
+    bool IsCoded() const override { return true; }
+
+    bool Next(MediaFrame& next) override {
+        while (held_.size() < frameBytes_) {
+            AVPacket const* const packet = packets_.Next();
+            if (!packet) {
+                break;
+            }
+            held_.insert(held_.end(), packet->data, packet->data + packet->size);
+        }
+        std::size_t const count = std::min(held_.size(), frameBytes_);
+        if (count == 0) {
+            return false;
+        }
+        next.positionNanoSec = sent_ * Listening::NanoSecPerSec / rateHz_;
+        sent_ += static_cast<std::int64_t>(count);
+        next.durationNanoSec = sent_ * Listening::NanoSecPerSec / rateHz_ - next.positionNanoSec;
+        auto frame = std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
+        frame->AttachBuffers(CopyToBuffer(held_.data(), count));
+        frame->SetDuration(Kovra::SysTime(next.durationNanoSec));
+        held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(count));
+        next.sound = sound_.Decode(frame);
+        next.frame = std::move(frame);
+        return true;
+    }
+
+private:
+    PacketSource& packets_;
+    FrameStamper stamper_;
+    boost::intrusive_ptr<Media::ParamsAud> params_;
+    SoundOfFrames sound_;
+    std::int64_t rateHz_;
+    std::size_t frameBytes_;
+    std::vector<std::uint8_t> held_;
+    /// Samples cut so far, a byte each.
+    std::int64_t sent_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<FrameMaker> CreateFrameMaker(PacketSource& packets, Kovra::SysTime base,
+                                             std::string const& name) {
+    AVCodecParameters const& stream = packets.GetParameters();
+    if (stream.ch_layout.nb_channels == 1) {
+        switch (stream.codec_id) {
+            case AV_CODEC_ID_AAC:
+                return std::make_unique<AacFrameMaker>(packets, base, name);
+            case AV_CODEC_ID_PCM_MULAW:
+            case AV_CODEC_ID_PCM_ALAW:
+                return std::make_unique<G711FrameMaker>(packets, base, name);
+            default:
+                break;
+        }
+    }
+    return std::make_unique<RawFrameMaker>(packets, base, name);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,116 @@
+#include "play/playbacklog.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace AudioHost {
+
+namespace {
+
+constexpr double NanoSecPerMilliSec = 1e6;
+
+void AddEvent(PlayEvent event, SessionLog& session) {
+    if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
+        session.steps.push_back({event.timeNanoSec, *hz});
+    }
+    session.events.push_back(std::move(event));
+}
+
+/// Puts the frame's sound where its position in the stream says, over what stood there.
+void AddSound(MediaFrame const& frame, Listening::Samples& sound) {
+    auto const start = static_cast<std::size_t>(Listening::NanoSecToSamples(frame.positionNanoSec));
+    sound.resize(std::max(sound.size(), start + frame.sound.size()));
+    std::copy(frame.sound.begin(), frame.sound.end(), sound.begin() + static_cast<std::ptrdiff_t>(start));
+}
+
+} // namespace
+
+std::vector<double> ErrorsOf(SessionLog const& session) {
+    std::vector<double> errors;
+    errors.reserve(session.points.size());
+    for (PresentationPoint const& point : session.points) {
+        errors.push_back(point.errorMilliSec);
+    }
+    return errors;
+}
+
+std::uint64_t CountEvents(SessionLog const& session, EventKind_t kind) {
+    return static_cast<std::uint64_t>(
+        std::count_if(session.events.begin(), session.events.end(),
+                      [kind](PlayEvent const& event) { return event.kind == kind; }));
+}
+
+void PlaybackLogKeeper::SetStart(Kovra::JiffyTime start) {
+    std::lock_guard<std::mutex> const guard(lock_);
+    start_ = start;
+    log_.startedAt = Kovra::SysTime::Now();
+}
+
+std::size_t PlaybackLogKeeper::AddSession(Media::Pipeline::SessionId_t id, SessionLog session) {
+    std::lock_guard<std::mutex> const guard(lock_);
+    std::size_t const number = log_.sessions.size();
+    numbers_[id] = number;
+    log_.sessions.push_back(std::move(session));
+    return number;
+}
+
+void PlaybackLogKeeper::AddSent(std::size_t session, MediaFrame const& frame) {
+    std::lock_guard<std::mutex> const guard(lock_);
+    SessionLog& log = log_.sessions.at(session);
+    ++log.framesSent;
+    log.sentNanoSec = std::max(log.sentNanoSec, frame.positionNanoSec + frame.durationNanoSec);
+    if (keepSound_) {
+        AddSound(frame, log.sound);
+    }
+}
+
+void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+    std::lock_guard<std::mutex> const guard(lock_);
+    auto const number = numbers_.find(report.session);
+    if (number == numbers_.end()) {
+        return;
+    }
+    SessionLog& session = log_.sessions[number->second];
+    if (report.outcome != Media::PipelineStageJob::Outcome_t::Succeeded) {
+        ++session.jobsFailed;
+        return;
+    }
+    ++session.jobsSucceeded;
+    std::int64_t const error = report.achieved.GetDiffSysTime(report.requested).NanoSec();
+    session.points.push_back(
+        {now.GetDiffSysTime(start_).NanoSec(), static_cast<double>(error) / NanoSecPerMilliSec});
+}
+
+void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {
+    std::lock_guard<std::mutex> const guard(lock_);
+    PlayEvent event{ReadKind(record.message), record.time.GetDiffSysTime(start_).NanoSec(), record.message};
+    auto const number = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
+    if (number == numbers_.end()) {
+        log_.otherEvents.push_back(std::move(event));
+    } else {
+        AddEvent(std::move(event), log_.sessions[number->second]);
+    }
+}
+
+std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const {
+    std::lock_guard<std::mutex> const guard(lock_);
+    std::vector<Progress> progress;
+    for (SessionLog const& session : log_.sessions) {
+        Progress one;
+        one.sentNanoSec = session.sentNanoSec;
+        one.durationNanoSec = session.durationNanoSec;
+        one.errorMilliSec = session.points.empty() ? 0.0 : session.points.back().errorMilliSec;
+        one.hz = session.steps.empty() ? 0 : session.steps.back().hz;
+        one.jobsFailed = session.jobsFailed;
+        progress.push_back(one);
+    }
+    return progress;
+}
+
+PlaybackLog PlaybackLogKeeper::Take() {
+    std::lock_guard<std::mutex> const guard(lock_);
+    return std::exchange(log_, PlaybackLog());
+}
+
+} // namespace AudioHost

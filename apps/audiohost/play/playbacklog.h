@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/framemaker.h"
+#include "kovra/log.h"
+#include "kovra/time.h"
+#include "listening/outputglitch.h"
+#include "listening/samples.h"
+#include "listening/soundcompare.h"
+#include "pipeline/pipeline.h"
+#include "play/logwatch.h"
+
+namespace AudioHost {
+
+/// What the pipeline told about one frame. Times count from the first frame's handing over.
+struct PresentationPoint {
+    std::int64_t timeNanoSec = 0;
+    /// When it will be heard minus when it was asked for.
+    double errorMilliSec = 0.0;
+};
+
+struct FrequencyStep {
+    std::int64_t timeNanoSec = 0;
+    std::uint32_t hz = 0;
+};
+
+/// One file's playback.
+struct SessionLog {
+    std::string name;
+    std::string description;
+    /// As the file's headers tell; 0 when they do not.
+    std::int64_t durationNanoSec = 0;
+    /// End of the last frame handed over.
+    std::int64_t sentNanoSec = 0;
+    std::uint64_t framesSent = 0;
+    std::uint64_t jobsSucceeded = 0;
+    std::uint64_t jobsFailed = 0;
+    /// Of jobs that succeeded.
+    std::vector<PresentationPoint> points;
+    std::vector<FrequencyStep> steps;
+    std::vector<PlayEvent> events;
+    /// What the frames stand for; empty unless sound is kept.
+    Listening::Samples sound;
+};
+
+/// One run of the play command.
+struct PlaybackLog {
+    Kovra::SysTime startedAt;
+    std::int64_t leadMilliSec = 0;
+    bool isInterrupted = false;
+    std::vector<SessionLog> sessions;
+    /// Records that belong to no frame, such as a stop for idleness.
+    std::vector<PlayEvent> otherEvents;
+    Listening::OutputLog output;
+    /// Samples that a recorder had put down when playing began.
+    std::int64_t heardBefore = 0;
+    /// What a recorder heard, and the verdict; empty without a recording.
+    Listening::Samples heard;
+    std::optional<Listening::SoundComparison> comparison;
+};
+
+std::vector<double> ErrorsOf(SessionLog const& session);
+std::uint64_t CountEvents(SessionLog const& session, EventKind_t kind);
+
+/// Gathers a `PlaybackLog` while frames are handed over and rendered.
+///
+/// **Threads:** all operations from any thread.
+class PlaybackLogKeeper {
+public:
+    /// With `keepSound` what is sent is kept, 96 kB a second and session.
+    explicit PlaybackLogKeeper(bool keepSound) : keepSound_(keepSound) {}
+
+    /// Before the first frame: the instant that times count from.
+    void SetStart(Kovra::JiffyTime start);
+    /// Before the session's first frame: its number in the log is the count of sessions so far.
+    std::size_t AddSession(Media::Pipeline::SessionId_t id, SessionLog session);
+
+    void AddSent(std::size_t session, MediaFrame const& frame);
+    void AddReport(Media::Pipeline::Report_t const& report);
+    /// A record belongs to the session that is its subject.
+    void AddLog(Kovra::LogRecord const& record);
+
+    /// What progress needs of each session: everything but its points, events and sound.
+    struct Progress {
+        std::int64_t sentNanoSec = 0;
+        std::int64_t durationNanoSec = 0;
+        double errorMilliSec = 0.0;
+        std::uint32_t hz = 0;
+        std::uint64_t jobsFailed = 0;
+    };
+    std::vector<Progress> GetProgress() const;
+
+    /// The whole log, taken out.
+    PlaybackLog Take();
+
+private:
+    mutable std::mutex lock_;
+    bool const keepSound_;
+    // --- guarded by lock
+    Kovra::JiffyTime start_;
+    PlaybackLog log_;
+    std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
+};
+
+} // namespace AudioHost

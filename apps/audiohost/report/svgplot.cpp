@@ -1,0 +1,266 @@
+#include "report/svgplot.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "terminal/textformat.h"
+
+namespace AudioHost {
+
+namespace {
+
+/// In the picture's own units; the page scales it to its width.
+constexpr double Width = 1000.0;
+constexpr double Left = 66.0;
+constexpr double Right = 990.0;
+constexpr double Top = 8.0;
+constexpr double AxisHeight = 42.0;
+constexpr double NoteRowHeight = 19.0;
+/// Width of a letter of the notes, on average.
+constexpr double LetterWidth = 6.4;
+constexpr double DotRoom = 6.0;
+constexpr double FullScale = 32768.0;
+constexpr std::size_t MostLinePoints = 4000;
+
+std::string Number(double value) {
+    return FormatFixed(value, 1);
+}
+
+std::string SeriesClass(std::size_t series) {
+    return "series" + std::to_string(series % 6 + 1);
+}
+
+/// As many decimals as the step between ticks needs.
+std::string TickText(double value, double step) {
+    int decimals = 0;
+    while (decimals < 6 &&
+           std::fabs(step * std::pow(10.0, decimals) - std::round(step * std::pow(10.0, decimals))) > 1e-6) {
+        ++decimals;
+    }
+    return FormatFixed(value, decimals);
+}
+
+std::vector<double> TickPlaces(PlotRange range, double step) {
+    std::vector<double> places;
+    // A hair beyond the end, so that rounding does not lose the last tick.
+    for (double place = std::ceil(range.least / step - 1e-9) * step; place <= range.most + step * 1e-9;
+         place += step) {
+        places.push_back(place);
+    }
+    return places;
+}
+
+double ScaleX(double second, PlotRange seconds) {
+    return Left + (Right - Left) * (second - seconds.least) / (seconds.most - seconds.least);
+}
+
+enum class NoteSide_t { RightOfDot, LeftOfDot, UponBar };
+
+struct NotePlace {
+    std::size_t row = 0;
+    NoteSide_t side = NoteSide_t::RightOfDot;
+};
+
+/// The first row with room for each note, its text on the side that has room.
+std::vector<NotePlace> PlaceNotes(std::vector<PlotNote> const& notes, PlotRange seconds) {
+    std::vector<std::vector<std::pair<double, double>>> rows;
+    std::vector<NotePlace> places;
+    for (PlotNote const& note : notes) {
+        double const textWidth = LetterWidth * static_cast<double>(note.text.size()) + 14.0;
+        double const from = ScaleX(note.from, seconds);
+        double const to = ScaleX(note.to, seconds);
+        NoteSide_t const side = to - from >= textWidth    ? NoteSide_t::UponBar
+                                : to + textWidth <= Right ? NoteSide_t::RightOfDot
+                                                          : NoteSide_t::LeftOfDot;
+        std::pair<double, double> taken(from - DotRoom, to + DotRoom);
+        if (side == NoteSide_t::RightOfDot) {
+            taken.second = to + textWidth;
+        } else if (side == NoteSide_t::LeftOfDot) {
+            taken.first = from - textWidth;
+        }
+        auto const isFree = [&taken](std::vector<std::pair<double, double>> const& row) {
+            return std::all_of(row.begin(), row.end(), [&taken](auto const& other) {
+                return taken.second < other.first || other.second < taken.first;
+            });
+        };
+        auto const row = std::find_if(rows.begin(), rows.end(), isFree);
+        places.push_back({static_cast<std::size_t>(row - rows.begin()), side});
+        if (row == rows.end()) {
+            rows.push_back({taken});
+        } else {
+            row->push_back(taken);
+        }
+    }
+    return places;
+}
+
+} // namespace
+
+double RoundTickStep(PlotRange range, int count) {
+    double const rough = (range.most - range.least) / count;
+    double const decade = std::pow(10.0, std::floor(std::log10(rough)));
+    double const share = rough / decade;
+    return decade * (share < 1.5 ? 1.0 : share < 3.5 ? 2.0 : share < 7.5 ? 5.0 : 10.0);
+}
+
+std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t most) {
+    if (points.size() <= most || most < 2) {
+        return points;
+    }
+    std::vector<PlotPoint> thinned;
+    std::size_t const buckets = most / 2;
+    for (std::size_t i = 0; i < buckets; ++i) {
+        auto const first = points.begin() + static_cast<std::ptrdiff_t>(points.size() * i / buckets);
+        auto const last = points.begin() + static_cast<std::ptrdiff_t>(points.size() * (i + 1) / buckets);
+        auto const [low, high] = std::minmax_element(
+            first, last, [](PlotPoint const& a, PlotPoint const& b) { return a.y < b.y; });
+        thinned.push_back(std::min(low, high)[0]);
+        thinned.push_back(std::max(low, high)[0]);
+    }
+    return thinned;
+}
+
+SvgPlot::SvgPlot(std::string description, double height, PlotRange seconds, PlotRange values)
+    : description_(std::move(description)), height_(height), seconds_(seconds), values_(values) {}
+
+double SvgPlot::ToX(double second) const {
+    return ScaleX(second, seconds_);
+}
+
+double SvgPlot::ToY(double value) const {
+    double const bottom = height_ - AxisHeight;
+    double const share = (value - values_.least) / (values_.most - values_.least);
+    return bottom - (bottom - Top) * std::clamp(share, 0.0, 1.0);
+}
+
+void SvgPlot::AddTimeAxis(std::string const& label, int ticks) {
+    double const step = RoundTickStep(seconds_, ticks);
+    double const bottom = height_ - AxisHeight;
+    for (double const place : TickPlaces(seconds_, step)) {
+        std::string const x = Number(ToX(place));
+        body_ += "<line class=\"grid\" x1=\"" + x + "\" y1=\"" + Number(Top) + "\" x2=\"" + x + "\" y2=\"" +
+                 Number(bottom) + "\"/><text class=\"tick\" text-anchor=\"middle\" x=\"" + x + "\" y=\"" +
+                 Number(bottom + 15.0) + "\">" + TickText(place, step) + "</text>\n";
+    }
+    body_ += "<line class=\"axis\" x1=\"" + Number(Left) + "\" y1=\"" + Number(bottom) + "\" x2=\"" +
+             Number(Right) + "\" y2=\"" + Number(bottom) +
+             "\"/><text class=\"label\" text-anchor=\"middle\" x=\"" + Number((Left + Right) / 2.0) +
+             "\" y=\"" + Number(height_ - 6.0) + "\">" + EscapeHtml(label) + "</text>\n";
+}
+
+void SvgPlot::AddAxes(std::string const& timeLabel, std::string const& valueLabel, int timeTicks,
+                      int valueTicks) {
+    AddAxes(timeLabel, valueLabel, timeTicks, TickPlaces(values_, RoundTickStep(values_, valueTicks)));
+}
+
+void SvgPlot::AddAxes(std::string const& timeLabel, std::string const& valueLabel, int timeTicks,
+                      std::vector<double> const& valueTicks) {
+    AddTimeAxis(timeLabel, timeTicks);
+    double const step = valueTicks.size() > 1 ? valueTicks[1] - valueTicks[0] : 1.0;
+    for (double const place : valueTicks) {
+        std::string const y = Number(ToY(place));
+        body_ += "<line class=\"" + std::string(std::fabs(place) < step * 1e-6 ? "axis" : "grid") +
+                 "\" x1=\"" + Number(Left) + "\" y1=\"" + y + "\" x2=\"" + Number(Right) + "\" y2=\"" + y +
+                 "\"/><text class=\"tick\" text-anchor=\"end\" x=\"" + Number(Left - 7.0) + "\" y=\"" +
+                 Number(ToY(place) + 4.0) + "\">" + TickText(place, step) + "</text>\n";
+    }
+    std::string const middle = Number((Top + height_ - AxisHeight) / 2.0);
+    body_ += "<text class=\"label\" text-anchor=\"middle\" transform=\"translate(14 " + middle +
+             ") rotate(-90)\">" + EscapeHtml(valueLabel) + "</text>\n";
+}
+
+void SvgPlot::AddLine(std::vector<PlotPoint> const& points, std::size_t series) {
+    if (points.empty()) {
+        return;
+    }
+    std::string path;
+    for (PlotPoint const& point : ThinOut(points, MostLinePoints)) {
+        path += (path.empty() ? "M" : " ") + Number(ToX(point.x)) + "," + Number(ToY(point.y));
+    }
+    body_ += "<path class=\"line " + SeriesClass(series) + "\" d=\"" + path + "\"/>\n";
+}
+
+void SvgPlot::AddSteps(std::vector<PlotPoint> const& points, double end, std::size_t series) {
+    std::vector<PlotPoint> corners;
+    for (PlotPoint const& point : points) {
+        if (!corners.empty()) {
+            corners.push_back({point.x, corners.back().y});
+        }
+        corners.push_back(point);
+    }
+    if (!corners.empty()) {
+        corners.push_back({end, corners.back().y});
+    }
+    AddLine(corners, series);
+}
+
+void SvgPlot::AddEnvelope(Listening::SampleView sound, double start, std::size_t series) {
+    std::string above;
+    std::string below;
+    for (double x = Left; x < Right; x += 1.0) {
+        double const second = seconds_.least + (x - Left) / (Right - Left) * (seconds_.most - seconds_.least);
+        double const next =
+            seconds_.least + (x + 1.0 - Left) / (Right - Left) * (seconds_.most - seconds_.least);
+        auto const from = static_cast<std::int64_t>(std::floor((second - start) * Listening::SoundRateHz));
+        auto const to = static_cast<std::int64_t>(std::floor((next - start) * Listening::SoundRateHz));
+        Listening::SampleView const column = sound.Cut(from, std::max<std::int64_t>(1, to - from));
+        double low = 0.0;
+        double high = 0.0;
+        if (!column.IsEmpty()) {
+            auto const [least, most] = std::minmax_element(column.begin(), column.end());
+            low = *least / FullScale;
+            high = *most / FullScale;
+        }
+        // At least a hair's breadth, so that silence is a line.
+        above += " " + Number(x) + "," + Number(ToY(high) - 0.3);
+        below = " " + Number(x) + "," + Number(ToY(low) + 0.3) + below;
+    }
+    body_ += "<path class=\"area " + SeriesClass(series) + "\" d=\"M" + above.substr(1) + below + "Z\"/>\n";
+}
+
+void SvgPlot::AddMark(double second, std::string const& title, bool isBad) {
+    if (second < seconds_.least || second > seconds_.most) {
+        return;
+    }
+    std::string const x = Number(ToX(second));
+    body_ += "<line class=\"mark" + std::string(isBad ? " bad" : "") + "\" x1=\"" + x + "\" y1=\"" +
+             Number(Top) + "\" x2=\"" + x + "\" y2=\"" + Number(height_ - AxisHeight) + "\"><title>" +
+             EscapeHtml(title) + "</title></line>\n";
+}
+
+double SvgPlot::NotesHeight(std::vector<PlotNote> const& notes, PlotRange seconds) {
+    std::size_t rows = 1;
+    for (NotePlace const& place : PlaceNotes(notes, seconds)) {
+        rows = std::max(rows, place.row + 1);
+    }
+    return Top + AxisHeight + NoteRowHeight * static_cast<double>(rows);
+}
+
+void SvgPlot::AddNotes(std::vector<PlotNote> const& notes) {
+    std::vector<NotePlace> const places = PlaceNotes(notes, seconds_);
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+        PlotNote const& note = notes[i];
+        double const y = Top + NoteRowHeight * (static_cast<double>(places[i].row) + 0.5);
+        double const from = ToX(note.from);
+        double const to = ToX(note.to);
+        NoteSide_t const side = places[i].side;
+        double const textX = side == NoteSide_t::UponBar     ? from + DotRoom
+                             : side == NoteSide_t::LeftOfDot ? from - 1.5 * DotRoom
+                                                             : to + 1.5 * DotRoom;
+        std::string const shape = side == NoteSide_t::UponBar ? "bar " : "span ";
+        body_ += "<line class=\"" + shape + SeriesClass(note.series) + "\" x1=\"" + Number(from) +
+                 "\" y1=\"" + Number(y) + "\" x2=\"" + Number(to + 0.1) + "\" y2=\"" + Number(y) +
+                 "\"/><text class=\"note\" text-anchor=\"" +
+                 std::string(side == NoteSide_t::LeftOfDot ? "end" : "start") + "\" x=\"" + Number(textX) +
+                 "\" y=\"" + Number(y + 4.0) + "\">" + EscapeHtml(note.text) + "</text>\n";
+    }
+}
+
+std::string SvgPlot::Finish() const {
+    std::string const description = EscapeHtml(description_);
+    return "<svg viewBox=\"0 0 " + Number(Width) + " " + Number(height_) + "\" role=\"img\" aria-label=\"" +
+           description + "\">\n" + body_ + "</svg>\n";
+}
+
+} // namespace AudioHost

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "terminal/hosterror.h"
+
+namespace AudioHost {
+
+/// The `play` command, as asked for. Texts are UTF-8, paths as given.
+struct PlayOptions {
+    std::vector<std::string> files;
+    std::int64_t leadMilliSec = 200;
+    /// Not given: the renderer's own default stands.
+    std::optional<float> volume;
+    std::optional<float> balance;
+    /// 0: to the end.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string reportPath;
+    std::string heardPath;
+    std::string logPath;
+};
+
+/// Longest take, twelve hours: a WAV file holds little more.
+constexpr std::int64_t MostTakeSeconds = 43'200;
+
+/// The `record` command.
+struct RecordOptions {
+    std::string outPath;
+    /// 0: until interrupted, or `MostTakeSeconds`.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string reportPath;
+    std::string sentPath;
+    std::string logPath;
+};
+
+/// The `meter` command.
+struct MeterOptions {
+    /// 0: until interrupted.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string logPath;
+};
+
+/// What the command line asks for: one of the commands, or a text and an exit code.
+struct CommandLine {
+    std::optional<PlayOptions> play;
+    std::optional<RecordOptions> record;
+    std::optional<MeterOptions> meter;
+    ExitCode_t code = ExitCode_t::Ok;
+    /// For standard output (help, version) when `code` is `Ok`, else for standard error.
+    std::string text;
+};
+
+/// Reads the arguments without the program's name, in UTF-8. Never throws but for memory.
+CommandLine ReadCommandLine(std::vector<std::string> const& arguments);
+
+} // namespace AudioHost

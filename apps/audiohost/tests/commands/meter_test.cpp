@@ -1,0 +1,176 @@
+#include "commands/meter.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "pipeline/pipeline.h"
+#include "support/testfiles.h"
+#include "support/testmicrophone.h"
+#include "support/testrenderer.h"
+
+namespace AudioHost {
+
+namespace {
+
+constexpr std::int64_t Second = 1'000'000'000;
+constexpr std::int64_t StartNanoSec = 1000 * Second;
+
+/// A line-level thread that calls without a pause: 0.75, and 0.5 from two seconds on.
+class TestMeter : public CaptureAccess {
+public:
+    explicit TestMeter(TestClock const& clock) : clock_(clock) {}
+    ~TestMeter() override {
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+
+    std::shared_ptr<Microphone> Open() override { return nullptr; }
+
+    bool StartMeter(std::function<bool(float)> const& callback) override {
+        hadRenderer = Media::Pipeline::GetAudioRenderer() != nullptr;
+        if (isThere) {
+            thread_ = std::thread([this, copy = callback]() mutable {
+                while (calls_ < mostCalls &&
+                       copy(clock_.nanoSec < StartNanoSec + 2 * Second ? 0.75F : 0.5F)) {
+                    AddCall();
+                }
+                // Time enough for a command that does not wait to be gone.
+                for (int i = 0; i < 1000; ++i) {
+                    std::this_thread::yield();
+                }
+                SetEnded();
+                copy = nullptr;
+            });
+        }
+        return isThere;
+    }
+
+    /// Waits until a call has begun and ended, or no more will come.
+    void WaitForCall() {
+        std::unique_lock<std::mutex> guard(lock_);
+        // One may be under way.
+        std::uint64_t const enough = calls_ + 2;
+        changed_.wait(guard, [&] { return calls_ >= enough || hasEnded; });
+    }
+
+    bool isThere = true;
+    std::uint64_t mostCalls = UINT64_MAX;
+    bool hadRenderer = false;
+    std::atomic<bool> hasEnded{false};
+
+private:
+    void AddCall() {
+        std::lock_guard<std::mutex> const guard(lock_);
+        ++calls_;
+        changed_.notify_all();
+    }
+    void SetEnded() {
+        std::lock_guard<std::mutex> const guard(lock_);
+        hasEnded = true;
+        changed_.notify_all();
+    }
+
+    TestClock const& clock_;
+    std::thread thread_;
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::atomic<std::uint64_t> calls_{0};
+};
+
+/// Remembers whether the line-level thread had ended when it was shut down.
+class WatchfulRenderer : public TestRenderer {
+public:
+    explicit WatchfulRenderer(TestMeter const& meter) : meter_(meter) {}
+    void Shutdown() override {
+        TestRenderer::Shutdown();
+        hadEnded = meter_.hasEnded;
+    }
+
+    bool hadEnded = false;
+
+private:
+    TestMeter const& meter_;
+};
+
+struct Fixture {
+    TestClock clock;
+    ClockPacer pacer{clock};
+    TestMeter meter{clock};
+    WatchfulRenderer renderer{meter};
+    std::ostringstream out;
+    MeterOptions options;
+    bool isTerminal = false;
+
+    Fixture() {
+        pacer.onWait = [this](std::int64_t) { meter.WaitForCall(); };
+    }
+
+    ExitCode_t Run() {
+        try {
+            return Meter(options, {renderer, pacer, out, isTerminal}, meter);
+        } catch (HostError const& error) {
+            return error.GetCode();
+        }
+    }
+};
+
+} // namespace
+
+TEST(Meter, ElsewhereThanOnATerminalWritesALineASecond) {
+    Fixture fixture;
+    fixture.options.seconds = 3.0;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_EQ(fixture.out.str(),
+              "0:01.0  level 0.750  highest 0.750\n"
+              "0:02.0  level 0.500  highest 0.750\n"
+              "0:03.0  level 0.500  highest 0.500\n");
+}
+
+TEST(Meter, EndsAfterAPartOfASecond) {
+    Fixture fixture;
+    fixture.options.seconds = 0.5;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + Second / 2);
+    EXPECT_EQ(fixture.out.str(), "0:00.5  level 0.750  highest 0.750\n");
+}
+
+TEST(Meter, OnATerminalMovesABar) {
+    Fixture fixture;
+    fixture.isTerminal = true;
+    fixture.options.seconds = 0.1;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_EQ(fixture.out.str(), "\r[###############.....] 0.75\r[###############.....] 0.75\n");
+}
+
+TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {
+    Fixture fixture;
+    fixture.pacer.stopNanoSec = Second;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
+    EXPECT_TRUE(fixture.meter.hadRenderer);
+    EXPECT_TRUE(fixture.renderer.hadEnded);
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+    EXPECT_EQ(Media::Pipeline::GetAudioRenderer(), nullptr);
+}
+
+TEST(Meter, WithoutAMicrophoneEndsWithItsCode) {
+    Fixture fixture;
+    fixture.meter.isThere = false;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+}
+
+TEST(Meter, OfAThreadThatEndsByItselfEndsWithItsCode) {
+    for (std::uint64_t const calls : {0U, 3U}) {
+        Fixture fixture;
+        fixture.meter.mostCalls = calls;
+        EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
+    }
+}
+
+} // namespace AudioHost

@@ -1,0 +1,143 @@
+#include "commands/play.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <thread>
+
+#include "listening/tests/testsounds.h"
+#include "pipeline/pipeline.h"
+#include "support/testfiles.h"
+#include "support/testrenderer.h"
+
+namespace AudioHost {
+
+using testing::HasSubstr;
+
+namespace {
+
+struct Fixture {
+    TestFolder folder;
+    TestRenderer renderer;
+    StopSignal stop;
+    std::ostringstream out;
+    PlayOptions options;
+    OutputAccess* output = nullptr;
+
+    Fixture() {
+        options.files = {folder.Write("voice.wav", MakeWav({}, BytesOf(Listening::MakeVoice(96000))))};
+    }
+
+    ExitCode_t Run() { return Play(options, {renderer, stop, out, false}, output); }
+
+    ExitCode_t RunToError() {
+        try {
+            return Run();
+        } catch (HostError const& error) {
+            return error.GetCode();
+        }
+    }
+};
+
+/// Counts the sounds that play.
+class CountingOutput : public OutputAccess {
+public:
+    std::unique_ptr<SilentSound> Open() override {
+        ++opened;
+        return std::make_unique<Sound>(*this);
+    }
+
+    int opened = 0;
+    int ended = 0;
+
+private:
+    class Sound : public SilentSound {
+    public:
+        explicit Sound(CountingOutput& owner) : owner_(owner) {}
+        ~Sound() override { ++owner_.ended; }
+        Sound(Sound const&) = delete;
+        Sound& operator=(Sound const&) = delete;
+
+        std::optional<std::int64_t> GetPositionNanoSec() override { return std::nullopt; }
+        std::int64_t GetLengthNanoSec() const override { return 1; }
+        void Rest() override { std::this_thread::yield(); }
+
+    private:
+        CountingOutput& owner_;
+    };
+};
+
+} // namespace
+
+TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    fixture.renderer.errorMilliSec = 46;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::PlayedBadly);
+}
+
+TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.heardPath = fixture.folder.PathOf("none.raw");
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
+    fixture.options.volume = 0.0F;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::Ok);
+}
+
+TEST(Play, KeepsTheOutputRunningUntilItEnds) {
+    Fixture fixture;
+    CountingOutput output;
+    fixture.output = &output;
+    fixture.stop.Request();
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
+    EXPECT_EQ(output.opened, 1);
+    EXPECT_EQ(output.ended, 1);
+}
+
+TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
+    Fixture fixture;
+    fixture.options.reportPath = fixture.folder.PathOf("report.html");
+    fixture.stop.Request();
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("Interrupted before anything was played"));
+    std::ifstream report(std::filesystem::u8path(fixture.options.reportPath));
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(report), {}), HasSubstr("voice.wav"));
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+    EXPECT_EQ(Media::Pipeline::GetAudioRenderer(), nullptr);
+}
+
+TEST(Play, WithoutAnOutputDeviceEndsWithItsCodeAndShutsDown) {
+    Fixture fixture;
+    fixture.renderer.hasOutput = false;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
+    EXPECT_EQ(fixture.renderer.shutdowns, 1);
+}
+
+TEST(Play, WithAnOutputThatDoesNotOpenEndsWithItsCode) {
+    Fixture fixture;
+    fixture.renderer.status = -200;
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
+}
+
+TEST(Play, ChecksEveryFileBeforeItOpensTheOutput) {
+    Fixture fixture;
+    fixture.options.files.push_back(fixture.folder.PathOf("none.wav"));
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
+    EXPECT_EQ(fixture.renderer.shutdowns, 0);
+}
+
+TEST(Play, WithAReportThatCannotBeWrittenSaysSoBeforeItPlays) {
+    Fixture fixture;
+    fixture.options.reportPath = fixture.folder.PathOf("no folder/report.html");
+    EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
+    EXPECT_EQ(fixture.renderer.shutdowns, 0);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,106 @@
+#include "play/playbacklog.h"
+
+#include <gtest/gtest.h>
+
+namespace AudioHost {
+
+namespace {
+
+constexpr std::int64_t MilliSec = 1'000'000;
+constexpr std::int64_t StartNanoSec = 1'000'000'000;
+
+Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int64_t error,
+                                 bool succeeds = true) {
+    Media::Pipeline::Report_t report;
+    report.session = session;
+    report.outcome = succeeds ? Media::PipelineStageJob::Outcome_t::Succeeded
+                              : Media::PipelineStageJob::Outcome_t::Uncompleted;
+    report.requested = Kovra::JiffyTime(StartNanoSec);
+    report.achieved = Kovra::JiffyTime(StartNanoSec + error);
+    return report;
+}
+
+Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64_t subject = 0) {
+    Kovra::LogRecord record;
+    record.subject = subject;
+    record.message = message;
+    record.time = Kovra::JiffyTime(StartNanoSec + after);
+    return record;
+}
+
+} // namespace
+
+TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) {
+    PlaybackLogKeeper keeper(false);
+    keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
+    keeper.AddSession(7, {});
+    keeper.AddReport(Report(7, -1'500'000));
+    keeper.AddReport(Report(7, 0, false));
+    keeper.AddReport(Report(8, 0));
+    SessionLog const session = keeper.Take().sessions.at(0);
+    EXPECT_EQ(session.jobsSucceeded, 1U);
+    EXPECT_EQ(session.jobsFailed, 1U);
+    EXPECT_EQ(ErrorsOf(session), std::vector<double>{-1.5});
+}
+
+TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatIsItsSubject) {
+    PlaybackLogKeeper keeper(false);
+    keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
+    keeper.AddSession(1, {});
+    keeper.AddSession(2, {});
+    keeper.AddLog(Log(3 * MilliSec, "AudioBuffer playback started", 2));
+    keeper.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz", 1));
+    PlaybackLog const log = keeper.Take();
+    ASSERT_EQ(log.sessions[0].steps.size(), 1U);
+    EXPECT_EQ(log.sessions[0].steps[0].hz, 47960U);
+    EXPECT_EQ(log.sessions[0].steps[0].timeNanoSec, 4 * MilliSec);
+    ASSERT_EQ(log.sessions[1].events.size(), 1U);
+    EXPECT_EQ(log.sessions[1].events[0].kind, EventKind_t::Started);
+    EXPECT_EQ(log.sessions[1].steps[0].hz, 48000U);
+    EXPECT_TRUE(log.otherEvents.empty());
+}
+
+TEST(PlaybackLogKeeper_AddLog, WithoutASubjectBelongsToNoSession) {
+    PlaybackLogKeeper keeper(false);
+    keeper.AddSession(1, {});
+    keeper.AddLog(Log(0, "Idle AudioBuffer playback stopped (1200 ms)"));
+    PlaybackLog const log = keeper.Take();
+    ASSERT_EQ(log.otherEvents.size(), 1U);
+    EXPECT_EQ(log.otherEvents[0].kind, EventKind_t::IdleStop);
+}
+
+TEST(PlaybackLogKeeper_AddSent, PutsSoundAtItsPositionWhenItIsKept) {
+    PlaybackLogKeeper keeping(true);
+    PlaybackLogKeeper forgetting(false);
+    MediaFrame frame;
+    frame.positionNanoSec = 20 * MilliSec;
+    frame.durationNanoSec = 20 * MilliSec;
+    frame.sound = {1, 2, 3};
+    for (PlaybackLogKeeper* keeper : {&keeping, &forgetting}) {
+        keeper->AddSent(keeper->AddSession(1, {}), frame);
+    }
+    Listening::Samples const sound = keeping.Take().sessions[0].sound;
+    ASSERT_EQ(sound.size(), 963U);
+    EXPECT_EQ(sound[959], 0);
+    EXPECT_EQ(sound[960], 1);
+    SessionLog const other = forgetting.Take().sessions[0];
+    EXPECT_TRUE(other.sound.empty());
+    EXPECT_EQ(other.sentNanoSec, 40 * MilliSec);
+}
+
+TEST(PlaybackLogKeeper_GetProgress, TellsTheLatest) {
+    PlaybackLogKeeper keeper(false);
+    SessionLog session;
+    session.durationNanoSec = 9;
+    keeper.AddSession(1, session);
+    keeper.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz", 1));
+    keeper.AddReport(Report(1, 2 * MilliSec));
+    keeper.AddReport(Report(1, 0, false));
+    PlaybackLogKeeper::Progress const progress = keeper.GetProgress().at(0);
+    EXPECT_EQ(progress.durationNanoSec, 9);
+    EXPECT_EQ(progress.errorMilliSec, 2.0);
+    EXPECT_EQ(progress.hz, 48040U);
+    EXPECT_EQ(progress.jobsFailed, 1U);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,159 @@
+#include "terminal/options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace AudioHost {
+
+TEST(ReadCommandLine, OfPlayWithOneFileHasTheDefaults) {
+    CommandLine const line = ReadCommandLine({"play", "a.wav"});
+    ASSERT_TRUE(line.play);
+    EXPECT_EQ(line.play->files, std::vector<std::string>{"a.wav"});
+    EXPECT_EQ(line.play->leadMilliSec, 200);
+    EXPECT_FALSE(line.play->volume);
+    EXPECT_FALSE(line.play->balance);
+    EXPECT_EQ(line.play->seconds, 0.0);
+    EXPECT_EQ(line.play->reportPath + line.play->heardPath + line.play->logPath, "");
+}
+
+TEST(ReadCommandLine, OfPlayTakesEveryOptionAndSeveralFiles) {
+    CommandLine const line =
+        ReadCommandLine({"play", "a.wav", "--lead", "120", "b c.mp3", "--volume", "0.5", "--balance", "1",
+                         "--seconds", "2.5", "--report", "r.html", "--heard", "h.raw", "--log", "l.txt"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{"a.wav", "b c.mp3"}));
+    EXPECT_EQ(line.play->leadMilliSec, 120);
+    EXPECT_EQ(line.play->volume, 0.5F);
+    EXPECT_EQ(line.play->balance, 1.0F);
+    EXPECT_EQ(line.play->seconds, 2.5);
+    EXPECT_EQ(line.play->reportPath, "r.html");
+    EXPECT_EQ(line.play->heardPath, "h.raw");
+    EXPECT_EQ(line.play->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
+    CommandLine const line = ReadCommandLine(
+        {"play", "--lead", "120", "--report", "default.html", "a.wav", "--report=own.html", "--lead=140"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->leadMilliSec, 140);
+    EXPECT_EQ(line.play->reportPath, "own.html");
+}
+
+TEST(ReadCommandLine, OfAPathThatBeginsWithASlashIsNoOption) {
+    CommandLine const line = ReadCommandLine({"play", "/lead", "/music/a b.wav", "--report", "/tmp/r.html"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{"/lead", "/music/a b.wav"}));
+    EXPECT_EQ(line.play->reportPath, "/tmp/r.html");
+}
+
+TEST(ReadCommandLine, OfAFileNamedLikeACommandIsAFile) {
+    CommandLine const line = ReadCommandLine({"play", "meter", "record"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{"meter", "record"}));
+}
+
+TEST(ReadCommandLine, LeadStaysWithinItsBounds) {
+    EXPECT_TRUE(ReadCommandLine({"play", "a.wav", "--lead", "40"}).play);
+    EXPECT_TRUE(ReadCommandLine({"play", "a.wav", "--lead", "2000"}).play);
+    EXPECT_EQ(ReadCommandLine({"play", "a.wav", "--lead", "39"}).code, ExitCode_t::Usage);
+    EXPECT_EQ(ReadCommandLine({"play", "a.wav", "--lead", "2001"}).code, ExitCode_t::Usage);
+}
+
+TEST(ReadCommandLine, OfRecordHasTheDefaultsAndTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"record", "out.wav"});
+    ASSERT_TRUE(line.record) << line.text;
+    EXPECT_FALSE(line.play || line.meter);
+    EXPECT_EQ(line.record->outPath, "out.wav");
+    EXPECT_EQ(line.record->seconds, 0.0);
+    EXPECT_EQ(line.record->reportPath + line.record->sentPath + line.record->logPath, "");
+    CommandLine const full = ReadCommandLine(
+        {"record", "--seconds", "2.5", "--report", "r.html", "--sent", "s.wav", "--log", "l.txt", "out.wav"});
+    ASSERT_TRUE(full.record) << full.text;
+    EXPECT_EQ(full.record->seconds, 2.5);
+    EXPECT_EQ(full.record->reportPath, "r.html");
+    EXPECT_EQ(full.record->sentPath, "s.wav");
+    EXPECT_EQ(full.record->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, OfRecordEndsAtTwelveHours) {
+    EXPECT_TRUE(ReadCommandLine({"record", "out.wav", "--seconds", "43200"}).record);
+    EXPECT_EQ(ReadCommandLine({"record", "out.wav", "--seconds", "43201"}).code, ExitCode_t::Usage);
+}
+
+TEST(ReadCommandLine, OfMeterHasTheDefaultsAndTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"meter"});
+    ASSERT_TRUE(line.meter) << line.text;
+    EXPECT_FALSE(line.play || line.record);
+    EXPECT_EQ(line.meter->seconds, 0.0);
+    EXPECT_EQ(line.meter->logPath, "");
+    CommandLine const full = ReadCommandLine({"meter", "--seconds", "0.5", "--log", "l.txt"});
+    ASSERT_TRUE(full.meter) << full.text;
+    EXPECT_EQ(full.meter->seconds, 0.5);
+    EXPECT_EQ(full.meter->logPath, "l.txt");
+}
+
+class ReadCommandLine_Wrong : public testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(ReadCommandLine_Wrong, IsAUsageErrorWithASentenceAndAHint) {
+    CommandLine const line = ReadCommandLine(GetParam());
+    EXPECT_FALSE(line.play || line.record || line.meter);
+    EXPECT_EQ(line.code, ExitCode_t::Usage);
+    EXPECT_NE(line.text.find("--help"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, ReadCommandLine_Wrong,
+                         testing::Values(std::vector<std::string>{}, std::vector<std::string>{"play"},
+                                         std::vector<std::string>{"dance"},
+                                         std::vector<std::string>{"play", "a.wav", "--volume", "1.1"},
+                                         std::vector<std::string>{"play", "a.wav", "--volume", "nan"},
+                                         std::vector<std::string>{"play", "a.wav", "--volume", "loud"},
+                                         std::vector<std::string>{"play", "a.wav", "--balance", "-0.1"},
+                                         std::vector<std::string>{"play", "a.wav", "--seconds", "0"},
+                                         std::vector<std::string>{"play", "a.wav", "--seconds", "nan"},
+                                         std::vector<std::string>{"play", "a.wav", "--colour"},
+                                         std::vector<std::string>{"play", "a.wav", "--report"},
+                                         std::vector<std::string>{"record"},
+                                         std::vector<std::string>{"record", "a.wav", "b.wav"},
+                                         std::vector<std::string>{"record", "a.wav", "--seconds", "0"},
+                                         std::vector<std::string>{"record", "a.wav", "--volume", "1"},
+                                         std::vector<std::string>{"meter", "a.wav"},
+                                         std::vector<std::string>{"meter", "--seconds", "nan"},
+                                         std::vector<std::string>{"meter", "record", "a.wav"}));
+
+TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{"--help"}, std::vector<std::string>{"play", "--help"},
+          std::vector<std::string>{"record", "--help"}, std::vector<std::string>{"meter", "--help"}}) {
+        CommandLine const line = ReadCommandLine(arguments);
+        EXPECT_FALSE(line.play || line.record || line.meter);
+        EXPECT_EQ(line.code, ExitCode_t::Ok);
+        EXPECT_NE(line.text.find("130"), std::string::npos);
+    }
+}
+
+TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
+    std::string const all = ReadCommandLine({"--help"}).text;
+    for (std::string const command : {"play", "record", "meter"}) {
+        EXPECT_THAT(all, testing::HasSubstr(ReadCommandLine({command, "--help"}).text));
+    }
+}
+
+TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
+    std::size_t told = 0;
+    for (std::string const command : {"play", "record", "meter"}) {
+        std::istringstream help(ReadCommandLine({command, "--help"}).text);
+        for (std::string line; std::getline(help, line);) {
+            if (line.rfind("  --", 0) == 0) {
+                std::string const option = line.substr(2, line.find(' ', 2) - 2);
+                EXPECT_THAT(ReadCommandLine({command, option}).text,
+                            testing::StartsWith(option + ": 1 required"));
+                ++told;
+            }
+        }
+    }
+    EXPECT_EQ(told, 7U + 4U + 2U);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <vector>
+
+#include "listening/samples.h"
+
+namespace Listening {
+
+constexpr std::size_t MostPatternSamples = 65536;
+
+/// How alike `pattern` and each equally long stretch of `text` are: element k stands for the stretch that
+/// starts at `text[k]`, from -1.0 (inverted) to 1.0 (the same but for its level). A stretch as good as silent
+/// counts as 0.0. Empty when the pattern is empty, longer than the text or than `MostPatternSamples`. Work
+/// n log n.
+std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text);
+
+/// `pattern` as it sounds when its player runs `speed` times as fast (0.999 is slower), about its middle,
+/// at the same length.
+Samples ChangeSpeed(SampleView pattern, double speed);
+
+} // namespace Listening

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Listening {
+
+/// Rate at which the host keeps and compares sound: what the loudspeaker side runs at.
+constexpr std::uint32_t SoundRateHz = 48000;
+constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+/// Greatest magnitude of a sample.
+constexpr double FullScaleLsb = 32768.0;
+
+/// Mono 16-bit PCM at `SoundRateHz`.
+using Samples = std::vector<std::int16_t>;
+
+/// A borrowed stretch of samples.
+class SampleView {
+public:
+    SampleView() = default;
+    SampleView(std::int16_t const* data, std::size_t size) : data_(data), size_(size) {}
+    SampleView(Samples const& samples) : data_(samples.data()), size_(samples.size()) {}
+
+    std::int16_t const* begin() const { return data_; }
+    std::int16_t const* end() const { return data_ + size_; }
+    std::size_t GetSize() const { return size_; }
+    bool IsEmpty() const { return size_ == 0; }
+    std::int16_t operator[](std::size_t index) const { return data_[index]; }
+
+    /// The part of `[start, start + count)` that lies within this view; empty when none does.
+    SampleView Cut(std::int64_t start, std::int64_t count) const {
+        auto const size = static_cast<std::int64_t>(size_);
+        std::int64_t const first = start < 0 ? 0 : start;
+        std::int64_t const last = start + count > size ? size : start + count;
+        if (first >= last) {
+            return {};
+        }
+        return {data_ + first, static_cast<std::size_t>(last - first)};
+    }
+
+private:
+    std::int16_t const* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+constexpr double SamplesToMilliSec(double samples) {
+    return samples * 1000.0 / SoundRateHz;
+}
+constexpr double SamplesToSec(double samples) {
+    return samples / SoundRateHz;
+}
+constexpr std::int64_t MilliSecToSamples(std::int64_t milliSec) {
+    return milliSec * SoundRateHz / 1000;
+}
+
+/// Index of the sample that sounds at `nanoSec` into a stream, rounded to the nearest; `nanoSec` from 0 to
+/// two days, beyond which the product would overflow.
+constexpr std::int64_t NanoSecToSamples(std::int64_t nanoSec) {
+    return (nanoSec * (SoundRateHz / 1000) + 500'000) / 1'000'000;
+}
+static_assert(NanoSecToSamples(20'000'000) == 960);
+static_assert(NanoSecToSamples(NanoSecPerSec) == 48000);
+
+} // namespace Listening

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <vector>
+
+#include "model/difference.h"
+#include "model/trace.h"
+#include "simulation/world.h"
+#include "support/fakecodec.h"
+
+namespace ModelTest {
+
+/// What the module does to the world outside in a step: its calls of the platform, its log records, its
+/// requests to the codec.
+///
+/// **Ownership:** borrows the world, and is the program's log observer and codec while it lives.
+class ModuleTrace {
+public:
+    explicit ModuleTrace(Simulation::World& world);
+    ~ModuleTrace();
+    ModuleTrace(ModuleTrace const&) = delete;
+    ModuleTrace& operator=(ModuleTrace const&) = delete;
+
+    /// Forgets everything so far.
+    void Clear();
+    /// Plans the faults that a call can have, and gives those.
+    std::vector<Fault> Plan(std::vector<Fault> const& faults);
+    void Compare(Trace const& expected, Difference& difference) const;
+
+    UnitTest::FakeCodec codec;
+
+private:
+    Simulation::World& world_;
+    std::vector<LogLine> logs_;
+};
+
+} // namespace ModelTest

@@ -1,4 +1,0 @@
-// The interface identifiers, defined once.
-
-#define INITGUID
-#include "simulation/dsoundheaders.h"

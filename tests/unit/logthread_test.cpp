@@ -1,0 +1,118 @@
+// What logs with every frame, and what the time-critical thread logs, costs them no file and no observer:
+// both are served by the log's own thread, and nobody waits for it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "kovra/log.h"
+#include "kovra/thread.h"
+#include "pipeline/pipeline.h"
+#include "simulation/testworld.h"
+#include "support/builders.h"
+#include "support/captureview.h"
+#include "support/rendererview.h"
+
+namespace Media {
+namespace {
+
+using Simulation::Call_t;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsSupersetOf;
+using UnitTest::NanoSecPerMilliSec;
+
+constexpr std::int64_t FirstTimestampNanoSec = 7'000'000'000;
+constexpr std::int64_t FrameMilliSec = 20;
+constexpr std::size_t FrameSamples = 960;
+constexpr std::size_t Workers = 2;
+/// After each frame: five samples of 20833 ns.
+constexpr std::int64_t GapNanoSec = 5 * 20833;
+
+/// A pipeline that plays through the module on the simulated machine, while every record goes to a file and
+/// an observer.
+class LogThread : public ::testing::Test {
+protected:
+    LogThread() {
+        std::remove(path_.c_str());
+        EXPECT_TRUE(UnitTest::InitializeWithRunningThread(renderer_, world_));
+        Pipeline::SetAudioRenderer(&renderer_);
+        EXPECT_TRUE(manager_.SetFile(path_));
+    }
+    ~LogThread() override {
+        manager_.SetObserver({});
+        manager_.SetFile("");
+        std::remove(path_.c_str());
+        Pipeline::SetAudioRenderer(nullptr);
+    }
+
+    /// Frames with a gap behind each, until the session is idle; and a meter that gets no microphone. The
+    /// pipeline's workers, the playback thread and the line-level thread log.
+    void PlayAndMeter() {
+        auto const session = pipeline_.OpenSession({});
+        for (std::int64_t n = 0; n < 10; ++n) {
+            std::int64_t const position = n * (FrameMilliSec * NanoSecPerMilliSec + GapNanoSec);
+            EXPECT_TRUE(pipeline_.Submit(
+                session, UnitTest::ConstantFrame(FirstTimestampNanoSec + position, FrameSamples, 1000),
+                Kovra::JiffyTime::Now().AddMilliSec(100)));
+            pipeline_.Drain();
+            world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        }
+        world_.Clock().AdvanceMilliSec(3000);
+        EXPECT_FALSE(world_.OnlyBuffer().IsPlaying());
+
+        world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+        EXPECT_TRUE(renderer_.GetLineLevelCallbacks(meter_.MakeCallback()));
+        EXPECT_TRUE(meter_.WaitForEnd());
+        pipeline_.CloseSession(session);
+    }
+
+    std::string ReadFile() const {
+        std::ifstream file(path_);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    std::string const path_ = testing::TempDir() + "unit_logthread.log";
+    Kovra::LogManager& manager_ = Kovra::LogManager::Instance();
+    Simulation::TestWorld world_;
+    UnitTest::Meter meter_;
+    RendererAudio renderer_;
+    Pipeline pipeline_{renderer_, Workers};
+};
+
+TEST_F(LogThread, AloneServesTheObserverWhateverThreadLogs) {
+    std::set<std::string> pushers;
+    std::set<std::string> tellers;
+    manager_.SetObserver([&](Kovra::LogRecord const& record) {
+        pushers.insert(record.threadName);
+        tellers.insert(Kovra::GetThreadName());
+    });
+    PlayAndMeter();
+    manager_.Flush();
+    EXPECT_THAT(pushers, IsSupersetOf({"Media.Pipeline.Worker", "Media.RendererAudio.Playback",
+                                       "Media.RendererAudio.LineLevel"}));
+    EXPECT_THAT(tellers, ElementsAre("Kovra.Log"));
+}
+
+TEST_F(LogThread, MayBeHeldUpWhilePlaybackAndMeterGoOnAndTheFileStaysEmpty) {
+    std::promise<void> release;
+    manager_.SetObserver([held = release.get_future().share()](Kovra::LogRecord const&) { held.wait(); });
+    PlayAndMeter();
+    EXPECT_EQ(ReadFile(), "");
+    release.set_value();
+    manager_.Flush();
+    std::string const text = ReadFile();
+    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer playback started\n"));
+    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer ignoring small gap ("));
+    EXPECT_THAT(text, HasSubstr("[Media.RendererAudio.Playback] Idle AudioBuffer playback stopped ("));
+    EXPECT_THAT(text, HasSubstr("[Media.RendererAudio.LineLevel] Failed to acquire "));
+}
+
+} // namespace
+} // namespace Media
