@@ -12,7 +12,7 @@
 #include "kovra/log.h"
 #include "rendereraudio.h"
 #include "simulation/world.h"
-#include "support/builders.h"
+#include "support/module/builders.h"
 
 namespace {
 

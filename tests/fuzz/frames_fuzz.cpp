@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "simulation/world.h"
-#include "support/builders.h"
-#include "support/peers.h"
+#include "support/module/builders.h"
+#include "support/module/peers.h"
 
 namespace {
 

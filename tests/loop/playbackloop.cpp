@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "support/peers.h"
+#include "support/module/peers.h"
 
 namespace ClosedLoop {
 

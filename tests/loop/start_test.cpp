@@ -6,8 +6,8 @@
 #include "arithmetic/ring.h"
 #include "extent.h"
 #include "simulation/testworld.h"
-#include "support/builders.h"
-#include "support/peers.h"
+#include "support/module/builders.h"
+#include "support/module/peers.h"
 
 namespace ClosedLoop {
 namespace {

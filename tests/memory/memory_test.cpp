@@ -10,9 +10,9 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
-#include "support/capturebuffertest.h"
-#include "support/logcapture.h"
-#include "support/playbackbuffertest.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/logcapture.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "model/limits.h"
-#include "support/fakecodec.h"
+#include "support/module/fakecodec.h"
 
 namespace ModelTest {
 

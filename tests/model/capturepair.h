@@ -6,7 +6,7 @@
 #include "model/difference.h"
 #include "model/step.h"
 #include "simulation/world.h"
-#include "support/peers.h"
+#include "support/module/peers.h"
 
 namespace ModelTest {
 

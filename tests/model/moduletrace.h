@@ -5,7 +5,7 @@
 #include "model/difference.h"
 #include "model/trace.h"
 #include "simulation/world.h"
-#include "support/fakecodec.h"
+#include "support/module/fakecodec.h"
 
 namespace ModelTest {
 

@@ -7,7 +7,7 @@
 #include "model/playbackmodel.h"
 #include "model/step.h"
 #include "model/stepframe.h"
-#include "support/peers.h"
+#include "support/module/peers.h"
 
 namespace ModelTest {
 

@@ -4,7 +4,7 @@
 
 #include "model/playbackmodel.h"
 #include "model/step.h"
-#include "support/fakecodec.h"
+#include "support/module/fakecodec.h"
 
 namespace ModelTest {
 

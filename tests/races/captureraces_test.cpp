@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "racestest.h"
-#include "support/capturebuffertest.h"
+#include "support/module/capturebuffertest.h"
 
 namespace Media {
 namespace {

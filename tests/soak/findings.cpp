@@ -85,7 +85,8 @@ std::vector<ToneFault> TakeUnmoved(std::vector<ToneFault>& faults, std::vector<D
 
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, Listening::SampleView heard) {
     Findings findings;
-    HeardBursts const heardBursts = TrackBursts(plan, heard, record.beginSample, record.originSample, record.frames);
+    HeardBursts const heardBursts =
+        TrackBursts(plan, heard, record.beginSample, record.originSample, record.frames);
     std::int64_t const delay = UsualDelay(heardBursts.bursts);
     std::vector<Disturbance> const moves = PlaceEvents(record, SessionEvent::Kind_t::Cursor, delay);
     std::vector<Disturbance> disturbances = moves;

@@ -107,7 +107,8 @@ TEST_F(Verdict_ListFailures, ARunThatWasDisturbedForMostOfItsTimeTellsNothing) {
     findings.calmShare = LeastCalmShare - 0.001;
     EXPECT_TRUE(IsUntold(options, findings));
     EXPECT_THAT(List(), IsEmpty());
-    EXPECT_THAT(FormatWords(options, record, findings, List()), HasSubstr("Verdict:  this machine cannot tell;"));
+    EXPECT_THAT(FormatWords(options, record, findings, List()),
+                HasSubstr("Verdict:  this machine cannot tell;"));
     --record.told.succeeded;
     EXPECT_THAT(FormatWords(options, record, findings, List()), HasSubstr("Verdict:  failed;"));
 }

@@ -26,9 +26,9 @@ public:
     int CountTakes() const { return takes_; }
     std::size_t CountOpen() const;
 
-    /// To be called in the end: notes in the test's results how often it was taken. False when parts were left
-    /// open: what they would have summed up to is not there. Unless the test has failed, this machine cannot
-    /// tell then; it counts as skipped and says why.
+    /// To be called in the end: notes in the test's results how often it was taken. False when parts were
+    /// left open: what they would have summed up to is not there. Unless the test has failed, this machine
+    /// cannot tell then; it counts as skipped and says why.
     bool Conclude() const;
 
 private:

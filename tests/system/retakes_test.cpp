@@ -64,8 +64,9 @@ TEST(Retakes_Conclude, SkipsATestThatThisMachineCannotTell) {
     }
     ASSERT_EQ(results.size(), 1);
     EXPECT_TRUE(results.GetTestPartResult(0).skipped());
-    EXPECT_THAT(results.GetTestPartResult(0).message(),
-                testing::HasSubstr("this machine cannot tell: in each of 10 takes it disturbed 2 of 3 parts"));
+    EXPECT_THAT(
+        results.GetTestPartResult(0).message(),
+        testing::HasSubstr("this machine cannot tell: in each of 10 takes it disturbed 2 of 3 parts"));
 }
 
 } // namespace

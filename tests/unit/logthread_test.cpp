@@ -15,9 +15,9 @@
 #include "kovra/thread.h"
 #include "pipeline/pipeline.h"
 #include "simulation/testworld.h"
-#include "support/builders.h"
-#include "support/captureview.h"
-#include "support/rendererview.h"
+#include "support/module/builders.h"
+#include "support/module/captureview.h"
+#include "support/module/rendererview.h"
 
 namespace Media {
 namespace {

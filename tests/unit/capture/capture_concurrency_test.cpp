@@ -7,8 +7,8 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
-#include "support/capturebuffertest.h"
-#include "support/captureview.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/captureview.h"
 
 namespace UnitTest {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/capturebuffertest.h"
+#include "support/module/capturebuffertest.h"
 
 namespace UnitTest {
 namespace {

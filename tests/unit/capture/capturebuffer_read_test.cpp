@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "support/capturebuffertest.h"
-#include "support/captureview.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/captureview.h"
 
 namespace UnitTest {
 namespace {

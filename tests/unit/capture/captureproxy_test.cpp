@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "simulation/testworld.h"
-#include "support/capturebuffertest.h"
-#include "support/captureview.h"
-#include "support/logcapture.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/captureview.h"
+#include "support/module/logcapture.h"
 
 namespace UnitTest {
 namespace {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "rendereraudiocapturedevice.h"
-#include "support/captureview.h"
-#include "support/logcapture.h"
-#include "support/unittest.h"
+#include "support/module/captureview.h"
+#include "support/module/logcapture.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 namespace {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "kovra/thread.h"
-#include "support/linelevelthreadtest.h"
+#include "support/module/linelevelthreadtest.h"
 
 namespace UnitTest {
 namespace {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <thread>
 
-#include "support/foreignrenderer.h"
-#include "support/linelevelthreadtest.h"
+#include "support/module/foreignrenderer.h"
+#include "support/module/linelevelthreadtest.h"
 
 namespace UnitTest {
 namespace {

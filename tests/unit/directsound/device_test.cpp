@@ -9,10 +9,10 @@
 #include <tuple>
 #include <vector>
 
-#include "support/captureview.h"
-#include "support/deviceview.h"
-#include "support/logcapture.h"
-#include "support/unittest.h"
+#include "support/module/captureview.h"
+#include "support/module/deviceview.h"
+#include "support/module/logcapture.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "support/deviceview.h"
+#include "support/module/deviceview.h"
 
 namespace UnitTest {
 namespace {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "directsound/creation.h"
-#include "support/playbackbuffertest.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace UnitTest {
 namespace {

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "simulation/testworld.h"
-#include "support/deviceview.h"
+#include "support/module/deviceview.h"
 
 namespace UnitTest {
 namespace {

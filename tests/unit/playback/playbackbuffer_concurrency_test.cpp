@@ -1,8 +1,8 @@
 #include <atomic>
 #include <thread>
 
-#include "support/playbackbuffertest.h"
-#include "support/runningdevice.h"
+#include "support/module/playbackbuffertest.h"
+#include "support/module/runningdevice.h"
 
 namespace UnitTest {
 namespace {

@@ -1,8 +1,8 @@
 #include <cstring>
 
 #include "primitives/primitives.h"
-#include "support/deviceview.h"
-#include "support/playbackbuffertest.h"
+#include "support/module/deviceview.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace UnitTest {
 namespace {

@@ -1,5 +1,5 @@
-#include "support/deviceview.h"
-#include "support/playbackbuffertest.h"
+#include "support/module/deviceview.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace UnitTest {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/playbackbuffertest.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace UnitTest {
 namespace {

@@ -1,6 +1,6 @@
 #include <limits>
 
-#include "support/playbackbuffertest.h"
+#include "support/module/playbackbuffertest.h"
 
 namespace UnitTest {
 namespace {

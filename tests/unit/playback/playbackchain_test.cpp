@@ -5,9 +5,9 @@
 
 #include "pipeline/pipeline.h"
 #include "simulation/testworld.h"
-#include "support/builders.h"
-#include "support/logcapture.h"
-#include "support/rendererview.h"
+#include "support/module/builders.h"
+#include "support/module/logcapture.h"
+#include "support/module/rendererview.h"
 
 namespace UnitTest {
 namespace {

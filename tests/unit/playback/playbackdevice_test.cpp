@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "support/deviceview.h"
-#include "support/unittest.h"
+#include "support/module/deviceview.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 namespace {

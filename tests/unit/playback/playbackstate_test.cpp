@@ -9,10 +9,10 @@
 
 #include "rendereraudioplaybackdevice.h"
 #include "simulation/testworld.h"
-#include "support/deviceview.h"
-#include "support/fakecodec.h"
-#include "support/logcapture.h"
-#include "support/runningdevice.h"
+#include "support/module/deviceview.h"
+#include "support/module/fakecodec.h"
+#include "support/module/logcapture.h"
+#include "support/module/runningdevice.h"
 
 namespace UnitTest {
 namespace {

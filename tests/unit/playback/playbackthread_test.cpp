@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "rendereraudioplaybackdevice.h"
-#include "support/deviceview.h"
-#include "support/logcapture.h"
-#include "support/runningdevice.h"
+#include "support/module/deviceview.h"
+#include "support/module/logcapture.h"
+#include "support/module/runningdevice.h"
 
 namespace UnitTest {
 namespace {

@@ -12,7 +12,7 @@
 #include "kovra/time.h"
 #include "rendereraudioplaybackdevice.h"
 #include "simulation/testworld.h"
-#include "support/deviceview.h"
+#include "support/module/deviceview.h"
 
 namespace UnitTest {
 namespace {

@@ -3,8 +3,8 @@
 #include <thread>
 #include <vector>
 
-#include "support/fakecodec.h"
-#include "support/renderertest.h"
+#include "support/module/fakecodec.h"
+#include "support/module/renderertest.h"
 
 namespace UnitTest {
 namespace {

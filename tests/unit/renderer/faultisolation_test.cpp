@@ -12,7 +12,7 @@
 
 #include "renderer/sharedlife.h"
 #include "renderer/sweep.h"
-#include "support/sweepsample.h"
+#include "support/module/sweepsample.h"
 
 namespace UnitTest {
 namespace {

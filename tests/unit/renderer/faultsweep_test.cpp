@@ -18,11 +18,11 @@
 #include "renderer/sweep.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
-#include "support/builders.h"
-#include "support/captureview.h"
-#include "support/fakecodec.h"
-#include "support/rendererview.h"
-#include "support/sweepsample.h"
+#include "support/module/builders.h"
+#include "support/module/captureview.h"
+#include "support/module/fakecodec.h"
+#include "support/module/rendererview.h"
+#include "support/module/sweepsample.h"
 
 namespace UnitTest {
 namespace {

@@ -4,8 +4,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/foreignrenderer.h"
-#include "support/renderertest.h"
+#include "support/module/foreignrenderer.h"
+#include "support/module/renderertest.h"
 
 namespace UnitTest {
 namespace {

@@ -1,9 +1,9 @@
 #include <memory>
 #include <vector>
 
-#include "support/capturebuffertest.h"
-#include "support/logcapture.h"
-#include "support/renderertest.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/logcapture.h"
+#include "support/module/renderertest.h"
 
 namespace UnitTest {
 namespace {

@@ -9,11 +9,11 @@
 #include "kovra/thread.h"
 #include "pipeline/pipeline.h"
 #include "renderer/sweep.h"
-#include "support/builders.h"
-#include "support/captureview.h"
-#include "support/deviceview.h"
-#include "support/fakecodec.h"
-#include "support/rendererview.h"
+#include "support/module/builders.h"
+#include "support/module/captureview.h"
+#include "support/module/deviceview.h"
+#include "support/module/fakecodec.h"
+#include "support/module/rendererview.h"
 
 namespace UnitTest {
 

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
-#include "support/builders.h"
-#include "support/captureview.h"
-#include "support/fakecodec.h"
-#include "support/unittest.h"
+#include "support/module/builders.h"
+#include "support/module/captureview.h"
+#include "support/module/fakecodec.h"
+#include "support/module/unittest.h"
 
 // What the lives of both fault sweeps have in common.
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "rendereraudiocapturebufferfields.h"
-#include "support/logcapture.h"
-#include "support/peers.h"
-#include "support/unittest.h"
+#include "support/module/logcapture.h"
+#include "support/module/peers.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

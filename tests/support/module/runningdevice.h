@@ -4,8 +4,8 @@
 
 #include "directsound/statuscodes.h"
 #include "simulation/world.h"
-#include "support/peers.h"
-#include "support/unittest.h"
+#include "support/module/peers.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

@@ -6,10 +6,10 @@
 
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
-#include "support/capturebuffertest.h"
-#include "support/captureview.h"
-#include "support/logcapture.h"
-#include "support/unittest.h"
+#include "support/module/capturebuffertest.h"
+#include "support/module/captureview.h"
+#include "support/module/logcapture.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

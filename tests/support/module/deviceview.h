@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "simulation/world.h"
-#include "support/builders.h"
-#include "support/peers.h"
-#include "support/unittest.h"
+#include "support/module/builders.h"
+#include "support/module/peers.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

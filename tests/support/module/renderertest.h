@@ -6,10 +6,10 @@
 
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
-#include "support/builders.h"
-#include "support/captureview.h"
-#include "support/rendererview.h"
-#include "support/unittest.h"
+#include "support/module/builders.h"
+#include "support/module/captureview.h"
+#include "support/module/rendererview.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

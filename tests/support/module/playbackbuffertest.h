@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "support/builders.h"
-#include "support/fakecodec.h"
-#include "support/logcapture.h"
-#include "support/peers.h"
-#include "support/unittest.h"
+#include "support/module/builders.h"
+#include "support/module/fakecodec.h"
+#include "support/module/logcapture.h"
+#include "support/module/peers.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

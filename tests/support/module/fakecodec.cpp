@@ -1,4 +1,4 @@
-#include "support/fakecodec.h"
+#include "support/module/fakecodec.h"
 
 #include <cassert>
 

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "simulation/world.h"
-#include "support/deviceview.h"
-#include "support/peers.h"
-#include "support/unittest.h"
+#include "support/module/deviceview.h"
+#include "support/module/peers.h"
+#include "support/module/unittest.h"
 
 namespace UnitTest {
 

@@ -3,8 +3,8 @@
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 
 #include "rendereraudio.h"
-#include "support/peers.h"
-#include "support/runningdevice.h"
+#include "support/module/peers.h"
+#include "support/module/runningdevice.h"
 
 namespace UnitTest {
 
