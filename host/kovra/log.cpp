@@ -61,8 +61,9 @@ public:
 
     void Take(LogRecord const& record) noexcept override {
         Try([&] {
-            if (std::shared_ptr<Observer const> const observer = observer_)
+            if (std::shared_ptr<Observer const> const observer = observer_) {
                 (*observer)(record);
+            }
         });
         Write(record);
     }
@@ -128,8 +129,9 @@ private:
         explicit ChannelLogger(Channel& channel) : channel_(channel) {}
 
         void Push(LogExec const& made) override {
-            if (channel_.IsEnabled(made.GetLevel()))
+            if (channel_.IsEnabled(made.GetLevel())) {
                 channel_.Push(made);
+            }
         }
 
     private:
@@ -146,10 +148,11 @@ private:
         } catch (std::bad_alloc const&) {
             isComplete = false;
         }
-        if (!LogQueue::IsOwnThread())
+        if (!LogQueue::IsOwnThread()) {
             log_.queue.Push(std::move(record), isComplete);
-        else if (isComplete)
+        } else if (isComplete) {
             log_.outputs.Write(record);
+        }
     }
 
     std::string const name_;
@@ -181,10 +184,11 @@ std::string HideNumbers(std::string const& text) {
     bool wasDigit = false;
     for (char const letter : text) {
         bool const isDigit = letter >= '0' && letter <= '9';
-        if (!isDigit)
+        if (!isDigit) {
             hidden += letter;
-        else if (!wasDigit)
+        } else if (!wasDigit) {
             hidden += '#';
+        }
         wasDigit = isDigit;
     }
     return hidden;
@@ -213,8 +217,9 @@ std::shared_ptr<LoggerFacade> LogManager::GetLogger(char const* channel, LoggerF
     std::string const name = channel ? channel : "";
     std::lock_guard<std::mutex> const guard(state_->channelsLock);
     ChannelEntry& entry = state_->channels[name];
-    if (!entry.channel)
+    if (!entry.channel) {
         entry.channel = std::make_shared<Channel>(name, entry.level, state_->log);
+    }
     return entry.channel;
 }
 
@@ -222,8 +227,9 @@ std::vector<std::string> LogManager::GetChannels() const {
     std::lock_guard<std::mutex> const guard(state_->channelsLock);
     std::vector<std::string> names;
     for (auto const& [name, entry] : state_->channels) {
-        if (entry.channel)
+        if (entry.channel) {
             names.push_back(name);
+        }
     }
     return names;
 }
@@ -232,8 +238,9 @@ void LogManager::SetLevel(std::string const& channel, LogLevel_t level) {
     std::lock_guard<std::mutex> const guard(state_->channelsLock);
     ChannelEntry& entry = state_->channels[channel];
     entry.level = level;
-    if (entry.channel)
+    if (entry.channel) {
         entry.channel->SetLevel(level);
+    }
 }
 
 void LogManager::SetConsole(LogLevel_t level) {

@@ -26,8 +26,9 @@ Place ReadPlace(char const* text) {
     char const* const flags = text + 1;
     char const* const width = flags + std::strspn(flags, "-+ #0");
     char const* length = width + std::strspn(width, "0123456789");
-    if (*length == '.')
+    if (*length == '.') {
         length += 1 + std::strspn(length + 1, "0123456789");
+    }
     char const* const conversion = length + std::strspn(length, "hljztL");
     return {flags, length, IsLetter(*conversion) ? conversion + 1 : nullptr};
 }
@@ -36,8 +37,9 @@ Place ReadPlace(char const* text) {
 char const* AppendPlainText(std::string& to, char const* text) {
     while (*text != '\0') {
         bool const isEscaped = text[0] == '%' && text[1] == '%';
-        if (*text == '%' && !isEscaped && ReadPlace(text).end)
+        if (*text == '%' && !isEscaped && ReadPlace(text).end) {
             break;
+        }
         to += *text;
         text += isEscaped ? 2 : 1;
     }
@@ -61,8 +63,9 @@ void AppendNumber(std::string& to, char const* conversion, Integer number) {
 template <class Integer>
 char const* AppendArgument(std::string& to, char const* text, Integer argument) {
     text = AppendPlainText(to, text);
-    if (*text == '\0')
+    if (*text == '\0') {
         return text;
+    }
     Place const place = ReadPlace(text);
     std::string conversion = "%" + std::string(place.flags, place.length);
     switch (place.GetConversion()) {

@@ -42,21 +42,24 @@ void LogFolds::Add(LogRecord const& record) {
     }
     fold.since = record.time;
     write_(record);
-    if (folds_.size() > MaxFolds)
+    if (folds_.size() > MaxFolds) {
         Close();
+    }
 }
 
 void LogFolds::Close() {
-    for (auto& [kind, fold] : folds_)
+    for (auto& [kind, fold] : folds_) {
         Write(fold);
+    }
     folds_.clear();
 }
 
 void LogFolds::CloseDue(JiffyTime now) {
     for (auto place = folds_.begin(); place != folds_.end();) {
         Fold& fold = place->second;
-        if (IsDue(fold.since, now))
+        if (IsDue(fold.since, now)) {
             Write(fold);
+        }
         // It has not moved: the kind has not come for so long, or not again.
         place = IsDue(fold.since, now) ? folds_.erase(place) : std::next(place);
     }
@@ -64,8 +67,9 @@ void LogFolds::CloseDue(JiffyTime now) {
 
 /// The line that stands for what the fold holds back.
 void LogFolds::Write(Fold& fold) {
-    if (fold.count == 0)
+    if (fold.count == 0) {
         return;
+    }
     if (fold.count > 1) {
         std::int64_t const span = fold.last.time.GetDiffSysTime(fold.since).NanoSec();
         fold.last.message +=

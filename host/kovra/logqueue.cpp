@@ -71,8 +71,9 @@ bool LogQueue::IsOwnThread() {
 }
 
 void LogQueue::Push(LogRecord&& record, bool isComplete) noexcept {
-    if (IsProcessEnding())
+    if (IsProcessEnding()) {
         return;
+    }
     bool wakes = false;
     {
         std::lock_guard<std::mutex> const guard(lock_);
@@ -86,8 +87,9 @@ void LogQueue::Push(LogRecord&& record, bool isComplete) noexcept {
         }
         wakes = std::exchange(isAsleep_, false);
     }
-    if (wakes)
+    if (wakes) {
         wake_.notify_one();
+    }
 }
 
 std::uint64_t LogQueue::CountLost() const {
@@ -100,8 +102,9 @@ void LogQueue::Execute(std::function<void()> call) {
         call();
         return;
     }
-    if (IsProcessEnding())
+    if (IsProcessEnding()) {
         return;
+    }
     std::packaged_task<void()> command(std::move(call));
     std::future<void> done = command.get_future();
     std::lock_guard<std::mutex> const turn(commandLock_);
@@ -119,8 +122,9 @@ void LogQueue::Flush() {
     {
         std::lock_guard<std::mutex> const guard(lock_);
         pushedCount = pushedCount_;
-        if (isLogThread || flushedCount_ == pushedCount)
+        if (isLogThread || flushedCount_ == pushedCount) {
             return;
+        }
     }
     Execute([this] { consumer_.Flush(); });
     std::lock_guard<std::mutex> const guard(lock_);
@@ -128,8 +132,9 @@ void LogQueue::Flush() {
 }
 
 void LogQueue::Start() {
-    if (hasThread_)
+    if (hasThread_) {
         return;
+    }
     std::vector<LogRecord> batch;
     batch.reserve(MaxWaitingLogRecords);
     waiting_.reserve(MaxWaitingLogRecords);
@@ -149,18 +154,22 @@ void LogQueue::Run(std::vector<LogRecord> batch) {
         std::packaged_task<void()> command = std::move(command_);
         guard.unlock();
 
-        for (LogRecord const& record : batch)
+        for (LogRecord const& record : batch) {
             consumer_.Take(record);
+        }
         batch.clear();
         // They were lost while the queue was full of the others.
-        if (loss.count != 0)
+        if (loss.count != 0) {
             TakeLoss(loss);
-        if (command.valid())
+        }
+        if (command.valid()) {
             command();
-        if (isQuiet)
+        }
+        if (isQuiet) {
             consumer_.Flush();
-        else
+        } else {
             consumer_.Pause();
+        }
         guard.lock();
     }
 }

@@ -35,12 +35,14 @@ public:
     void SetFile(std::unique_ptr<RotatingFile> file) { file_ = std::move(file); }
 
     void consume(bl::record_view const&, std::string const& line) {
-        if (file_)
+        if (file_) {
             file_->Write(line);
+        }
     }
     void flush() {
-        if (file_)
+        if (file_) {
             file_->Flush();
+        }
     }
 
 private:
@@ -101,8 +103,9 @@ char const* GetLevelName(LogLevel_t level) {
 /// `text` with its line breaks turned into blanks.
 std::string ToOneLine(std::string text) {
     for (char& c : text) {
-        if (c == '\n' || c == '\r')
+        if (c == '\n' || c == '\r') {
             c = ' ';
+        }
     }
     return text;
 }
@@ -112,11 +115,13 @@ void FormatLine(bl::record_view const& record, bl::formatting_ostream& line) {
     line << FormatTime(bl::extract_or_default<SysTime>(TimeName, record, SysTime())) << ' '
          << GetLevelName(bl::extract_or_default<LogLevel_t>(SeverityName, record, LogLevel_t::Off)) << ' '
          << bl::extract<std::string>(ChannelName, record);
-    if (auto const thread = bl::extract<std::string>(ThreadName, record); !thread.get().empty())
+    if (auto const thread = bl::extract<std::string>(ThreadName, record); !thread.get().empty()) {
         line << " [" << thread << ']';
+    }
     line << ' ' << ToOneLine(bl::extract_or_default<std::string>(MessageName, record, std::string()));
-    if (auto const location = bl::extract<std::string>(LocationName, record); !location.get().empty())
+    if (auto const location = bl::extract<std::string>(LocationName, record); !location.get().empty()) {
         line << " (" << location << ')';
+    }
 }
 
 /// Lets through what is of `level` and above. Records of other users of Boost.Log have no such severity.
@@ -191,8 +196,9 @@ bool LogSinks::SetFile(std::string const& path, LogFileLimits const& limits) {
         } catch (std::system_error const&) {
             return false;
         }
-        if (!file->IsOpen())
+        if (!file->IsOpen()) {
             return false;
+        }
     }
     state_->fileLevel = file ? LogLevel_t::Debug : LogLevel_t::Off;
     state_->file->locked_backend()->SetFile(std::move(file));
@@ -204,8 +210,9 @@ LogLevel_t LogSinks::GetLowestLevel() const {
 }
 
 void LogSinks::Add(LogRecord const& record) {
-    if (record.level >= GetLowestLevel())
+    if (record.level >= GetLowestLevel()) {
         state_->folds.Add(record);
+    }
 }
 
 void LogSinks::CloseFolds() {
@@ -219,12 +226,14 @@ void LogSinks::Flush() {
 
 void LogSinks::State::Write(LogRecord const& record) {
     std::lock_guard<std::mutex> const guard(lock);
-    if (hasEnded)
+    if (hasEnded) {
         return;
+    }
     bl::record opened =
         logger.open_record((bl::keywords::channel = record.channel, bl::keywords::severity = record.level));
-    if (!opened)
+    if (!opened) {
         return;
+    }
     Insert(opened, TimeName, record.wallTime);
     Insert(opened, ThreadName, record.threadName);
     Insert(opened, LocationName, record.file.empty() ? std::string() : FormatLocation(record));

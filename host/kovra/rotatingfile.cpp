@@ -13,8 +13,9 @@ RotatingFile::RotatingFile(std::string const& path, LogFileLimits const& limits)
 
 void RotatingFile::Write(std::string const& line) {
     std::uint64_t const bytes = line.size() + 1;
-    if (bytes_ > 0 && bytes_ + bytes > limits_.fullBytes)
+    if (bytes_ > 0 && bytes_ + bytes > limits_.fullBytes) {
         Rotate();
+    }
     // A disk that was full may have room again.
     stream_.clear();
     stream_ << line << '\n';
@@ -24,10 +25,12 @@ void RotatingFile::Write(std::string const& line) {
 void RotatingFile::Rotate() {
     std::error_code ignored;
     stream_.close();
-    if (limits_.oldFiles == 0)
+    if (limits_.oldFiles == 0) {
         std::filesystem::remove(path_, ignored);
-    for (unsigned int age = limits_.oldFiles; age > 0; --age)
+    }
+    for (unsigned int age = limits_.oldFiles; age > 0; --age) {
         std::filesystem::rename(GetName(age - 1), GetName(age), ignored);
+    }
     stream_.open(path_, std::ios::app);
     // Also when the file could not be put aside, because somebody reads it: the next try comes when it has
     // grown by as much again.
@@ -36,8 +39,9 @@ void RotatingFile::Rotate() {
 
 std::filesystem::path RotatingFile::GetName(unsigned int age) const {
     std::filesystem::path name = path_;
-    if (age > 0)
+    if (age > 0) {
         name += "." + std::to_string(age);
+    }
     return name;
 }
 

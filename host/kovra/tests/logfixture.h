@@ -72,8 +72,9 @@ protected:
     /// The path (UTF-8) of a log file that is not there yet, nor what may be put aside of it.
     static std::string MakePath(std::string const& name) {
         std::string const path = testing::TempDir() + "kovra_" + name + ".log";
-        for (char const* const age : {"", ".1", ".2", ".3"})
+        for (char const* const age : {"", ".1", ".2", ".3"}) {
             std::filesystem::remove_all(std::filesystem::u8path(path + age));
+        }
         return path;
     }
 

@@ -34,8 +34,9 @@ protected:
                 release_.get_future().get()();
             }
             seen_.push_back(record.message);
-            if (record.channel == "Kovra.Log")
+            if (record.channel == "Kovra.Log") {
                 loss_ = record;
+            }
         });
         Push(*logger_, LogLevel_t::Info, "held");
         entered_.get_future().wait();
@@ -160,12 +161,14 @@ TEST_F(LogManager_SetObserver, ShowsOneRecordAtATimeInTheOrderOfEachThread) {
     for (int thread = 0; thread < Threads; ++thread) {
         threads.emplace_back([&logger, thread] {
             Kovra::LogSubject const subject(static_cast<std::uint64_t>(thread));
-            for (int record = 0; record < RecordsPerThread; ++record)
+            for (int record = 0; record < RecordsPerThread; ++record) {
                 logger->get().Push(LogExec(LogLevel_t::Info, "%04d") % record);
+            }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     manager_.SetObserver({});
     EXPECT_EQ(count, Threads * RecordsPerThread);
 }
@@ -177,8 +180,9 @@ TEST_F(LogManager_SetObserver, NoCallOfThePreviousObserverRunsOnceItReturns) {
     std::atomic<bool> isDone{false};
     std::thread pusher([&] {
         while (!isDone) {
-            for (int record = 0; record < BurstRecords; ++record)
+            for (int record = 0; record < BurstRecords; ++record) {
                 Push(*logger, LogLevel_t::Info, "text");
+            }
             // Else thousands would wait for each replacement.
             manager_.Flush();
         }
@@ -208,8 +212,9 @@ TEST_F(LogManager_SetObserver, WaitsForACallThatRuns) {
     manager_.SetObserver([&](LogRecord const&) {
         entered.set_value();
         replacing.get_future().wait();
-        for (int turn = 0; turn < 1000; ++turn)
+        for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
+        }
         hadReturned = hasReturned;
     });
     Push(*logger, LogLevel_t::Info, "text");
@@ -224,8 +229,9 @@ TEST_F(LogManager_SetObserver, WhatWasPushedBeforeGoesToThePreviousOne) {
     constexpr int Records = 100;
     auto const logger = GetLogger("Test.Before");
     Observe();
-    for (int record = 0; record < Records; ++record)
+    for (int record = 0; record < Records; ++record) {
         Push(*logger, LogLevel_t::Info, "to the first");
+    }
     int second = 0;
     manager_.SetObserver([&](LogRecord const&) { ++second; });
     EXPECT_EQ(seen_.size(), static_cast<std::size_t>(Records));
@@ -296,8 +302,9 @@ TEST_F(LogManager_Flush, WaitsForAnObserverThatRuns) {
     });
     Push(*logger_, LogLevel_t::Info, "another");
     Release([&] {
-        for (int turn = 0; turn < 1000; ++turn)
+        for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
+        }
         hadReturned = hasReturned;
     });
     flusher.join();
@@ -312,8 +319,9 @@ TEST_F(LogManager_Flush, OfAnObserverReturnsAtOnceAndTakesNothingFromThatOfOther
     Release([&] {
         manager_.Flush();
         isFlushed.set_value();
-        for (int turn = 0; turn < 1000; ++turn)
+        for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
+        }
     });
     isFlushed.get_future().wait();
     EXPECT_THAT(GetSeen(), ElementsAre("held", "another"));
@@ -334,8 +342,9 @@ TEST_F(LogManager_Flush, MayBeCalledByManyThreadsAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(count, Threads * Turns);
 }
 
@@ -344,12 +353,14 @@ TEST_F(LogManager_Flush, MayBeCalledByManyThreadsAtOnce) {
 TEST_F(LogManager_CountLost, RecordsThatFindTheQueueFullAreCountedAndToldOfInTheirPlace) {
     std::uint64_t const before = manager_.CountLost();
     HoldObserver();
-    for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords; ++record)
+    for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords; ++record) {
         Push(*logger_, LogLevel_t::Info, "kept");
+    }
     EXPECT_EQ(manager_.CountLost(), before);
     clock_.monotonicNanoSec = 78;
-    for (int record = 0; record < 5; ++record)
+    for (int record = 0; record < 5; ++record) {
         Push(*logger_, LogLevel_t::Info, "lost");
+    }
     EXPECT_EQ(manager_.CountLost(), before + 5);
     Release();
     manager_.Flush();
@@ -368,8 +379,9 @@ TEST_F(LogManager_CountLost, RecordsThatFindTheQueueFullAreCountedAndToldOfInThe
 TEST_F(LogManager_CountLost, LossesOfTwoTimesAreToldTwice) {
     for (int time = 0; time < 2; ++time) {
         HoldObserver();
-        for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords + 1; ++record)
+        for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords + 1; ++record) {
             Push(*logger_, LogLevel_t::Info, "kept");
+        }
         Release();
         EXPECT_EQ(GetSeen().back(), "1 record lost, for want of time or memory");
     }
@@ -381,8 +393,9 @@ TEST_F(LogManager_Push, WaitsForNoObserverAndWritesNothing) {
     std::string const path = MakePath("held");
     ASSERT_TRUE(manager_.SetFile(path));
     HoldObserver();
-    for (int record = 0; record < 100; ++record)
+    for (int record = 0; record < 100; ++record) {
         Push(*logger_, LogLevel_t::Info, "text");
+    }
     EXPECT_EQ(std::filesystem::file_size(path), 0U);
     Release();
     EXPECT_THAT(ReadLog(path), HasSubstr("text ... 99 times in 1 s\n"));

@@ -82,8 +82,9 @@ TEST_F(LogManager_GetLogger, ChannelsThatWereFetchedAreListedInOrder) {
     manager_.SetLevel("Test.List.C", LogLevel_t::Off);
     std::vector<std::string> listed;
     for (std::string const& name : manager_.GetChannels()) {
-        if (name.rfind("Test.List", 0) == 0)
+        if (name.rfind("Test.List", 0) == 0) {
             listed.push_back(name);
+        }
     }
     EXPECT_THAT(listed, ElementsAre("Test.List.A", "Test.List.B"));
 }
@@ -96,10 +97,12 @@ TEST_F(LogManager_GetLogger, LoggerFetchedAtLoadWorks) {
 
 TEST_F(LogManager_GetLogger, ThreadsThatFetchAtOnceShareOneFacade) {
     std::vector<std::future<std::shared_ptr<LoggerFacade>>> fetches;
-    for (int thread = 0; thread < 4; ++thread)
+    for (int thread = 0; thread < 4; ++thread) {
         fetches.push_back(std::async(std::launch::async, [] { return GetLogger("Test.Race"); }));
-    for (auto& fetch : fetches)
+    }
+    for (auto& fetch : fetches) {
         EXPECT_EQ(fetch.get(), GetLogger("Test.Race"));
+    }
 }
 
 TEST_F(LoggerFacade_IsEnabled, NothingIsWantedWithoutASink) {

@@ -19,8 +19,9 @@ namespace {
 std::vector<std::string> ReadLines(std::string const& path) {
     std::istringstream text(ReadLog(path));
     std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);)
+    for (std::string line; std::getline(text, line);) {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -36,14 +37,16 @@ protected:
     static void PushLines(std::string const& letters) {
         auto const logger = GetLogger("Test.File");
         constexpr std::size_t TextBytes = 100 - sizeof "2023-11-14T22:13:20.125Z info Test.File ";
-        for (char const letter : letters)
+        for (char const letter : letters) {
             Push(*logger, LogLevel_t::Info, std::string(TextBytes, letter));
+        }
     }
     /// The letters of those lines.
     static std::vector<char> ReadTexts(std::string const& path) {
         std::vector<char> letters;
-        for (std::string const& line : ReadLines(path))
+        for (std::string const& line : ReadLines(path)) {
             letters.push_back(line.back());
+        }
         return letters;
     }
 };
@@ -60,8 +63,9 @@ protected:
     /// What stands behind the channels in the file.
     std::vector<std::string> TakeTexts() const {
         std::vector<std::string> texts;
-        for (std::string const& line : ReadLines(path_))
+        for (std::string const& line : ReadLines(path_)) {
             texts.push_back(line.substr(line.find(' ', line.find("Test.")) + 1));
+        }
         return texts;
     }
 
@@ -181,17 +185,21 @@ TEST_F(LogManager_SetFile, LinesOfSeveralThreadsDoNotMix) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < Threads; ++thread) {
         std::vector<std::string> texts;
-        for (int record = 1; record <= RecordsPerThread; ++record)
+        for (int record = 1; record <= RecordsPerThread; ++record) {
             texts.emplace_back(static_cast<std::size_t>(record), static_cast<char>('a' + thread));
-        for (std::string const& text : texts)
+        }
+        for (std::string const& text : texts) {
             expected.push_back(KovraTest::LineTime + ("info Test.File " + text));
+        }
         threads.emplace_back([&logger, texts] {
-            for (std::string const& text : texts)
+            for (std::string const& text : texts) {
                 Push(*logger, LogLevel_t::Info, text);
+            }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_THAT(ReadLines(path), UnorderedElementsAreArray(expected));
 }
 
@@ -202,8 +210,9 @@ TEST_F(LogManager_SetFile, PathMayHaveAnyCharacters) {
     EXPECT_EQ(ReadLog(path), "2023-11-14T22:13:20.125Z info Test.File there\n");
     // Under no other name.
     std::size_t found = 0;
-    for (auto const& entry : std::filesystem::directory_iterator(testing::TempDir()))
+    for (auto const& entry : std::filesystem::directory_iterator(testing::TempDir())) {
         found += entry.path().filename() == std::filesystem::u8path(path).filename() ? 1 : 0;
+    }
     EXPECT_EQ(found, 1U);
 }
 
@@ -277,8 +286,9 @@ TEST_F(LogManager_Folding, RecordsAlikeButForTheirNumbersAreOneLineAfterTheFirst
 // At 10 s the line before is ten seconds old: it was the first, of 0 s. The next stands for 1 to 9 s, and is
 // ten seconds old at 19 s.
 TEST_F(LogManager_Folding, LineComesEveryTenSeconds) {
-    for (int second = 0; second < 25; ++second)
+    for (int second = 0; second < 25; ++second) {
         PushAt(second, "gap of " + std::to_string(second));
+    }
     EXPECT_THAT(TakeTexts(), ElementsAre("gap of 0", "gap of 9 ... 9 times in 9 s",
                                          "gap of 18 ... 9 times in 9 s", "gap of 24 ... 6 times in 6 s"));
 }
@@ -337,8 +347,9 @@ TEST_F(LogManager_Folding, TextChannelLevelAndPlaceTellKindsApart) {
 // 64 are told apart at a time.
 TEST_F(LogManager_Folding, KindsThatWereSilentForTenSecondsAreForgotten) {
     std::string text;
-    for (int kind = 0; kind < 63; ++kind)
+    for (int kind = 0; kind < 63; ++kind) {
         PushAt(0, text += 'x');
+    }
     PushAt(60, "gap of 1");
     PushAt(60, "other");
     PushAt(61, "gap of 2");
@@ -350,8 +361,9 @@ TEST_F(LogManager_Folding, OfEverNewTextsHoldsBackNoneForLong) {
     PushAt(0, "first 1");
     PushAt(0, "first 2");
     std::string text;
-    for (int kind = 0; kind < 64; ++kind)
+    for (int kind = 0; kind < 64; ++kind) {
         PushAt(0, text += 'x');
+    }
     PushAt(0, "first 3");
     std::vector<std::string> const texts = TakeTexts();
     ASSERT_EQ(texts.size(), 67U);
@@ -361,8 +373,9 @@ TEST_F(LogManager_Folding, OfEverNewTextsHoldsBackNoneForLong) {
 }
 
 TEST_F(LogManager_Folding, WhatIsHeldBackGoesWhereItsFirstWent) {
-    for (int second = 0; second < 3; ++second)
+    for (int second = 0; second < 3; ++second) {
         PushAt(second, "gap of " + std::to_string(second));
+    }
     std::string const other = MakePath("folded_other");
     ASSERT_TRUE(manager_.SetFile(other));
     PushAt(3, "gap of 3");
@@ -373,8 +386,9 @@ TEST_F(LogManager_Folding, WhatIsHeldBackGoesWhereItsFirstWent) {
 TEST_F(LogManager_Folding, HoldsForTheConsoleToo) {
     testing::internal::CaptureStderr();
     manager_.SetConsole(LogLevel_t::Info);
-    for (int second = 0; second < 4; ++second)
+    for (int second = 0; second < 4; ++second) {
         PushAt(second, "gap of " + std::to_string(second));
+    }
     EXPECT_EQ(TakeConsole(), std::string(KovraTest::LineTime) + "info Test.Fold gap of 0\n" +
                                  KovraTest::LineTime + "info Test.Fold gap of 3 ... 3 times in 3 s\n");
 }
