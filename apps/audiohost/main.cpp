@@ -8,6 +8,7 @@
 #include "output/silentoutput.h"
 #include "record/rendereraccess.h"
 #include "rendereraudio.h"
+#include "terminal/atend.h"
 #include "terminal/console.h"
 #include "terminal/hosterror.h"
 #include "terminal/options.h"
