@@ -1,13 +1,14 @@
 #include "rendereraudio.h"
 
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 
+#include "directsound/hold.h"
 #include "directsound/statuscodes.h"
 #include "pipeline/pipeline.h"
 #include "pipeline/pipelinejob.h"
+#include "rendereraudioguarded.h"
 #include "rendereraudiolog.h"
 #include "rendereraudioplaybackstate.h"
 
@@ -59,31 +60,29 @@ RendererAudio::~RendererAudio() {
 }
 
 RendererAudio const* RendererAudio::Instance() {
-    return dynamic_cast<RendererAudio const*>(Pipeline::GetAudioRenderer());
+    return Guarded(static_cast<RendererAudio const*>(nullptr),
+                   [] { return dynamic_cast<RendererAudio const*>(Pipeline::GetAudioRenderer()); });
 }
 
 int RendererAudio::Initialize() {
     if (IsEnabled()) {
         return Status::Success;
     }
-    try {
-        int const status = playbackDevice_.Open();
-        // A machine without a sound driver is a machine that plays nothing, not one that cannot start.
-        if (status != Status::Success && status != Status::NoDriver) {
-            return status;
-        }
-    } catch (...) {
-        return Status::OutOfMemory;
+    int const status = Guarded(Status::OutOfMemory, [&] { return playbackDevice_.Open(); });
+    // A machine without a sound driver is a machine that plays nothing, not one that cannot start.
+    if (status != Status::Success && status != Status::NoDriver) {
+        return status;
     }
     enabled_.store(true, std::memory_order_release);
-    captureDevice_.Initialize();
+    Guarded([&] { captureDevice_.Initialize(); });
     return Status::Success;
 }
 
 void RendererAudio::Shutdown() {
-    std::atomic_store(&captureProxy_, std::shared_ptr<RendererAudioCaptureProxy>());
-    playbackDevice_.Close();
-    captureDevice_.Close();
+    // Each by itself: none must keep the next from being closed.
+    Guarded([&] { std::atomic_store(&captureProxy_, std::shared_ptr<RendererAudioCaptureProxy>()); });
+    Guarded([&] { playbackDevice_.Close(); });
+    Guarded([&] { captureDevice_.Close(); });
     enabled_.store(false, std::memory_order_release);
 }
 
@@ -104,33 +103,32 @@ void RendererAudio::RegisterSession(PipelineSessionParams_t& params,
     if (!params.renderAudio) {
         return;
     }
-    try {
-        if (playbackDevice_.Open() < Status::Success) {
-            return;
+    // Out of memory or threads, the session is refused: `state` stays as it is.
+    Guarded([&] {
+        if (playbackDevice_.Open() >= Status::Success) {
+            state = boost::intrusive_ptr<PipelineState>(new RendererAudioPlaybackState(playbackDevice_));
         }
-        state = boost::intrusive_ptr<PipelineState>(new RendererAudioPlaybackState(playbackDevice_));
-    } catch (...) {
-        // Out of memory or threads: the session is refused, and `state` says so.
-    }
+    });
 }
 
 std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::GetCaptureProxy() const {
-    boost::mutex::scoped_lock const guard(proxyMutex_);
+    return Guarded(std::shared_ptr<RendererAudioCaptureProxy>(), [&] { return ShareCaptureProxy(); });
+}
+
+std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::ShareCaptureProxy() const {
+    auto const guard = Hold(proxyMutex_);
     std::shared_ptr<RendererAudioCaptureProxy> proxy = std::atomic_load(&captureProxy_);
     if (proxy != nullptr && proxy->IsInitialized()) {
         return proxy;
     }
+    // What throws from here on leaves none, and the next call tries again.
     proxy.reset();
     std::atomic_store(&captureProxy_, proxy);
     if (!captureDevice_.IsOpen()) {
         captureDevice_.Initialize();
     }
     if (captureDevice_.IsOpen()) {
-        try {
-            proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
-        } catch (std::bad_alloc const&) {
-            // No proxy, and the next call tries again.
-        }
+        proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
     }
     if (proxy != nullptr && !proxy->IsInitialized()) {
         proxy.reset();
@@ -140,26 +138,20 @@ std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::GetCaptureProxy() cons
 }
 
 bool RendererAudio::GetLineLevelCallbacks(std::function<bool(float)> const& callback) const {
-    if (!captureDevice_.IsOpen() && captureDevice_.Initialize() != Status::Success) {
-        return false;
-    }
-    try {
-        return captureDevice_.StartLineLevel(callback);
-    } catch (...) {
-        // Out of memory or threads, or a callback that cannot be copied.
-        return false;
-    }
+    // Out of memory or threads, or with a callback that cannot be copied, no thread is started.
+    return Guarded(false, [&] {
+        bool const isOpen = captureDevice_.IsOpen() || captureDevice_.Initialize() == Status::Success;
+        return isOpen && captureDevice_.StartLineLevel(callback);
+    });
 }
 
 void RendererAudio::Divide(boost::intrusive_ptr<PipelineStageRenderJob> const& job) {
-    if (job == nullptr) {
-        return;
-    }
-    try {
-        RenderJob(*job);
-    } catch (...) {
-        // A codec without memory, say: the frame is lost and the job stays uncompleted.
-    }
+    // A codec without memory, say, loses the frame: the job stays uncompleted.
+    Guarded([&] {
+        if (job != nullptr) {
+            RenderJob(*job);
+        }
+    });
 }
 
 } // namespace Media

@@ -79,6 +79,8 @@ public:
     bool GetLineLevelCallbacks(std::function<bool(float)> const& callback) const;
 
 private:
+    std::shared_ptr<RendererAudioCaptureProxy> ShareCaptureProxy() const;
+
     RendererAudioPlaybackDevice playbackDevice_;
     // Opened, and its proxy made, when somebody asks.
     mutable RendererAudioCaptureDevice captureDevice_;

@@ -3,14 +3,15 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "arithmetic/capturewalk.h"
 #include "directsound/creation.h"
+#include "directsound/hold.h"
 #include "directsound/regionlock.h"
 #include "directsound/statuscodes.h"
 #include "primitives/primitives.h"
 #include "rendereraudiocapturebufferfields.h"
-#include "rendereraudiocapturedevice.h"
 #include "rendereraudiolog.h"
 
 namespace Media {
@@ -40,8 +41,8 @@ CaptureWalk::Region SecondRegion(DirectSound::CaptureLock const& lock) {
     return {lock.GetSecond(), lock.GetSecond() == nullptr ? 0 : lock.GetSecondBytes() / SampleSizeBytes};
 }
 
-/// DirectSound's memory is aligned for samples, so are all regions, which are whole samples long, and so is
-/// the walk's own block.
+/// DirectSound's memory is aligned for samples, and so are all regions, which are whole samples long; the
+/// walk's own block is one of samples.
 std::int16_t const* AsSamples(std::uint8_t const* bytes) {
     return reinterpret_cast<std::int16_t const*>(bytes);
 }
@@ -50,15 +51,15 @@ std::int16_t const* AsSamples(std::uint8_t const* bytes) {
 
 // --- construction, creation, destruction
 
-RendererAudioCaptureBuffer::RendererAudioCaptureBuffer(RendererAudioCaptureDevice& device)
-    : fields_(std::make_unique<Fields>(device.fields_)) {}
+RendererAudioCaptureBuffer::RendererAudioCaptureBuffer(RendererAudioCaptureDevice::WeakFields device)
+    : fields_(std::make_unique<Fields>(std::move(device))) {}
 
 RendererAudioCaptureBuffer::~RendererAudioCaptureBuffer() {
     Close();
 }
 
 int RendererAudioCaptureBuffer::Create() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     std::shared_ptr<RendererAudioCaptureDevice::Fields> const device = fields_->device.lock();
     boost::intrusive_ptr<IDirectSoundCapture8> const capture =
         device == nullptr ? nullptr : device->GetUsableCapture();
@@ -85,7 +86,7 @@ int RendererAudioCaptureBuffer::Create() {
 }
 
 void RendererAudioCaptureBuffer::Close() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     ReleaseDirectSoundBuffer();
 }
 
@@ -102,7 +103,7 @@ void RendererAudioCaptureBuffer::ReleaseDirectSoundBuffer() {
 }
 
 void RendererAudioCaptureBuffer::StartCapture() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     if (fields_->dsBuffer == nullptr) {
         return;
     }
@@ -113,7 +114,7 @@ void RendererAudioCaptureBuffer::StartCapture() {
 }
 
 void RendererAudioCaptureBuffer::StopCapture() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     if (fields_->dsBuffer == nullptr) {
         return;
     }
@@ -123,14 +124,14 @@ void RendererAudioCaptureBuffer::StopCapture() {
 }
 
 bool RendererAudioCaptureBuffer::IsInitialized() const {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     return fields_->dsBuffer != nullptr;
 }
 
 // --- reading
 
 int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames) {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     std::uint32_t blocks = 0;
     int const status = FindWholeBlocks(blocks);
     if (status != Status::Success) {
@@ -169,7 +170,7 @@ int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>
 }
 
 int RendererAudioCaptureBuffer::SampleLineLevel() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     std::uint32_t blocks = 0;
     int const status = FindWholeBlocks(blocks);
     if (status != Status::Success) {
@@ -191,7 +192,7 @@ int RendererAudioCaptureBuffer::SampleLineLevel() {
 }
 
 float RendererAudioCaptureBuffer::GetLineLevel() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     return fields_->lineLevel.GetLevel();
 }
 
@@ -234,7 +235,8 @@ bool RendererAudioCaptureBuffer::AppendFrame(std::uint8_t const* block,
         list.Append(Kovra::BufferInfo(data, 0, BlockBytes));
         frame->AttachBuffers(std::move(list));
         frames.push_back(std::move(frame));
-    } catch (std::bad_alloc const&) {
+    } catch (...) {
+        // Of what the host's libraries throw, want of memory is the likeliest: the frame is lost.
         return false;
     }
     fields_->nextTime += BlockDuration;

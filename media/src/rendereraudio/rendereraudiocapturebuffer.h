@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "mediacore/frame.h"
+#include "rendereraudiocapturedevice.h"
 
 namespace Media {
-
-class RendererAudioCaptureDevice;
 
 /// One looping five-second capture buffer of the microphone, read in blocks of 20 ms: 48000 Hz, mono, 16
 /// bits.
@@ -21,7 +20,7 @@ class RendererAudioCaptureDevice;
 class RendererAudioCaptureBuffer {
 public:
     /// Without a DirectSound buffer. Throws `std::bad_alloc`.
-    explicit RendererAudioCaptureBuffer(RendererAudioCaptureDevice& device);
+    explicit RendererAudioCaptureBuffer(RendererAudioCaptureDevice::WeakFields device);
     /// Does what `Close` does.
     ~RendererAudioCaptureBuffer();
     RendererAudioCaptureBuffer(RendererAudioCaptureBuffer const&) = delete;
@@ -52,8 +51,8 @@ public:
     ///
     /// 0 when `frames` holds any frame afterwards, its own included; -10 when it holds none; -27 without a
     /// DirectSound buffer; -30 with less than a block captured; -202, -41, -120 or -1 when the position
-    /// cannot be read;
-    /// -202 also without memory for the frames.
+    /// cannot be read; -202 also without memory for the list of frames, when nothing is read or lost. A frame
+    /// without memory of its own is lost with those behind it, and the status is that of what was appended.
     int ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames);
 
     /// Reads every whole block captured since the last read for the meter alone; makes no frames, leaves none

@@ -15,10 +15,10 @@ namespace Media {
 
 /// The capture buffer's data, all of it under `lock`.
 struct RendererAudioCaptureBuffer::Fields {
-    explicit Fields(std::weak_ptr<RendererAudioCaptureDevice::Fields> device_) : device(std::move(device_)) {}
+    explicit Fields(RendererAudioCaptureDevice::WeakFields device_) : device(std::move(device_)) {}
 
     /// The device's data; gone once the device is: a host may keep its proxy longer than the renderer.
-    std::weak_ptr<RendererAudioCaptureDevice::Fields> const device;
+    RendererAudioCaptureDevice::WeakFields const device;
     /// What `dsBuffer` was made by, and null with it: DirectSound frees its buffers when its last reference
     /// goes, and the device may be closed before this buffer.
     boost::intrusive_ptr<IDirectSoundCapture8> capture;

@@ -1,16 +1,20 @@
 #include "rendereraudiocapturedevice.h"
 
+#include <emmintrin.h>
+
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "directsound/creation.h"
+#include "directsound/hold.h"
 #include "directsound/statuscodes.h"
 #include "kovra/thread.h"
 #include "rendereraudio.h"
 #include "rendereraudiocapturebuffer.h"
 #include "rendereraudiocapturedevicefields.h"
 #include "rendereraudiocaptureproxy.h"
+#include "rendereraudioguarded.h"
 #include "rendereraudiolog.h"
 
 namespace Media {
@@ -44,7 +48,7 @@ int RendererAudioCaptureDevice::Initialize() {
 }
 
 int RendererAudioCaptureDevice::Open() {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     if (fields_->capture != nullptr) {
         return Status::Success;
     }
@@ -65,12 +69,12 @@ void RendererAudioCaptureDevice::Close() {
         return;
     }
     DirectSound::EndThread(fields_->captureThread, [this] { fields_->registry.Wake(); });
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     fields_->capture.reset();
 }
 
 bool RendererAudioCaptureDevice::IsOpen() const {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     return fields_->capture != nullptr && !fields_->devices.IsEmpty(guard);
 }
 
@@ -80,14 +84,15 @@ bool RendererAudioCaptureDevice::StartLineLevel(std::function<bool(float)> const
     if (!IsOpen() || !callback) {
         return false;
     }
-    std::weak_ptr<Fields> const device = fields_;
-    boost::thread([device, callback] { LineLevel(device, callback); }).detach();
+    WeakFields const device = fields_;
+    // A callback that throws has had its last call.
+    boost::thread([device, callback] { Guarded([&] { LineLevel(device, callback); }); }).detach();
     return true;
 }
 
-void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<Fields> const& device,
+void RendererAudioCaptureDevice::LineLevel(WeakFields const& device,
                                            std::function<bool(float)> const& callback) {
-    Kovra::SetThreadName("Media.RendererAudio.LineLevel");
+    Guarded([] { Kovra::SetThreadName("Media.RendererAudio.LineLevel"); });
     RendererAudio const* const renderer = RendererAudio::Instance();
     if (renderer == nullptr) {
         WriteLogAt(NoRendererLocation, *logger, Kovra::LogLevel_t::Debug,
@@ -109,6 +114,7 @@ void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<Fields> const& device,
         // Without a buffer this spins until there is one, and a closing goes unnoticed until then: whoever
         // stops capture under a meter starts it again at once (CaptureDevice_LineLevelStopped pins it).
         while (!proxy->HasBuffer() || proxy->SampleLineLevel() == Status::Success) {
+            _mm_pause();
         }
         if (!callback(proxy->GetLineLevel())) {
             return;
@@ -121,17 +127,17 @@ void RendererAudioCaptureDevice::LineLevel(std::weak_ptr<Fields> const& device,
 
 bool RendererAudioCaptureDevice::StartCaptureThread() {
     // The lock keeps the thread, which needs it for its buffer, from looking at the pointer before it is set.
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     if (fields_->capture == nullptr || fields_->captureThread.load(std::memory_order_relaxed) != nullptr) {
         return false;
     }
-    DirectSound::StartThread(fields_->captureThread, [this] { RunCaptureThread(); });
+    DirectSound::StartThread(fields_->captureThread, [this] { Guarded([this] { RunCaptureThread(); }); });
     return true;
 }
 
 void RendererAudioCaptureDevice::RunCaptureThread() {
-    Kovra::SetThreadName("Media.RendererAudio.Capture");
-    RendererAudioCaptureBuffer buffer(*this);
+    Guarded([] { Kovra::SetThreadName("Media.RendererAudio.Capture"); });
+    RendererAudioCaptureBuffer buffer(GetWeakFields());
     buffer.Create();
     while (fields_->captureThread.load(std::memory_order_acquire) != nullptr) {
         std::vector<std::shared_ptr<FrameAud>> frames;

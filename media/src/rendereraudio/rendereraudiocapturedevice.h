@@ -17,6 +17,10 @@ class RendererAudioCaptureBuffer;
 /// pointers to the buffers.
 class RendererAudioCaptureDevice {
 public:
+    struct Fields;
+    /// The hold of what may outlive the device on what it keeps.
+    using WeakFields = std::weak_ptr<Fields>;
+
     /// Closed, with no device known. Creates the wake event.
     RendererAudioCaptureDevice();
     /// Closes the device and frees the wake event.
@@ -43,6 +47,8 @@ public:
     /// The device is open and at least one input is known.
     bool IsOpen() const;
 
+    WeakFields GetWeakFields() const { return fields_; }
+
     /// Starts one more line-level thread, "Media.RendererAudio.LineLevel". It meters what the renderer's
     /// capture proxy captures and calls its own copy of `callback` with the level, about every 20 ms, until
     /// that returns false or the device is closed.
@@ -52,11 +58,9 @@ public:
     bool StartLineLevel(std::function<bool(float)> const& callback);
 
 private:
-    friend class RendererAudioCaptureBuffer;
     friend struct RendererAudioCaptureDevicePeer;
-    struct Fields;
 
-    static void LineLevel(std::weak_ptr<Fields> const& device, std::function<bool(float)> const& callback);
+    static void LineLevel(WeakFields const& device, std::function<bool(float)> const& callback);
 
     /// Starts the thread that reads the microphone for nobody, so that the meter goes on without a reader.
     /// Nothing in the module asks for it today. False when the device is closed or the thread runs.

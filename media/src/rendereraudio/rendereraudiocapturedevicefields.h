@@ -5,6 +5,7 @@
 #include "directsound/devicetable.h"
 #include "directsound/devicethread.h"
 #include "directsound/directsound.h"
+#include "directsound/hold.h"
 #include "directsound/registry.h"
 #include "rendereraudiocapturedevice.h"
 
@@ -16,13 +17,13 @@ struct RendererAudioCaptureDevice::Fields {
 
     /// DirectSound has been opened, whether or not an input is known.
     bool HasCapture() const {
-        boost::mutex::scoped_lock const guard(lock);
+        auto const guard = Hold(lock);
         return capture != nullptr;
     }
 
     /// The object to create capture buffers with; null unless it is there and at least one input is known.
     boost::intrusive_ptr<IDirectSoundCapture8> GetUsableCapture() const {
-        boost::mutex::scoped_lock const guard(lock);
+        auto const guard = Hold(lock);
         return devices.IsEmpty(guard) ? nullptr : capture;
     }
 

@@ -1,10 +1,10 @@
 #include "rendereraudiocaptureproxy.h"
 
-#include <exception>
 #include <string>
 
 #include "directsound/statuscodes.h"
 #include "rendereraudiocapturebuffer.h"
+#include "rendereraudioguarded.h"
 #include "rendereraudiolog.h"
 
 namespace Media {
@@ -21,7 +21,7 @@ constexpr float StoppedLevel = 0.0F;
 } // namespace
 
 RendererAudioCaptureProxy::RendererAudioCaptureProxy(RendererAudioCaptureDevice& device)
-    : device_(device), status_(Status::OutOfMemory) {
+    : device_(device.GetWeakFields()), status_(Status::OutOfMemory) {
     CreateBuffer();
 }
 
@@ -30,35 +30,46 @@ RendererAudioCaptureProxy::~RendererAudioCaptureProxy() {
 }
 
 void RendererAudioCaptureProxy::StartBufferCapture() {
-    if (auto const buffer = GetBuffer()) {
-        buffer->StartCapture();
-    } else {
-        CreateBuffer();
-    }
+    Guarded([this] {
+        if (auto const buffer = GetBuffer()) {
+            buffer->StartCapture();
+        } else {
+            CreateBuffer();
+        }
+    });
 }
 
 void RendererAudioCaptureProxy::StopBufferCapture() {
-    // The field first: whoever asks from here on finds nothing. A read that has the buffer already finds it
-    // closed, and frees it when it is done.
-    auto const buffer = std::atomic_exchange(&buffer_, std::shared_ptr<RendererAudioCaptureBuffer>());
-    if (buffer != nullptr) {
-        buffer->Close();
-    }
+    Guarded([this] {
+        // The field first: whoever asks from here on finds nothing. A read that has the buffer already finds
+        // it closed, and frees it when it is done.
+        hasBuffer_.store(false, std::memory_order_release);
+        auto const buffer = std::atomic_exchange(&buffer_, std::shared_ptr<RendererAudioCaptureBuffer>());
+        if (buffer != nullptr) {
+            buffer->Close();
+        }
+    });
 }
 
 int RendererAudioCaptureProxy::ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames) {
-    auto const buffer = GetBuffer();
-    return buffer == nullptr ? Status::TooFewSamples : buffer->ReadFrames(frames);
+    return Guarded(Status::OutOfMemory, [&] {
+        auto const buffer = GetBuffer();
+        return buffer == nullptr ? Status::TooFewSamples : buffer->ReadFrames(frames);
+    });
 }
 
 int RendererAudioCaptureProxy::SampleLineLevel() {
-    auto const buffer = GetBuffer();
-    return buffer == nullptr ? Status::Success : buffer->SampleLineLevel();
+    return Guarded(Status::OutOfMemory, [this] {
+        auto const buffer = GetBuffer();
+        return buffer == nullptr ? Status::Success : buffer->SampleLineLevel();
+    });
 }
 
 float RendererAudioCaptureProxy::GetLineLevel() const {
-    auto const buffer = GetBuffer();
-    return buffer == nullptr ? StoppedLevel : buffer->GetLineLevel();
+    return Guarded(StoppedLevel, [this] {
+        auto const buffer = GetBuffer();
+        return buffer == nullptr ? StoppedLevel : buffer->GetLineLevel();
+    });
 }
 
 bool RendererAudioCaptureProxy::IsInitialized() const {
@@ -66,14 +77,12 @@ bool RendererAudioCaptureProxy::IsInitialized() const {
 }
 
 void RendererAudioCaptureProxy::CreateBuffer() {
-    int status = Status::OutOfMemory;
-    try {
+    int const status = Guarded(Status::OutOfMemory, [this] {
         auto const buffer = std::make_shared<RendererAudioCaptureBuffer>(device_);
         std::atomic_store(&buffer_, buffer);
-        status = buffer->Create();
-    } catch (std::exception const&) {
-        // Out of memory, and the status says so.
-    }
+        hasBuffer_.store(true, std::memory_order_release);
+        return buffer->Create();
+    });
     status_.store(status, std::memory_order_relaxed);
 }
 

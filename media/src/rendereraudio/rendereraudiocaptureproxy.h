@@ -5,19 +5,20 @@
 #include <vector>
 
 #include "mediacore/frame.h"
+#include "rendereraudiocapturedevice.h"
 #include "rendereraudioexport.h"
 
 namespace Media {
 
 class RendererAudioCaptureBuffer;
-class RendererAudioCaptureDevice;
 
 /// The host's hold on the microphone: starts and stops capture, gives the captured frames and the line level.
 /// Got from `RendererAudio::GetCaptureProxy`; all holders share one capture.
 ///
 /// **Threads:** all operations from any thread; `StartBufferCapture` and `StopBufferCapture` from one at a
 /// time. A read that overlaps a stop gives what it still can, or -27.
-/// **Ownership:** shared. May be kept longer than the renderer, but started again only while that lives.
+/// **Ownership:** shared. May be kept longer than the renderer; started after that it captures nothing.
+/// Nothing is thrown.
 class RendererAudioCaptureProxy {
 public:
     /// Starts capture on `device`; `IsInitialized` tells whether that went well.
@@ -41,7 +42,9 @@ public:
     /// unnoticed.
     ///
     /// 0 when `frames` is not empty afterwards; -10 when it is; -30 when nothing is there yet, or capture has
-    /// been stopped; -27 when capture could not be started; -1, -41, -120 or -202 when the device fails.
+    /// been stopped; -27 when capture could not be started; -1, -41, -120 or -202 when the device fails; -202
+    /// also without memory for the list of frames, when nothing is lost. A frame without memory of its own is
+    /// lost with those behind it, and the status is 0 or -10 by what `frames` holds.
     RENDERERAUDIO_API int ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames);
 
     /// Reads what was captured since the last read for the level alone: `ReadFrames` will not see it.
@@ -61,11 +64,14 @@ private:
 
     void CreateBuffer();
     std::shared_ptr<RendererAudioCaptureBuffer> GetBuffer() const;
-    bool HasBuffer() const { return GetBuffer() != nullptr; }
+    /// To be asked in a spin: takes no lock that another thread could wait for, as reading `buffer_` may.
+    bool HasBuffer() const { return hasBuffer_.load(std::memory_order_acquire); }
 
     /// Null while stopped. Replaced and read atomically: a read that has begun keeps its buffer.
     std::shared_ptr<RendererAudioCaptureBuffer> buffer_;
-    RendererAudioCaptureDevice& device_;
+    std::atomic<bool> hasBuffer_{false};
+    /// Gone once the device is.
+    RendererAudioCaptureDevice::WeakFields const device_;
     std::atomic<int> status_;
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <new>
 #include <string>
 
 #include "kovra/log.h"
@@ -9,6 +8,7 @@
 // own, and names of media types.
 #include "kovra/configitem.h"
 #include "mediacore/metadatatypes.h"
+#include "rendereraudioguarded.h"
 
 namespace Media {
 
@@ -18,34 +18,29 @@ inline std::shared_ptr<Kovra::LoggerFacade> FetchLogger(char const* channel) {
 }
 
 /// Pushes one record, fed with `arguments` (`int` or `unsigned int`), when `level` is wanted. Any thread.
+/// When the host's log or its memory fails, the record is lost, and nothing else.
 template <class... Arguments>
 void WriteLog(Kovra::LoggerFacade const& logger, Kovra::LogLevel_t const& level, char const* text,
-              Arguments... arguments) {
-    if (!logger.IsEnabled(level)) {
-        return;
-    }
-    try {
-        Kovra::LogExec record(level, text);
-        static_cast<void>((record % ... % arguments));
-        logger.get().Push(record);
-    } catch (std::bad_alloc const&) {
-        // The record is lost, and nothing else.
-    }
+              Arguments... arguments) noexcept {
+    Guarded([&] {
+        if (logger.IsEnabled(level)) {
+            Kovra::LogExec record(level, text);
+            static_cast<void>((record % ... % arguments));
+            logger.get().Push(record);
+        }
+    });
 }
 
-/// Pushes one record that names the place in the sources it comes from, when `level` is wanted. Any thread.
+/// Pushes one record that names the place in the sources it comes from, likewise.
 inline void WriteLogAt(Kovra::CodeLocation const& location, Kovra::LoggerFacade const& logger,
-                       Kovra::LogLevel_t const& level, char const* text) {
-    if (!logger.IsEnabled(level)) {
-        return;
-    }
-    try {
-        Kovra::LogExec record(level, text);
-        record.At(location);
-        logger.get().Push(record);
-    } catch (std::bad_alloc const&) {
-        // The record is lost, and nothing else.
-    }
+                       Kovra::LogLevel_t const& level, char const* text) noexcept {
+    Guarded([&] {
+        if (logger.IsEnabled(level)) {
+            Kovra::LogExec record(level, text);
+            record.At(location);
+            logger.get().Push(record);
+        }
+    });
 }
 
 } // namespace Media

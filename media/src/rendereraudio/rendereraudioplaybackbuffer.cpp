@@ -1,7 +1,7 @@
 #include "rendereraudioplaybackbuffer.h"
 
 #include <cstring>
-#include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -82,7 +82,13 @@ int RendererAudioPlaybackBuffer::CreateSoundBuffer(std::shared_ptr<FrameAud> con
     fields_->soundBuffer->SetCurrentPosition(0);
     fields_->notify =
         DirectSound::QueryInterfaceOf<IDirectSoundNotify>(*fields_->soundBuffer, IID_IDirectSoundNotify);
-    fields_->notifyPosition->hEventNotify = fields_->device->AddBuffer(*this);
+    try {
+        fields_->notifyPosition->hEventNotify = fields_->device->AddBuffer(*this);
+    } catch (std::bad_alloc const&) {
+        // A sound buffer that is not registered has not been cleared: it must not be played.
+        ReleaseSoundBuffer();
+        return Status::OutOfMemory;
+    }
     Clear({0, fields_->ringSamples});
     return Status::Success;
 }
@@ -192,7 +198,7 @@ bool RendererAudioPlaybackBuffer::DecodeFrame(std::shared_ptr<FrameAud> const& f
         if (!decoded.empty()) {
             fields_->decodedFrame = std::move(decoded.back());
         }
-    } catch (std::exception const&) {
+    } catch (...) {
         // A codec without memory has decoded nothing; what is in the ring is presented all the same.
     }
     return fields_->decodedFrame != nullptr;

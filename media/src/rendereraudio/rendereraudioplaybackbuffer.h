@@ -34,7 +34,8 @@ public:
     /// volume and balance, clears the ring and registers with the device. Does not start it.
     ///
     /// 0; -27 without an open device, a known output or a frame; -1 when the frame's rate is 0 or DirectSound
-    /// refuses. After a failure there is no sound buffer, and the next frame tries again.
+    /// refuses; -202 without memory. After a failure there is no sound buffer, and the next frame tries
+    /// again.
     int CreateSoundBuffer(std::shared_ptr<FrameAud> const& frame);
 
     /// Writes `frame` where its timestamp puts it, decoding it first unless it is raw PCM. A frame of another

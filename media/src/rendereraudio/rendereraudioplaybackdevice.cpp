@@ -4,8 +4,10 @@
 #include <utility>
 
 #include "directsound/creation.h"
+#include "directsound/hold.h"
 #include "directsound/statuscodes.h"
 #include "kovra/thread.h"
+#include "rendereraudioguarded.h"
 #include "rendereraudiolog.h"
 #include "rendereraudioplaybackbuffer.h"
 #include "rendereraudioplaybackdevicefields.h"
@@ -37,7 +39,7 @@ int RendererAudioPlaybackDevice::Open() {
         return Status::EnumerationFailed;
     }
 
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     if (fields_->sound != nullptr) {
         return Status::Success;
     }
@@ -64,7 +66,7 @@ void RendererAudioPlaybackDevice::Close() {
 }
 
 boost::intrusive_ptr<IDirectSound8> RendererAudioPlaybackDevice::GetSound() const {
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     return fields_->devices.IsEmpty(guard) ? nullptr : fields_->sound;
 }
 
@@ -77,10 +79,11 @@ void RendererAudioPlaybackDevice::RemoveBuffer(RendererAudioPlaybackBuffer const
 }
 
 void RendererAudioPlaybackDevice::RunPlaybackThread() {
-    Kovra::SetThreadPriority(Kovra::ThreadPriority_t::TimeCritical);
-    Kovra::SetThreadName("Media.RendererAudio.Playback");
+    Guarded([] { Kovra::SetThreadPriority(Kovra::ThreadPriority_t::TimeCritical); });
+    Guarded([] { Kovra::SetThreadName("Media.RendererAudio.Playback"); });
     while (fields_->thread.load(std::memory_order_acquire) != nullptr) {
-        WaitAndService();
+        // A pass that fails is made up for by the next one.
+        Guarded([this] { WaitAndService(); });
     }
 }
 
@@ -95,7 +98,7 @@ void RendererAudioPlaybackDevice::WaitAndService() {
         return;
     }
 
-    boost::mutex::scoped_lock const guard(fields_->lock);
+    auto const guard = Hold(fields_->lock);
     auto const& buffers = fields_->registry.GetBuffers(guard);
     for (std::size_t i = 0; i < buffers.size(); ++i) {
         if (buffers[i] != nullptr && (index == WakeIndex || index == i)) {

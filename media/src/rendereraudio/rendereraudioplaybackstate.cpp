@@ -1,6 +1,8 @@
 #include "rendereraudioplaybackstate.h"
 
+#include "directsound/hold.h"
 #include "mediacore/metadatatypes.h"
+#include "rendereraudioguarded.h"
 
 namespace Media {
 
@@ -14,7 +16,7 @@ bool RendererAudioPlaybackState::Render(std::shared_ptr<FrameAud> const& frame,
     if (frame == nullptr) {
         return false;
     }
-    boost::mutex::scoped_lock const guard(bufferMutex_);
+    auto const guard = Hold(bufferMutex_);
     if (!buffer_.HasSoundBuffer()) {
         buffer_.CreateSoundBuffer(frame);
     }
@@ -27,19 +29,21 @@ bool RendererAudioPlaybackState::Render(std::shared_ptr<FrameAud> const& frame,
 }
 
 bool RendererAudioPlaybackState::HasSoundBuffer() const {
-    boost::mutex::scoped_lock const guard(bufferMutex_);
+    auto const guard = Hold(bufferMutex_);
     return buffer_.HasSoundBuffer();
 }
 
 bool RendererAudioPlaybackState::UpdateClientState() {
-    PipelineClientState_t client;
-    if (!GetClientState(client)) {
-        return false;
-    }
-    boost::mutex::scoped_lock const guard(bufferMutex_);
-    buffer_.SetPan(client.balance);
-    buffer_.SetVolume(client.volume, false);
-    return true;
+    return Guarded(false, [&] {
+        PipelineClientState_t client;
+        if (!GetClientState(client)) {
+            return false;
+        }
+        auto const guard = Hold(bufferMutex_);
+        buffer_.SetPan(client.balance);
+        buffer_.SetVolume(client.volume, false);
+        return true;
+    });
 }
 
 } // namespace Media

@@ -42,7 +42,7 @@ protected:
 
     CaptureBufferTest() {
         EXPECT_EQ(device.Initialize(), 0);
-        buffer = std::make_unique<RendererAudioCaptureBuffer>(device);
+        buffer = std::make_unique<RendererAudioCaptureBuffer>(device.GetWeakFields());
         world.Journal().Enable();
         world.Journal().Clear();
     }

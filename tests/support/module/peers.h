@@ -76,7 +76,10 @@ struct RendererAudioCaptureProxyPeer {
     static std::shared_ptr<RendererAudioCaptureBuffer> GetBuffer(RendererAudioCaptureProxy const& proxy) {
         return proxy.GetBuffer();
     }
-    static RendererAudioCaptureDevice& GetDevice(RendererAudioCaptureProxy& proxy) { return proxy.device_; }
+    /// Null once the device has gone.
+    static std::shared_ptr<RendererAudioCaptureDevice::Fields> GetDevice(RendererAudioCaptureProxy& proxy) {
+        return proxy.device_.lock();
+    }
 };
 
 } // namespace Media

@@ -176,7 +176,7 @@ TEST_F(CaptureBuffer_Close, StopsUnregistersAndReleasesInOrderAsDestructionDoes)
     EXPECT_EQ(buffer->ReadFrames(frames), -27);
     EXPECT_EQ(buffer->SampleLineLevel(), -27);
 
-    buffer = std::make_unique<RendererAudioCaptureBuffer>(device);
+    buffer = std::make_unique<RendererAudioCaptureBuffer>(device.GetWeakFields());
     Create();
     buffer.reset();
     EXPECT_THAT(TakeCalls(calls), ElementsAre("Stop()", "SetEvent(1)", "CloseHandle(3)", "Release()"));

@@ -199,7 +199,7 @@ TEST_F(CaptureDevice_LineLevelCallback, MayStartAndCloseOnTheRenderer) {
 
 TEST_F(CaptureDevice_LineLevelCallback, RunsOutsideEveryLock) {
     auto const proxy = renderer_->GetCaptureProxy();
-    auto& deviceLock = CaptureDevicePeer::GetFields(CaptureProxyPeer::GetDevice(*proxy)).lock;
+    auto& deviceLock = CaptureProxyPeer::GetDevice(*proxy)->lock;
     auto& bufferLock = CaptureBufferPeer::GetFields(*CaptureProxyPeer::GetBuffer(*proxy)).lock;
     bool isDeviceFree = false;
     bool isBufferFree = false;

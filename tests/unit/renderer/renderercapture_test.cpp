@@ -337,10 +337,12 @@ TEST_F(RendererAudio_GetCaptureProxy, WithoutAnyKnownDeviceIsEmptyAndEnumeratesE
 
 TEST_F(RendererAudio_GetCaptureProxy, IsOnTheDeviceThatTheRendererOpened) {
     auto const proxy = renderer_->GetCaptureProxy();
-    auto& device = CaptureProxyPeer::GetDevice(*proxy);
-    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr, CaptureProxyPeer::GetBuffer(*proxy).get()));
+    auto const device = CaptureProxyPeer::GetDevice(*proxy);
+    ASSERT_NE(device, nullptr);
+    EXPECT_THAT(device->registry.GetBuffers(boost::mutex::scoped_lock(device->lock)),
+                ElementsAre(nullptr, CaptureProxyPeer::GetBuffer(*proxy).get()));
     renderer_->Shutdown();
-    EXPECT_FALSE(HasCapture(device));
+    EXPECT_EQ(device->capture, nullptr);
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, LogsNothing) {

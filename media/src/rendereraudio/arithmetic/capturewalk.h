@@ -47,7 +47,9 @@ template <class OnBlock>
 void ForEachFrame(Region first, Region second, std::uint32_t take, OnBlock onBlock) {
     Region region = first;
     Region next = second;
-    alignas(std::int16_t) std::array<std::uint8_t, BlockBytes> straddling{};
+    // Samples, as which its reader takes it.
+    std::array<std::int16_t, BlockSamples> straddling{};
+    auto* const straddlingBytes = reinterpret_cast<std::uint8_t*>(straddling.data());
     while (take >= BlockSamples) {
         for (; take >= BlockSamples && region.HasBlock(); take -= BlockSamples) {
             if (!onBlock(region.data, Block_t::Whole)) {
@@ -61,9 +63,9 @@ void ForEachFrame(Region first, Region second, std::uint32_t take, OnBlock onBlo
         if (next.data == nullptr || take < BlockSamples || rest == 0 || next.samples <= missing) {
             return;
         }
-        std::memcpy(straddling.data(), region.data, rest);
-        std::memcpy(straddling.data() + rest * SampleSizeBytes, next.data, missing);
-        onBlock(straddling.data(), Block_t::Split);
+        std::memcpy(straddlingBytes, region.data, rest);
+        std::memcpy(straddlingBytes + rest * SampleSizeBytes, next.data, missing);
+        onBlock(straddlingBytes, Block_t::Split);
         take -= BlockSamples;
         region = Region{next.data, next.samples - missing};
         next = Region{nullptr, 0};

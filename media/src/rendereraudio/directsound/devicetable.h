@@ -8,6 +8,7 @@
 #include <string>
 
 #include "directsound/directsound.h"
+#include "directsound/hold.h"
 
 namespace Media {
 namespace DirectSound {
@@ -31,7 +32,7 @@ public:
         if (description == nullptr) {
             return;
         }
-        boost::mutex::scoped_lock const guard(lock_);
+        auto const guard = Hold(lock_);
         try {
             GUID& entry = devices_[description];
             if (guid != nullptr) {
@@ -46,7 +47,7 @@ public:
     template <class Enumerate>
     bool EnumerateOnce(Enumerate enumerate) {
         {
-            boost::mutex::scoped_lock const guard(lock_);
+            auto const guard = Hold(lock_);
             if (!IsEmpty(guard)) {
                 return true;
             }
@@ -55,7 +56,7 @@ public:
         if (enumerate(RecordEnumerated, this) == DS_OK) {
             return true;
         }
-        boost::mutex::scoped_lock const guard(lock_);
+        auto const guard = Hold(lock_);
         devices_.clear();
         return false;
     }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "directsound/directsound.h"
+#include "directsound/hold.h"
 
 namespace Media {
 namespace DirectSound {
@@ -30,14 +31,14 @@ public:
     /// `lock` is the device's and must outlive the registry. An event that cannot be created is kept as a
     /// null handle: waits on the list then fail.
     explicit Registry(boost::mutex& lock)
-        : lock_(lock),
-          events_(std::make_shared<Events const>(1, CreateEventA(nullptr, FALSE, FALSE, nullptr))),
-          buffers_(1, nullptr) {}
+        : lock_(lock), events_(std::make_shared<Events const>(1, wakeEvent_.get())), buffers_(1, nullptr) {}
 
     ~Registry() {
-        // The wake event, and those of buffers that outlive their device.
-        for (HANDLE const handle : *GetEvents()) {
-            OwnedEvent const event(handle);
+        wakeEvent_.reset();
+        // Those of buffers that outlive their device.
+        Events const& events = *GetEvents();
+        for (auto entry = events.begin() + 1; entry != events.end(); ++entry) {
+            OwnedEvent const event(*entry);
         }
     }
 
@@ -45,7 +46,11 @@ public:
     Registry& operator=(Registry const&) = delete;
 
     /// Lets one wait of the device's thread return.
-    void Wake() const { Signal(GetEvents()->front()); }
+    void Wake() const {
+        if (wakeEvent_ != nullptr) {
+            SetEvent(wakeEvent_.get());
+        }
+    }
 
     /// Registers `buffer` and returns its event (auto-reset, not signalled), which stays the registry's.
     /// Throws `std::bad_alloc`; nothing is registered then.
@@ -53,7 +58,7 @@ public:
         OwnedEvent event(CreateEventA(nullptr, FALSE, FALSE, nullptr));
         for (;;) {
             Room room(GetEvents()->size() + 1);
-            boost::mutex::scoped_lock const guard(lock_);
+            auto const guard = Hold(lock_);
             // Else others have come meanwhile.
             if (buffers_.size() < room.entries) {
                 // The thread returns from its wait and waits again on the longer list.
@@ -68,7 +73,7 @@ public:
     void Remove(Buffer const& buffer) {
         // Freed without the lock.
         std::shared_ptr<Events const> replaced;
-        boost::mutex::scoped_lock const guard(lock_);
+        auto const guard = Hold(lock_);
         auto const found = std::find(buffers_.begin() + 1, buffers_.end(), &buffer);
         if (found == buffers_.end()) {
             return;
@@ -137,13 +142,8 @@ private:
         return std::atomic_exchange(&events_, std::move(events));
     }
 
-    static void Signal(HANDLE event) {
-        if (event != nullptr) {
-            SetEvent(event);
-        }
-    }
-
     boost::mutex& lock_;
+    OwnedEvent wakeEvent_{CreateEventA(nullptr, FALSE, FALSE, nullptr)};
     // --- shared without a lock (atomic)
     std::shared_ptr<Events const> events_;
     // --- guarded by the device's lock

@@ -28,8 +28,10 @@ struct Wide : ExtremesBySearch<Wide> {
     }
 };
 
+constexpr Variant Implementations = MakeVariant<Wide>();
+
 } // namespace
 
-constexpr Variant AvxVariant = MakeVariant<Wide>();
+Variant const AvxVariant = Implementations;
 
 } // namespace Media::Primitives

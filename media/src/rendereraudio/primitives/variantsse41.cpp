@@ -10,8 +10,10 @@ namespace {
 
 struct Wide : Wide128<Wide>, ExtremesBySearch<Wide> {};
 
+constexpr Variant Implementations = MakeVariant<Wide>();
+
 } // namespace
 
-constexpr Variant Sse41Variant = MakeVariant<Wide>();
+Variant const Sse41Variant = Implementations;
 
 } // namespace Media::Primitives

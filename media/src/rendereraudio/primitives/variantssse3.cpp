@@ -24,8 +24,10 @@ struct Wide : Wide128<Wide> {
     }
 };
 
+constexpr Variant Implementations = MakeVariant<Wide>();
+
 } // namespace
 
-constexpr Variant Ssse3Variant = MakeVariant<Wide>();
+Variant const Ssse3Variant = Implementations;
 
 } // namespace Media::Primitives
