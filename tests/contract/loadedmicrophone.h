@@ -11,8 +11,8 @@
 
 #include "loadedmodule.h"
 #include "mediacore/frame.h"
-#include "processresources.h"
 #include "rendereraudio.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 

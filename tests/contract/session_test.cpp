@@ -15,9 +15,9 @@
 #include "loadedmodule.h"
 #include "modulecalls.h"
 #include "pipeline/pipeline.h"
-#include "processresources.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 namespace {

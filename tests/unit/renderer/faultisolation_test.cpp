@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "renderer/sharedlife.h"
-#include "renderer/sweep.h"
 #include "support/module/sweepsample.h"
+#include "unit/renderer/sharedlife.h"
+#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 namespace {
