@@ -13,6 +13,9 @@
 
 namespace Simulation {
 
+/// True while the calling thread is within a call into the platform.
+bool IsInInvocation();
+
 /// One call from the module into the platform: holds the platform's mutex from its start to its end, asks
 /// the fault plan, and writes the journal.
 class Invocation {
@@ -52,8 +55,15 @@ public:
     }
 
 private:
+    /// What `IsInInvocation` tells of.
+    struct Depth {
+        Depth();
+        ~Depth();
+    };
+
     void Record(std::int64_t result, bool hasFailed);
 
+    Depth const depth_;
     /// Before the mutex is taken and after it is given back.
     Shaken const shaken_;
     PlatformLock lock_;

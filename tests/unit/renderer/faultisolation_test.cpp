@@ -10,9 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "support/module/sweepsample.h"
+#include "support/module/sweep.h"
 #include "unit/renderer/sharedlife.h"
-#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 namespace {

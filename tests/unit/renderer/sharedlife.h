@@ -12,8 +12,8 @@
 #include "support/module/captureview.h"
 #include "support/module/deviceview.h"
 #include "support/module/fakecodec.h"
+#include "support/module/life.h"
 #include "support/module/rendererview.h"
-#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "allocation.h"
 #include "directsound/registry.h"
+#include "failing.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
@@ -16,7 +16,7 @@
 
 namespace {
 
-using MemoryTest::NoMemory;
+using Failures::NoMemory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -94,7 +94,7 @@ TEST_F(Registry_Add, NeedsNoMemoryUnderTheLockWhenOthersHaveComeMeanwhile) {
         registry_.Add(second_);
         isArmed_ = true;
     };
-    MemoryTest::OnNextAllocation(addSecond);
+    Failures::OnNextAllocation(addSecond);
     EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
     EXPECT_THAT(registry_.GetBuffers(boost::mutex::scoped_lock(lock_)),
                 ElementsAre(nullptr, &second_, &first_));

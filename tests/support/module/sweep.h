@@ -3,6 +3,11 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "simulation/call.h"
+
+// What sweeps have in common: tests that live the same life many times, each time with something else
+// failing.
+
 namespace UnitTest {
 
 /// Which of a sweep's lives are lived: all, or one of as many as RENDERERAUDIO_SWEEP_ONE_OF says. For builds
@@ -23,5 +28,12 @@ private:
     std::uint64_t const oneOf_ = OneOf();
     std::uint64_t next_ = 0;
 };
+
+/// These have let go all the same when they fail: their callers can do nothing but ignore it.
+inline bool HasEffectWhenItFails(Simulation::Call_t call) {
+    using Simulation::Call_t;
+    return Simulation::CallSet{Call_t::BufferUnlock, Call_t::CaptureBufferUnlock, Call_t::Win32CloseHandle}
+        .Contains(call);
+}
 
 } // namespace UnitTest
