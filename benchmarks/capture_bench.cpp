@@ -30,7 +30,7 @@ void ReadFiveBlocks(benchmark::State& run) {
     world.CaptureDevice().SetGenerator([](std::uint64_t index) { return static_cast<std::int16_t>(index); });
     Media::RendererAudioCaptureDevice device;
     device.Initialize();
-    Media::RendererAudioCaptureBuffer buffer(device);
+    Media::RendererAudioCaptureBuffer buffer(device.GetWeakFields());
     buffer.Create();
     std::vector<std::shared_ptr<Media::FrameAud>> frames;
     std::uint64_t blocks = 0;

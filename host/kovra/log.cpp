@@ -140,12 +140,13 @@ private:
 
     void Push(LogExec const& made) const noexcept {
         LogRecord record;
-        record.time = JiffyTime::Now();
-        record.wallTime = SysTime::Now();
         bool isComplete = true;
         try {
+            record.time = JiffyTime::Now();
+            record.wallTime = SysTime::Now();
             FillRecord(name_, made, record);
-        } catch (std::bad_alloc const&) {
+        } catch (...) {
+            // Without memory, or with a clock of the host's that fails.
             isComplete = false;
         }
         if (!LogQueue::IsOwnThread()) {

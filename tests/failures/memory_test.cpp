@@ -3,6 +3,7 @@
 
 #include <new>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "directsound/registry.h"
@@ -12,17 +13,22 @@
 #include "simulation/testworld.h"
 #include "support/module/capturebuffertest.h"
 #include "support/module/logcapture.h"
+#include "support/module/modulescope.h"
 #include "support/module/playbackbuffertest.h"
 
 namespace {
 
+using Failures::Failing;
+using Failures::Failure_t;
 using Failures::NoMemory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
+using PlaybackBuffer_Create = UnitTest::PlaybackBufferTest;
 using PlaybackBuffer_Destruction = UnitTest::PlaybackBufferTest;
 using CaptureBuffer_Destruction = UnitTest::CaptureBufferTest;
+using CaptureBuffer_ReadFrames = UnitTest::CaptureBufferTest;
 
 TEST(Registry_Remove, NeedsNoMemoryHoweverManyCameAndWentBefore) {
     struct Buffer {};
@@ -81,6 +87,23 @@ protected:
     Buffer second_;
 };
 
+TEST(Registry_Construction, WithoutMemoryLeavesNoEventBehind) {
+    struct Buffer {};
+    Simulation::TestWorld const world;
+    boost::mutex lock;
+    int failures = 0;
+    for (std::uint64_t nth = 1; nth == 1 || failures == static_cast<int>(nth) - 1; ++nth) {
+        Failing const failing(Failure_t::Memory, nth);
+        try {
+            UnitTest::InModule([&] { Media::DirectSound::Registry<Buffer> const registry(lock); });
+        } catch (std::bad_alloc const&) {
+            ++failures;
+        }
+        EXPECT_EQ(world.OpenHandles(), 0U);
+    }
+    EXPECT_GT(failures, 1);
+}
+
 TEST_F(Registry_Add, NeedsNoMemoryUnderTheLock) {
     EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
     EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(second_));
@@ -100,6 +123,65 @@ TEST_F(Registry_Add, NeedsNoMemoryUnderTheLockWhenOthersHaveComeMeanwhile) {
                 ElementsAre(nullptr, &second_, &first_));
     registry_.Remove(first_);
     registry_.Remove(second_);
+}
+
+TEST_F(PlaybackBuffer_Create, WithoutMemoryLeavesNoSoundBufferAndTheNextFrameMakesACleanOne) {
+    auto const frame = UnitTest::ConstantFrame(Origin, 960, 100);
+    std::size_t const handles = world.OpenHandles();
+    std::uint64_t failures = 0;
+    for (bool hasFailed = true; hasFailed;) {
+        int status = 0;
+        {
+            Failing const failing(Failure_t::Memory, failures + 1);
+            status = UnitTest::InModule([&] { return buffer->CreateSoundBuffer(frame); });
+        }
+        hasFailed = status != 0;
+        if (hasFailed) {
+            ++failures;
+            EXPECT_EQ(status, -202);
+            EXPECT_FALSE(buffer->HasSoundBuffer());
+            EXPECT_THAT(world.LiveBuffers(), IsEmpty());
+            EXPECT_EQ(world.OpenHandles(), handles);
+        }
+    }
+    EXPECT_GT(failures, 5U);
+    EXPECT_TRUE(Sound().IsSilent(0, UnitTest::RingSamples));
+    EXPECT_EQ(world.OpenHandles(), handles + 1);
+}
+
+TEST_F(CaptureBuffer_ReadFrames, WithoutMemoryForTheListReadsNothingAndLosesNothing) {
+    Create();
+    world.Clock().AdvanceMilliSec(3 * UnitTest::FrameMilliSec);
+    UnitTest::Frames frames;
+    {
+        Failing const failing(Failure_t::Memory, 1);
+        EXPECT_EQ(UnitTest::InModule([&] { return buffer->ReadFrames(frames); }), -202);
+    }
+    EXPECT_EQ(buffer->ReadFrames(frames), 0);
+    ASSERT_EQ(frames.size(), 3U);
+    EXPECT_EQ(UnitTest::SamplesOf(*frames[0]), UnitTest::PatternFrom(0, UnitTest::FrameSamples));
+}
+
+TEST_F(CaptureBuffer_ReadFrames, AFrameWithoutMemoryIsLostWithThoseBehindIt) {
+    Create();
+    std::uint64_t read = 0;
+    std::set<std::size_t> sizes;
+    for (std::uint64_t nth = 2; sizes.count(3) == 0; ++nth) {
+        world.Clock().AdvanceMilliSec(3 * UnitTest::FrameMilliSec);
+        UnitTest::Frames frames;
+        int status = 0;
+        {
+            Failing const failing(Failure_t::Memory, nth);
+            status = UnitTest::InModule([&] { return buffer->ReadFrames(frames); });
+        }
+        EXPECT_EQ(status, frames.empty() ? -10 : 0);
+        for (auto const& frame : frames) {
+            // Numbers go on without a gap: the host cannot tell from them that something is lost.
+            EXPECT_EQ(frame->GetIdent().sequenceNumber, read++);
+        }
+        sizes.insert(frames.size());
+    }
+    EXPECT_THAT(sizes, ElementsAre(0U, 1U, 2U, 3U));
 }
 
 TEST_F(PlaybackBuffer_Destruction, NeedsNoMemory) {

@@ -69,11 +69,11 @@ TEST_P(RendererAudio_FailureSweep, WhateverFailsNothingEscapesAndTheNextFrameSou
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RendererAudio_FailureSweep,
-                         testing::Values(Sweep{Failure_t::Memory, 200, "Memory"},
-                                         Sweep{Failure_t::Lock, 100, "Lock"},
-                                         Sweep{Failure_t::HostMemory, 100, "HostMemory"},
-                                         Sweep{Failure_t::HostError, 100, "HostError"},
-                                         Sweep{Failure_t::HostOther, 100, "HostOther"}),
+                         testing::Values(Sweep{Failure_t::Memory, 140, "Memory"},
+                                         Sweep{Failure_t::Lock, 70, "Lock"},
+                                         Sweep{Failure_t::HostMemory, 200, "HostMemory"},
+                                         Sweep{Failure_t::HostError, 200, "HostError"},
+                                         Sweep{Failure_t::HostOther, 200, "HostOther"}),
                          [](auto const& info) { return info.param.name; });
 
 } // namespace

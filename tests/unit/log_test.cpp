@@ -54,6 +54,32 @@ TEST(Log_WriteLog, PushesNothingWhenTheLevelIsNotWanted) {
     EXPECT_THAT(log.GetTexts(), ElementsAre("2"));
 }
 
+/// A host's log that cannot even fail decently.
+class ThrowingLog : public Kovra::LoggerFacade, public Kovra::Logger {
+public:
+    bool IsEnabled(LogLevel_t const& level) const override {
+        if (level == LogLevel_t::Debug) {
+            throw 42;
+        }
+        return true;
+    }
+    Kovra::Logger& get() const override { return const_cast<ThrowingLog&>(*this); }
+    std::string const& GetChannel() const override { return channel_; }
+    void Push(Kovra::LogExec const& /*record*/) override { throw 42; }
+
+private:
+    std::string const channel_;
+};
+
+TEST(Log_WriteLog, WhatTheHostsLogThrowsLosesTheRecordAndNothingElse) {
+    ThrowingLog const log;
+    EXPECT_NO_THROW(WriteLog(log, LogLevel_t::Info, "%d", 1));
+    EXPECT_NO_THROW(WriteLog(log, LogLevel_t::Debug, "%d", 1));
+    Kovra::CodeLocation const location("file", "function", 1);
+    EXPECT_NO_THROW(WriteLogAt(location, log, LogLevel_t::Info, "text"));
+    EXPECT_NO_THROW(WriteLogAt(location, log, LogLevel_t::Debug, "text"));
+}
+
 TEST(Log_WriteLog, LevelsHaveTheNumbersOfTheHost) {
     EXPECT_EQ(static_cast<int>(LogLevel_t::Debug), 0);
     EXPECT_EQ(static_cast<int>(LogLevel_t::Info), 1);

@@ -92,7 +92,7 @@ TEST_F(CaptureBuffer_Create, WithoutAKnownInputGivesMinus27) {
     RendererAudioCaptureDevice unlisted;
     world.CaptureDevice().SetDevices({});
     ASSERT_EQ(unlisted.Initialize(), 0);
-    RendererAudioCaptureBuffer onUnlisted(unlisted);
+    RendererAudioCaptureBuffer onUnlisted(unlisted.GetWeakFields());
     EXPECT_EQ(onUnlisted.Create(), -27);
     EXPECT_FALSE(onUnlisted.IsInitialized());
     EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
@@ -101,7 +101,7 @@ TEST_F(CaptureBuffer_Create, WithoutAKnownInputGivesMinus27) {
 TEST_F(CaptureBuffer_Create, WhenTheDeviceIsGoneGivesMinus27) {
     auto gone = std::make_unique<RendererAudioCaptureDevice>();
     ASSERT_EQ(gone->Initialize(), 0);
-    RendererAudioCaptureBuffer orphan(*gone);
+    RendererAudioCaptureBuffer orphan(gone->GetWeakFields());
     gone.reset();
     EXPECT_EQ(orphan.Create(), -27);
 }
@@ -199,7 +199,7 @@ TEST_F(CaptureBuffer_Close, GoesOnAfterAFailedStop) {
 TEST_F(CaptureBuffer_Close, AfterTheDeviceReleasesWithoutIt) {
     auto gone = std::make_unique<RendererAudioCaptureDevice>();
     ASSERT_EQ(gone->Initialize(), 0);
-    RendererAudioCaptureBuffer orphan(*gone);
+    RendererAudioCaptureBuffer orphan(gone->GetWeakFields());
     ASSERT_EQ(orphan.Create(), 0);
     gone.reset();
     world.Journal().Clear();

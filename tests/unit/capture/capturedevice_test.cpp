@@ -98,7 +98,7 @@ TEST_F(CaptureDevice_Close, LeavesTheWakeEventSignalledForNobody) {
 
 TEST_F(CaptureDevice_Close, KeepsTheBuffersWhichGoOnByThemselves) {
     ASSERT_EQ(device_->Initialize(), 0);
-    RendererAudioCaptureBuffer buffer(*device_);
+    RendererAudioCaptureBuffer buffer(device_->GetWeakFields());
     ASSERT_EQ(buffer.Create(), 0);
     device_->Close();
     EXPECT_THAT(BuffersOf(*device_), ElementsAre(nullptr, &buffer));
@@ -109,7 +109,7 @@ TEST_F(CaptureDevice_Close, KeepsTheBuffersWhichGoOnByThemselves) {
 
 TEST_F(CaptureDevice_Close, ByDestructionBeforeABufferLeavesTheBufferUsableAndClosesEveryEvent) {
     ASSERT_EQ(device_->Initialize(), 0);
-    RendererAudioCaptureBuffer buffer(*device_);
+    RendererAudioCaptureBuffer buffer(device_->GetWeakFields());
     ASSERT_EQ(buffer.Create(), 0);
     device_.reset();
     EXPECT_TRUE(buffer.IsInitialized());

@@ -197,6 +197,16 @@ TEST_F(CaptureDevice_LineLevelCallback, MayStartAndCloseOnTheRenderer) {
     EXPECT_EQ(once.GetCalls(), 1U);
 }
 
+TEST_F(CaptureDevice_LineLevelCallback, ThatThrowsHasHadItsLastCall) {
+    Meter broken([](float) -> bool { throw 42; });
+    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(broken.MakeCallback()));
+    EXPECT_TRUE(broken.WaitForEnd());
+    EXPECT_EQ(broken.GetCalls(), 1U);
+    // The others go on.
+    Start();
+    EXPECT_EQ(meter_.GetCalls(), 1U);
+}
+
 TEST_F(CaptureDevice_LineLevelCallback, RunsOutsideEveryLock) {
     auto const proxy = renderer_->GetCaptureProxy();
     auto& deviceLock = CaptureProxyPeer::GetDevice(*proxy)->lock;

@@ -13,6 +13,7 @@
 #include "rendereraudioplaybackdevice.h"
 #include "simulation/testworld.h"
 #include "support/module/deviceview.h"
+#include "support/module/runningdevice.h"
 
 namespace UnitTest {
 namespace {
@@ -245,6 +246,29 @@ TEST_F(PlaybackThread_Pass, RunsUnderTheDevicesLock) {
         DevicePeer::WaitAndService(device_);
     }
     EXPECT_THAT(wasFree, ElementsAre(false, false, false));
+}
+
+TEST(PlaybackThread_Run, GoesOnAfterAPassThatFails) {
+    Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
+    ASSERT_TRUE(OpenWithRunningThread(device, world));
+    RegisteredBuffer buffer(device);
+    // Only of an active one the time is asked for.
+    BufferPeer::GetFields(buffer.Get()).active.store(1);
+    bool hasThrown = false;
+    {
+        WatchedClock const clock(world.Clock(), [&] {
+            if (Kovra::GetThreadName() == PlaybackThreadName) {
+                hasThrown = true;
+                throw 42;
+            }
+        });
+        world.Clock().AdvanceMilliSec(200);
+    }
+    EXPECT_TRUE(hasThrown);
+    buffer.Rearm();
+    world.Clock().AdvanceMilliSec(200);
+    EXPECT_TRUE(buffer.WasServiced());
 }
 
 } // namespace
