@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "unit/support/builders.h"
+#include "support/module/builders.h"
 
 namespace ContractTest {
 

@@ -11,8 +11,8 @@
 
 #include "loadedmodule.h"
 #include "mediacore/frame.h"
-#include "processresources.h"
 #include "rendereraudio.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 
@@ -91,7 +91,7 @@ public:
             std::unique_lock<std::mutex> guard(state_->lock);
             state_->changed.wait(guard, [this] { return state_->hasEnded; });
         }
-        while (CountThreads() > threads_) {
+        while (TestSupport::CountThreads() > threads_) {
             std::this_thread::yield();
         }
     }
@@ -102,7 +102,7 @@ private:
         std::condition_variable changed;
         bool hasEnded = false;
     };
-    std::uint32_t const threads_ = CountThreads();
+    std::uint32_t const threads_ = TestSupport::CountThreads();
     std::shared_ptr<State> const state_ = std::make_shared<State>();
 };
 

@@ -5,7 +5,7 @@
 #include <tuple>
 #include <vector>
 
-#include "unit/support/logcapture.h"
+#include "support/module/logcapture.h"
 
 namespace ContractTest {
 

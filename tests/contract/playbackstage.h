@@ -14,8 +14,8 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
-#include "unit/support/builders.h"
-#include "unit/support/logcapture.h"
+#include "support/module/builders.h"
+#include "support/module/logcapture.h"
 
 namespace ContractTest {
 

@@ -15,9 +15,9 @@
 #include "loadedmodule.h"
 #include "modulecalls.h"
 #include "pipeline/pipeline.h"
-#include "processresources.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/process/processresources.h"
 
 namespace ContractTest {
 namespace {
@@ -193,16 +193,16 @@ TEST_P(Library_Life, GivesEveryReferenceAndEveryEventBack) {
 TEST_P(Library_Life, LivedAgainAndAgainLeavesNoHandleAndNoThreadBehind) {
     auto const& [story, sessions] = GetParam();
     // One thing left behind in each would be seen.
-    constexpr int Lives = static_cast<int>(PassingResources) + 1;
+    constexpr int Lives = static_cast<int>(TestSupport::PassingResources) + 1;
     // The first brings in what stays: the libraries, and what threads leave in them.
     story.live(sessions);
-    std::uint32_t const handles = CountHandles();
-    std::uint32_t const threads = CountThreads();
+    std::uint32_t const handles = TestSupport::CountHandles();
+    std::uint32_t const threads = TestSupport::CountThreads();
     for (int i = 0; i < Lives; ++i) {
         story.live(sessions);
     }
-    EXPECT_LE(CountHandles(), handles + PassingResources);
-    EXPECT_LE(CountThreads(), threads + PassingResources);
+    EXPECT_LE(TestSupport::CountHandles(), handles + TestSupport::PassingResources);
+    EXPECT_LE(TestSupport::CountThreads(), threads + TestSupport::PassingResources);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sessions, Library_Life,

@@ -9,7 +9,7 @@
 
 #include "image.h"
 #include "playbackstage.h"
-#include "unit/support/foreignrenderer.h"
+#include "support/module/foreignrenderer.h"
 #include "vtable.h"
 
 namespace ContractTest {
