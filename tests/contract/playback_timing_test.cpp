@@ -60,7 +60,7 @@ TEST_F(Library_Playing, FrameAcrossTheEndOfTheRingIsSplitThere) {
     for (std::size_t i = 0; i < samples.size(); ++i) {
         samples[i] = static_cast<std::int16_t>(i + 1);
     }
-    Render(session, UnitTest::RawFrame(Origin + 239520 * PositionNanoSec, samples), 170);
+    Render(session, UnitTest::RawFrame(Origin + 239520 * SampleNanoSec, samples), 170);
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(479040, 1920)", "Unlock(960, 960)", "GetStatus()", "GetCurrentPosition()"));
     EXPECT_EQ(world_.OnlyBuffer().Samples(239520, 960), samples);

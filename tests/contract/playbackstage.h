@@ -14,17 +14,13 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/facts.h"
 #include "support/module/builders.h"
 #include "support/module/logcapture.h"
 
 namespace ContractTest {
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-constexpr std::int64_t FrameNanoSec = 20 * NanoSecPerMilliSec;
-constexpr std::size_t FrameSamples = 960;
-
-/// How long the ring takes the playing of one of its positions to last.
-constexpr std::int64_t PositionNanoSec = 20833;
+using namespace Facts;
 
 constexpr std::uint32_t ServiceTimeoutMilliSec = 200;
 
@@ -86,7 +82,7 @@ protected:
     }
     /// The same, to be written at ring position `position`, which is even.
     static std::shared_ptr<Media::FrameAudRaw> FrameAt(std::int64_t position, std::int16_t value = 1000) {
-        return Frame(position * PositionNanoSec, value);
+        return Frame(position * SampleNanoSec, value);
     }
 
     /// Frames 0 and 1 of a session, 20 ms apart, each heard after the lead: playback runs, and the first

@@ -14,14 +14,12 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerSecond = 1e9;
-constexpr double MilliSecPerSec = 1000.0;
 constexpr char const* TimeLabel = "Time since the first frame was handed over (s)";
 /// More notes than these would be a wall of text; the table has them all.
 constexpr std::size_t MostNotes = 30;
 
 double ToSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / NanoSecPerSecond;
+    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
 }
 
 /// What all pictures share.
@@ -34,7 +32,7 @@ struct Scene {
 };
 
 Scene Survey(PlaybackLog const& log) {
-    Scene scene{log, {0.0, 0.0}, {}, static_cast<double>(log.leadMilliSec) / MilliSecPerSec};
+    Scene scene{log, {0.0, 0.0}, {}, static_cast<double>(log.leadMilliSec) / Listening::MilliSecPerSec};
     std::vector<Listening::SampleView> sounds;
     std::int64_t end = 0;
     for (SessionLog const& session : log.sessions) {

@@ -56,7 +56,7 @@ protected:
     FoldingTest() { EXPECT_TRUE(manager_.SetFile(path_)); }
 
     void PushAt(int second, std::string const& text) {
-        clock_.monotonicNanoSec = second * std::int64_t{1'000'000'000};
+        clock_.monotonicNanoSec = second * Kovra::NanoSecPerSec;
         Push(*GetLogger("Test.Fold"), LogLevel_t::Info, text);
     }
 

@@ -10,13 +10,16 @@
 #include "kovra/thread.h"
 #include "simulation/win32/dsoundheaders.h"
 #include "simulation/world.h"
+#include "support/facts.h"
 
 // The few steps that nearly every test of the simulation begins with.
 
 namespace Simulation {
 
-inline constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-inline constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+using Facts::NanoSecPerHour;
+using Facts::NanoSecPerMilliSec;
+using Facts::NanoSecPerSec;
+
 inline constexpr DWORD RingBytes = 480'000;
 inline constexpr DWORD UsualFlags = DSBCAPS_GLOBALFOCUS | DSBCAPS_CTRLPOSITIONNOTIFY | DSBCAPS_CTRLVOLUME |
                                     DSBCAPS_CTRLPAN | DSBCAPS_CTRLFREQUENCY | DSBCAPS_LOCSOFTWARE;

@@ -17,8 +17,8 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t Second = 1'000'000'000;
-constexpr std::int64_t StartNanoSec = 1000 * Second;
+using Listening::NanoSecPerSec;
+constexpr std::int64_t StartNanoSec = 1000 * NanoSecPerSec;
 
 /// A line-level thread that calls without a pause: 0.75, and 0.5 from two seconds on.
 class TestMeter : public CaptureAccess {
@@ -37,7 +37,7 @@ public:
         if (isThere) {
             thread_ = std::thread([this, copy = callback]() mutable {
                 while (calls_ < mostCalls &&
-                       copy(clock_.nanoSec < StartNanoSec + 2 * Second ? 0.75F : 0.5F)) {
+                       copy(clock_.nanoSec < StartNanoSec + 2 * NanoSecPerSec ? 0.75F : 0.5F)) {
                     AddCall();
                 }
                 // Time enough for a command that does not wait to be gone.
@@ -136,7 +136,7 @@ TEST(Meter, EndsAfterAPartOfASecond) {
     Fixture fixture;
     fixture.options.seconds = 0.5;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
-    EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + Second / 2);
+    EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + NanoSecPerSec / 2);
     EXPECT_EQ(fixture.out.str(), "0:00.5  level 0.750  highest 0.750\n");
 }
 
@@ -150,7 +150,7 @@ TEST(Meter, OnATerminalMovesABar) {
 
 TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {
     Fixture fixture;
-    fixture.pacer.stopNanoSec = Second;
+    fixture.pacer.stopNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_TRUE(fixture.meter.hadRenderer);
     EXPECT_TRUE(fixture.renderer.hadEnded);

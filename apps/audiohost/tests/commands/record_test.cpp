@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr std::int64_t Second = 1'000'000'000;
+using Listening::NanoSecPerSec;
 
 class TestAccess : public CaptureAccess {
 public:
@@ -92,7 +92,7 @@ TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
 TEST(Record, InterruptedKeepsWhatHadCome) {
     Fixture fixture;
     fixture.options.seconds = 0.0;
-    fixture.pacer.stopNanoSec = 5 * Second / 2;
+    fixture.pacer.stopNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(120000));
     EXPECT_THAT(fixture.out.str(), HasSubstr("until interrupted"));
@@ -102,7 +102,7 @@ TEST(Record, HasAValidFileAtEveryMoment) {
     Fixture fixture;
     fixture.pacer.onWait = [&](std::int64_t time) {
         // Waits come before reads: at 2.51 s the frame that was complete at 2.5 s has been read.
-        if (time == 2510 * Second / 1000) {
+        if (time == 2510 * NanoSecPerSec / 1000) {
             EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(120000));
             fixture.sentence = "looked";
         }
@@ -113,7 +113,7 @@ TEST(Record, HasAValidFileAtEveryMoment) {
 
 TEST(Record, OfAMicrophoneThatGoesAwaySumsUpAndEndsWithItsCode) {
     Fixture fixture;
-    fixture.capture.microphone->endNanoSec = 5 * Second / 2;
+    fixture.capture.microphone->endNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoInput);
     EXPECT_THAT(fixture.sentence, HasSubstr("nothing for three seconds (status -1)"));
     EXPECT_THAT(fixture.out.str(), HasSubstr("The recording broke off."));

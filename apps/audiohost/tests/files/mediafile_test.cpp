@@ -171,7 +171,8 @@ TEST(MediaFile_Aac, InAdtsIsHandedOverFrameByFrameWithoutConfiguration) {
         EXPECT_EQ(DataOf(*frame).substr(0, 1), "\xFF");
     }
     // 1024 samples at 48000 Hz are 21.333 ms; the container counts in 1/28224000 s.
-    EXPECT_NEAR(static_cast<double>(reading.positions[90]), 90.0 * 1024.0 / 48000.0 * 1e9, 1e4);
+    EXPECT_NEAR(static_cast<double>(reading.positions[90]),
+                90.0 * 1024.0 / 48000.0 * Listening::NanoSecPerSec, 1e4);
     ExpectSound(sound, reading.sound);
 }
 
@@ -187,7 +188,8 @@ TEST(MediaFile_Aac, InM4aCarriesItsConfigurationAndStartsAtZero) {
     EXPECT_EQ(config[0], 0x12);
     EXPECT_EQ(config[1], 0x08);
     EXPECT_EQ(reading.positions[0], 0);
-    EXPECT_NEAR(static_cast<double>(reading.positions[80]), 80.0 * 1024.0 / 44100.0 * 1e9, 1e3);
+    EXPECT_NEAR(static_cast<double>(reading.positions[80]),
+                80.0 * 1024.0 / 44100.0 * Listening::NanoSecPerSec, 1e3);
     EXPECT_EQ(reading.frames[0]->GetFrequency(), 44100U);
     EXPECT_GT(Listening::LevelDecibel(reading.sound), -40.0);
 }
