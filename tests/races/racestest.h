@@ -105,11 +105,11 @@ protected:
     static constexpr std::int64_t FrameNanoSec = FrameMilliSec * UnitTest::NanoSecPerMilliSec;
     /// Timestamp of every session's first frame.
     static constexpr std::int64_t OriginNanoSec = 3'600'000'000'000;
-    /// Presentations lie so far ahead that a session may be `MostFramesBehind` late and wait through some
+    /// Presentations lie so far ahead that a session may be `MaxFramesBehind` late and wait through some
     /// time in which it gets no frames, and still be in time; yet less than the 312 ms at which a play cursor
     /// jumps.
     static constexpr std::int64_t LeadMilliSec = 280;
-    static constexpr std::uint64_t MostFramesBehind = 4;
+    static constexpr std::uint64_t MaxFramesBehind = 4;
     static constexpr std::uint32_t RingSamples = 240000;
 
     RacesTest();

@@ -65,7 +65,7 @@ protected:
     }
 
     /// Plays `frames` more frames of each session, all of which start now: time waits for a session that is
-    /// `MostFramesBehind`.
+    /// `MaxFramesBehind`.
     void Play(std::vector<Session>& sessions, std::uint64_t frames) {
         for (std::uint64_t i = 0; i < frames; ++i) {
             Advance(FrameMilliSec / 2);
@@ -74,7 +74,7 @@ protected:
                 Submit(session, Ahead(LeadMilliSec));
             }
             for (auto const& session : sessions) {
-                while (!IsDone(session, session.number - MostFramesBehind)) {
+                while (!IsDone(session, session.number - MaxFramesBehind)) {
                     std::this_thread::yield();
                 }
             }
@@ -100,9 +100,9 @@ protected:
         EXPECT_EQ(succeeded_[session.id].load(), session.number);
     }
 
-    static constexpr std::size_t MostSessions = 256;
-    std::array<std::atomic<std::uint64_t>, MostSessions> done_{};
-    std::array<std::atomic<std::uint64_t>, MostSessions> succeeded_{};
+    static constexpr std::size_t MaxSessions = 256;
+    std::array<std::atomic<std::uint64_t>, MaxSessions> done_{};
+    std::array<std::atomic<std::uint64_t>, MaxSessions> succeeded_{};
     Pipeline pipeline_{*renderer_, Workers, [this](Pipeline::Report_t const& report) {
                            if (report.outcome == Outcome_t::Succeeded) {
                                succeeded_[report.session].fetch_add(1, std::memory_order_relaxed);

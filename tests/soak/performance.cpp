@@ -214,7 +214,7 @@ private:
     }
 
     void CloseToLimit(RunRecord& record) {
-        for (; sessions_.size() > MostWaitedSessions; sessions_.pop_back()) {
+        for (; sessions_.size() > MaxWaitedSessions; sessions_.pop_back()) {
             pipeline_.CloseSession(sessions_.back());
             record.isClosedToLimit = true;
         }

@@ -15,9 +15,9 @@ namespace {
 
 constexpr char const* SoundTimeLabel = "Time in the recording (s)";
 constexpr char const* ClockTimeLabel = "Time since the start (s)";
-constexpr double LeastSeconds = 0.1;
+constexpr double MinSeconds = 0.1;
 /// Leaves the wavering of a good take small in its picture.
-constexpr double LeastDelayMilliSec = 40.0;
+constexpr double MinDelayMilliSec = 40.0;
 
 double ToSec(std::int64_t nanoSec) {
     return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
@@ -75,8 +75,7 @@ std::string Waveforms(CaptureLog const& log) {
         return "";
     }
     auto const size = static_cast<std::int64_t>(log.sound.size());
-    PlotRange const seconds = {0.0,
-                               std::max(LeastSeconds, Listening::SamplesToSec(static_cast<double>(size)))};
+    PlotRange const seconds = {0.0, std::max(MinSeconds, Listening::SamplesToSec(static_cast<double>(size)))};
     Listening::SampleView sent;
     std::vector<Listening::TimelineJump> jumps;
     if (log.check) {
@@ -92,7 +91,7 @@ std::string Waveforms(CaptureLog const& log) {
 }
 
 PlotRange ClockRange(CaptureLog const& log) {
-    return {0.0, std::max(LeastSeconds, ToSec(log.lastNanoSec))};
+    return {0.0, std::max(MinSeconds, ToSec(log.lastNanoSec))};
 }
 
 double SlotStart(std::size_t slot) {
@@ -112,7 +111,7 @@ std::string LevelOverTime(CaptureLog const& log) {
 
 std::string DelayOverTime(CaptureLog const& log) {
     std::vector<PlotPoint> points;
-    double highest = LeastDelayMilliSec;
+    double highest = MinDelayMilliSec;
     for (std::size_t i = 0; i < log.slots.size(); ++i) {
         if (std::optional<std::int64_t> const behind = log.slots[i].behindNanoSec) {
             double const milliSec = static_cast<double>(*behind) / Listening::NanoSecPerMilliSec;

@@ -10,7 +10,7 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::size_t MostLossesTold = 5;
+constexpr std::size_t MaxLossesTold = 5;
 constexpr double GoodMatchedShare = 0.95;
 
 std::string FramesInMilliSec(std::uint64_t frames) {
@@ -49,12 +49,12 @@ std::string DescribeLosses(std::vector<CaptureLoss> const& losses) {
     std::string places;
     for (std::size_t i = 0; i < losses.size(); ++i) {
         frames += losses[i].frames;
-        if (i < MostLossesTold) {
+        if (i < MaxLossesTold) {
             places += (i == 0 ? "" : ", ") + FormatClock(losses[i].timeNanoSec);
         }
     }
-    places += losses.size() > MostLossesTold
-                  ? " and " + std::to_string(losses.size() - MostLossesTold) + " more places"
+    places += losses.size() > MaxLossesTold
+                  ? " and " + std::to_string(losses.size() - MaxLossesTold) + " more places"
                   : "";
     return FormatCount(frames, "block") + " of 20 ms (" + FramesInMilliSec(frames) + ") at about " + places;
 }

@@ -15,7 +15,7 @@ namespace AudioHost {
 namespace {
 
 /// A page with more rows than these would be slow to open and slower to read.
-constexpr std::size_t MostEventRows = 300;
+constexpr std::size_t MaxEventRows = 300;
 
 std::string Header(PlaybackLog const& log) {
     std::string names;
@@ -129,7 +129,7 @@ std::string EventTable(PlaybackLog const& log) {
     std::string html = Tag("h2", "Log records") +
                        "<div class=\"scroll\"><table>\n<tr><th class=\"number\">Time (s)</th><th>Session</th>"
                        "<th>Record</th><th class=\"number\">Times</th></tr>\n";
-    for (std::size_t i = 0; i < std::min(rows.size(), MostEventRows); ++i) {
+    for (std::size_t i = 0; i < std::min(rows.size(), MaxEventRows); ++i) {
         EventGroup const& group = rows[i].group;
         std::string time = FormatFixed(static_cast<double>(group.firstNanoSec) / Listening::NanoSecPerSec, 3);
         if (group.lastNanoSec > group.firstNanoSec) {
@@ -141,8 +141,8 @@ std::string EventTable(PlaybackLog const& log) {
                 "</td></tr>\n";
     }
     html += "</table></div>\n";
-    if (rows.size() > MostEventRows) {
-        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MostEventRows) + " more are left out.");
+    if (rows.size() > MaxEventRows) {
+        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MaxEventRows) + " more are left out.");
     }
     return html;
 }

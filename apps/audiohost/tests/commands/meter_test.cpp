@@ -36,7 +36,7 @@ public:
         hadRenderer = Media::Pipeline::GetAudioRenderer() != nullptr;
         if (isThere) {
             thread_ = std::thread([this, copy = callback]() mutable {
-                while (calls_ < mostCalls &&
+                while (calls_ < maxCalls &&
                        copy(clock_.nanoSec < StartNanoSec + 2 * NanoSecPerSec ? 0.75F : 0.5F)) {
                     AddCall();
                 }
@@ -60,7 +60,7 @@ public:
     }
 
     bool isThere = true;
-    std::uint64_t mostCalls = UINT64_MAX;
+    std::uint64_t maxCalls = UINT64_MAX;
     bool hadRenderer = false;
     std::atomic<bool> hasEnded{false};
 
@@ -168,7 +168,7 @@ TEST(Meter, WithoutAMicrophoneEndsWithItsCode) {
 TEST(Meter, OfAThreadThatEndsByItselfEndsWithItsCode) {
     for (std::uint64_t const calls : {0U, 3U}) {
         Fixture fixture;
-        fixture.meter.mostCalls = calls;
+        fixture.meter.maxCalls = calls;
         EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
     }
 }
