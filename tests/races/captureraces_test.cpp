@@ -65,11 +65,11 @@ protected:
     /// Starts line-level threads, each of which ends after some reports.
     void StartMeters(Meter& meter, int count, Dice dice) {
         for (int i = 0; i < count; ++i) {
-            EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+            EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
             // Reports of one callback come from its one thread.
             auto const reports = std::make_shared<std::uint32_t>(dice.Throw(4));
             EXPECT_TRUE(
-                renderer_->GetLineLevelCallbacks([callback = meter.MakeCallback(), reports](float level) {
+                renderer->GetLineLevelCallbacks([callback = meter.MakeCallback(), reports](float level) {
                     return callback(level) && (*reports)-- != 0;
                 }));
         }
@@ -84,9 +84,9 @@ protected:
     }
 
     void ExpectOneCleanCapture() {
-        EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(1));
-        EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
-        EXPECT_EQ(world_.LiveCaptures(), 1U);
+        EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
+        EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
+        EXPECT_EQ(world.LiveCaptures(), 1U);
     }
 
 private:
@@ -94,7 +94,7 @@ private:
 };
 
 TEST_P(Capture_Races, EachBlockGoesToOneReaderOrToTheMeter) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     Meter meter;
     std::atomic<bool> isOver{false};
@@ -116,7 +116,7 @@ TEST_P(Capture_Races, EachBlockGoesToOneReaderOrToTheMeter) {
     crew.Add([&] { StartMeters(meter, 12, MakeDice(1)); });
     for (std::uint64_t block = 0; block < Blocks; ++block) {
         Advance(FrameMilliSec);
-        EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+        EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
     }
     isOver = true;
     crew.Join();
@@ -138,13 +138,13 @@ TEST_P(Capture_Races, EachBlockGoesToOneReaderOrToTheMeter) {
         ExpectLevel(level);
     }
     EXPECT_GE(meter.GetCalls(), 12U);
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1));
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1));
     ExpectOneCleanCapture();
 }
 
 TEST_P(Capture_Races, CaptureIsStoppedAndStartedUnderReadersAndMeters) {
     constexpr int Restarts = 25;
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     Meter meter;
     std::atomic<bool> isOver{false};
@@ -158,7 +158,7 @@ TEST_P(Capture_Races, CaptureIsStoppedAndStartedUnderReadersAndMeters) {
     crew.Add([&, dice = MakeDice(2)]() mutable {
         for (int restart = 0; restart < Restarts; ++restart) {
             proxy->StopBufferCapture();
-            world_.Shaking().Shake();
+            world.Shaking().Shake();
             proxy->StartBufferCapture();
             for (std::uint32_t yields = dice.Throw(100); yields != 0; --yields) {
                 std::this_thread::yield();
@@ -179,7 +179,7 @@ TEST_P(Capture_Races, CaptureIsStoppedAndStartedUnderReadersAndMeters) {
     for (float const level : meter.GetLevels()) {
         ExpectLevel(level);
     }
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1 + Restarts));
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1 + Restarts));
     ExpectOneCleanCapture();
 }
 

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "pipeline/pipeline.h"
-#include "renderer/sweep.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
 #include "support/module/builders.h"
@@ -23,6 +22,7 @@
 #include "support/module/fakecodec.h"
 #include "support/module/rendererview.h"
 #include "support/module/sweepsample.h"
+#include "sweep.h"
 
 namespace UnitTest {
 namespace {

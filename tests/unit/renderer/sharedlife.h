@@ -8,12 +8,12 @@
 
 #include "kovra/thread.h"
 #include "pipeline/pipeline.h"
-#include "renderer/sweep.h"
 #include "support/module/builders.h"
 #include "support/module/captureview.h"
 #include "support/module/deviceview.h"
 #include "support/module/fakecodec.h"
 #include "support/module/rendererview.h"
+#include "sweep.h"
 
 namespace UnitTest {
 
