@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "sharedlife.h"
 #include "support/module/sweepsample.h"
-#include "sweep.h"
+#include "unit/renderer/sharedlife.h"
+#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 namespace {

@@ -22,7 +22,7 @@
 #include "support/module/fakecodec.h"
 #include "support/module/rendererview.h"
 #include "support/module/sweepsample.h"
-#include "sweep.h"
+#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 namespace {

@@ -13,7 +13,7 @@
 #include "support/module/deviceview.h"
 #include "support/module/fakecodec.h"
 #include "support/module/rendererview.h"
-#include "sweep.h"
+#include "unit/renderer/sweep.h"
 
 namespace UnitTest {
 
