@@ -26,7 +26,6 @@ public:
 
     std::size_t GetSessions() const { return bursts_.size(); }
     double GetToneHz(std::size_t session) const;
-    double GetToneLsb() const { return toneLsb_; }
 
     /// From one burst of a session to the next.
     std::int64_t GetPeriodFrames() const { return periodFrames_; }

@@ -245,6 +245,15 @@ protected:
 
     std::size_t CountBuffers() { return registry.GetBuffers(boost::mutex::scoped_lock(lock)).size(); }
 
+    /// It came once, under the lock, while both lists had so many entries.
+    void ExpectOneLookAt(std::size_t entries) {
+        ASSERT_EQ(moments.size(), 1U);
+        EXPECT_TRUE(moments[0].isLocked);
+        EXPECT_EQ(moments[0].eventCount, entries);
+        EXPECT_EQ(moments[0].bufferCount, entries);
+        EXPECT_TRUE(CanBeLockedElsewhere(lock));
+    }
+
     std::vector<Moment> moments;
     bool isLooking = false;
     Simulation::World world{[this](std::string const&) {
@@ -261,12 +270,8 @@ TEST_F(Registry_WakeSignal, OfAddComesUnderTheLockBeforeTheListsGrow) {
     isLooking = true;
     registry.Add(buffer);
     isLooking = false;
-    ASSERT_EQ(moments.size(), 1U);
-    EXPECT_TRUE(moments[0].isLocked);
-    EXPECT_EQ(moments[0].eventCount, 1U);
-    EXPECT_EQ(moments[0].bufferCount, 1U);
+    ExpectOneLookAt(1);
     EXPECT_EQ(CountBuffers(), 2U);
-    EXPECT_TRUE(CanBeLockedElsewhere(lock));
     registry.Remove(buffer);
 }
 
@@ -275,12 +280,8 @@ TEST_F(Registry_WakeSignal, OfRemoveComesUnderTheLockBeforeTheListsShrink) {
     isLooking = true;
     registry.Remove(buffer);
     isLooking = false;
-    ASSERT_EQ(moments.size(), 1U);
-    EXPECT_TRUE(moments[0].isLocked);
-    EXPECT_EQ(moments[0].eventCount, 2U);
-    EXPECT_EQ(moments[0].bufferCount, 2U);
+    ExpectOneLookAt(2);
     EXPECT_EQ(CountBuffers(), 1U);
-    EXPECT_TRUE(CanBeLockedElsewhere(lock));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "pipeline/pipeline.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
@@ -112,11 +113,7 @@ struct Fixture {
     }
 
     ExitCode_t Run() {
-        try {
-            return Meter(options, {renderer, pacer, out, isTerminal}, meter);
-        } catch (HostError const& error) {
-            return error.GetCode();
-        }
+        return CodeOf([this] { return Meter(options, {renderer, pacer, out, isTerminal}, meter); });
     }
 };
 

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
@@ -49,19 +47,10 @@ struct Fixture {
     ExitCode_t Run() { return Record(options, {renderer, pacer, out}, capture); }
 
     ExitCode_t RunToError() {
-        try {
-            return Run();
-        } catch (HostError const& error) {
-            sentence = error.what();
-            return error.GetCode();
-        }
+        return CodeOf([this] { return Run(); }, &sentence);
     }
 
-    static std::string Read(std::string const& path) {
-        std::ifstream file(std::filesystem::u8path(path), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::string ReadOut() const { return Read(options.outPath); }
+    std::string ReadOut() const { return ReadFile(options.outPath); }
     /// The file that a perfect take of so many samples makes.
     std::string PerfectFile(std::int64_t count) const {
         return MakeWav({}, BytesOf(Listening::Samples(Listening::Join(
@@ -86,7 +75,7 @@ TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
     fixture.options.reportPath = fixture.folder.PathOf("report.html");
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_THAT(fixture.out.str(), HasSubstr("144000 identical, 0 changed, 0 missing"));
-    EXPECT_THAT(Fixture::Read(fixture.options.reportPath), HasSubstr("<h1>Recording report</h1>"));
+    EXPECT_THAT(ReadFile(fixture.options.reportPath), HasSubstr("<h1>Recording report</h1>"));
 }
 
 TEST(Record, InterruptedKeepsWhatHadCome) {

@@ -7,8 +7,8 @@
 #include "listening/soundcompare.h"
 #include "listening/soundlevel.h"
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
@@ -48,12 +48,9 @@ std::string DataOf(Media::FrameAud const& frame) {
 
 /// The sentence and the code that reading the file for its sound ends with.
 std::pair<ExitCode_t, std::string> ErrorOf(std::string const& path) {
-    try {
-        RequireSound(path);
-    } catch (HostError const& error) {
-        return {error.GetCode(), error.what()};
-    }
-    return {ExitCode_t::Ok, ""};
+    std::string sentence;
+    ExitCode_t const code = CodeOf([&] { RequireSound(path); }, &sentence);
+    return {code, sentence};
 }
 
 /// The file's sound is `sound`, apart from the coding's loss and delay.

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testmicrophone.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
@@ -30,12 +30,7 @@ struct Fixture {
     }
 
     ExitCode_t RunToError(std::int64_t samples) {
-        try {
-            Run(samples);
-        } catch (HostError const& error) {
-            return error.GetCode();
-        }
-        return ExitCode_t::Ok;
+        return CodeOf([&] { Run(samples); });
     }
 };
 
