@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -8,6 +10,7 @@
 #include <boost/thread/thread.hpp>
 
 #include "kovra/thread.h"
+#include "simulation/testworld.h"
 #include "simulation/win32/dsoundheaders.h"
 #include "simulation/world.h"
 #include "support/facts.h"
@@ -188,6 +191,21 @@ public:
 
     IDirectSoundCapture* capture = nullptr;
     IDirectSoundCaptureBuffer8* buffer = nullptr;
+};
+
+/// A playback buffer in a world of its own.
+class PlayableTest : public testing::Test {
+protected:
+    TestWorld world;
+    Playable playable;
+};
+
+/// The same of the other side.
+class MicrophoneTest : public testing::Test {
+protected:
+    TestWorld world;
+    Microphone microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
 };
 
 /// An auto-reset event that closes itself.
