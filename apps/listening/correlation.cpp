@@ -17,7 +17,7 @@ namespace {
 /// A stretch whose samples are this small on average holds no signal to compare, only rounding.
 constexpr double SilenceRmsLsb = 2.0;
 /// Beyond this the library computes term by term, which takes minutes where this takes milliseconds.
-constexpr std::int64_t MostTransformSize = 131072;
+constexpr std::int64_t MaxTransformSize = 131072;
 constexpr float SampleScale = 1.0F / 32768.0F;
 
 struct FreeMemory {
@@ -91,7 +91,7 @@ double Energy(SampleView samples) {
     return energy;
 }
 
-/// One transform's worth: `text` is at most `MostTransformSize` long.
+/// One transform's worth: `text` is at most `MaxTransformSize` long.
 void AppendBlock(SampleView pattern, SampleView text, std::vector<float>& result) {
     // As long as the text is enough: what the cyclic sum wraps round lies behind the last whole place.
     std::size_t size = 1;
@@ -103,13 +103,13 @@ void AppendBlock(SampleView pattern, SampleView text, std::vector<float>& result
 
     double const patternEnergy = Energy(pattern);
     double const length = static_cast<double>(pattern.GetSize());
-    double const leastEnergy = length * SilenceRmsLsb * SilenceRmsLsb;
+    double const minEnergy = length * SilenceRmsLsb * SilenceRmsLsb;
     double energy = Energy(text.Cut(0, static_cast<std::int64_t>(pattern.GetSize())));
     // The inverse transform is not divided by its length, the samples were scaled.
     double const dotScale = 1.0 / (static_cast<double>(size) * SampleScale * SampleScale);
     for (std::size_t k = 0; k + pattern.GetSize() <= text.GetSize(); ++k) {
         double value = 0.0;
-        if (energy > leastEnergy && patternEnergy > leastEnergy) {
+        if (energy > minEnergy && patternEnergy > minEnergy) {
             value = dots[k].re * dotScale / std::sqrt(energy * patternEnergy);
         }
         result.push_back(static_cast<float>(std::clamp(value, -1.0, 1.0)));
@@ -127,14 +127,14 @@ std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text) {
     auto const length = static_cast<std::int64_t>(pattern.GetSize());
     auto const places = static_cast<std::int64_t>(text.GetSize()) - length + 1;
     std::vector<float> result;
-    if (pattern.IsEmpty() || pattern.GetSize() > MostPatternSamples || places <= 0) {
+    if (pattern.IsEmpty() || pattern.GetSize() > MaxPatternSamples || places <= 0) {
         return result;
     }
     result.reserve(static_cast<std::size_t>(places));
     // Blocks overlap, so that every place lies whole within one.
-    std::int64_t const step = MostTransformSize - length + 1;
+    std::int64_t const step = MaxTransformSize - length + 1;
     for (std::int64_t at = 0; at < places; at += step) {
-        AppendBlock(pattern, text.Cut(at, MostTransformSize), result);
+        AppendBlock(pattern, text.Cut(at, MaxTransformSize), result);
     }
     return result;
 }

@@ -6,11 +6,11 @@
 
 namespace Listening {
 
-constexpr std::size_t MostPatternSamples = 65536;
+constexpr std::size_t MaxPatternSamples = 65536;
 
 /// How alike `pattern` and each equally long stretch of `text` are: element k stands for the stretch that
 /// starts at `text[k]`, from -1.0 (inverted) to 1.0 (the same but for its level). A stretch as good as silent
-/// counts as 0.0. Empty when the pattern is empty, longer than the text or than `MostPatternSamples`. Work
+/// counts as 0.0. Empty when the pattern is empty, longer than the text or than `MaxPatternSamples`. Work
 /// n log n.
 std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text);
 

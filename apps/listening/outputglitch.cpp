@@ -4,13 +4,13 @@
 #include <cmath>
 #include <utility>
 
+#include "listening/samples.h"
 #include "listening/stats.h"
 
 namespace Listening {
 
 namespace {
 
-constexpr double NanoSecPerMilliSec = 1e6;
 /// How the cursor usually moves is told by so many steps before: most of a second at 10 ms.
 constexpr std::size_t UsualStays = 64;
 /// A glitch is over when the cursor has moved evenly for so long, wherever it is then.

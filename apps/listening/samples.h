@@ -8,7 +8,13 @@ namespace Listening {
 
 /// Rate at which the host keeps and compares sound: what the loudspeaker side runs at.
 constexpr std::uint32_t SoundRateHz = 48000;
+
+constexpr std::int64_t NanoSecPerMicroSec = 1'000;
+constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+constexpr std::int64_t NanoSecPerHour = 3'600 * NanoSecPerSec;
+constexpr std::int64_t MilliSecPerSec = 1'000;
+
 /// Greatest magnitude of a sample.
 constexpr double FullScaleLsb = 32768.0;
 
@@ -45,19 +51,19 @@ private:
 };
 
 constexpr double SamplesToMilliSec(double samples) {
-    return samples * 1000.0 / SoundRateHz;
+    return samples * MilliSecPerSec / SoundRateHz;
 }
 constexpr double SamplesToSec(double samples) {
     return samples / SoundRateHz;
 }
 constexpr std::int64_t MilliSecToSamples(std::int64_t milliSec) {
-    return milliSec * SoundRateHz / 1000;
+    return milliSec * SoundRateHz / MilliSecPerSec;
 }
 
 /// Index of the sample that sounds at `nanoSec` into a stream, rounded to the nearest; `nanoSec` from 0 to
 /// two days, beyond which the product would overflow.
 constexpr std::int64_t NanoSecToSamples(std::int64_t nanoSec) {
-    return (nanoSec * (SoundRateHz / 1000) + 500'000) / 1'000'000;
+    return (nanoSec * (SoundRateHz / MilliSecPerSec) + NanoSecPerMilliSec / 2) / NanoSecPerMilliSec;
 }
 static_assert(NanoSecToSamples(20'000'000) == 960);
 static_assert(NanoSecToSamples(NanoSecPerSec) == 48000);

@@ -16,10 +16,10 @@ double SumOfSquares(SampleView samples) {
 
 double EnergyDecibel(double sumOfSquares, std::uint64_t count) {
     if (sumOfSquares <= 0.0) {
-        return LeastLevelDecibel;
+        return MinLevelDecibel;
     }
     double const meanSquare = sumOfSquares / static_cast<double>(count);
-    return std::max(LeastLevelDecibel, 10.0 * std::log10(meanSquare / (FullScaleLsb * FullScaleLsb)));
+    return std::max(MinLevelDecibel, 10.0 * std::log10(meanSquare / (FullScaleLsb * FullScaleLsb)));
 }
 
 double LevelDecibel(SampleView samples) {

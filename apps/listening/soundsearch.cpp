@@ -18,7 +18,7 @@ constexpr std::int64_t SearchBlockSamples = 107000;
 /// From so many parts of the sound: the loudest may lie outside the recording.
 constexpr std::int64_t PatternsTried = 4;
 /// The least likeness that counts as having found the place.
-constexpr float LeastFoundCorrelation = 0.5F;
+constexpr float MinFoundCorrelation = 0.5F;
 
 /// Below this likeness the window may have been played faster or slower: both are tried.
 constexpr float TrySpeedsCorrelation = 0.97F;
@@ -45,9 +45,9 @@ FoundLag NearestPeak(std::vector<float> const& values, std::int64_t expected) {
         return best;
     }
     float const highest = *std::max_element(values.begin(), values.end());
-    float const least = highest > 0.0F ? highest * EqualPeakShare : highest;
+    float const min = highest > 0.0F ? highest * EqualPeakShare : highest;
     for (std::size_t i = 0; i < values.size(); ++i) {
-        bool const isPeak = values[i] >= least && (i == 0 || values[i] >= values[i - 1]) &&
+        bool const isPeak = values[i] >= min && (i == 0 || values[i] >= values[i - 1]) &&
                             (i + 1 == values.size() || values[i] >= values[i + 1]);
         auto const lag = static_cast<std::int64_t>(i);
         bool const isNearer =
@@ -99,7 +99,7 @@ FoundLag LookUpPieces(SampleView window, SampleView text, std::int64_t expected)
 
 std::int64_t LoudestStart(SampleView sent, std::int64_t length) {
     std::int64_t best = 0;
-    double bestLevel = LeastLevelDecibel;
+    double bestLevel = MinLevelDecibel;
     auto const size = static_cast<std::int64_t>(sent.GetSize());
     for (std::int64_t start = 0; start + length <= size; start += std::max<std::int64_t>(1, length / 2)) {
         double const level = LevelDecibel(sent.Cut(start, length));
@@ -141,15 +141,15 @@ std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard, std::opti
         std::int64_t const length =
             std::min<std::int64_t>(PatternSamples, static_cast<std::int64_t>(within.GetSize()));
         std::int64_t const start = part + LoudestStart(within, length);
-        std::int64_t const from = range ? std::clamp<std::int64_t>(start + range->least, 0, recorded) : 0;
+        std::int64_t const from = range ? std::clamp<std::int64_t>(start + range->min, 0, recorded) : 0;
         std::int64_t const end =
-            range ? std::clamp<std::int64_t>(start + range->most + 1, from, recorded) : recorded;
+            range ? std::clamp<std::int64_t>(start + range->max + 1, from, recorded) : recorded;
         FoundLag const found = FindPattern(sent.Cut(start, length), heard, from, end);
         if (found.correlation > best.correlation) {
             best = {found.correlation, found.lag - start};
         }
     }
-    if (best.correlation < LeastFoundCorrelation) {
+    if (best.correlation < MinFoundCorrelation) {
         return std::nullopt;
     }
     return best.lag;

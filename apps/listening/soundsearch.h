@@ -39,8 +39,8 @@ bool IsWindowRecorded(SampleView heard, std::int64_t start);
 /// Where in the recording a sound may begin, in samples of the recording, both ends included. Sound that
 /// repeats itself is like the recording in several places: only the range tells which one is meant.
 struct LagRange {
-    std::int64_t least = 0;
-    std::int64_t most = 0;
+    std::int64_t min = 0;
+    std::int64_t max = 0;
 };
 
 /// Sample number in `heard` minus sample number in `sent`, from the loudest stretches of `sent`, within

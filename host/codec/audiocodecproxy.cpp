@@ -35,11 +35,10 @@ PcmFormat FormatOf(FrameAud const& frame) {
 
 /// Where the samples that follow a raw frame of `sampleGroups` groups belong.
 FrameIdent IdentBehind(FrameAud const& frame, std::size_t sampleGroups) {
-    constexpr std::int64_t SecondNanoSec = 1'000'000'000;
     FrameIdent ident = frame.GetIdent();
     // Below 2^25 groups: no overflow.
     ident.time +=
-        Kovra::SysTime(static_cast<std::int64_t>(sampleGroups) * SecondNanoSec / frame.GetFrequency());
+        Kovra::SysTime(static_cast<std::int64_t>(sampleGroups) * Kovra::NanoSecPerSec / frame.GetFrequency());
     return ident;
 }
 

@@ -7,8 +7,7 @@ namespace Kovra {
 
 namespace {
 
-constexpr std::int64_t NanoSecInSec = 1'000'000'000;
-constexpr std::int64_t FoldNanoSec = 10 * NanoSecInSec;
+constexpr std::int64_t FoldNanoSec = 10 * NanoSecPerSec;
 /// Kinds that are told apart at a time: somebody may log ever new texts.
 constexpr std::size_t MaxFolds = 64;
 
@@ -20,7 +19,7 @@ std::string KindOf(LogRecord const& record) {
 
 /// Whole seconds, rounded up, 1 at least.
 std::int64_t ToSeconds(std::int64_t nanoSec) {
-    return nanoSec <= 0 ? 1 : (nanoSec - 1) / NanoSecInSec + 1;
+    return nanoSec <= 0 ? 1 : (nanoSec - 1) / NanoSecPerSec + 1;
 }
 
 /// Either way: a clock may have been replaced by one that is behind.

@@ -65,9 +65,8 @@ char const* const LocationName = "Location";
 
 /// "2026-02-03T04:05:06.789Z".
 std::string FormatTime(SysTime time) {
-    constexpr std::int64_t NanoSecInMilliSec = 1'000'000;
     static boost::posix_time::ptime const Epoch(boost::gregorian::date(1970, 1, 1));
-    auto const milliSec = boost::posix_time::milliseconds(time.NanoSec() / NanoSecInMilliSec);
+    auto const milliSec = boost::posix_time::milliseconds(time.NanoSec() / NanoSecPerMilliSec);
     boost::posix_time::ptime const instant = Epoch + milliSec;
     auto const date = instant.date().year_month_day();
     auto const clock = instant.time_of_day();

@@ -11,8 +11,7 @@ namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
 
-constexpr std::int64_t NanoSecInMilliSec = 1'000'000;
-constexpr std::int64_t LongestSpanMilliSec = Limits::max() / NanoSecInMilliSec;
+constexpr std::int64_t LongestSpanMilliSec = Limits::max() / NanoSecPerMilliSec;
 
 // Null stands for the machine's own clocks. Constant-initialised, so that static initialisers of other
 // libraries may read the time.
@@ -46,7 +45,7 @@ SysTime JiffyTime::GetDiffSysTime(JiffyTime earlier) const {
 }
 
 std::int32_t JiffyTime::GetDiffMilliSec32(JiffyTime earlier) const {
-    std::int64_t const milliSec = GetDiffSysTime(earlier).NanoSec() / NanoSecInMilliSec;
+    std::int64_t const milliSec = GetDiffSysTime(earlier).NanoSec() / NanoSecPerMilliSec;
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(milliSec));
 }
 
@@ -56,7 +55,7 @@ JiffyTime JiffyTime::AddMilliSec(std::int64_t milliSec) const {
     std::int64_t nanoSec = nanoSec_;
     while (milliSec != 0) {
         std::int64_t const step = std::clamp(milliSec, -LongestSpanMilliSec, LongestSpanMilliSec);
-        std::int64_t const next = (SysTime(nanoSec) + SysTime(step * NanoSecInMilliSec)).NanoSec();
+        std::int64_t const next = (SysTime(nanoSec) + SysTime(step * NanoSecPerMilliSec)).NanoSec();
         if (next == nanoSec) {
             break;
         }

@@ -7,7 +7,6 @@ namespace Media {
 
 namespace {
 
-constexpr std::uint64_t NanoSecInSecond = 1'000'000'000;
 constexpr std::uint64_t BitsInByte = 8;
 
 /// How long `bytes` of PCM sound. A sample that is not there in all its channels does not sound. No step
@@ -21,11 +20,11 @@ constexpr std::int64_t GetRawDurationNanoSec(std::uint64_t bytes, std::uint32_t 
     std::uint64_t const samples = bytes * BitsInByte / (std::uint64_t{channels} * bits);
     std::uint64_t const seconds = samples / frequency;
     // Only a frequency of a few hertz comes here.
-    if (seconds >= std::numeric_limits<std::int64_t>::max() / NanoSecInSecond) {
+    if (seconds >= std::numeric_limits<std::int64_t>::max() / Kovra::NanoSecPerSec) {
         return std::numeric_limits<std::int64_t>::max();
     }
-    return static_cast<std::int64_t>(seconds * NanoSecInSecond +
-                                     samples % frequency * NanoSecInSecond / frequency);
+    return static_cast<std::int64_t>(seconds * Kovra::NanoSecPerSec +
+                                     samples % frequency * Kovra::NanoSecPerSec / frequency);
 }
 
 static_assert(GetRawDurationNanoSec(1920, 48000, 1, 16) == 20'000'000);

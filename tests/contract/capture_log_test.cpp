@@ -19,45 +19,45 @@ using testing::IsEmpty;
 /// The shipped library, opened, as the pipeline's audio renderer.
 class Library_CaptureLog : public testing::Test {
 protected:
-    Library_CaptureLog() : renderer_(module_) {
-        EXPECT_EQ(renderer_->Initialize(), 0);
-        Media::Pipeline::SetAudioRenderer(&*renderer_);
+    Library_CaptureLog() : renderer(module) {
+        EXPECT_EQ(renderer->Initialize(), 0);
+        Media::Pipeline::SetAudioRenderer(&*renderer);
     }
     ~Library_CaptureLog() override { Media::Pipeline::SetAudioRenderer(nullptr); }
 
     /// A line-level thread ends without a call of its callback, and with one record: `text`, from `line`.
     void ExpectVainLineLevelThread(char const* text, int line) {
         ThreadEnd const end;
-        ASSERT_TRUE(StartLevelCallbacks(module_, *renderer_, end.Watch([](float) {
+        ASSERT_TRUE(StartLevelCallbacks(module, *renderer, end.Watch([](float) {
             ADD_FAILURE() << "a level is reported";
             return false;
         })));
         end.Wait();
-        ASSERT_EQ(log_.GetRecords().size(), 1U);
-        EXPECT_EQ(log_.GetRecords()[0].threadName, "Media.RendererAudio.LineLevel");
-        EXPECT_THAT(TakeLines(log_),
+        ASSERT_EQ(log.GetRecords().size(), 1U);
+        EXPECT_EQ(log.GetRecords()[0].threadName, "Media.RendererAudio.LineLevel");
+        EXPECT_THAT(TakeLines(log),
                     ElementsAre(LogLine{"Media.RendererAudioCaptureDevice", 0, text,
                                         "media/src/rendereraudio/rendereraudiocapturedevice",
                                         "Media::RendererAudioCaptureDevice::LineLevel", line}));
     }
 
-    Simulation::TestWorld world_;
-    UnitTest::LogCapture log_;
-    LoadedModule module_;
-    LoadedRenderer renderer_;
+    Simulation::TestWorld world;
+    UnitTest::LogCapture log;
+    LoadedModule module;
+    LoadedRenderer renderer;
 };
 
 TEST_F(Library_CaptureLog, OnlyTheStartOfACaptureThatRunsAlreadyIsTold) {
-    LoadedMicrophone const microphone(module_, *renderer_);
+    LoadedMicrophone const microphone(module, *renderer);
     ASSERT_NE(microphone.Get(), nullptr);
-    world_.Clock().AdvanceMilliSec(60);
+    world.Clock().AdvanceMilliSec(60);
     Frames frames;
     EXPECT_EQ(microphone.ReadFrames(frames), 0);
-    EXPECT_THAT(TakeLines(log_), IsEmpty());
+    EXPECT_THAT(TakeLines(log), IsEmpty());
 
     microphone.Start();
     // The line is where the code stands, which may move.
-    auto lines = TakeLines(log_);
+    auto lines = TakeLines(log);
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_GT(lines[0].line, 0);
     lines[0].line = 0;
@@ -68,7 +68,7 @@ TEST_F(Library_CaptureLog, OnlyTheStartOfACaptureThatRunsAlreadyIsTold) {
     // Stopping ends the buffer, and the next start makes another: neither is told.
     microphone.Stop();
     microphone.Start();
-    EXPECT_THAT(TakeLines(log_), IsEmpty());
+    EXPECT_THAT(TakeLines(log), IsEmpty());
 }
 
 TEST_F(Library_CaptureLog, LineLevelThreadWithoutRendererTellsSoAndEnds) {
@@ -77,22 +77,22 @@ TEST_F(Library_CaptureLog, LineLevelThreadWithoutRendererTellsSoAndEnds) {
 }
 
 TEST_F(Library_CaptureLog, LineLevelThreadWithoutCaptureProxyTellsSoAndEnds) {
-    world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+    world.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
     ExpectVainLineLevelThread("Failed to acquire RenderAudioCaptureProxy instance", 236);
 }
 
 TEST_F(Library_CaptureLog, FailuresOfDirectSoundAreNotLogged) {
-    world_.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
     {
-        LoadedMicrophone const none(module_, *renderer_);
+        LoadedMicrophone const none(module, *renderer);
         EXPECT_EQ(none.Get(), nullptr);
     }
-    LoadedMicrophone const microphone(module_, *renderer_);
+    LoadedMicrophone const microphone(module, *renderer);
     ASSERT_NE(microphone.Get(), nullptr);
-    world_.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, DSERR_NODRIVER);
+    world.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, DSERR_NODRIVER);
     Frames frames;
     EXPECT_EQ(microphone.ReadFrames(frames), -120);
-    EXPECT_THAT(TakeLines(log_), IsEmpty());
+    EXPECT_THAT(TakeLines(log), IsEmpty());
 }
 
 } // namespace

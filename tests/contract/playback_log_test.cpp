@@ -17,14 +17,14 @@ protected:
     /// A record of the playback buffer, of level 1, which names no place in the sources.
     static LogLine StateChange(std::string message) { return {Channel, 1, std::move(message), "", "", 0}; }
 
-    std::vector<LogLine> TakeLog() { return TakeLines(log_); }
+    std::vector<LogLine> TakeLog() { return TakeLines(log); }
 };
 
 TEST_F(Library_PlaybackLog, OpeningAndClosingAreNotLogged) {
     Initialize();
-    auto const session = pipeline_->OpenSession({});
-    pipeline_->CloseSession(session);
-    renderer_->Shutdown();
+    auto const session = pipeline->OpenSession({});
+    pipeline->CloseSession(session);
+    renderer->Shutdown();
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
@@ -33,7 +33,7 @@ TEST_F(Library_PlaybackLog, FirstFrameTellsThatPlaybackHasStartedAndSteadyFrames
     Render(session, Frame(0));
     EXPECT_THAT(TakeLog(), ElementsAre(StateChange("AudioBuffer playback started")));
     for (std::int64_t n = 1; n < 20; ++n) {
-        world_.Clock().AdvanceMilliSec(20);
+        world.Clock().AdvanceMilliSec(20);
         Render(session, Frame(n * FrameNanoSec));
     }
     EXPECT_THAT(TakeLog(), IsEmpty());
@@ -90,10 +90,10 @@ TEST_F(Library_PlaybackLog, AnotherRateIsToldBeforeTheStartThatItBrings) {
 TEST_F(Library_PlaybackLog, FrequencyIsToldOnTheLowerLevel) {
     Session const session = Begin();
     Render(session, Frame(0));
-    log_.Clear();
+    log.Clear();
     for (std::int64_t n = 1; n <= 52; ++n) {
         EXPECT_THAT(TakeLog(), IsEmpty()) << n;
-        world_.Clock().AdvanceMilliSec(20);
+        world.Clock().AdvanceMilliSec(20);
         Render(session, Frame(n * FrameNanoSec), 210);
     }
     EXPECT_THAT(TakeLog(),
@@ -106,23 +106,23 @@ TEST_F(Library_PlaybackLog, FrequencyIsNotToldWhenTheHostWantsStateChangesAlone)
     Session const session = Begin();
     for (std::int64_t n = 0; n <= 52; ++n) {
         Render(session, Frame(n * FrameNanoSec), n == 0 ? LeadMilliSec : 210);
-        world_.Clock().AdvanceMilliSec(20);
+        world.Clock().AdvanceMilliSec(20);
     }
     manager.SetLevel(Channel, Kovra::LogLevel_t::Debug);
     EXPECT_THAT(TakeLog(), ElementsAre(StateChange("AudioBuffer playback started")));
-    EXPECT_EQ(world_.OnlyBuffer().Frequency(), 47960U);
+    EXPECT_EQ(world.OnlyBuffer().Frequency(), 47960U);
 }
 
 TEST_F(Library_PlaybackLog, IdleStopIsToldByThePlaybackThreadWithTheTimeOfIdleness) {
     PlayTwoFrames(Begin());
-    world_.Clock().AdvanceMilliSec(500);
+    world.Clock().AdvanceMilliSec(500);
     PassTimeout();
-    world_.Clock().AdvanceMilliSec(500);
+    world.Clock().AdvanceMilliSec(500);
     PassTimeout();
     EXPECT_THAT(TakeLog(), IsEmpty());
-    world_.Clock().AdvanceMilliSec(1);
+    world.Clock().AdvanceMilliSec(1);
     PassTimeout();
-    auto const records = log_.GetRecords();
+    auto const records = log.GetRecords();
     EXPECT_THAT(TakeLog(), ElementsAre(StateChange("Idle AudioBuffer playback stopped (1001 ms)")));
     EXPECT_EQ(records.at(0).threadName, "Media.RendererAudio.Playback");
     PassTimeout();
@@ -131,11 +131,11 @@ TEST_F(Library_PlaybackLog, IdleStopIsToldByThePlaybackThreadWithTheTimeOfIdlene
 
 TEST_F(Library_PlaybackLog, FailuresAreNotLogged) {
     Session const session = Begin();
-    world_.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, E_OUTOFMEMORY);
+    world.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, E_OUTOFMEMORY);
     Render(session, Frame(0));
     EXPECT_THAT(TakeLog(), IsEmpty());
     PlayTwoFrames(session);
-    world_.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_GENERIC);
     EXPECT_EQ(Render(session, Frame(2 * FrameNanoSec)).outcome, Outcome_t::Uncompleted);
     EXPECT_THAT(TakeLog(), IsEmpty());
 }

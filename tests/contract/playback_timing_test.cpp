@@ -21,8 +21,8 @@ class Library_Pause : public PlaybackStage {};
 TEST_F(Library_Playing, SecondFrameIsWrittenMeasuredAndPlayedSoundCleared) {
     Session const session = Begin();
     Render(session, Frame(0));
-    world_.Journal().Clear();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Journal().Clear();
+    world.Clock().AdvanceMilliSec(20);
     auto const report = Render(session, Frame(FrameNanoSec));
     EXPECT_EQ(report.outcome, Outcome_t::Succeeded);
     EXPECT_EQ(report.achieved, Kovra::JiffyTime::Now().AddMilliSec(199));
@@ -37,7 +37,7 @@ TEST_F(Library_Playing, LaterFramesAreWrittenAndMeasuredUntil15000PositionsAreTh
     Session const session = Begin();
     PlayTwoFrames(session);
     for (std::int64_t n = 2; n <= 17; ++n) {
-        world_.Clock().AdvanceMilliSec(20);
+        world.Clock().AdvanceMilliSec(20);
         EXPECT_EQ(Render(session, Frame(n * FrameNanoSec)).outcome, Outcome_t::Succeeded);
         std::string const write = "Lock(" + std::to_string(n * 1920) + ", 1920)";
         if (n < 17) {
@@ -60,10 +60,10 @@ TEST_F(Library_Playing, FrameAcrossTheEndOfTheRingIsSplitThere) {
     for (std::size_t i = 0; i < samples.size(); ++i) {
         samples[i] = static_cast<std::int16_t>(i + 1);
     }
-    Render(session, UnitTest::RawFrame(Origin + 239520 * PositionNanoSec, samples), 170);
+    Render(session, UnitTest::RawFrame(Origin + 239520 * SampleNanoSec, samples), 170);
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("Lock(479040, 1920)", "Unlock(960, 960)", "GetStatus()", "GetCurrentPosition()"));
-    EXPECT_EQ(world_.OnlyBuffer().Samples(239520, 960), samples);
+    EXPECT_EQ(world.OnlyBuffer().Samples(239520, 960), samples);
 }
 
 // The next frame lies 420 ms behind the first, at 420,000,000 / 20833 = 20160, byte 40320. The cursor is
@@ -102,10 +102,10 @@ TEST_F(Library_Playing, LateFrameStopsTheSoundAndTheNextOneInTimeStartsItAgain) 
 TEST_F(Library_Playing, FrameOfAnotherRateGetsANewSoundBuffer) {
     Session const session = Begin();
     PlayTwoFrames(session);
-    HANDLE const event = EventOf(world_.OnlyBuffer());
+    HANDLE const event = EventOf(world.OnlyBuffer());
     auto const frame = UnitTest::RawFrame(Origin + 2 * FrameNanoSec, std::vector<std::int16_t>(882), 44100);
     EXPECT_EQ(Render(session, frame).outcome, Outcome_t::Succeeded);
-    EXPECT_THAT(world_.Journal().Texts(
+    EXPECT_THAT(world.Journal().Texts(
                     CallSet{Call_t::NotifyRelease, Call_t::BufferRelease, Call_t::SoundCreateSoundBuffer}),
                 // Notification, buffer; the new one, of which the first of two interfaces goes at once.
                 ElementsAre("Release()", "Release()", "CreateSoundBuffer(33256, 480000)", "Release()"));
@@ -116,10 +116,10 @@ TEST_F(Library_Playing, FrameOfAnotherRateGetsANewSoundBuffer) {
                     "Lock(0, 480000)", "Unlock(480000, 0)", "Lock(0, 1764)", "Unlock(1764, 0)", "GetStatus()",
                     "SetCurrentPosition(460800)", "SetFrequency(48000)",
                     "SetNotificationPositions(1, 1764, 0)", "SetVolume(0)", "Play(1)"));
-    EXPECT_EQ(world_.OnlyBuffer().Number(), 2U);
-    EXPECT_EQ(world_.OnlyBuffer().Format().nSamplesPerSec, 48000U);
-    EXPECT_TRUE(calls_.HasClosed(event));
-    calls_.AwaitWait(2, ServiceTimeoutMilliSec);
+    EXPECT_EQ(world.OnlyBuffer().Number(), 2U);
+    EXPECT_EQ(world.OnlyBuffer().Format().nSamplesPerSec, 48000U);
+    EXPECT_TRUE(calls.HasClosed(event));
+    calls.AwaitWait(2, ServiceTimeoutMilliSec);
 }
 
 // Asked for 210 ms ahead, that is 10080 positions, and found 9600 ahead: 0.952 of it, so the sound is slowed.
@@ -128,13 +128,13 @@ TEST_F(Library_Playing, SoundThatComesEarlyIsSlowedDownAtTheWindowsEnd) {
     Session const session = Begin();
     Render(session, Frame(0));
     for (std::int64_t n = 1; n <= 51; ++n) {
-        world_.Clock().AdvanceMilliSec(20);
-        world_.Journal().Clear();
+        world.Clock().AdvanceMilliSec(20);
+        world.Journal().Clear();
         Render(session, Frame(n * FrameNanoSec), 210);
-        EXPECT_THAT(world_.Journal().Texts({Call_t::BufferSetFrequency}), IsEmpty()) << n;
+        EXPECT_THAT(world.Journal().Texts({Call_t::BufferSetFrequency}), IsEmpty()) << n;
     }
-    world_.Clock().AdvanceMilliSec(20);
-    world_.Journal().Clear();
+    world.Clock().AdvanceMilliSec(20);
+    world.Journal().Clear();
     Render(session, Frame(52 * FrameNanoSec), 210);
     // Frame 52 stands at 52 x 960 = 49920, byte 99840.
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(99840, 1920)", "Unlock(1920, 0)", "GetStatus()",
@@ -147,18 +147,18 @@ TEST_F(Library_Playing, ClientStateIsAppliedBalanceFirstAndOnce) {
     Media::PipelineClientState_t client;
     client.balance = 1.0F;
     client.volume = 0.5F;
-    EXPECT_TRUE(pipeline_->SetClientState(session, client));
-    pipeline_->Drain();
+    EXPECT_TRUE(pipeline->SetClientState(session, client));
+    pipeline->Drain();
     EXPECT_THAT(TakeCalls(), ElementsAre("SetPan(10000)", "SetVolume(-2121)"));
-    EXPECT_TRUE(pipeline_->SetClientState(session, client));
-    pipeline_->Drain();
+    EXPECT_TRUE(pipeline->SetClientState(session, client));
+    pipeline->Drain();
     EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
 TEST_F(Library_Playing, LostMemoryIsRestoredAndTheFrameWritten) {
     Session const session = Begin();
     PlayTwoFrames(session);
-    world_.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
+    world.Faults().Fail(Call_t::BufferLock, 1, DSERR_BUFFERLOST);
     EXPECT_EQ(Render(session, Frame(2 * FrameNanoSec)).outcome, Outcome_t::Succeeded);
     EXPECT_THAT(TakeCalls(), ElementsAre("Lock(3840, 1920) = 0x88780096", "Restore()", "Lock(3840, 1920)",
                                          "Unlock(1920, 0)", "GetStatus()", "GetCurrentPosition()"));
@@ -168,8 +168,8 @@ TEST_F(Library_Playing, LostMemoryIsRestoredAndTheFrameWritten) {
 // ms; up to 500 ms without a presentation, at 520 ms, the passes ask nothing.
 TEST_F(Library_Pause, OfHalfASecondIsNone) {
     PlayTwoFrames(Begin());
-    auto& buffer = world_.OnlyBuffer();
-    world_.Clock().AdvanceMilliSec(500);
+    auto& buffer = world.OnlyBuffer();
+    world.Clock().AdvanceMilliSec(500);
     EXPECT_EQ(buffer.FiredNotifications(), 1U);
     PassTimeout();
     EXPECT_THAT(TakeCalls(), IsEmpty());
@@ -181,11 +181,11 @@ TEST_F(Library_Pause, OfHalfASecondIsNone) {
 // ring. A second pass has less than 15000 positions to clear.
 TEST_F(Library_Pause, LongerThanHalfASecondHasItsPlayedSoundClearedByThePlaybackThread) {
     PlayTwoFrames(Begin());
-    world_.Clock().AdvanceMilliSec(500);
+    world.Clock().AdvanceMilliSec(500);
     PassTimeout();
-    world_.Clock().AdvanceMilliSec(1);
+    world.Clock().AdvanceMilliSec(1);
     PassTimeout();
-    auto const records = world_.Journal().Records();
+    auto const records = world.Journal().Records();
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("GetCurrentPosition()", "Lock(462592, 48128)", "Unlock(17408, 30720)"));
     for (auto const& record : records) {
@@ -199,13 +199,13 @@ TEST_F(Library_Pause, LongerThanHalfASecondHasItsPlayedSoundClearedByThePlayback
 TEST_F(Library_Pause, LongerThanASecondEndsInSilenceAndStop) {
     Session const session = Begin();
     PlayTwoFrames(session);
-    world_.Clock().AdvanceMilliSec(500);
+    world.Clock().AdvanceMilliSec(500);
     PassTimeout();
-    world_.Clock().AdvanceMilliSec(500);
+    world.Clock().AdvanceMilliSec(500);
     PassTimeout();
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
-    world_.Journal().Clear();
-    world_.Clock().AdvanceMilliSec(1);
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+    world.Journal().Clear();
+    world.Clock().AdvanceMilliSec(1);
     PassTimeout();
     EXPECT_THAT(TakeCalls(),
                 ElementsAre("SetVolume(-10000)", "Stop()", "Lock(0, 480000)", "Unlock(480000, 0)"));

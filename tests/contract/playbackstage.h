@@ -14,17 +14,13 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/facts.h"
 #include "support/module/builders.h"
 #include "support/module/logcapture.h"
 
 namespace ContractTest {
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-constexpr std::int64_t FrameNanoSec = 20 * NanoSecPerMilliSec;
-constexpr std::size_t FrameSamples = 960;
-
-/// How long the ring takes the playing of one of its positions to last.
-constexpr std::int64_t PositionNanoSec = 20833;
+using namespace Facts;
 
 constexpr std::uint32_t ServiceTimeoutMilliSec = 200;
 
@@ -42,28 +38,28 @@ protected:
     static constexpr std::int64_t LeadMilliSec = 200;
 
     PlaybackStage()
-        : calls_(module_),
-          renderer_(module_),
-          pipeline_(std::make_unique<Media::Pipeline>(
-              *renderer_, 1, [this](Media::Pipeline::Report_t const& report) { report_ = report; })) {
-        world_.Journal().Enable();
+        : calls(module),
+          renderer(module),
+          pipeline(std::make_unique<Media::Pipeline>(
+              *renderer, 1, [this](Media::Pipeline::Report_t const& report) { lastReport = report; })) {
+        world.Journal().Enable();
     }
-    ~PlaybackStage() override { calls_.LetThreadStart(); }
+    ~PlaybackStage() override { calls.LetThreadStart(); }
 
     /// Opens both devices; returns when the playback thread waits for the first time.
     void Initialize() {
-        ASSERT_EQ(renderer_->Initialize(), 0);
-        calls_.LetThreadStart();
-        calls_.AwaitWait(1, INFINITE);
+        ASSERT_EQ(renderer->Initialize(), 0);
+        calls.LetThreadStart();
+        calls.AwaitWait(1, INFINITE);
     }
 
     /// An open session on an initialised renderer, and nothing in journal and log.
     Session Begin() {
         Initialize();
-        Session const session = pipeline_->OpenSession({});
+        Session const session = pipeline->OpenSession({});
         EXPECT_NE(session, Media::Pipeline::InvalidSession);
-        world_.Journal().Clear();
-        log_.Clear();
+        world.Journal().Clear();
+        log.Clear();
         return session;
     }
 
@@ -71,9 +67,9 @@ protected:
     Media::Pipeline::Report_t RenderAhead(Session session, std::shared_ptr<Media::FrameAud> frame,
                                           std::int64_t aheadNanoSec) {
         Kovra::JiffyTime const presentation(Kovra::JiffyTime::Now().NanoSec() + aheadNanoSec);
-        EXPECT_TRUE(pipeline_->Submit(session, std::move(frame), presentation));
-        pipeline_->Drain();
-        return report_;
+        EXPECT_TRUE(pipeline->Submit(session, std::move(frame), presentation));
+        pipeline->Drain();
+        return lastReport;
     }
     Media::Pipeline::Report_t Render(Session session, std::shared_ptr<Media::FrameAud> frame,
                                      std::int64_t leadMilliSec = LeadMilliSec) {
@@ -86,17 +82,17 @@ protected:
     }
     /// The same, to be written at ring position `position`, which is even.
     static std::shared_ptr<Media::FrameAudRaw> FrameAt(std::int64_t position, std::int16_t value = 1000) {
-        return Frame(position * PositionNanoSec, value);
+        return Frame(position * SampleNanoSec, value);
     }
 
     /// Frames 0 and 1 of a session, 20 ms apart, each heard after the lead: playback runs, and the first
     /// clearing is done. Nothing of it is left in journal and log.
     void PlayTwoFrames(Session session) {
         Render(session, Frame(0));
-        world_.Clock().AdvanceMilliSec(20);
+        world.Clock().AdvanceMilliSec(20);
         Render(session, Frame(FrameNanoSec));
-        world_.Journal().Clear();
-        log_.Clear();
+        world.Journal().Clear();
+        log.Clear();
     }
 
     /// The event of a sound buffer that has been started.
@@ -105,36 +101,36 @@ protected:
     }
 
     /// The playback thread's wait for its events ends by the timeout; returns when it waits again.
-    void PassTimeout() { calls_.LetWaitTimeOut(); }
+    void PassTimeout() { calls.LetWaitTimeOut(); }
 
     /// The calls since the last look, but for counts of references.
     std::vector<std::string> TakeCalls() {
-        auto texts = world_.Journal().Texts(
+        auto texts = world.Journal().Texts(
             CallSet::All() - CallSet{Call_t::SoundAddRef, Call_t::SoundRelease, Call_t::BufferAddRef,
                                      Call_t::BufferRelease, Call_t::NotifyAddRef, Call_t::NotifyRelease,
                                      Call_t::CaptureAddRef, Call_t::CaptureRelease});
-        world_.Journal().Clear();
+        world.Journal().Clear();
         return texts;
     }
 
-    /// The calls since the last look in `calls`, with their interfaces.
-    std::vector<std::string> TakeNames(CallSet const& calls) {
+    /// The calls since the last look in `set`, with their interfaces.
+    std::vector<std::string> TakeNames(CallSet const& set) {
         std::vector<std::string> names;
-        for (auto const& record : world_.Journal().Records(calls)) {
+        for (auto const& record : world.Journal().Records(set)) {
             names.emplace_back(ToString(record.call));
         }
-        world_.Journal().Clear();
+        world.Journal().Clear();
         return names;
     }
 
-    Simulation::TestWorld world_;
-    UnitTest::LogCapture log_;
-    LoadedModule module_;
-    ModuleCalls calls_;
-    LoadedRenderer renderer_;
+    Simulation::TestWorld world;
+    UnitTest::LogCapture log;
+    LoadedModule module;
+    ModuleCalls calls;
+    LoadedRenderer renderer;
     /// Written by the worker, read when no job is left.
-    Media::Pipeline::Report_t report_;
-    std::unique_ptr<Media::Pipeline> pipeline_;
+    Media::Pipeline::Report_t lastReport;
+    std::unique_ptr<Media::Pipeline> pipeline;
 };
 
 } // namespace ContractTest

@@ -17,11 +17,13 @@
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
 #include "simulation/testworld.h"
+#include "support/facts.h"
 #include "support/process/processresources.h"
 
 namespace ContractTest {
 namespace {
 
+using Facts::FrameMilliSec;
 using testing::Each;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -30,13 +32,12 @@ using Session = Media::Pipeline::SessionId_t;
 
 constexpr std::size_t Workers = 4;
 constexpr int Frames = 6;
-constexpr std::int64_t FrameMilliSec = 20;
 constexpr std::int64_t LeadMilliSec = 200;
 constexpr std::uint32_t ServiceTimeoutMilliSec = 200;
 
 /// Frame `number` of the session that was opened as number `index`: raw, telephone, AAC by turns.
 std::shared_ptr<Media::FrameAud> FrameOf(std::size_t index, int number) {
-    std::int64_t const timestamp = (number + 1) * FrameMilliSec * UnitTest::NanoSecPerMilliSec;
+    std::int64_t const timestamp = (number + 1) * FrameMilliSec * Facts::NanoSecPerMilliSec;
     switch (index % 3) {
         case 0:
             return UnitTest::ConstantFrame(timestamp, 960, 12000);

@@ -49,11 +49,11 @@ std::size_t Place(AnySlot slot) {
 class Library_RendererSlots : public PlaybackStage {
 protected:
     /// What a caller calls an operation with.
-    void* Self() { return &*renderer_; }
+    void* Self() { return &*renderer; }
 
     template <class Result, class... Arguments>
     Result Call(RendererSlot_t slot, Arguments... arguments) {
-        return GetVirtual<Result(void*, Arguments...)>(*renderer_, Place(slot))(Self(), arguments...);
+        return GetVirtual<Result(void*, Arguments...)>(*renderer, Place(slot))(Self(), arguments...);
     }
 
     boost::intrusive_ptr<Media::PipelineState> Register() {
@@ -73,16 +73,16 @@ protected:
 TEST_F(Library_RendererSlots, InitializeShutdownAndIsEnabled) {
     EXPECT_FALSE(Call<bool>(RendererSlot_t::IsEnabled));
     EXPECT_EQ(Call<int>(RendererSlot_t::Initialize), 0);
-    calls_.LetThreadStart();
+    calls.LetThreadStart();
     EXPECT_TRUE(Call<bool>(RendererSlot_t::IsEnabled));
-    EXPECT_EQ(world_.LiveSounds(), 1U);
+    EXPECT_EQ(world.LiveSounds(), 1U);
     Call<void>(RendererSlot_t::Shutdown);
     EXPECT_FALSE(Call<bool>(RendererSlot_t::IsEnabled));
-    EXPECT_EQ(world_.LiveSounds(), 0U);
+    EXPECT_EQ(world.LiveSounds(), 0U);
 }
 
 TEST_F(Library_RendererSlots, InitializeTellsTheStatusOfAFailure) {
-    world_.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_ALLOCATED);
+    world.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_ALLOCATED);
     EXPECT_EQ(Call<int>(RendererSlot_t::Initialize), -200);
     EXPECT_FALSE(Call<bool>(RendererSlot_t::IsEnabled));
 }
@@ -102,10 +102,10 @@ TEST_F(Library_RendererSlots, GetTypeAndGetSubTypeAreZero) {
     EXPECT_EQ(Call<int>(RendererSlot_t::GetSubType), 0);
     // Both give the same, so their places are told by their names in the export table.
     auto const address = [this](RendererSlot_t slot) {
-        return reinterpret_cast<void*>(GetVirtual<void()>(*renderer_, Place(slot)));
+        return reinterpret_cast<void*>(GetVirtual<void()>(*renderer, Place(slot)));
     };
-    EXPECT_EQ(address(RendererSlot_t::GetType), module_.Find("_ZNK5Media13RendererAudio7GetTypeEv"));
-    EXPECT_EQ(address(RendererSlot_t::GetSubType), module_.Find("_ZNK5Media13RendererAudio10GetSubTypeEv"));
+    EXPECT_EQ(address(RendererSlot_t::GetType), module.Find("_ZNK5Media13RendererAudio7GetTypeEv"));
+    EXPECT_EQ(address(RendererSlot_t::GetSubType), module.Find("_ZNK5Media13RendererAudio10GetSubTypeEv"));
 }
 
 TEST_F(Library_RendererSlots, RegisterSessionFillsThePointerUnlessAudioIsNotWanted) {
@@ -125,7 +125,7 @@ TEST_F(Library_RendererSlots, DivideRendersSucceedsOrAborts) {
     auto const rendered = Job(Register(), Frame(0));
     Call<void>(RendererSlot_t::Divide, &rendered);
     EXPECT_EQ(rendered->GetOutcome(), Outcome_t::Succeeded);
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
 
     auto const stateless = Job(nullptr, Frame(0));
     Call<void>(RendererSlot_t::Divide, &stateless);
@@ -146,23 +146,23 @@ void DeleteHook(void* object, std::size_t size) {
 
 TEST_F(Library_RendererSlots, FirstDestructorEndsTheObjectAndTheSecondFreesItToo) {
     using Construct = void (*)(void*);
-    auto const construct = reinterpret_cast<Construct>(module_.Find("_ZN5Media13RendererAudioC1Ev"));
-    void* const original = ReplaceImport(module_.GetHandle(), "libstdc++-6.dll", "_ZdlPvy",
-                                         reinterpret_cast<void*>(&DeleteHook));
-    std::size_t const events = calls_.OpenEvents();
+    auto const construct = reinterpret_cast<Construct>(module.Find("_ZN5Media13RendererAudioC1Ev"));
+    void* const original =
+        ReplaceImport(module.GetHandle(), "libstdc++-6.dll", "_ZdlPvy", reinterpret_cast<void*>(&DeleteHook));
+    std::size_t const events = calls.OpenEvents();
     for (RendererSlot_t const destructor :
          {RendererSlot_t::CompleteDestructor, RendererSlot_t::DeletingDestructor}) {
         void* const object = ::operator new(sizeof(Media::RendererAudio));
         construct(object);
-        auto& renderer = *static_cast<Media::RendererAudio*>(object);
-        EXPECT_EQ(GetVirtual<int(void*)>(renderer, Place(RendererSlot_t::Initialize))(object), 0);
-        calls_.LetThreadStart();
-        EXPECT_EQ(world_.LiveSounds(), 1U);
+        auto& built = *static_cast<Media::RendererAudio*>(object);
+        EXPECT_EQ(GetVirtual<int(void*)>(built, Place(RendererSlot_t::Initialize))(object), 0);
+        calls.LetThreadStart();
+        EXPECT_EQ(world.LiveSounds(), 1U);
         deletedObject = nullptr;
-        GetVirtual<void(void*)>(renderer, Place(destructor))(object);
-        EXPECT_EQ(world_.LiveSounds(), 0U);
-        EXPECT_EQ(world_.LiveCaptures(), 0U);
-        EXPECT_EQ(calls_.OpenEvents(), events);
+        GetVirtual<void(void*)>(built, Place(destructor))(object);
+        EXPECT_EQ(world.LiveSounds(), 0U);
+        EXPECT_EQ(world.LiveCaptures(), 0U);
+        EXPECT_EQ(calls.OpenEvents(), events);
         if (destructor == RendererSlot_t::CompleteDestructor) {
             EXPECT_NE(deletedObject, object);
             ::operator delete(object, sizeof(Media::RendererAudio));
@@ -170,7 +170,7 @@ TEST_F(Library_RendererSlots, FirstDestructorEndsTheObjectAndTheSecondFreesItToo
             EXPECT_EQ(deletedObject, object);
         }
     }
-    ReplaceImport(module_.GetHandle(), "libstdc++-6.dll", "_ZdlPvy", original);
+    ReplaceImport(module.GetHandle(), "libstdc++-6.dll", "_ZdlPvy", original);
 }
 
 class Library_StateSlots : public Library_RendererSlots {
@@ -209,7 +209,7 @@ TEST_F(Library_StateSlots, UnregisterDoesNothing) {
     state->SetClientState(client);
     CallState<void>(*state, StateSlot_t::Unregister);
     EXPECT_THAT(TakeCalls(), IsEmpty());
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
 }
 
 TEST_F(Library_StateSlots, AcquireAndReleaseAreTheHostsOwn) {
@@ -232,31 +232,31 @@ protected:
 
     Media::RendererAudio const* Instance() {
         using Function = Media::RendererAudio const*();
-        return reinterpret_cast<Function*>(module_.Find("_ZN5Media13RendererAudio8InstanceEv"))();
+        return reinterpret_cast<Function*>(module.Find("_ZN5Media13RendererAudio8InstanceEv"))();
     }
 };
 
 TEST_F(Library_Instance, IsThePipelinesRendererIfItIsOfTheLibrary) {
     EXPECT_EQ(Instance(), nullptr);
-    Media::Pipeline::SetAudioRenderer(&*renderer_);
-    EXPECT_EQ(Instance(), &*renderer_);
+    Media::Pipeline::SetAudioRenderer(&*renderer);
+    EXPECT_EQ(Instance(), &*renderer);
     UnitTest::ForeignRenderer foreign;
     Media::Pipeline::SetAudioRenderer(&foreign);
     EXPECT_EQ(Instance(), nullptr);
 }
 
 TEST_F(Library_Instance, TwoRenderersAreSeparate) {
-    LoadedRenderer other(module_);
+    LoadedRenderer other(module);
     Initialize();
     EXPECT_FALSE(other->IsEnabled());
     EXPECT_EQ(other->Initialize(), 0);
-    calls_.LetThreadStart();
-    EXPECT_EQ(world_.LiveSounds(), 2U);
+    calls.LetThreadStart();
+    EXPECT_EQ(world.LiveSounds(), 2U);
     Media::Pipeline::SetAudioRenderer(&*other);
     EXPECT_EQ(Instance(), &*other);
     other->Shutdown();
-    EXPECT_TRUE(renderer_->IsEnabled());
-    EXPECT_EQ(world_.LiveSounds(), 1U);
+    EXPECT_TRUE(renderer->IsEnabled());
+    EXPECT_EQ(world.LiveSounds(), 1U);
 }
 
 } // namespace

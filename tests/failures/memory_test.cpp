@@ -58,33 +58,33 @@ class Registry_Add : public testing::Test {
 protected:
     struct Buffer {};
 
-    Registry_Add() { CloseHandle(registry_.GetEvents()->front()); }
+    Registry_Add() { CloseHandle(registry.GetEvents()->front()); }
 
     /// Whether `buffer` could be added without memory from the wake signal on.
     bool AddsWithoutMemoryUnderTheLock(Buffer& buffer) {
-        isArmed_ = true;
+        isArmed = true;
         try {
-            registry_.Add(buffer);
+            registry.Add(buffer);
         } catch (std::bad_alloc const&) {
         }
-        isArmed_ = false;
-        bool const wasUnderTheLock = noMemory_.has_value();
-        noMemory_.reset();
-        auto const buffers = registry_.GetBuffers(boost::mutex::scoped_lock(lock_));
+        isArmed = false;
+        bool const wasUnderTheLock = noMemory.has_value();
+        noMemory.reset();
+        auto const buffers = registry.GetBuffers(boost::mutex::scoped_lock(lock));
         return wasUnderTheLock && buffers.back() == &buffer;
     }
 
-    bool isArmed_ = false;
-    std::optional<NoMemory> noMemory_;
-    Simulation::World world_{[this](std::string const&) {
-        if (isArmed_) {
-            noMemory_.emplace();
+    bool isArmed = false;
+    std::optional<NoMemory> noMemory;
+    Simulation::World world{[this](std::string const&) {
+        if (isArmed) {
+            noMemory.emplace();
         }
     }};
-    boost::mutex lock_;
-    Media::DirectSound::Registry<Buffer> registry_{lock_};
-    Buffer first_;
-    Buffer second_;
+    boost::mutex lock;
+    Media::DirectSound::Registry<Buffer> registry{lock};
+    Buffer first;
+    Buffer second;
 };
 
 TEST(Registry_Construction, WithoutMemoryLeavesNoEventBehind) {
@@ -105,24 +105,23 @@ TEST(Registry_Construction, WithoutMemoryLeavesNoEventBehind) {
 }
 
 TEST_F(Registry_Add, NeedsNoMemoryUnderTheLock) {
-    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
-    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(second_));
-    registry_.Remove(first_);
-    registry_.Remove(second_);
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first));
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(second));
+    registry.Remove(first);
+    registry.Remove(second);
 }
 
 TEST_F(Registry_Add, NeedsNoMemoryUnderTheLockWhenOthersHaveComeMeanwhile) {
     std::function<void()> addSecond = [this] {
-        isArmed_ = false;
-        registry_.Add(second_);
-        isArmed_ = true;
+        isArmed = false;
+        registry.Add(second);
+        isArmed = true;
     };
     Failures::OnNextAllocation(addSecond);
-    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first_));
-    EXPECT_THAT(registry_.GetBuffers(boost::mutex::scoped_lock(lock_)),
-                ElementsAre(nullptr, &second_, &first_));
-    registry_.Remove(first_);
-    registry_.Remove(second_);
+    EXPECT_TRUE(AddsWithoutMemoryUnderTheLock(first));
+    EXPECT_THAT(registry.GetBuffers(boost::mutex::scoped_lock(lock)), ElementsAre(nullptr, &second, &first));
+    registry.Remove(first);
+    registry.Remove(second);
 }
 
 TEST_F(PlaybackBuffer_Create, WithoutMemoryLeavesNoSoundBufferAndTheNextFrameMakesACleanOne) {

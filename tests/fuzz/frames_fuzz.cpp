@@ -22,8 +22,8 @@ constexpr int MaxFrames = 24;
 constexpr std::size_t MaxFrameBytes = 4096;
 constexpr std::int64_t MaxStepMilliSec = 2000;
 
-std::vector<std::uint8_t> TakeBytes(FuzzedDataProvider& input, std::size_t most) {
-    return input.ConsumeBytes<std::uint8_t>(input.ConsumeIntegralInRange<std::size_t>(0, most));
+std::vector<std::uint8_t> TakeBytes(FuzzedDataProvider& input, std::size_t max) {
+    return input.ConsumeBytes<std::uint8_t>(input.ConsumeIntegralInRange<std::size_t>(0, max));
 }
 
 Kovra::BufferInfoListScoped ListOf(std::vector<std::uint8_t> const& bytes) {

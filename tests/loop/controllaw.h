@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "units.h"
+#include "support/facts.h"
 
 namespace ClosedLoop {
+
+using namespace Facts;
 
 /// What the control law of the playback frequency can hold, worked out in docs/timing.md ("How well the time
 /// is held"). Errors are heard minus requested: positive when the sound is late.

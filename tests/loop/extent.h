@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "support/facts.h"
+
 namespace ClosedLoop {
 
 /// How much the suite does. Set by the program before the tests are registered, then only read.
@@ -20,8 +22,7 @@ struct Extent {
     void MakeLong() { settledNanoSec = LongSettledNanoSec; }
 
 private:
-    static constexpr std::int64_t NanoSecPerHour = 3'600'000'000'000;
-    static constexpr std::int64_t LongSettledNanoSec = 12 * NanoSecPerHour;
+    static constexpr std::int64_t LongSettledNanoSec = 12 * Facts::NanoSecPerHour;
 
     // Sanitizers and unoptimised code are slow: minutes show the same faults of memory and threads, and
     // the optimised build shows those of time.
@@ -30,7 +31,7 @@ private:
     static constexpr std::int64_t Starts = 5'000;
     static constexpr std::int64_t Silences = 10;
 #else
-    static constexpr std::int64_t SettledNanoSec = 3 * NanoSecPerHour;
+    static constexpr std::int64_t SettledNanoSec = 3 * Facts::NanoSecPerHour;
     static constexpr std::int64_t Starts = 120'000;
     static constexpr std::int64_t Silences = 500;
 #endif

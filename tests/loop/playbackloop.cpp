@@ -10,8 +10,6 @@ namespace ClosedLoop {
 namespace {
 
 constexpr std::size_t BlockAlignmentBytes = 16;
-constexpr std::uint32_t FrameBytes = FrameSamples * sizeof(std::int16_t);
-constexpr std::uint32_t FrequencyHz = 48000;
 
 boost::intrusive_ptr<Media::ParamsAudRaw> MakeParams() {
     boost::intrusive_ptr<Media::ParamsAudRaw> params(new Media::ParamsAudRaw);

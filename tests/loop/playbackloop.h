@@ -11,9 +11,11 @@
 #include "rendereraudioplaybackdevice.h"
 #include "rendereraudioplaybackstate.h"
 #include "simulation/world.h"
-#include "units.h"
+#include "support/facts.h"
 
 namespace ClosedLoop {
+
+using namespace Facts;
 
 /// What a session has to cope with.
 struct Conditions {
@@ -36,7 +38,7 @@ struct Conditions {
 
     std::int64_t LeadNanoSec() const { return leadMilliSec * NanoSecPerMilliSec; }
     std::int64_t CursorStepNanoSec() const {
-        return static_cast<std::int64_t>(cursorStepSamples) * NanoSecPerSec / 48000;
+        return static_cast<std::int64_t>(cursorStepSamples) * NanoSecPerSec / Facts::FrequencyHz;
     }
 };
 

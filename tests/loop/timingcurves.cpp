@@ -50,7 +50,7 @@ constexpr double HeadHeight = 52.0;
 constexpr double Width = 1000.0;
 constexpr std::size_t BoundSeries = 5;
 /// Of a curve: corners stay where they are, and the file stays small.
-constexpr std::size_t MostPoints = 600;
+constexpr std::size_t MaxPoints = 600;
 
 Course Follow(Conditions const& conditions, double seconds) {
     Simulation::World world;
@@ -116,13 +116,13 @@ std::string Draw(Picture const& picture) {
                                     picture.curves.front().conditions.LeadNanoSec())) /
                                 static_cast<double>(NanoSecPerMilliSec);
         for (double const bound : {milliSec, -milliSec}) {
-            errors.AddLine({{picture.seconds.least, bound}, {picture.seconds.most, bound}}, BoundSeries);
+            errors.AddLine({{picture.seconds.min, bound}, {picture.seconds.max, bound}}, BoundSeries);
         }
     }
     std::vector<PlotPoint> frequencies;
     for (std::size_t i = 0; i < picture.curves.size(); ++i) {
-        Course const course = Follow(picture.curves[i].conditions, picture.seconds.most);
-        errors.AddLine(AudioHost::ThinOut(course.errors, MostPoints), i);
+        Course const course = Follow(picture.curves[i].conditions, picture.seconds.max);
+        errors.AddLine(AudioHost::ThinOut(course.errors, MaxPoints), i);
         if (i == picture.frequencyOf) {
             frequencies = course.frequencies;
         }
@@ -133,7 +133,7 @@ std::string Draw(Picture const& picture) {
         AudioHost::SvgPlot plot("Frequency of the curve " + picture.curves[picture.frequencyOf].name,
                                 FrequencyHeight, picture.seconds, {47950.0, 48050.0});
         plot.AddAxes("seconds since the start", "Hz", TimeTicks, {47960.0, 48000.0, 48040.0});
-        plot.AddSteps(frequencies, picture.seconds.most, picture.frequencyOf);
+        plot.AddSteps(frequencies, picture.seconds.max, picture.frequencyOf);
         body += Place(plot.Finish(), height, FrequencyHeight);
         height += FrequencyHeight;
     }

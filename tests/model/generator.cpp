@@ -4,14 +4,17 @@
 #include <limits>
 #include <utility>
 
+#include "support/facts.h"
+
 namespace ModelTest {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
-constexpr std::int64_t SampleNanoSec = 20833;
-constexpr std::int64_t RingNanoSec = 5'000'000'000;
-constexpr std::int64_t BlockNanoSec = 20 * MilliSec;
+using Facts::NanoSecPerMilliSec;
+using Facts::RingNanoSec;
+using Facts::SampleNanoSec;
+
+constexpr std::int64_t BlockNanoSec = 20 * NanoSecPerMilliSec;
 constexpr std::int64_t RingBytes = 480'000;
 constexpr std::int64_t Lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t Highest = std::numeric_limits<std::int64_t>::max();
@@ -58,11 +61,12 @@ private:
         // A coarse stream comes round the ring and through the windows of drift control in fewer steps.
         frameNanoSec_ = (hasCapture_ ? choices_.OneOf<std::int64_t>({10, 20, 40})
                                      : choices_.OneOf<std::int64_t>({10, 20, 20, 40, 100, 250, 500})) *
-                        MilliSec;
-        jitterNanoSec_ = choices_.OneOf<std::int64_t>({0, 0, 1'000, 1 * MilliSec, 8 * MilliSec});
-        leadNanoSec_ =
-            choices_.OneOf<std::int64_t>({20 * MilliSec, 100 * MilliSec, 100 * MilliSec, 200 * MilliSec,
-                                          15000 * SampleNanoSec, 15001 * SampleNanoSec, 0});
+                        NanoSecPerMilliSec;
+        jitterNanoSec_ =
+            choices_.OneOf<std::int64_t>({0, 0, 1'000, 1 * NanoSecPerMilliSec, 8 * NanoSecPerMilliSec});
+        leadNanoSec_ = choices_.OneOf<std::int64_t>({20 * NanoSecPerMilliSec, 100 * NanoSecPerMilliSec,
+                                                     100 * NanoSecPerMilliSec, 200 * NanoSecPerMilliSec,
+                                                     15000 * SampleNanoSec, 15001 * SampleNanoSec, 0});
         coding_ = choices_.OneOf<std::int64_t>({0x300, 0x300, 0x300, 0x301, 0x304, 0x302});
         rate_ = choices_.OneOf<std::int64_t>({48000, 48000, 48000, 8000, 44100});
         channels_ = choices_.OneIn(8) ? 2 : 1;
@@ -78,7 +82,7 @@ private:
             Add(CursorStep{step, choices_.Between(0, 1500)});
         }
         if (choices_.OneIn(8)) {
-            Add(StartDelay{choices_.Between(0, 60 * MilliSec)});
+            Add(StartDelay{choices_.Between(0, 60 * NanoSecPerMilliSec)});
         }
         if (choices_.OneIn(6)) {
             Add(LockSplit{choices_.OneOf<std::int64_t>({1, 2, 3, 1000, 1919, 1920, 100'001})});
@@ -138,18 +142,19 @@ private:
                 Add(Lose{});
                 return;
             case 3:
-                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * MilliSec});
+                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * NanoSecPerMilliSec});
                 return;
             case 4:
-                Pass(choices_.OneOf<std::int64_t>({0, 1, 23 * MilliSec, 1023 * MilliSec, 1024 * MilliSec,
-                                                   1024 * MilliSec - 1, 4'999 * MilliSec, RingNanoSec,
+                Pass(choices_.OneOf<std::int64_t>({0, 1, 23 * NanoSecPerMilliSec, 1023 * NanoSecPerMilliSec,
+                                                   1024 * NanoSecPerMilliSec, 1024 * NanoSecPerMilliSec - 1,
+                                                   4'999 * NanoSecPerMilliSec, RingNanoSec,
                                                    312'500'000 - SampleNanoSec, 312'500'000, 5'312'500'000}));
                 return;
             case 5:
                 Add(Skew{choices_.Between(-30'000, 30'000)});
                 return;
             case 6: {
-                std::int64_t const unit = choices_.OneOf<std::int64_t>({1, 4}) * MilliSec;
+                std::int64_t const unit = choices_.OneOf<std::int64_t>({1, 4}) * NanoSecPerMilliSec;
                 leadNanoSec_ = std::max<std::int64_t>(leadNanoSec_ + choices_.Between(-8, 8) * unit, 0);
                 return;
             }
@@ -171,17 +176,18 @@ private:
 
     /// A pause with service passes at its thresholds.
     void Idle() {
-        std::int64_t const pause = choices_.OneOf<std::int64_t>({500, 501, 700, 1000, 1001, 1500}) * MilliSec;
+        std::int64_t const pause =
+            choices_.OneOf<std::int64_t>({500, 501, 700, 1000, 1001, 1500}) * NanoSecPerMilliSec;
         Pass(pause + choices_.OneOf<std::int64_t>({0, 0, -1, 1}));
         for (std::uint64_t passes = choices_.Below(3) + 1; passes != 0; --passes) {
             Add(WithFaults(Service{}));
             if (choices_.OneIn(2)) {
-                Pass(choices_.OneOf<std::int64_t>({1, 200, 500, 1000}) * MilliSec);
+                Pass(choices_.OneOf<std::int64_t>({1, 200, 500, 1000}) * NanoSecPerMilliSec);
             }
         }
         if (choices_.OneIn(40)) {
             // Beyond 24.8 days, where milliseconds in 32 bits turn negative; cut short while something plays.
-            Pass(choices_.OneOf<std::int64_t>({25, 30, 49, 50, 75}) * 86'400'000 * MilliSec);
+            Pass(choices_.OneOf<std::int64_t>({25, 30, 49, 50, 75}) * 86'400'000 * NanoSecPerMilliSec);
             Add(WithFaults(Service{}));
         }
     }
@@ -205,7 +211,7 @@ private:
         Render frame;
         frame.timestampNanoSec = timestamp_;
         frame.coding = coding_;
-        frame.bytes = frameNanoSec_ / MilliSec * 96;
+        frame.bytes = frameNanoSec_ / NanoSecPerMilliSec * 96;
         frame.rate = rate_;
         frame.channels = channels_;
         frame.aheadNanoSec = leadNanoSec_ + choices_.Between(-jitterNanoSec_, jitterNanoSec_);
@@ -288,11 +294,12 @@ private:
     }
 
     std::int64_t ChooseAhead() {
-        return choices_.OneOf<std::int64_t>(
-            {-1, 0, 1, -50 * MilliSec, Lowest, Highest, choices_.Between(0, 400) * MilliSec,
-             RingNanoSec - choices_.Between(0, 5) * SampleNanoSec, 2 * RingNanoSec - 1, RingNanoSec,
-             15'000 * SampleNanoSec + choices_.Between(-2, 2) * SampleNanoSec,
-             choices_.Between(0, 20'000) * MilliSec});
+        return choices_.OneOf<std::int64_t>({-1, 0, 1, -50 * NanoSecPerMilliSec, Lowest, Highest,
+                                             choices_.Between(0, 400) * NanoSecPerMilliSec,
+                                             RingNanoSec - choices_.Between(0, 5) * SampleNanoSec,
+                                             2 * RingNanoSec - 1, RingNanoSec,
+                                             15'000 * SampleNanoSec + choices_.Between(-2, 2) * SampleNanoSec,
+                                             choices_.Between(0, 20'000) * NanoSecPerMilliSec});
     }
 
     std::int64_t ChooseBytes() {
@@ -347,10 +354,10 @@ private:
                 Add(WithCaptureFaults(CaptureCreate{}));
                 return;
             case 4:
-                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * MilliSec});
+                Add(StepSystemClock{choices_.Between(-3'600'000, 3'600'000) * NanoSecPerMilliSec});
                 return;
             case 5:
-                Add(CaptureStall{choices_.Between(0, 100) * MilliSec});
+                Add(CaptureStall{choices_.Between(0, 100) * NanoSecPerMilliSec});
                 return;
             case 6: {
                 // To the ring's end and across it.

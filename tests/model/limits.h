@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "support/facts.h"
+
 namespace ModelTest {
 
 // What the numbers of steps are cut to, whatever a fuzzer makes of them, so that they make sense to a device.
@@ -19,8 +21,7 @@ inline std::uint32_t LimitToRing(std::int64_t count) {
 }
 
 inline std::int64_t LimitToSecond(std::int64_t nanoSec) {
-    constexpr std::int64_t SecondNanoSec = 1'000'000'000;
-    return std::clamp<std::int64_t>(nanoSec, 0, SecondNanoSec);
+    return std::clamp<std::int64_t>(nanoSec, 0, Facts::NanoSecPerSec);
 }
 
 } // namespace ModelTest

@@ -4,9 +4,13 @@
 #include <cstring>
 #include <limits>
 
+#include "support/facts.h"
+
 namespace ModelTest {
 
 namespace {
+
+using Facts::NanoSecPerMilliSec;
 
 constexpr std::uint32_t Raw = 0x300;
 constexpr std::uint32_t HeardCodings[] = {0x300, 0x301, 0x304};
@@ -26,7 +30,7 @@ std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
 }
 
 std::int32_t DifferenceMilliSec(std::int64_t later, std::int64_t earlier) {
-    std::int64_t const milliSec = Difference(later, earlier) / 1'000'000;
+    std::int64_t const milliSec = Difference(later, earlier) / NanoSecPerMilliSec;
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(milliSec)));
 }
 
@@ -361,7 +365,8 @@ void PlaybackModel::Present(std::int64_t& presentation, std::int64_t nowNanoSec,
     } else {
         ControlDrift(nowNanoSec, lag, ahead);
     }
-    presentation = nowNanoSec + std::int64_t{lag} * record.nsPerSample / 1'000'000 * 1'000'000;
+    presentation =
+        nowNanoSec + std::int64_t{lag} * record.nsPerSample / NanoSecPerMilliSec * NanoSecPerMilliSec;
     record.lastPresentTime = nowNanoSec;
 }
 

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "model/capturemodel.h"
+#include "support/facts.h"
 
 namespace ModelTest {
 namespace {
 
+using Facts::NanoSecPerMilliSec;
 using ::testing::ElementsAre;
 
-constexpr std::int64_t MilliSec = 1'000'000;
 constexpr std::int64_t Start = 1'000'000'000'000;
 constexpr std::int64_t Origin = 7'000'000'000'123;
 
@@ -52,7 +53,7 @@ protected:
 
 TEST_F(PlaybackModelTest, FirstFrameCreatesWritesAndStarts) {
     // 100 ms are 4800.08 samples; 0 - 4800 + 240000 = 235200.
-    EXPECT_TRUE(Render(0, 100 * MilliSec));
+    EXPECT_TRUE(Render(0, 100 * NanoSecPerMilliSec));
     EXPECT_EQ(model.record.writePos, 0U);
     EXPECT_EQ(model.record.writeEnd, 960U);
     EXPECT_EQ(model.record.lastSample, 0x0707);
@@ -99,20 +100,20 @@ TEST_F(PlaybackModelTest, GapOfTenIsClosedAndElevenIsLost) {
 }
 
 TEST_F(PlaybackModelTest, LagIsMeasuredAndGivenBack) {
-    Render(0, 100 * MilliSec);
-    now += 20 * MilliSec;
+    Render(0, 100 * NanoSecPerMilliSec);
+    now += 20 * NanoSecPerMilliSec;
     // The cursor went from 235200 on by 960 samples; the second frame lies at 960: 4800 samples are between.
-    Render(20 * MilliSec, 100 * MilliSec, 2 * (235200 + 960));
+    Render(20 * NanoSecPerMilliSec, 100 * NanoSecPerMilliSec, 2 * (235200 + 960));
     EXPECT_EQ(model.record.measuredLagSum, 4800U);
     EXPECT_EQ(model.record.expectedLagSum, 4800U);
     // 4800 * 20833 ns are 99.998 ms.
-    EXPECT_EQ(presentation, now + 99 * MilliSec);
+    EXPECT_EQ(presentation, now + 99 * NanoSecPerMilliSec);
 }
 
 TEST_F(PlaybackModelTest, IdleBufferIsStoppedAtTheSecondPass) {
-    Render(20 * MilliSec, 0);
-    Render(40 * MilliSec, 0);
-    now += 1001 * MilliSec;
+    Render(20 * NanoSecPerMilliSec, 0);
+    Render(40 * NanoSecPerMilliSec, 0);
+    now += 1001 * NanoSecPerMilliSec;
     Service();
     EXPECT_TRUE(model.sound.isPlaying);
     Service();
@@ -125,10 +126,10 @@ TEST_F(PlaybackModelTest, LostBufferIsRestoredOnce) {
     Render(0, 0);
     model.Lose();
     faults = {{Call_t::BufferRestore, 1, Failure}};
-    EXPECT_FALSE(Render(20 * MilliSec, 0));
+    EXPECT_FALSE(Render(20 * NanoSecPerMilliSec, 0));
     EXPECT_TRUE(model.sound.isLost);
     faults.clear();
-    EXPECT_TRUE(Render(40 * MilliSec, 0));
+    EXPECT_TRUE(Render(40 * NanoSecPerMilliSec, 0));
     EXPECT_FALSE(model.sound.isLost);
 }
 
@@ -143,7 +144,7 @@ TEST(CaptureModel_Read, LosesTheBlocksBehindTheRingEnd) {
     EXPECT_EQ(model.Read({2 * 960, 240'960}, 0), 0);
     EXPECT_EQ(model.frames.size(), 2U);
     EXPECT_EQ(model.frames[1].number, 249U);
-    EXPECT_EQ(model.frames[1].timeNanoSec, 1000 + 249 * 20 * MilliSec);
+    EXPECT_EQ(model.frames[1].timeNanoSec, 1000 + 249 * 20 * NanoSecPerMilliSec);
     EXPECT_EQ(model.record.readPos, 960U);
     EXPECT_EQ(model.Read({2 * 960, 240'960}, 0), -30);
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "model/runner.h"
+#include "support/facts.h"
 
 namespace ModelTest {
 namespace {
@@ -26,7 +27,7 @@ TEST_P(Model_Regression, ModuleAndModelDoTheSameInEveryStep) {
     EXPECT_TRUE(outcome.isAlike) << "step " << outcome.step + 1 << ": " << outcome.difference;
 }
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Facts::NanoSecPerMilliSec;
 
 // A failing random run prints its scenario in this form: give it a name and leave it here.
 Regression const Regressions[] = {
@@ -62,10 +63,10 @@ Regression const Regressions[] = {
      {
          Render{}.With(&Render::aheadNanoSec, -1),
          // 2^31 ms and some: the pause counts as negative, and nothing is stopped.
-         Advance{std::int64_t{25} * 86'400'000 * MilliSec},
+         Advance{std::int64_t{25} * 86'400'000 * NanoSecPerMilliSec},
          Service{},
          Render{},
-         Advance{1001 * MilliSec},
+         Advance{1001 * NanoSecPerMilliSec},
          Service{},
          Service{},
      }},
@@ -73,7 +74,7 @@ Regression const Regressions[] = {
      {
          Render{}.With(&Render::channels, 2),
          // The cursor runs through 960000 bytes, of which the ring knows half.
-         Advance{3'000 * MilliSec},
+         Advance{3'000 * NanoSecPerMilliSec},
          Render{}.With(&Render::timestampNanoSec, 7'003'000'000'000).With(&Render::channels, 2),
          Service{},
      }},
@@ -95,7 +96,7 @@ Regression const Regressions[] = {
      {
          // 240003 samples ahead of position 0: the difference wraps at 2^32.
          Render{}.With(&Render::aheadNanoSec, 4'999'999'999),
-         Advance{20 * MilliSec},
+         Advance{20 * NanoSecPerMilliSec},
          Render{}.With(&Render::aheadNanoSec, 4'999'999'999),
      }},
     {"SecondRegionOfOneByte",

@@ -49,7 +49,7 @@ protected:
     static void ExpectLevel(float level) { EXPECT_TRUE(level >= 0.0F && level <= 1.0F) << level; }
 
     /// Reads until told to stop, then once more.
-    Frames ReadUntil(RendererAudioCaptureProxy& proxy, std::atomic<bool> const& isOver) {
+    Frames ReadUntilOver(RendererAudioCaptureProxy& proxy) {
         Frames all;
         for (bool isLast = false; !isLast;) {
             isLast = isOver.load(std::memory_order_relaxed);
@@ -63,46 +63,63 @@ protected:
     }
 
     /// Starts line-level threads, each of which ends after some reports.
-    void StartMeters(Meter& meter, int count, Dice dice) {
+    void StartMeters(int count, Dice dice) {
         for (int i = 0; i < count; ++i) {
-            EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+            EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
             // Reports of one callback come from its one thread.
             auto const reports = std::make_shared<std::uint32_t>(dice.Throw(4));
             EXPECT_TRUE(
-                renderer_->GetLineLevelCallbacks([callback = meter.MakeCallback(), reports](float level) {
+                renderer->GetLineLevelCallbacks([callback = meter.MakeCallback(), reports](float level) {
                     return callback(level) && (*reports)-- != 0;
                 }));
         }
     }
 
-    /// Time goes on until the threads of `meter` have ended.
-    void AdvanceUntilEnded(Meter const& meter) {
+    void StartReaders(RendererAudioCaptureProxy& proxy) {
+        for (auto& frames : taken) {
+            crew.Add([this, &frames, &proxy] { frames = ReadUntilOver(proxy); });
+        }
+    }
+
+    /// Ends the crew; time goes on until the threads of `meter` have ended. Returns what all have read.
+    std::vector<Read> EndAll() {
+        isOver = true;
+        crew.Join();
         while (meter.GetHeld() != 0) {
             Advance(FrameMilliSec);
             std::this_thread::yield();
         }
+        std::vector<Read> reads;
+        for (auto const& frames : taken) {
+            for (auto const& frame : frames) {
+                reads.push_back(MakeRead(*frame));
+            }
+        }
+        return reads;
     }
 
-    void ExpectOneCleanCapture() {
-        EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(1));
-        EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
-        EXPECT_EQ(world_.LiveCaptures(), 1U);
+    void ExpectLevelsAndOneCleanCapture() {
+        for (float const level : meter.GetLevels()) {
+            ExpectLevel(level);
+        }
+        EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
+        EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
+        EXPECT_EQ(world.LiveCaptures(), 1U);
     }
+
+    Meter meter;
+    std::atomic<bool> isOver{false};
+    std::vector<Frames> taken = std::vector<Frames>(Readers);
+    Crew crew;
 
 private:
     std::map<std::int16_t, std::uint64_t> blockOf_;
 };
 
 TEST_P(Capture_Races, EachBlockGoesToOneReaderOrToTheMeter) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
-    Meter meter;
-    std::atomic<bool> isOver{false};
-    std::vector<Frames> taken(Readers);
-    Crew crew;
-    for (auto& frames : taken) {
-        crew.Add([&] { frames = ReadUntil(*proxy, isOver); });
-    }
+    StartReaders(*proxy);
     crew.Add([&, dice = MakeDice(0)]() mutable {
         for (int i = 0; i < 60; ++i) {
             EXPECT_THAT(proxy->SampleLineLevel(), AnyOf(0, -30));
@@ -113,52 +130,35 @@ TEST_P(Capture_Races, EachBlockGoesToOneReaderOrToTheMeter) {
             }
         }
     });
-    crew.Add([&] { StartMeters(meter, 12, MakeDice(1)); });
+    crew.Add([&] { StartMeters(12, MakeDice(1)); });
     for (std::uint64_t block = 0; block < Blocks; ++block) {
         Advance(FrameMilliSec);
-        EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+        EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
     }
-    isOver = true;
-    crew.Join();
-    AdvanceUntilEnded(meter);
 
-    std::vector<Read> reads;
-    for (auto const& frames : taken) {
-        for (auto const& frame : frames) {
-            reads.push_back(MakeRead(*frame));
-        }
-    }
+    std::vector<Read> reads = EndAll();
     // In the order of their numbers, which have no hole, the frames hold later and later blocks.
     std::sort(reads.begin(), reads.end(), [](Read a, Read b) { return a.number < b.number; });
     for (std::size_t i = 0; i < reads.size(); ++i) {
         EXPECT_EQ(reads[i].number, i);
         EXPECT_TRUE(i == 0 || reads[i].block > reads[i - 1].block);
     }
-    for (float const level : meter.GetLevels()) {
-        ExpectLevel(level);
-    }
     EXPECT_GE(meter.GetCalls(), 12U);
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1));
-    ExpectOneCleanCapture();
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1));
+    ExpectLevelsAndOneCleanCapture();
 }
 
 TEST_P(Capture_Races, CaptureIsStoppedAndStartedUnderReadersAndMeters) {
     constexpr int Restarts = 25;
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
-    Meter meter;
-    std::atomic<bool> isOver{false};
-    std::vector<Frames> taken(Readers);
-    Crew crew;
-    for (auto& frames : taken) {
-        crew.Add([&] { frames = ReadUntil(*proxy, isOver); });
-    }
-    crew.Add([&] { StartMeters(meter, 12, MakeDice(1)); });
+    StartReaders(*proxy);
+    crew.Add([&] { StartMeters(12, MakeDice(1)); });
     // Not by the one who moves time, which stands still while a meter waits for capture.
     crew.Add([&, dice = MakeDice(2)]() mutable {
         for (int restart = 0; restart < Restarts; ++restart) {
             proxy->StopBufferCapture();
-            world_.Shaking().Shake();
+            world.Shaking().Shake();
             proxy->StartBufferCapture();
             for (std::uint32_t yields = dice.Throw(100); yields != 0; --yields) {
                 std::this_thread::yield();
@@ -168,19 +168,9 @@ TEST_P(Capture_Races, CaptureIsStoppedAndStartedUnderReadersAndMeters) {
     for (std::uint64_t block = 0; block < Blocks; ++block) {
         Advance(FrameMilliSec);
     }
-    isOver = true;
-    crew.Join();
-    AdvanceUntilEnded(meter);
-    for (auto const& frames : taken) {
-        for (auto const& frame : frames) {
-            MakeRead(*frame);
-        }
-    }
-    for (float const level : meter.GetLevels()) {
-        ExpectLevel(level);
-    }
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1 + Restarts));
-    ExpectOneCleanCapture();
+    EndAll();
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1 + Restarts));
+    ExpectLevelsAndOneCleanCapture();
 }
 
 RACES_INSTANTIATE(Capture_Races);

@@ -28,7 +28,7 @@ TEST_P(Playback_Races, EverySampleIsInItsRingWhileClientsTurnKnobsAndBuffersAreS
         crew.Add([&, dice = MakeDice(client)]() mutable {
             for (int turn = 0; turn < Turns; ++turn) {
                 TurnKnobs(known[dice.Throw(Sessions)], dice);
-                world_.Shaking().Shake();
+                world.Shaking().Shake();
             }
         });
     }
@@ -45,10 +45,10 @@ TEST_P(Playback_Races, EverySampleIsInItsRingWhileClientsTurnKnobsAndBuffersAreS
     client.balance = 0.25F;
     client.volume = 0.0F;
     for (auto const& session : sessions) {
-        pipeline_.SetClientState(session.id, client);
+        pipeline.SetClientState(session.id, client);
     }
-    pipeline_.Drain();
-    world_.WaitForBlockedThreads(1);
+    pipeline.Drain();
+    world.WaitForBlockedThreads(1);
     for (auto const& session : sessions) {
         ExpectAllRendered(session);
         EXPECT_TRUE(session.buffer->IsPlaying());
@@ -74,7 +74,7 @@ TEST_P(Playback_Races, SessionsComeAndGoBesideOthersThatSound) {
         crew.Add([&, dice = MakeDice(comer)]() mutable {
             for (int life = 0; life < Lives; ++life) {
                 Session session;
-                session.id = pipeline_.OpenSession({});
+                session.id = pipeline.OpenSession({});
                 ASSERT_NE(session.id, Pipeline::InvalidSession);
                 std::uint32_t const count = 1 + dice.Throw(5);
                 std::uint32_t rate = 0;
@@ -85,15 +85,15 @@ TEST_P(Playback_Races, SessionsComeAndGoBesideOthersThatSound) {
                     rate = nextRate;
                     auto const frame = UnitTest::RawFrame(OriginNanoSec + std::int64_t{i} * FrameNanoSec,
                                                           std::vector<std::int16_t>(FrameSamples, 100), rate);
-                    pipeline_.Submit(session.id, frame, Ahead(LeadMilliSec));
+                    pipeline.Submit(session.id, frame, Ahead(LeadMilliSec));
                     if (dice.Throw(2) == 0) {
                         TurnKnobs(session, dice);
                     }
                 }
-                pipeline_.CloseSession(session.id);
+                pipeline.CloseSession(session.id);
                 // The session has rendered all of it before it ended.
                 frames.fetch_add(count, std::memory_order_relaxed);
-                rendered.fetch_add(succeeded_[session.id].load(), std::memory_order_relaxed);
+                rendered.fetch_add(succeeded[session.id].load(), std::memory_order_relaxed);
             }
         });
     }
@@ -105,22 +105,22 @@ TEST_P(Playback_Races, SessionsComeAndGoBesideOthersThatSound) {
     });
     Play(sessions, 60);
     crew.Join();
-    pipeline_.Drain();
-    world_.WaitForBlockedThreads(1);
+    pipeline.Drain();
+    world.WaitForBlockedThreads(1);
     EXPECT_EQ(rendered.load(), frames.load());
-    EXPECT_THAT(world_.Buffers(), SizeIs(buffers.load()));
-    EXPECT_THAT(world_.LiveBuffers(), SizeIs(sessions.size()));
+    EXPECT_THAT(world.Buffers(), SizeIs(buffers.load()));
+    EXPECT_THAT(world.LiveBuffers(), SizeIs(sessions.size()));
     // The wake events of both devices, and one a buffer.
-    EXPECT_EQ(world_.OpenHandles(), 2 + sessions.size());
+    EXPECT_EQ(world.OpenHandles(), 2 + sessions.size());
     for (auto& session : sessions) {
         ExpectAllRendered(session);
         ExpectRing(*session.buffer, session.number,
                    [&session](std::uint64_t frame) { return session.ValueOf(frame); });
-        pipeline_.CloseSession(session.id);
+        pipeline.CloseSession(session.id);
         session.state.reset();
     }
-    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_THAT(world.LiveBuffers(), IsEmpty());
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 TEST_P(Playback_Races, SessionsComeBackInTheMomentOfTheirIdleStop) {
@@ -172,31 +172,31 @@ TEST_P(Playback_Races, SessionsComeBackInTheMomentOfTheirIdleStop) {
         }
     }
     crew.Join();
-    world_.WaitForBlockedThreads(1);
+    world.WaitForBlockedThreads(1);
     // Frames that met a stop may have been wiped, or have started a buffer that counts as idle already. One
     // more frame, with no stop near, makes every session one that sounds, and then one that stops.
     for (auto& session : sessions) {
         Submit(session, Ahead(LeadMilliSec));
     }
-    pipeline_.Drain();
+    pipeline.Drain();
     for (auto const& session : sessions) {
         ExpectAllRendered(session);
         EXPECT_TRUE(session.buffer->IsPlaying());
     }
     Advance(1400);
-    world_.WaitForBlockedThreads(1);
+    world.WaitForBlockedThreads(1);
     for (auto const& session : sessions) {
         EXPECT_FALSE(session.buffer->IsPlaying());
         EXPECT_EQ(session.buffer->Volume(), -10000);
         EXPECT_TRUE(session.buffer->IsSilent(0, RingSamples));
         EXPECT_EQ(session.buffer->OpenLocks(), 0U);
     }
-    EXPECT_THAT(world_.LiveBuffers(), SizeIs(Sessions));
+    EXPECT_THAT(world.LiveBuffers(), SizeIs(Sessions));
 }
 
 TEST_P(Playback_Races, SoundBuffersAreRebuiltUnderClientsThatTurnKnobs) {
     constexpr std::uint64_t Rebuilds = 30;
-    auto const state = UnitTest::OpenSession(*renderer_);
+    auto const state = UnitTest::OpenSession(*renderer);
     ASSERT_NE(state, nullptr);
     std::atomic<bool> isOver{false};
     Crew crew;
@@ -216,21 +216,21 @@ TEST_P(Playback_Races, SoundBuffersAreRebuiltUnderClientsThatTurnKnobs) {
             UnitTest::RawFrame(OriginNanoSec + static_cast<std::int64_t>(number) * FrameNanoSec,
                                std::vector<std::int16_t>(FrameSamples, 100), number % 2 == 0 ? 48000 : 8000);
         auto const job = UnitTest::RenderJob(state, frame, Ahead(LeadMilliSec));
-        renderer_->Divide(job);
+        renderer->Divide(job);
         EXPECT_EQ(job->GetOutcome(), Outcome_t::Succeeded);
         Advance(FrameMilliSec);
     }
     isOver = true;
     crew.Join();
-    EXPECT_THAT(world_.Buffers(), SizeIs(Rebuilds));
+    EXPECT_THAT(world.Buffers(), SizeIs(Rebuilds));
     // The latest buffer is the one that the client hears.
     PipelineClientState_t wishes;
     wishes.balance = 1.0F;
     wishes.volume = 0.0F;
     state->SetClientState(wishes);
     EXPECT_TRUE(state->UpdateClientState());
-    EXPECT_EQ(world_.OnlyBuffer().Pan(), 10000);
-    EXPECT_EQ(world_.OnlyBuffer().Volume(), -10000);
+    EXPECT_EQ(world.OnlyBuffer().Pan(), 10000);
+    EXPECT_EQ(world.OnlyBuffer().Volume(), -10000);
 }
 
 RACES_INSTANTIATE(Playback_Races);

@@ -57,11 +57,11 @@ std::uint64_t RacesTest::FirstSeed() {
 
 RacesTest::RacesTest() {
     NameTheTestWhenTheProgramIsEnded();
-    Pipeline::SetAudioRenderer(renderer_.get());
-    world_.Device().SetRingCheck(false);
-    world_.Device().SetLocksExclude(true);
-    world_.Shaking().Start(GetParam());
-    EXPECT_TRUE(UnitTest::InitializeWithRunningThread(*renderer_, world_));
+    Pipeline::SetAudioRenderer(renderer.get());
+    world.Device().SetRingCheck(false);
+    world.Device().SetLocksExclude(true);
+    world.Shaking().Start(GetParam());
+    EXPECT_TRUE(UnitTest::InitializeWithRunningThread(*renderer, world));
 }
 
 RacesTest::~RacesTest() {

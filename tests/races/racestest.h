@@ -105,11 +105,11 @@ protected:
     static constexpr std::int64_t FrameNanoSec = FrameMilliSec * UnitTest::NanoSecPerMilliSec;
     /// Timestamp of every session's first frame.
     static constexpr std::int64_t OriginNanoSec = 3'600'000'000'000;
-    /// Presentations lie so far ahead that a session may be `MostFramesBehind` late and wait through some
+    /// Presentations lie so far ahead that a session may be `MaxFramesBehind` late and wait through some
     /// time in which it gets no frames, and still be in time; yet less than the 312 ms at which a play cursor
     /// jumps.
     static constexpr std::int64_t LeadMilliSec = 280;
-    static constexpr std::uint64_t MostFramesBehind = 4;
+    static constexpr std::uint64_t MaxFramesBehind = 4;
     static constexpr std::uint32_t RingSamples = 240000;
 
     RacesTest();
@@ -126,7 +126,7 @@ protected:
                                                bool isCoded = false);
 
     /// Moves time on by up to `milliSec`, one part after the other.
-    void Advance(std::int64_t milliSec) { world_.Clock().AdvanceMilliSec(milliSec); }
+    void Advance(std::int64_t milliSec) { world.Clock().AdvanceMilliSec(milliSec); }
 
     /// A sound buffer after `frames` frames without a gap, with nothing idle meanwhile: zeros where it was
     /// played and cleared, the frames that are left, and zeros that nothing was written to. `valueOf` gives
@@ -134,8 +134,8 @@ protected:
     void ExpectRing(Simulation::SoundBuffer& buffer, std::uint64_t frames,
                     std::function<std::int16_t(std::uint64_t)> const& valueOf) const;
 
-    Simulation::TestWorld world_;
-    std::unique_ptr<ObservedRenderer> renderer_ = std::make_unique<ObservedRenderer>();
+    Simulation::TestWorld world;
+    std::unique_ptr<ObservedRenderer> renderer = std::make_unique<ObservedRenderer>();
 };
 
 /// Runs a suite's tests once a round.

@@ -31,13 +31,13 @@ protected:
     void ComeAndGo(int lives, Dice dice) {
         for (int life = 0; life < lives; ++life) {
             Session session;
-            session.id = pipeline_.OpenSession({});
+            session.id = pipeline.OpenSession({});
             ASSERT_NE(session.id, Pipeline::InvalidSession);
             for (std::uint32_t frames = 1 + dice.Throw(4); frames != 0; --frames) {
                 Submit(session, Ahead(LeadMilliSec));
             }
             TurnKnobs(session, dice);
-            pipeline_.CloseSession(session.id);
+            pipeline.CloseSession(session.id);
             ExpectAllRendered(session);
         }
     }
@@ -53,16 +53,16 @@ protected:
         crew.Add([&, dice = MakeDice(2)]() mutable {
             for (int turn = 0; turn < 40; ++turn) {
                 TurnKnobs(known[dice.Throw(2)], dice);
-                world_.Shaking().Shake();
+                world.Shaking().Shake();
                 SetEvent(known[dice.Throw(2)].event);
             }
         });
         crew.Add([&, dice = MakeDice(3)]() mutable {
             for (int turn = 0; turn < 8; ++turn) {
                 proxy.StopBufferCapture();
-                world_.Shaking().Shake();
+                world.Shaking().Shake();
                 proxy.StartBufferCapture();
-                EXPECT_EQ(renderer_->GetCaptureProxy().get(), &proxy);
+                EXPECT_EQ(renderer->GetCaptureProxy().get(), &proxy);
                 for (std::uint32_t yields = dice.Throw(50); yields != 0; --yields) {
                     std::this_thread::yield();
                 }
@@ -72,7 +72,7 @@ protected:
             for (int i = 0; i < 4; ++i) {
                 // Ends after its first report.
                 Meter brief([](float) { return false; });
-                EXPECT_TRUE(renderer_->GetLineLevelCallbacks(brief.MakeCallback()));
+                EXPECT_TRUE(renderer->GetLineLevelCallbacks(brief.MakeCallback()));
                 EXPECT_TRUE(brief.WaitForEnd());
                 EXPECT_THAT(brief.GetLevels(), SizeIs(1));
             }
@@ -80,9 +80,9 @@ protected:
         std::size_t const reported = meter.GetCalls();
         Play(sessions, FramesALife);
         crew.Join();
-        pipeline_.Drain();
+        pipeline.Drain();
         EXPECT_GT(meter.GetCalls(), reported);
-        EXPECT_THAT(world_.LiveBuffers(), SizeIs(sessions.size()));
+        EXPECT_THAT(world.LiveBuffers(), SizeIs(sessions.size()));
     }
 
     static constexpr std::uint64_t FramesALife = 40;
@@ -96,17 +96,17 @@ TEST_P(Renderer_Races, SessionsAndProxiesOutliveShutdownAndGoOnAfterTheNextIniti
     std::vector<std::shared_ptr<RendererAudioCaptureProxy>> proxies;
     for (std::uint64_t life = 0; life < Lives; ++life) {
         if (life != 0) {
-            ASSERT_TRUE(UnitTest::InitializeWithRunningThread(*renderer_, world_));
+            ASSERT_TRUE(UnitTest::InitializeWithRunningThread(*renderer, world));
         }
-        EXPECT_TRUE(renderer_->IsEnabled());
-        auto const proxy = renderer_->GetCaptureProxy();
+        EXPECT_TRUE(renderer->IsEnabled());
+        auto const proxy = renderer->GetCaptureProxy();
         ASSERT_NE(proxy, nullptr);
         // A new one, as the old ones' capture has ended with the renderer's.
         EXPECT_THAT(proxies, Each(Ne(proxy)));
         proxies.push_back(proxy);
         Meter meter;
         for (std::size_t i = 0; i < Meters; ++i) {
-            ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+            ASSERT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
         }
         // They have got their proxy, which they must not ask for while the renderer shuts down.
         EXPECT_TRUE(UnitTest::YieldUntil([&] { return meter.GetCalls() >= Meters; }));
@@ -116,7 +116,7 @@ TEST_P(Renderer_Races, SessionsAndProxiesOutliveShutdownAndGoOnAfterTheNextIniti
         for (std::size_t i = 0; i < 2; ++i) {
             readers.Add([&] {
                 while (!isOver.load(std::memory_order_relaxed)) {
-                    renderer_->IsEnabled();
+                    renderer->IsEnabled();
                     for (auto const& held : proxies) {
                         ReadAndMeter(*held);
                     }
@@ -131,39 +131,39 @@ TEST_P(Renderer_Races, SessionsAndProxiesOutliveShutdownAndGoOnAfterTheNextIniti
                 Advance(FrameMilliSec / 4);
             }
         });
-        renderer_->Shutdown();
-        EXPECT_FALSE(renderer_->IsEnabled());
+        renderer->Shutdown();
+        EXPECT_FALSE(renderer->IsEnabled());
         isOver = true;
         readers.Join();
         Advance(FrameMilliSec);
         EXPECT_TRUE(meter.WaitForEnd());
-        world_.WaitForBlockedThreads(0);
+        world.WaitForBlockedThreads(0);
         EXPECT_THAT(meter.GetLevels(), Each(AllOf(Ge(0.0F), Le(1.0F))));
 
         Play(sessions, FramesAfterwards);
-        pipeline_.Drain();
+        pipeline.Drain();
         ReadAndMeter(*proxy);
     }
-    EXPECT_THAT(world_.LiveBuffers(), SizeIs(sessions.size()));
-    EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(proxies.size()));
+    EXPECT_THAT(world.LiveBuffers(), SizeIs(sessions.size()));
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(proxies.size()));
     Crew closers;
     for (auto& session : sessions) {
         ExpectAllRendered(session);
         ExpectRing(*session.buffer, session.number,
                    [&session](std::uint64_t frame) { return session.ValueOf(frame); });
-        closers.Add([&] { pipeline_.CloseSession(session.id); });
+        closers.Add([&] { pipeline.CloseSession(session.id); });
         closers.Add([&] { session.state.reset(); });
     }
     for (auto& proxy : proxies) {
         closers.Add([&proxy] { proxy.reset(); });
     }
     closers.Join();
-    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    EXPECT_EQ(world_.LiveSounds(), 0U);
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    EXPECT_THAT(world.LiveBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.LiveSounds(), 0U);
+    EXPECT_EQ(world.LiveCaptures(), 0U);
     // The wake events of both devices.
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 TEST_P(Renderer_Races, SeveralThreadsOpenSessionsAndAskForTheMicrophoneOfANewRenderer) {
@@ -173,8 +173,8 @@ TEST_P(Renderer_Races, SeveralThreadsOpenSessionsAndAskForTheMicrophoneOfANewRen
     constexpr std::size_t Threads = 4;
     std::vector<boost::intrusive_ptr<PipelineState>> states(Threads);
     std::vector<std::shared_ptr<RendererAudioCaptureProxy>> proxies(Threads);
-    std::size_t const soundsBefore = world_.SoundCount();
-    std::size_t const capturesBefore = world_.CaptureCount();
+    std::size_t const soundsBefore = world.SoundCount();
+    std::size_t const capturesBefore = world.CaptureCount();
     Crew crew;
     for (std::size_t i = 0; i < Threads; ++i) {
         crew.Add([&, i] {
@@ -194,16 +194,16 @@ TEST_P(Renderer_Races, SeveralThreadsOpenSessionsAndAskForTheMicrophoneOfANewRen
     crew.Join();
     EXPECT_TRUE(meter.WaitForEnd());
     // The first one opened each device, for all.
-    EXPECT_EQ(world_.SoundCount(), soundsBefore + 1);
-    EXPECT_EQ(world_.CaptureCount(), capturesBefore + 1);
+    EXPECT_EQ(world.SoundCount(), soundsBefore + 1);
+    EXPECT_EQ(world.CaptureCount(), capturesBefore + 1);
     ASSERT_NE(proxies[0], nullptr);
     EXPECT_THAT(proxies, Each(proxies[0]));
-    EXPECT_THAT(world_.LiveBuffers(), SizeIs(Threads));
+    EXPECT_THAT(world.LiveBuffers(), SizeIs(Threads));
     for (auto& state : states) {
         crew.Add([&state] { state.reset(); });
     }
     crew.Join();
-    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveBuffers(), IsEmpty());
 }
 
 TEST_P(Renderer_Races, ProxiesAreReadAndLetGoWhileTheRendererIsDestroyed) {
@@ -223,9 +223,9 @@ TEST_P(Renderer_Races, ProxiesAreReadAndLetGoWhileTheRendererIsDestroyed) {
     proxy.reset();
     renderer.reset();
     crew.Join();
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
     // The wake events of the suite's own renderer.
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 RACES_INSTANTIATE(Renderer_Races);

@@ -38,16 +38,16 @@ protected:
     /// A session that sounds: its buffer plays and its notification is set.
     Session OpenSounding() {
         Session session;
-        renderer_->ShowStatesIn(&session.state);
-        session.id = pipeline_.OpenSession({});
-        renderer_->ShowStatesIn(nullptr);
+        renderer->ShowStatesIn(&session.state);
+        session.id = pipeline.OpenSession({});
+        renderer->ShowStatesIn(nullptr);
         for (std::uint64_t i = 0; i < PrerollFrames; ++i) {
             Submit(session, Ahead(-1));
         }
-        pipeline_.Drain();
-        session.buffer = &world_.LatestBuffer();
+        pipeline.Drain();
+        session.buffer = &world.LatestBuffer();
         Submit(session, Ahead(LeadMilliSec));
-        pipeline_.Drain();
+        pipeline.Drain();
         EXPECT_TRUE(session.buffer->IsPlaying());
         session.event = session.buffer->NotificationPoints().at(0).hEventNotify;
         return session;
@@ -55,17 +55,17 @@ protected:
 
     void Submit(Session& session, Kovra::JiffyTime presentation) {
         bool const isCoded = session.number % 5 == 3;
-        EXPECT_TRUE(pipeline_.Submit(
+        EXPECT_TRUE(pipeline.Submit(
             session.id, MakeFrame(session.number, session.ValueOf(session.number), isCoded), presentation));
         ++session.number;
     }
 
     bool IsDone(Session const& session, std::uint64_t frames) const {
-        return done_[session.id].load(std::memory_order_relaxed) >= frames;
+        return done[session.id].load(std::memory_order_relaxed) >= frames;
     }
 
     /// Plays `frames` more frames of each session, all of which start now: time waits for a session that is
-    /// `MostFramesBehind`.
+    /// `MaxFramesBehind`.
     void Play(std::vector<Session>& sessions, std::uint64_t frames) {
         for (std::uint64_t i = 0; i < frames; ++i) {
             Advance(FrameMilliSec / 2);
@@ -74,7 +74,7 @@ protected:
                 Submit(session, Ahead(LeadMilliSec));
             }
             for (auto const& session : sessions) {
-                while (!IsDone(session, session.number - MostFramesBehind)) {
+                while (!IsDone(session, session.number - MaxFramesBehind)) {
                     std::this_thread::yield();
                 }
             }
@@ -90,25 +90,25 @@ protected:
             session.state->SetClientState(client);
             EXPECT_TRUE(session.state->UpdateClientState());
         } else {
-            EXPECT_TRUE(pipeline_.SetClientState(session.id, client));
+            EXPECT_TRUE(pipeline.SetClientState(session.id, client));
         }
     }
 
     /// All jobs of the session succeeded.
     void ExpectAllRendered(Session const& session) const {
-        EXPECT_EQ(done_[session.id].load(), session.number);
-        EXPECT_EQ(succeeded_[session.id].load(), session.number);
+        EXPECT_EQ(done[session.id].load(), session.number);
+        EXPECT_EQ(succeeded[session.id].load(), session.number);
     }
 
-    static constexpr std::size_t MostSessions = 256;
-    std::array<std::atomic<std::uint64_t>, MostSessions> done_{};
-    std::array<std::atomic<std::uint64_t>, MostSessions> succeeded_{};
-    Pipeline pipeline_{*renderer_, Workers, [this](Pipeline::Report_t const& report) {
-                           if (report.outcome == Outcome_t::Succeeded) {
-                               succeeded_[report.session].fetch_add(1, std::memory_order_relaxed);
-                           }
-                           done_[report.session].fetch_add(1, std::memory_order_relaxed);
-                       }};
+    static constexpr std::size_t MaxSessions = 256;
+    std::array<std::atomic<std::uint64_t>, MaxSessions> done{};
+    std::array<std::atomic<std::uint64_t>, MaxSessions> succeeded{};
+    Pipeline pipeline{*renderer, Workers, [this](Pipeline::Report_t const& report) {
+                          if (report.outcome == Outcome_t::Succeeded) {
+                              succeeded[report.session].fetch_add(1, std::memory_order_relaxed);
+                          }
+                          done[report.session].fetch_add(1, std::memory_order_relaxed);
+                      }};
 };
 
 } // namespace Media

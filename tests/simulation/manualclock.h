@@ -5,6 +5,7 @@
 
 #include "kovra/time.h"
 #include "simulation/shaker.h"
+#include "support/facts.h"
 
 namespace Simulation {
 
@@ -43,7 +44,7 @@ public:
 
     /// Moves both clocks on. `nanoSec` is not negative. Zero lets released threads run and come to a wait.
     void Advance(std::int64_t nanoSec);
-    void AdvanceMilliSec(std::int64_t milliSec) { Advance(milliSec * 1'000'000); }
+    void AdvanceMilliSec(std::int64_t milliSec) { Advance(milliSec * Facts::NanoSecPerMilliSec); }
     /// Moves both clocks on until the monotonic one shows `monotonicNanoSec`, which is not in the past.
     void AdvanceTo(std::int64_t monotonicNanoSec) { Advance(monotonicNanoSec - NowNanoSec()); }
 

@@ -14,9 +14,9 @@ using Listening::SampleView;
 
 /// 5 ms.
 constexpr std::int64_t StepSamples = 240;
-constexpr std::int64_t LeastSteps = 2;
+constexpr std::int64_t MinSteps = 2;
 /// A quarter of a burst's power is hiss; what all tones together leave in the band is a hundredth.
-constexpr float LeastRmsLsb = 1000.0F;
+constexpr float MinRmsLsb = 1000.0F;
 /// Only every fourth sample is filtered: enough to know a power by.
 constexpr std::int64_t Stride = 4;
 
@@ -50,14 +50,14 @@ std::vector<Hiss> FindUnexplainedHiss(SampleView heard, std::int64_t beginSample
     std::vector<Hiss> found;
     Hiss open;
     auto const close = [&found, &open] {
-        if (open.samples >= LeastSteps * StepSamples) {
+        if (open.samples >= MinSteps * StepSamples) {
             found.push_back(open);
         }
         open = {};
     };
     auto const size = static_cast<std::int64_t>(heard.GetSize());
     for (std::int64_t start = beginSample; start + StepSamples <= size; start += StepSamples) {
-        if (!IsExplained(start, burstPlaces) && MeasureRms(heard, start, band) >= LeastRmsLsb) {
+        if (!IsExplained(start, burstPlaces) && MeasureRms(heard, start, band) >= MinRmsLsb) {
             open.startSample = open.samples == 0 ? start : open.startSample;
             open.samples += StepSamples;
         } else {

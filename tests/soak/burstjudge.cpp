@@ -118,7 +118,7 @@ void MeasureApart(std::vector<Placed> const& placed, std::int64_t settledSample,
     verdict.apart = MakeSpread(all);
     verdict.apartSettled = MakeSpread(settled);
     for (auto const& [session, trend] : trends) {
-        bool const isTrend = trend.back().seconds - trend.front().seconds >= LeastTrendSeconds;
+        bool const isTrend = trend.back().seconds - trend.front().seconds >= MinTrendSeconds;
         double const growth = isTrend ? std::fabs(FitGrowthPerHour(trend)) : 0.0;
         verdict.driftMilliSecPerHour = std::max(verdict.driftMilliSecPerHour, growth);
     }
@@ -126,14 +126,14 @@ void MeasureApart(std::vector<Placed> const& placed, std::int64_t settledSample,
 
 void MeasureDelay(std::vector<Placed> const& placed, std::int64_t settledSample, BurstVerdict& verdict) {
     /// At either end.
-    constexpr std::size_t MostBursts = 160;
+    constexpr std::size_t MaxBursts = 160;
     std::vector<double> delays;
     for (Placed const& each : placed) {
         if (each.burst.plannedSample >= settledSample) {
             delays.push_back(each.delayMilliSec);
         }
     }
-    auto const part = static_cast<std::ptrdiff_t>(std::min(MostBursts, delays.size() / 2));
+    auto const part = static_cast<std::ptrdiff_t>(std::min(MaxBursts, delays.size() / 2));
     verdict.delayMilliSec = Listening::Median({delays.begin(), delays.begin() + part});
     verdict.delayChangeMilliSec =
         Listening::Median({delays.end() - part, delays.end()}) - verdict.delayMilliSec;

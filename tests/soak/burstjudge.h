@@ -14,7 +14,7 @@ using TestSupport::Disturbance;
 struct Spread {
     double median = 0.0;
     double most99 = 0.0;
-    double most = 0.0;
+    double max = 0.0;
 };
 
 /// A session was heard to go on earlier (negative) or later than before.

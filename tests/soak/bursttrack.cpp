@@ -15,7 +15,7 @@ using Listening::SampleView;
 
 /// Without the tones a burst is alike by 1.0, less half a sample between two places: 0.6 at the least. By
 /// chance there is a likeness of 0.35 once in days.
-constexpr float LeastLikeness = 0.45F;
+constexpr float MinLikeness = 0.45F;
 
 /// As good as always a burst is this near to the delay of the one before: looked for there first, for a
 /// tenth of the work.
@@ -90,7 +90,7 @@ private:
             std::int64_t const planned = GetPlanned(session, index);
             Match const match =
                 finder_.FindBest(session, planned + EarliestDelaySamples, planned + LatestDelaySamples);
-            if (match.likeness >= LeastLikeness) {
+            if (match.likeness >= MinLikeness) {
                 return match.place - planned;
             }
         }
@@ -105,11 +105,11 @@ private:
             Match match;
             for (std::int64_t const reach : {NearSamples, SearchSamples}) {
                 match = finder_.FindBest(session, expected - reach, expected + reach);
-                if (match.likeness >= LeastLikeness) {
+                if (match.likeness >= MinLikeness) {
                     break;
                 }
             }
-            bool const isFound = match.likeness >= LeastLikeness;
+            bool const isFound = match.likeness >= MinLikeness;
             delay += isFound ? match.place - expected : 0;
             bursts.push_back({session, index, planned, isFound, delay});
         }
@@ -128,7 +128,7 @@ std::optional<std::size_t> Recognise(SoundPlan const& plan, Finder const& finder
     for (std::size_t i = 0; i < plan.GetSessions(); ++i) {
         Match const match =
             finder.FindBest(i, hiss.startSample - FrameSamples, hiss.startSample + hiss.samples);
-        if (match.likeness >= LeastLikeness && match.likeness > best.likeness) {
+        if (match.likeness >= MinLikeness && match.likeness > best.likeness) {
             best = match;
             session = i;
         }

@@ -12,7 +12,7 @@ namespace {
 /// A break of one frame turns the tone by 0.3 periods, a lost sample by 0.02; rounding by far less.
 constexpr double PhaseTolerancePeriods = 0.01;
 /// The first frames come before the tone does.
-constexpr float LeastToneLsb = 4000.0F;
+constexpr float MinToneLsb = 4000.0F;
 constexpr double FramePeriods = MicrophoneToneHz * static_cast<double>(FrameSamples) / Listening::SoundRateHz;
 
 } // namespace
@@ -23,7 +23,7 @@ void CaptureJudge::AddFrame(std::uint32_t sequenceNumber, std::vector<std::int16
     ++frames_;
     auto const tone =
         TestSupport::MeasureTone(Listening::SampleView(samples.data(), samples.size()), MicrophoneToneHz);
-    if (tone.empty() || tone.front().levelLsb < LeastToneLsb) {
+    if (tone.empty() || tone.front().levelLsb < MinToneLsb) {
         faintFrames_ += hasTone_ ? 1 : 0;
         return;
     }

@@ -15,7 +15,6 @@ using TestSupport::ToneMeasure;
 
 /// What a start 40 ms off takes to be corrected; half the run when that is shorter.
 constexpr std::int64_t SettlingSamples = 60 * Listening::SoundRateHz;
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 /// The tones are judged from so long after the first frame's time, when the sessions' beginnings, which are
 /// not heard, lie behind, until so long before the last frame's.
@@ -42,7 +41,7 @@ std::vector<Disturbance> PlaceEvents(RunRecord const& record, SessionEvent::Kind
     for (SessionEvent const& event : record.events) {
         if (event.kind == kind) {
             std::int64_t const milliSec =
-                event.time.GetDiffSysTime(record.originTime).NanoSec() / NanoSecPerMilliSec;
+                event.time.GetDiffSysTime(record.originTime).NanoSec() / Listening::NanoSecPerMilliSec;
             std::int64_t const at = record.originSample + Listening::MilliSecToSamples(milliSec);
             places.push_back({event.session, at - Listening::MilliSecToSamples(HeardEarlierMilliSec),
                               at + delay + Listening::MilliSecToSamples(HeardLaterMilliSec)});

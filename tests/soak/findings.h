@@ -38,7 +38,7 @@ struct Findings {
 Findings Analyse(SoundPlan const& plan, RunRecord const& record, Listening::SampleView heard);
 
 /// With less undisturbed time than this too little can be told.
-constexpr double LeastCalmShare = 0.25;
+constexpr double MinCalmShare = 0.25;
 
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;

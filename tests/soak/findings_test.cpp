@@ -47,7 +47,7 @@ TEST_F(Findings_Analyse, ASoundWithoutAFaultHasNone) {
     EXPECT_TRUE(findings.strays.empty());
     EXPECT_TRUE(findings.faults.own.empty());
     EXPECT_TRUE(findings.faults.common.empty());
-    EXPECT_EQ(findings.bursts.apart.most, 0.0);
+    EXPECT_EQ(findings.bursts.apart.max, 0.0);
     EXPECT_EQ(findings.bursts.stepsOfAll, 0);
     // 2400 samples.
     EXPECT_EQ(findings.bursts.delayMilliSec, 50.0);
@@ -144,7 +144,7 @@ TEST_F(Findings_Analyse, ADisplacedBurstIsAStepOfItsSession) {
     EXPECT_EQ(findings.bursts.displaced[0].session, 1U);
     EXPECT_EQ(findings.bursts.displaced[0].index, 3);
     EXPECT_EQ(findings.bursts.displaced[0].milliSec, 10.0);
-    EXPECT_EQ(findings.bursts.apart.most, 10.0);
+    EXPECT_EQ(findings.bursts.apart.max, 10.0);
     EXPECT_EQ(findings.bursts.found, BurstsInAll);
     EXPECT_TRUE(findings.strays.empty());
 }

@@ -11,7 +11,7 @@ struct Reading {
 };
 
 /// A line through less says nothing about an hour.
-constexpr double LeastTrendSeconds = 240.0;
+constexpr double MinTrendSeconds = 240.0;
 
 /// How much the straight line through the readings (least squares) rises in an hour; 0 for fewer than two
 /// moments.

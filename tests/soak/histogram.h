@@ -11,13 +11,11 @@ namespace Soak {
 /// ends count in the first and last step; least and greatest are kept as they were.
 class Histogram {
 public:
-    Histogram(double least, double most, double step)
-        : least_(least),
-          step_(step),
-          counts_(static_cast<std::size_t>(std::ceil((most - least) / step)), 0) {}
+    Histogram(double min, double max, double step)
+        : min_(min), step_(step), counts_(static_cast<std::size_t>(std::ceil((max - min) / step)), 0) {}
 
     void Add(double value) {
-        double const place = std::floor((value - least_) / step_);
+        double const place = std::floor((value - min_) / step_);
         auto const last = static_cast<double>(counts_.size() - 1);
         ++counts_[static_cast<std::size_t>(std::clamp(place, 0.0, last))];
         smallest_ = total_ == 0 ? value : std::min(smallest_, value);
@@ -39,14 +37,14 @@ public:
         for (std::size_t i = 0; i < counts_.size() && total_ > 0; ++i) {
             below += counts_[i];
             if (static_cast<double>(below) >= wanted && below > 0) {
-                return std::min(greatest_, least_ + step_ * static_cast<double>(i + 1));
+                return std::min(greatest_, min_ + step_ * static_cast<double>(i + 1));
             }
         }
         return greatest_;
     }
 
 private:
-    double least_;
+    double min_;
     double step_;
     std::vector<std::uint64_t> counts_;
     std::uint64_t total_ = 0;

@@ -29,7 +29,7 @@ Json FromHistogram(Histogram const& values) {
 Json FromSpread(Spread const& spread) {
     return {{"median", Rounded(spread.median)},
             {"percent99", Rounded(spread.most99)},
-            {"most", Rounded(spread.most)}};
+            {"most", Rounded(spread.max)}};
 }
 
 Json FromFaults(std::vector<ToneFault> const& faults, RunRecord const& record) {

@@ -17,7 +17,7 @@ enum class ExitCode_t : int { Well = 0, Failed = 1, Broken = 2, Untold = 3 };
 
 void AddOptions(CLI::App& app, Soak::Options& options) {
     app.add_option("--sessions", options.sessions, "Sessions that play at the same time (default 16)")
-        ->check(CLI::Range(std::size_t{1}, Soak::SoundPlan::MostSessions));
+        ->check(CLI::Range(std::size_t{1}, Soak::SoundPlan::MaxSessions));
     app.add_option("--seconds", options.seconds, "How long they play (default 1800)")
         ->check(CLI::Range(5.0, 1e6));
     app.add_option("--lead", options.leadMilliSec,

@@ -69,7 +69,7 @@ Captured WatchMicrophone(Media::RendererAudioCaptureProxy& microphone,
         feeder.FeedBeyond(ToSeconds(Clock::now() - start));
         std::this_thread::sleep_until(std::max(lastRead + ReadPeriod, Clock::now()));
         Clock::time_point const now = Clock::now();
-        captured.intervalMilliSec.Add(1000.0 * ToSeconds(now - lastRead));
+        captured.intervalMilliSec.Add(Listening::MilliSecPerSec * ToSeconds(now - lastRead));
         lastRead = now;
         frames.clear();
         int const status = microphone.ReadFrames(frames);

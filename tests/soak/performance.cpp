@@ -27,9 +27,8 @@ using std::chrono::duration;
 using TestSupport::WaitUntil;
 
 constexpr std::size_t Workers = 2;
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 /// Time of day of every session's first frame: far from 0.
-constexpr std::int64_t FirstTimestampNanoSec = 3'600 * Listening::NanoSecPerSec;
+constexpr std::int64_t FirstTimestampNanoSec = Listening::NanoSecPerHour;
 constexpr std::int64_t StartMilliSec = 500;
 constexpr std::size_t BufferAlignmentBytes = 16;
 
@@ -163,7 +162,7 @@ private:
                                      std::max<std::int64_t>(0, late));
                 pipeline_.Submit(sessions_[session], std::move(frame),
                                  Kovra::JiffyTime(start.NanoSec() + position +
-                                                  options_.leadMilliSec * NanoSecPerMilliSec));
+                                                  options_.leadMilliSec * Listening::NanoSecPerMilliSec));
             }
         }
         pipeline_.Drain();
@@ -215,7 +214,7 @@ private:
     }
 
     void CloseToLimit(RunRecord& record) {
-        for (; sessions_.size() > MostWaitedSessions; sessions_.pop_back()) {
+        for (; sessions_.size() > MaxWaitedSessions; sessions_.pop_back()) {
             pipeline_.CloseSession(sessions_.back());
             record.isClosedToLimit = true;
         }

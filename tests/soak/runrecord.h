@@ -27,7 +27,7 @@ struct Options {
 };
 
 /// Sessions that the playback thread can wait for besides its wake event.
-constexpr std::size_t MostWaitedSessions = 63;
+constexpr std::size_t MaxWaitedSessions = 63;
 
 struct Moment {
     double seconds = 0.0;

@@ -25,11 +25,11 @@ static_assert(LowestTonePeriods == static_cast<std::int64_t>(MicrophoneToneHz * 
 /// Tones lie from 1 to 9 kHz, a multiple of 50 Hz apart: a whole number of periods in a frame.
 constexpr std::int64_t ToneBandHz = 8000;
 constexpr std::int64_t ToneGridHz = 50;
-constexpr std::int64_t MostToneSpacingHz = 400;
+constexpr std::int64_t MaxToneSpacingHz = 400;
 
 /// Sum of all tones' amplitudes; with a burst on top (peak about 8000) the mix stays below full scale.
 constexpr double TonesLsb = 16000.0;
-constexpr double MostToneLsb = 1000.0;
+constexpr double MaxToneLsb = 1000.0;
 
 constexpr TestSupport::Band BurstBand = {11000.0, 17000.0};
 constexpr double BurstRmsLsb = 2000.0;
@@ -38,7 +38,7 @@ constexpr double BurstRmsLsb = 2000.0;
 /// time.
 constexpr std::int64_t SlotFrames = 3;
 /// A second.
-constexpr std::int64_t LeastPeriodFrames = 50;
+constexpr std::int64_t MinPeriodFrames = 50;
 
 constexpr std::uint32_t FirstSeed = 1000;
 constexpr double MicrophoneLsb = 8000.0;
@@ -55,14 +55,14 @@ Listening::Samples MakeBurst(std::size_t session) {
 } // namespace
 
 SoundPlan::SoundPlan(std::size_t sessions) {
-    if (sessions == 0 || sessions > MostSessions) {
+    if (sessions == 0 || sessions > MaxSessions) {
         throw std::invalid_argument("the number of sessions must be from 1 to " +
-                                    std::to_string(MostSessions));
+                                    std::to_string(MaxSessions));
     }
     auto const count = static_cast<std::int64_t>(sessions);
-    toneSpacingHz_ = std::min(MostToneSpacingHz, ToneBandHz / count / ToneGridHz * ToneGridHz);
-    toneLsb_ = std::min(MostToneLsb, TonesLsb / static_cast<double>(count));
-    periodFrames_ = std::max(LeastPeriodFrames, SlotFrames * count);
+    toneSpacingHz_ = std::min(MaxToneSpacingHz, ToneBandHz / count / ToneGridHz * ToneGridHz);
+    toneLsb_ = std::min(MaxToneLsb, TonesLsb / static_cast<double>(count));
+    periodFrames_ = std::max(MinPeriodFrames, SlotFrames * count);
     sine_.resize(static_cast<std::size_t>(TableSamples));
     for (std::size_t i = 0; i < sine_.size(); ++i) {
         sine_[i] = static_cast<float>(

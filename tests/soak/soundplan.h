@@ -20,13 +20,12 @@ constexpr std::int64_t FrameNanoSec = 20'000'000;
 /// **Threads:** after construction only read.
 class SoundPlan {
 public:
-    /// `sessions` from 1 to `MostSessions`; throws `std::invalid_argument` for others.
+    /// `sessions` from 1 to `MaxSessions`; throws `std::invalid_argument` for others.
     explicit SoundPlan(std::size_t sessions);
-    static constexpr std::size_t MostSessions = 80;
+    static constexpr std::size_t MaxSessions = 80;
 
     std::size_t GetSessions() const { return bursts_.size(); }
     double GetToneHz(std::size_t session) const;
-    double GetToneLsb() const { return toneLsb_; }
 
     /// From one burst of a session to the next.
     std::int64_t GetPeriodFrames() const { return periodFrames_; }

@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(Numbers, SoundPlan_Sessions, testing::Values(1U, 16U, 3
 
 TEST(SoundPlan_Constructor, RefusesNoneAndMoreThanMost) {
     EXPECT_THROW(SoundPlan(0), std::invalid_argument);
-    EXPECT_THROW(SoundPlan(SoundPlan::MostSessions + 1), std::invalid_argument);
+    EXPECT_THROW(SoundPlan(SoundPlan::MaxSessions + 1), std::invalid_argument);
 }
 
 } // namespace

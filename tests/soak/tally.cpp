@@ -4,12 +4,11 @@
 #include <array>
 #include <cstddef>
 
+#include "listening/samples.h"
+
 namespace Soak {
 
 namespace {
-
-constexpr double NanoSecPerMilliSec = 1e6;
-constexpr double NanoSecPerMicroSec = 1e3;
 
 /// Their memory is taken before the first reading of it.
 constexpr std::size_t ExpectedEvents = 100'000;
@@ -38,7 +37,7 @@ void Tally::AddSubmission(std::size_t session, std::uint64_t number, std::int64_
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     submissions_[session][number % RememberedJobs] = now;
     handOvers_.Add(session, now);
-    told_.feederMilliSec.Add(static_cast<double>(lateNanoSec) / NanoSecPerMilliSec);
+    told_.feederMilliSec.Add(static_cast<double>(lateNanoSec) / Listening::NanoSecPerMilliSec);
 }
 
 void Tally::AddReport(Media::Pipeline::Report_t const& report) {
@@ -49,11 +48,12 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
     told_.succeeded += report.outcome == Media::PipelineStageJob::Outcome_t::Succeeded ? 1 : 0;
     // The clock is looked at somewhere between the job's begin and now: the later one is on the safe side.
     told_.overdue += report.requested < now ? 1 : 0;
-    told_.renderMicroSec.Add(static_cast<double>(report.renderNanoSec) / NanoSecPerMicroSec);
+    told_.renderMicroSec.Add(static_cast<double>(report.renderNanoSec) / Listening::NanoSecPerMicroSec);
     Kovra::JiffyTime const submitted = submissions_[session][report.jobNumber % RememberedJobs];
-    told_.doneMilliSec.Add(static_cast<double>(now.GetDiffSysTime(submitted).NanoSec()) / NanoSecPerMilliSec);
+    told_.doneMilliSec.Add(static_cast<double>(now.GetDiffSysTime(submitted).NanoSec()) /
+                           Listening::NanoSecPerMilliSec);
     told_.errorMilliSec.Add(static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
-                            NanoSecPerMilliSec);
+                            Listening::NanoSecPerMilliSec);
     Kovra::JiffyTime const begun(now.NanoSec() - report.renderNanoSec);
     if (handOvers_.Finish(session, report.requested, begun, report.renderNanoSec)) {
         events_.push_back({SessionEvent::Kind_t::LateFrame, session, begun});

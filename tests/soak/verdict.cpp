@@ -72,7 +72,7 @@ void JudgeSound(Options const& options, RunRecord const& record, Findings const&
         Require(failures, CountBreaks(options, findings) == 0,
                 FormatCount(findings.faults.own.size(), "break") + " in the sound of single sessions");
     }
-    if (options.sessions > MostWaitedSessions) {
+    if (options.sessions > MaxWaitedSessions) {
         return;
     }
     Require(failures, findings.silencePeakLsb <= SilencePeakLsb, "sound after the end of all sessions");
@@ -116,7 +116,7 @@ std::vector<std::string> ListFailures(Options const& options, RunRecord const& r
 }
 
 bool IsUntold(Options const& options, Findings const& findings) {
-    return options.sessions <= MostWaitedSessions && findings.calmShare < LeastCalmShare;
+    return options.sessions <= MaxWaitedSessions && findings.calmShare < MinCalmShare;
 }
 
 double GrowthPerHour(std::vector<Moment> const& moments, double (*quantity)(ProcessFigures const&)) {

@@ -102,9 +102,9 @@ TEST_F(Verdict_ListFailures, TellsStopsForThePastBeyondTheFramesThatWereLate) {
 }
 
 TEST_F(Verdict_ListFailures, ARunThatWasDisturbedForMostOfItsTimeTellsNothing) {
-    findings.calmShare = LeastCalmShare;
+    findings.calmShare = MinCalmShare;
     EXPECT_FALSE(IsUntold(options, findings));
-    findings.calmShare = LeastCalmShare - 0.001;
+    findings.calmShare = MinCalmShare - 0.001;
     EXPECT_TRUE(IsUntold(options, findings));
     EXPECT_THAT(List(), IsEmpty());
     EXPECT_THAT(FormatWords(options, record, findings, List()),
@@ -156,7 +156,7 @@ TEST_F(Verdict_ListFailures, TellsSoundAfterTheEndAndSessionsThatWereNotStopped)
 }
 
 TEST_F(Verdict_ListFailures, ExpectsNoIdleStopsBeyondWhatTheWaitTakes) {
-    options.sessions = MostWaitedSessions + 1;
+    options.sessions = MaxWaitedSessions + 1;
     record.frames = 10;
     record.told.jobs = 640;
     record.told.succeeded = 640;

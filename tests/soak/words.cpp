@@ -17,7 +17,7 @@ constexpr double CaptureFrameSeconds = 0.02;
 
 std::string FormatSpread(Spread const& spread) {
     return FormatFixed(spread.median, 1) + " / " + FormatFixed(spread.most99, 1) + " / " +
-           FormatFixed(spread.most, 1) + " ms";
+           FormatFixed(spread.max, 1) + " ms";
 }
 
 std::string FormatHistogram(Histogram const& values, char const* unit, int decimals) {
@@ -27,7 +27,7 @@ std::string FormatHistogram(Histogram const& values, char const* unit, int decim
 }
 
 std::string FormatTrend(RunRecord const& record) {
-    if (record.moments.back().seconds - record.moments.front().seconds < LeastTrendSeconds) {
+    if (record.moments.back().seconds - record.moments.front().seconds < MinTrendSeconds) {
         return {};
     }
     return " (an hour: handles " + FormatSigned(GrowthPerHour(record.moments, HandlesOf), 1) + ", threads " +
@@ -130,7 +130,7 @@ void WriteSilence(RunRecord const& record, Findings const& findings, std::ostrea
         << " % of a core\n";
     if (record.isClosedToLimit) {
         out << "          " << record.idleStopsAfterClosing << " idle stops when all but "
-            << MostWaitedSessions << " sessions had been closed\n";
+            << MaxWaitedSessions << " sessions had been closed\n";
     }
 }
 

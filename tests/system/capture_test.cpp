@@ -41,7 +41,7 @@ constexpr std::chrono::seconds FirstBlockPatience{2};
 constexpr Milliseconds LateRead{60};
 constexpr std::int64_t RingSamples = 240000;
 /// At one end of the ring: what comes in between two reads that are not late, and a block that had begun.
-constexpr std::int64_t MostLostSamples = 4 * static_cast<std::int64_t>(BlockSamples);
+constexpr std::int64_t MaxLostSamples = 4 * static_cast<std::int64_t>(BlockSamples);
 /// So long a silence is no stall of the audio server.
 constexpr std::size_t EndBlocks = 40;
 /// On a busy machine one capture in a hundred is born dead: so many in a row are not Wine's doing.
@@ -271,7 +271,7 @@ TEST_F(CaptureProxy_ReadFrames, OfMoreThanTheRingLoseNoMoreThanTheBlocksBehindIt
                 EXPECT_EQ((each.place + lost) % RingSamples, 0) << Describe(each);
                 EXPECT_EQ(each.lost % static_cast<std::int64_t>(BlockSamples), 0) << Describe(each);
                 EXPECT_GT(each.lost, 0) << Describe(each);
-                EXPECT_LE(each.lost, MostLostSamples) << Describe(each);
+                EXPECT_LE(each.lost, MaxLostSamples) << Describe(each);
             }
             lost += each.lost;
         }

@@ -30,25 +30,25 @@ protected:
     /// Calls `judge(change)` once for each change (0: before the first) that nothing disturbed.
     void PlayWith(std::vector<Wish> const& wishes, std::function<void(int)> const& judge) {
         auto const count = static_cast<std::int64_t>(wishes.size()) + 1;
-        sent_ = TestSupport::MakeNoise(4, SamplesOf(count * ChangeMilliSec));
+        sent = TestSupport::MakeNoise(4, SamplesOf(count * ChangeMilliSec));
         Retakes retakes(static_cast<std::size_t>(count));
         while (!HasFailure() && retakes.Begin()) {
             Session const session(OnStage());
             Score score;
-            session.Play(score, MakeRawStream(sent_), 0, UsualLeadMilliSec);
+            session.Play(score, MakeRawStream(sent), 0, UsualLeadMilliSec);
             for (std::size_t i = 0; i < wishes.size(); ++i) {
                 session.SetVolumeAndBalance(score, (static_cast<std::int64_t>(i) + 1) * ChangeMilliSec,
                                             wishes[i].volume, wishes[i].balance);
             }
             Take const take = OnStage().Perform(score, UsualTailMilliSec);
-            auto const start = FindPlayed(sent_, take.heard.left, UsualLeadMilliSec);
+            auto const start = FindPlayed(sent, take.heard.left, UsualLeadMilliSec);
             if (!start) {
                 EXPECT_FALSE(take.IsCalm(session.GetId(), 0, ChangeMilliSec)) << "the sound is not heard";
                 continue;
             }
-            lag_ = *start;
-            left_ = WithoutPilot(take.heard.left);
-            right_ = WithoutPilot(take.heard.right);
+            lag = *start;
+            left = WithoutPilot(take.heard.left);
+            right = WithoutPilot(take.heard.right);
             for (std::int64_t change = 0; change < count; ++change) {
                 auto const part = static_cast<std::size_t>(change);
                 std::int64_t const begin = change * ChangeMilliSec;
@@ -72,49 +72,49 @@ protected:
     double GetGainDecibel(SampleView channel, int change) const {
         SampleView const heard = CutAfterChange(channel, change);
         std::int64_t const sentStart =
-            Listening::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec) - lag_;
+            Listening::MilliSecToSamples(change * ChangeMilliSec + SettlingMilliSec) - lag;
         std::int64_t const piece = Listening::MilliSecToSamples(PieceMilliSec);
         std::vector<double> gains;
         for (std::int64_t at = 0; at + piece <= static_cast<std::int64_t>(heard.GetSize()); at += piece) {
             gains.push_back(
                 Listening::LevelDecibel(heard.Cut(at, piece)) -
-                Listening::LevelDecibel(WithoutPilot(SampleView(sent_).Cut(sentStart + at, piece))));
+                Listening::LevelDecibel(WithoutPilot(SampleView(sent).Cut(sentStart + at, piece))));
         }
         return Listening::Median(gains);
     }
 
-    Listening::Samples sent_;
+    Listening::Samples sent;
     /// What was heard without the pilot.
-    Listening::Samples left_;
-    Listening::Samples right_;
-    std::int64_t lag_ = 0;
+    Listening::Samples left;
+    Listening::Samples right;
+    std::int64_t lag = 0;
 };
 
 TEST_F(RendererAudio_ClientState, VolumeIsHeardOnItsCurveWhilePlaying) {
     PlayWith({{0.5F, 0.5F}, {0.0F, 0.5F}, {1.0F, 0.5F}}, [this](int change) {
         if (change == 2) {
-            EXPECT_LE(Listening::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
-            EXPECT_LE(Listening::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(left, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(right, change)), SilencePeakLsb);
             return;
         }
         // 0.5 to the power of 0.34375 is 0.788: 21.21 of 100 dB are taken away.
         double const expected = change == 1 ? -21.21 : 0.0;
-        EXPECT_NEAR(GetGainDecibel(left_, change), expected, LevelToleranceDecibel) << "change " << change;
-        EXPECT_NEAR(GetGainDecibel(right_, change), expected, LevelToleranceDecibel) << "change " << change;
+        EXPECT_NEAR(GetGainDecibel(left, change), expected, LevelToleranceDecibel) << "change " << change;
+        EXPECT_NEAR(GetGainDecibel(right, change), expected, LevelToleranceDecibel) << "change " << change;
     });
 }
 
 TEST_F(RendererAudio_ClientState, BalanceIsHeardOnItsSideWhilePlaying) {
     PlayWith({{1.0F, 0.0F}, {1.0F, 1.0F}, {1.0F, 0.5F}}, [this](int change) {
         if (change == 2) {
-            EXPECT_LE(Listening::Peak(CutAfterChange(left_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(left, change)), SilencePeakLsb);
         } else {
-            EXPECT_NEAR(GetGainDecibel(left_, change), 0.0, LevelToleranceDecibel) << "change " << change;
+            EXPECT_NEAR(GetGainDecibel(left, change), 0.0, LevelToleranceDecibel) << "change " << change;
         }
         if (change == 1) {
-            EXPECT_LE(Listening::Peak(CutAfterChange(right_, change)), SilencePeakLsb);
+            EXPECT_LE(Listening::Peak(CutAfterChange(right, change)), SilencePeakLsb);
         } else {
-            EXPECT_NEAR(GetGainDecibel(right_, change), 0.0, LevelToleranceDecibel) << "change " << change;
+            EXPECT_NEAR(GetGainDecibel(right, change), 0.0, LevelToleranceDecibel) << "change " << change;
         }
     });
 }

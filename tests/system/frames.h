@@ -20,7 +20,7 @@ struct StreamFrame {
 using Stream = std::vector<StreamFrame>;
 
 /// Timestamp of every stream's first frame: some time of day, far from 0.
-constexpr std::int64_t FirstTimestampNanoSec = 3'600 * Listening::NanoSecPerSec;
+constexpr std::int64_t FirstTimestampNanoSec = Listening::NanoSecPerHour;
 
 constexpr std::int64_t FrameNanoSec = 20'000'000;
 

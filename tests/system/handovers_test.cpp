@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "listening/samples.h"
+
 namespace TestSupport {
 namespace {
-
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 /// Frames to be heard at 200 ms, and what became of them.
 class HandOvers_Finish : public testing::Test {
@@ -14,7 +14,8 @@ protected:
         return Kovra::JiffyTime(5'000'000'000).AddMilliSec(milliSec);
     }
     bool Finish(std::size_t session, std::int64_t begunMilliSec, std::int64_t renderMilliSec) {
-        return handOvers.Finish(session, At(200), At(begunMilliSec), renderMilliSec * NanoSecPerMilliSec);
+        return handOvers.Finish(session, At(200), At(begunMilliSec),
+                                renderMilliSec * Listening::NanoSecPerMilliSec);
     }
 
     HandOvers handOvers;

@@ -84,7 +84,7 @@ std::optional<double> PlaybackTest::GetLatenessMilliSec(SampleView sent, Take co
     }
     auto const windows = TrackWindows(sent, take.heard.left, *start, CoarseTrack);
     double const share = SumUp(windows).GetHeardShare();
-    if (share < LeastPlacedShare) {
+    if (share < MinPlacedShare) {
         ADD_FAILURE() << "only " << 100.0 * share << " % of the sound are heard";
         return std::nullopt;
     }

@@ -27,7 +27,7 @@ constexpr std::int64_t UsualTailMilliSec = 800;
 constexpr int SilencePeakLsb = 2;
 
 /// Enough of a sound's windows to speak for its place.
-constexpr double LeastPlacedShare = 0.7;
+constexpr double MinPlacedShare = 0.7;
 
 /// A session's start clears the ring up to the play cursor, which stands before the frames written until
 /// then: the two frames that come before the second presentation need not be heard.

@@ -7,7 +7,7 @@
 namespace SystemTest {
 
 bool Retakes::Begin() {
-    if (CountOpen() == 0 || takes_ == MostTakes) {
+    if (CountOpen() == 0 || takes_ == MaxTakes) {
         return false;
     }
     ++takes_;

@@ -12,11 +12,11 @@ namespace SystemTest {
 class Retakes {
 public:
     /// On a machine as busy as can be two or three are usual. One that needs more than these cannot tell.
-    static constexpr int MostTakes = 10;
+    static constexpr int MaxTakes = 10;
 
     explicit Retakes(std::size_t parts) : isSettled_(parts, false) {}
 
-    /// Before each take: false when all parts are settled, or when there were `MostTakes`.
+    /// Before each take: false when all parts are settled, or when there were `MaxTakes`.
     bool Begin();
 
     /// The part lay in undisturbed sound and has been judged.

@@ -33,7 +33,7 @@ TEST(Retakes_Begin, WantsAnotherTakeForThePartThatWasDisturbed) {
 
 TEST(Retakes_Begin, EndsAtTheLimitWithWhatIsLeftOpen) {
     Retakes retakes(3);
-    for (int take = 0; take < Retakes::MostTakes; ++take) {
+    for (int take = 0; take < Retakes::MaxTakes; ++take) {
         ASSERT_TRUE(retakes.Begin());
         retakes.Settle(1);
     }

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t Workers = 2;
 
 constexpr std::int64_t WarmUpMilliSec = 1000;
-constexpr int MostWarmUps = 30;
+constexpr int MaxWarmUps = 30;
 /// How often the recording's clock is compared with the machine's.
 constexpr std::int64_t ReadingSamples = Listening::MilliSecToSamples(100);
 
@@ -38,14 +38,14 @@ std::int64_t FindSampleOf(Kovra::JiffyTime instant, TestSupport::Recording const
 
 void WarmUp(TestSupport::Recording const& recording) {
     std::int64_t const second = Listening::MilliSecToSamples(WarmUpMilliSec);
-    for (int tries = 0; tries < MostWarmUps; ++tries) {
+    for (int tries = 0; tries < MaxWarmUps; ++tries) {
         std::int64_t const end = recording.GetLength() + second;
         recording.WaitForLength(end);
         if (FindOutages(recording.ReadFrom(end - second).right).empty()) {
             return;
         }
     }
-    throw std::runtime_error("in " + std::to_string(MostWarmUps) +
+    throw std::runtime_error("in " + std::to_string(MaxWarmUps) +
                              " s the pilot was not heard for one second without a break: there is no sound "
                              "output, or this machine cannot tell");
 }

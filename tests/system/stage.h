@@ -18,7 +18,7 @@
 
 namespace SystemTest {
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 
 /// The module as a host runs it: the shipped libraries, a pipeline with worker threads, the system's sound
 /// output, and the recording of what comes out; and the pilot, which tells when that output was disturbed.

@@ -19,7 +19,7 @@ constexpr std::int64_t EarlierSamples = MilliSecToSamples(40);
 constexpr std::int64_t LaterSamples = MilliSecToSamples(500);
 
 /// What is to be heard at a time is heard from then on until so much later.
-constexpr std::int64_t MostDelaySamples = MilliSecToSamples(200);
+constexpr std::int64_t MaxDelaySamples = MilliSecToSamples(200);
 
 std::int64_t FindSampleOf(SessionEvent const& event, Kovra::JiffyTime start) {
     return event.time.GetDiffSysTime(start).NanoSec() / NanoSecPerSample;
@@ -37,7 +37,7 @@ bool HasReason(SessionEvent const& move, std::vector<SessionEvent> const& events
         }
     }
     // A standstill is heard when what was under way has been.
-    std::int64_t const until = FindSampleOf(move, start) + MostDelaySamples;
+    std::int64_t const until = FindSampleOf(move, start) + MaxDelaySamples;
     bool const isLate = std::any_of(events.begin(), events.end(), [&](SessionEvent const& event) {
         return event.kind == SessionEvent::Kind_t::LateFrame && event.session == move.session &&
                FindSampleOf(event, start) >= since && !(move.time < event.time);
@@ -50,7 +50,7 @@ bool HasReason(SessionEvent const& move, std::vector<SessionEvent> const& events
 bool Take::IsCalm(std::optional<std::size_t> session, std::int64_t fromMilliSec,
                   std::int64_t toMilliSec) const {
     std::int64_t const from = MilliSecToSamples(fromMilliSec);
-    std::int64_t const to = MilliSecToSamples(toMilliSec) + MostDelaySamples;
+    std::int64_t const to = MilliSecToSamples(toMilliSec) + MaxDelaySamples;
     return std::none_of(disturbances.begin(), disturbances.end(), [&](Disturbance const& disturbance) {
         bool const isOthers = disturbance.session && disturbance.session != session;
         return !isOthers && disturbance.firstSample <= to && disturbance.lastSample >= from;

@@ -235,7 +235,7 @@ TEST(Take_Judge, GapsEverywhereTooOftenLeavePartsOpenAtTheLimit) {
         Counts const counts = Judge(output, mix);
         EXPECT_EQ(counts.disturbed, WindowsInAll);
     }
-    EXPECT_EQ(retakes.CountTakes(), Retakes::MostTakes);
+    EXPECT_EQ(retakes.CountTakes(), Retakes::MaxTakes);
     EXPECT_EQ(retakes.CountOpen(), static_cast<std::size_t>(WindowsInAll));
 }
 

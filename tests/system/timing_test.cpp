@@ -63,12 +63,12 @@ protected:
         auto const start = FindPlayed(sent, take.heard.left, presentationMilliSec);
         ASSERT_TRUE(start) << "what was sent from " << presentationMilliSec << " ms on is not heard";
         EXPECT_GE(SumUp(TrackWindows(sent, take.heard.left, *start, CoarseTrack)).GetHeardShare(),
-                  LeastPlacedShare);
+                  MinPlacedShare);
     }
 
     /// How fast the session's `sent`, a part of its sound, falls behind, in samples a second: median over all
     /// its seconds until the first disturbance from `sinceMilliSec` on, which changes what the module has to
-    /// correct. Nothing when that leaves less than `LeastRateSeconds`, and nothing, with a failure, when it
+    /// correct. Nothing when that leaves less than `MinRateSeconds`, and nothing, with a failure, when it
     /// is not heard.
     static std::optional<double> GetLagChangePerSec(SampleView sent, Take const& take, Session const& session,
                                                     std::int64_t sinceMilliSec,
@@ -94,7 +94,7 @@ protected:
                 changes.push_back(static_cast<double>(after.lag - windows[k].lag));
             }
         }
-        if (changes.size() < LeastRateSeconds * windowsPerSec) {
+        if (changes.size() < MinRateSeconds * windowsPerSec) {
             EXPECT_FALSE(take.IsCalm(session.GetId(), sinceMilliSec, presentationMilliSec + FullRateMilliSec))
                 << "too little of what was sent is heard";
             return std::nullopt;
@@ -103,7 +103,7 @@ protected:
     }
 
     /// So many spans of a second, each a window later than the one before, tell a rate.
-    static constexpr std::size_t LeastRateSeconds = 2;
+    static constexpr std::size_t MinRateSeconds = 2;
     /// Twice the seconds within which there are so many.
     static constexpr std::int64_t FullRateMilliSec = 6000;
 };

@@ -16,7 +16,7 @@ using Listening::SampleView;
 /// rate, long enough to stand out among other sounds.
 constexpr std::int64_t StartWindowSamples = 4800;
 constexpr std::int64_t StartWindows = 10;
-constexpr float LeastStartCorrelation = 0.2F;
+constexpr float MinStartCorrelation = 0.2F;
 
 struct Peak {
     double correlation = 0.0;
@@ -51,7 +51,7 @@ Peak FindNear(SampleView pattern, SampleView heard, std::int64_t expected, Track
         }
         best = FindPeak(pattern, heard.Cut(from, to - from));
         best.place += from;
-        if (best.correlation >= settings.leastCorrelation) {
+        if (best.correlation >= settings.minCorrelation) {
             break;
         }
     }
@@ -109,7 +109,7 @@ void JoinSplitWindows(SampleView sent, SampleView heard, TrackSettings const& se
         double const likeness = LikenessOfParts(sent, heard, windows[k], before.lag, after.lag);
         windows[k].correlation = std::max(windows[k].correlation, likeness);
         bool const isShifted = std::llabs(after.lag - before.lag) > ResamplerShiftSamples / 2;
-        windows[k].isHeard = likeness >= settings.leastCorrelation - (isShifted ? SettlingLikeness : 0.0);
+        windows[k].isHeard = likeness >= settings.minCorrelation - (isShifted ? SettlingLikeness : 0.0);
     }
 }
 
@@ -128,7 +128,7 @@ std::optional<std::int64_t> FindStart(SampleView sent, SampleView heard) {
             best = {peak.correlation, peak.place - start};
         }
     }
-    if (best.correlation < LeastStartCorrelation) {
+    if (best.correlation < MinStartCorrelation) {
         return std::nullopt;
     }
     return best.place;
@@ -144,7 +144,7 @@ std::vector<HeardWindow> TrackWindows(SampleView sent, SampleView heard, std::in
         window.sentStart = start;
         window.samples = settings.windowSamples;
         window.correlation = peak.correlation;
-        window.isHeard = peak.correlation >= settings.leastCorrelation;
+        window.isHeard = peak.correlation >= settings.minCorrelation;
         if (window.isHeard) {
             lag = peak.place - start;
         }

@@ -16,7 +16,7 @@ struct TrackSettings {
     /// How far from the place of the window before a window is looked for.
     std::int64_t searchSamples;
     /// A window counts as heard from this likeness on, 0.0 to 1.0.
-    double leastCorrelation;
+    double minCorrelation;
 };
 
 /// Windows of two frames, to be found beside one other sound as loud, which leaves a likeness of 0.71; with

@@ -34,9 +34,22 @@ std::vector<HeardWindow> Track(Samples const& sent, Samples const& recording) {
     return TrackWindows(sent, recording, DelaySamples, AloneTrack);
 }
 
-Delivery Judge(Samples const& sent, Samples const& recording) {
-    return SumUp(Track(sent, recording));
-}
+/// A sound of fifty windows of 960, and a recording of it that a test damages.
+class TrackingTest : public testing::Test {
+protected:
+    Delivery Judge() const { return SumUp(Track(sent, recording)); }
+    void ExpectEvents(std::int64_t lost, std::int64_t jumps) const {
+        Delivery const delivery = Judge();
+        EXPECT_EQ(delivery.lost, lost);
+        EXPECT_EQ(delivery.jumps, jumps);
+    }
+
+    Samples const sent = TestSupport::MakeNoise(1, 48000);
+    Samples recording = Record(sent);
+};
+
+using Tracking_SumUp = TrackingTest;
+using Tracking_TrackWindows = TrackingTest;
 
 TEST(Tracking_MakeNoise, HasItsLevelAndStaysInItsBand) {
     Samples const noise = TestSupport::MakeNoise(1, 48000, TestSupport::TelephoneBand);
@@ -77,95 +90,61 @@ TEST(Tracking_FindStart, FindsASoundAmongFourOthersAsLoud) {
     EXPECT_EQ(FindStart(sent, mixed), DelaySamples);
 }
 
-TEST(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-
-    Delivery const delivery = Judge(sent, Record(sent));
-
-    // 48000 samples hold 50 windows of 960.
-    EXPECT_EQ(delivery.windows, 50);
-    EXPECT_EQ(delivery.lost, 0);
-    EXPECT_EQ(delivery.jumps, 0);
+TEST_F(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
+    EXPECT_EQ(Judge().windows, 50);
+    ExpectEvents(0, 0);
 }
 
-TEST(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
+TEST_F(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
     // About the middle, so the first sample comes 20 samples late: 0.5 x 48000 x 833 ppm.
-    Samples const slow = Record(Listening::ChangeSpeed(sent, 47960.0 / 48000.0));
+    recording = Record(Listening::ChangeSpeed(sent, 47960.0 / 48000.0));
 
-    Delivery const delivery = Judge(sent, slow);
+    Delivery const delivery = Judge();
 
     // At the ends the change of speed finds no samples any more and holds the last one: one window each.
     EXPECT_LE(delivery.lost, 2);
     EXPECT_EQ(delivery.jumps, 0);
 }
 
-TEST(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
     // In the middle of the window that begins at 9600.
     recording.insert(recording.begin() + DelaySamples + 10080, 480, 0);
 
-    Delivery const delivery = Judge(sent, recording);
-
-    EXPECT_EQ(delivery.jumps, 1);
-    EXPECT_EQ(delivery.lost, 1);
+    ExpectEvents(1, 1);
 }
 
-TEST(Tracking_TrackWindows, AShiftOfTheResamplersWithinAWindowIsNoLoss) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_TrackWindows, AShiftOfTheResamplersWithinAWindowIsNoLoss) {
     // 0.7 ms, in the middle of the window that begins at 9600.
     recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
 
-    Delivery const delivery = Judge(sent, recording);
-
-    EXPECT_EQ(delivery.lost, 0);
-    EXPECT_EQ(delivery.jumps, 0);
+    ExpectEvents(0, 0);
 }
 
-TEST(Tracking_TrackWindows, AMissingHalfOfAWindowIsALossThoughTheResamplerShiftsItsRest) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_TrackWindows, AMissingHalfOfAWindowIsALossThoughTheResamplerShiftsItsRest) {
     std::fill_n(recording.begin() + DelaySamples + 9600, 480, std::int16_t{0});
     recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
 
-    EXPECT_EQ(Judge(sent, recording).lost, 1);
+    EXPECT_EQ(Judge().lost, 1);
 }
 
-TEST(Tracking_SumUp, MissingFrameIsLostAndAJump) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_SumUp, MissingFrameIsLostAndAJump) {
     auto const at = recording.begin() + DelaySamples + 9600;
     recording.erase(at, at + 960);
 
-    Delivery const delivery = Judge(sent, recording);
-
-    EXPECT_EQ(delivery.jumps, 1);
-    EXPECT_EQ(delivery.lost, 1);
+    ExpectEvents(1, 1);
 }
 
-TEST(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
     std::fill_n(recording.begin() + DelaySamples + 9600, 3 * 960, std::int16_t{0});
 
-    Delivery const delivery = Judge(sent, recording);
-
-    EXPECT_EQ(delivery.lost, 3);
-    EXPECT_EQ(delivery.jumps, 0);
+    ExpectEvents(3, 0);
 }
 
-TEST(Tracking_SumUp, FrameHeardTwiceIsAJump) {
-    Samples const sent = TestSupport::MakeNoise(1, 48000);
-    Samples recording = Record(sent);
+TEST_F(Tracking_SumUp, FrameHeardTwiceIsAJump) {
     Samples const frame(recording.begin() + DelaySamples + 9600, recording.begin() + DelaySamples + 10560);
     recording.insert(recording.begin() + DelaySamples + 10560, frame.begin(), frame.end());
 
-    Delivery const delivery = Judge(sent, recording);
-
-    EXPECT_EQ(delivery.jumps, 1);
-    EXPECT_EQ(delivery.lost, 0);
+    ExpectEvents(0, 1);
 }
 
 } // namespace

@@ -40,61 +40,61 @@ constexpr std::int64_t GapNanoSec = 5 * 20833;
 class LogThread : public ::testing::Test {
 protected:
     LogThread() {
-        std::remove(path_.c_str());
-        EXPECT_TRUE(UnitTest::InitializeWithRunningThread(renderer_, world_));
-        Pipeline::SetAudioRenderer(&renderer_);
-        EXPECT_TRUE(manager_.SetFile(path_));
+        std::remove(path.c_str());
+        EXPECT_TRUE(UnitTest::InitializeWithRunningThread(renderer, world));
+        Pipeline::SetAudioRenderer(&renderer);
+        EXPECT_TRUE(manager.SetFile(path));
     }
     ~LogThread() override {
-        manager_.SetObserver({});
-        manager_.SetFile("");
-        std::remove(path_.c_str());
+        manager.SetObserver({});
+        manager.SetFile("");
+        std::remove(path.c_str());
         Pipeline::SetAudioRenderer(nullptr);
     }
 
     /// Frames with a gap behind each, until the session is idle; and a meter that gets no microphone. The
     /// pipeline's workers, the playback thread and the line-level thread log.
     void PlayAndMeter() {
-        auto const session = pipeline_.OpenSession({});
+        auto const session = pipeline.OpenSession({});
         for (std::int64_t n = 0; n < 10; ++n) {
             std::int64_t const position = n * (FrameMilliSec * NanoSecPerMilliSec + GapNanoSec);
-            EXPECT_TRUE(pipeline_.Submit(
+            EXPECT_TRUE(pipeline.Submit(
                 session, UnitTest::ConstantFrame(FirstTimestampNanoSec + position, FrameSamples, 1000),
                 Kovra::JiffyTime::Now().AddMilliSec(100)));
-            pipeline_.Drain();
-            world_.Clock().AdvanceMilliSec(FrameMilliSec);
+            pipeline.Drain();
+            world.Clock().AdvanceMilliSec(FrameMilliSec);
         }
-        world_.Clock().AdvanceMilliSec(3000);
-        EXPECT_FALSE(world_.OnlyBuffer().IsPlaying());
+        world.Clock().AdvanceMilliSec(3000);
+        EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
 
-        world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
-        EXPECT_TRUE(renderer_.GetLineLevelCallbacks(meter_.MakeCallback()));
-        EXPECT_TRUE(meter_.WaitForEnd());
-        pipeline_.CloseSession(session);
+        world.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+        EXPECT_TRUE(renderer.GetLineLevelCallbacks(meter.MakeCallback()));
+        EXPECT_TRUE(meter.WaitForEnd());
+        pipeline.CloseSession(session);
     }
 
     std::string ReadFile() const {
-        std::ifstream file(path_);
+        std::ifstream file(path);
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
-    std::string const path_ = testing::TempDir() + "unit_logthread.log";
-    Kovra::LogManager& manager_ = Kovra::LogManager::Instance();
-    Simulation::TestWorld world_;
-    UnitTest::Meter meter_;
-    RendererAudio renderer_;
-    Pipeline pipeline_{renderer_, Workers};
+    std::string const path = testing::TempDir() + "unit_logthread.log";
+    Kovra::LogManager& manager = Kovra::LogManager::Instance();
+    Simulation::TestWorld world;
+    UnitTest::Meter meter;
+    RendererAudio renderer;
+    Pipeline pipeline{renderer, Workers};
 };
 
 TEST_F(LogThread, AloneServesTheObserverWhateverThreadLogs) {
     std::set<std::string> pushers;
     std::set<std::string> tellers;
-    manager_.SetObserver([&](Kovra::LogRecord const& record) {
+    manager.SetObserver([&](Kovra::LogRecord const& record) {
         pushers.insert(record.threadName);
         tellers.insert(Kovra::GetThreadName());
     });
     PlayAndMeter();
-    manager_.Flush();
+    manager.Flush();
     EXPECT_THAT(pushers, IsSupersetOf({"Media.Pipeline.Worker", "Media.RendererAudio.Playback",
                                        "Media.RendererAudio.LineLevel"}));
     EXPECT_THAT(tellers, ElementsAre("Kovra.Log"));
@@ -102,11 +102,11 @@ TEST_F(LogThread, AloneServesTheObserverWhateverThreadLogs) {
 
 TEST_F(LogThread, MayBeHeldUpWhilePlaybackAndMeterGoOnAndTheFileStaysEmpty) {
     std::promise<void> release;
-    manager_.SetObserver([held = release.get_future().share()](Kovra::LogRecord const&) { held.wait(); });
+    manager.SetObserver([held = release.get_future().share()](Kovra::LogRecord const&) { held.wait(); });
     PlayAndMeter();
     EXPECT_EQ(ReadFile(), "");
     release.set_value();
-    manager_.Flush();
+    manager.Flush();
     std::string const text = ReadFile();
     EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer playback started\n"));
     EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer ignoring small gap ("));

@@ -22,8 +22,8 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MostTakeSamples = MostTakeSeconds * Listening::SoundRateHz;
-static_assert(MostTakeSamples < WavStream::MostSamples);
+constexpr std::int64_t MaxTakeSamples = MaxTakeSeconds * Listening::SoundRateHz;
+static_assert(MaxTakeSamples < WavStream::MaxSamples);
 
 /// The whole file as the pipeline would play it.
 Listening::Samples ReadSound(std::string const& path) {
@@ -48,7 +48,7 @@ void RequireOtherFile(RecordOptions const& options) {
 }
 
 std::int64_t LimitSamples(RecordOptions const& options) {
-    return options.seconds > 0.0 ? std::llround(options.seconds * Listening::SoundRateHz) : MostTakeSamples;
+    return options.seconds > 0.0 ? std::llround(options.seconds * Listening::SoundRateHz) : MaxTakeSamples;
 }
 
 struct Ending {

@@ -52,7 +52,7 @@ bool WavStream::WriteHeader() {
 }
 
 bool WavStream::Append(Listening::SampleView samples) {
-    if (!isGood_ || samples.GetSize() > MostSamples - count_) {
+    if (!isGood_ || samples.GetSize() > MaxSamples - count_) {
         return false;
     }
     out_.seekp(static_cast<std::streamoff>(GetSizeBytes()));

@@ -17,7 +17,7 @@ namespace AudioHost {
 class WavStream {
 public:
     /// Most samples that the header's 32 bits can tell: 12.4 hours.
-    static constexpr std::uint32_t MostSamples = (UINT32_MAX - 36U) / 2U;
+    static constexpr std::uint32_t MaxSamples = (UINT32_MAX - 36U) / 2U;
 
     /// Writes the header of an empty file. `out` (borrowed) must be able to seek and not throw.
     explicit WavStream(std::ostream& out) : out_(out) { isGood_ = WriteHeader(); }

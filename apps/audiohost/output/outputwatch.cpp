@@ -4,22 +4,23 @@
 #include <utility>
 
 #include "kovra/thread.h"
+#include "listening/samples.h"
 
 namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 
 /// Of ten sessions started after a second of silence all began within 4 ms, of ten started at once five 40 ms
 /// early.
-constexpr std::int64_t WarmUpNanoSec = 1000 * MilliSec;
-constexpr std::int64_t SteadyNanoSec = 500 * MilliSec;
+constexpr std::int64_t WarmUpNanoSec = 1000 * NanoSecPerMilliSec;
+constexpr std::int64_t SteadyNanoSec = 500 * NanoSecPerMilliSec;
 /// A device that never gets there is played on all the same.
-constexpr std::int64_t LongestWarmUpNanoSec = 3000 * MilliSec;
+constexpr std::int64_t LongestWarmUpNanoSec = 3000 * NanoSecPerMilliSec;
 /// Between the cursor's latest and earliest against the clock: a step of 10 to 16 ms, as devices have them,
 /// and as much again for a late look.
-constexpr std::int64_t SteadyBandNanoSec = 30 * MilliSec;
+constexpr std::int64_t SteadyBandNanoSec = 30 * NanoSecPerMilliSec;
 constexpr std::int64_t LookMilliSec = 20;
 
 } // namespace

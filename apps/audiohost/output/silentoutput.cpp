@@ -11,6 +11,8 @@
 
 #include <cstring>
 
+#include "listening/samples.h"
+
 namespace AudioHost {
 
 namespace {
@@ -20,7 +22,6 @@ constexpr DWORD RateHz = 48000;
 constexpr DWORD SampleBytes = 2;
 constexpr DWORD LengthSeconds = 5;
 constexpr DWORD LengthBytes = LengthSeconds * RateHz * SampleBytes;
-constexpr std::int64_t NanoSecPerSecond = 1'000'000'000;
 
 /// Shorter than the steps of any cursor, and long enough to cost next to nothing: 0.7 % of a core under Wine.
 constexpr DWORD RestMilliSec = 3;
@@ -84,9 +85,9 @@ public:
             return std::nullopt;
         }
         // Below 2.4e14: no overflow.
-        return static_cast<std::int64_t>(position / SampleBytes) * NanoSecPerSecond / RateHz;
+        return static_cast<std::int64_t>(position / SampleBytes) * Listening::NanoSecPerSec / RateHz;
     }
-    std::int64_t GetLengthNanoSec() const override { return LengthSeconds * NanoSecPerSecond; }
+    std::int64_t GetLengthNanoSec() const override { return LengthSeconds * Listening::NanoSecPerSec; }
     void Rest() override { Sleep(RestMilliSec); }
 
 private:

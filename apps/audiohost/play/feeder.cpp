@@ -9,7 +9,6 @@ namespace {
 
 /// What the way from the play cursor to the ear may take beyond the presentation time.
 constexpr std::int64_t TailNanoSec = 300'000'000;
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
 
 Kovra::JiffyTime After(Kovra::JiffyTime instant, std::int64_t nanoSec) {
     return Kovra::JiffyTime(instant.NanoSec() + nanoSec);
@@ -44,7 +43,7 @@ bool Feeder::Run(Kovra::JiffyTime start, std::int64_t leadMilliSec, std::int64_t
     for (Track& track : tracks_) {
         ReadAhead(track, limitNanoSec);
     }
-    std::int64_t const lead = leadMilliSec * NanoSecPerMilliSec;
+    std::int64_t const lead = leadMilliSec * Listening::NanoSecPerMilliSec;
     std::int64_t end = 0;
     while (Track* const track = FindFirst()) {
         std::int64_t const position = track->next.positionNanoSec;

@@ -7,8 +7,6 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerMilliSec = 1e6;
-
 void AddEvent(PlayEvent event, SessionLog& session) {
     if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
         session.steps.push_back({event.timeNanoSec, *hz});
@@ -79,7 +77,7 @@ void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
     ++session.jobsSucceeded;
     std::int64_t const error = report.achieved.GetDiffSysTime(report.requested).NanoSec();
     session.points.push_back(
-        {now.GetDiffSysTime(start_).NanoSec(), static_cast<double>(error) / NanoSecPerMilliSec});
+        {now.GetDiffSysTime(start_).NanoSec(), static_cast<double>(error) / Listening::NanoSecPerMilliSec});
 }
 
 void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {

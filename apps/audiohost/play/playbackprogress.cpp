@@ -10,14 +10,14 @@ namespace AudioHost {
 namespace {
 
 /// More than these are not listed one by one.
-constexpr std::size_t MostListed = 3;
+constexpr std::size_t MaxListed = 3;
 
 std::string FrequencyText(std::uint32_t hz) {
     return hz == 0 ? "-" : std::to_string(hz);
 }
 
 std::string ErrorsText(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
-    if (sessions.size() > MostListed) {
+    if (sessions.size() > MaxListed) {
         auto const worst =
             std::max_element(sessions.begin(), sessions.end(), [](auto const& a, auto const& b) {
                 return std::fabs(a.errorMilliSec) < std::fabs(b.errorMilliSec);
@@ -40,7 +40,7 @@ std::string FrequenciesText(std::vector<PlaybackLogKeeper::Progress> const& sess
     if (isOne) {
         return texts.front() + " Hz";
     }
-    if (texts.size() > MostListed) {
+    if (texts.size() > MaxListed) {
         return "several Hz";
     }
     std::string text;

@@ -15,13 +15,13 @@ namespace {
 constexpr std::size_t SettleSlots = 10;
 /// A rise from here on is a loss: whole frames are lost, and reading and the sound card's clock waver by less
 /// than the rest of a frame.
-constexpr std::int64_t LeastLossNanoSec = 15'000'000;
+constexpr std::int64_t MinLossNanoSec = 15'000'000;
 /// A single read may be late for many reasons: so many slots with frames must agree, which leaves out the
 /// last half second of a take.
-constexpr std::size_t LeastSlots = 3;
+constexpr std::size_t MinSlots = 3;
 /// What the delay may grow in a slot without any loss: sound card and machine have clocks of their own, and
 /// the first reads of a take may come early.
-constexpr std::int64_t MostDriftNanoSec = 1'000'000;
+constexpr std::int64_t MaxDriftNanoSec = 1'000'000;
 constexpr std::int64_t NeighbourSlots = 2;
 constexpr std::uint32_t BackwardFrom = 0x80000000U;
 
@@ -36,7 +36,7 @@ std::vector<std::optional<std::int64_t>> Settle(std::vector<CaptureSlot> const& 
                 delays.push_back(*slots[k].behindNanoSec);
             }
         }
-        bool const isEnough = delays.size() >= LeastSlots;
+        bool const isEnough = delays.size() >= MinSlots;
         settled.push_back(isEnough ? std::optional(*std::min_element(delays.begin(), delays.end()))
                                    : std::nullopt);
     }
@@ -74,8 +74,8 @@ std::vector<CaptureLoss> FindLosses(std::vector<CaptureSlot> const& slots) {
             continue;
         }
         std::int64_t const rise = *settled[i] - reference.value_or(*settled[i]);
-        if (rise >= LeastLossNanoSec) {
-            auto const frames = static_cast<std::uint64_t>((rise + CaptureFrameNanoSec - LeastLossNanoSec) /
+        if (rise >= MinLossNanoSec) {
+            auto const frames = static_cast<std::uint64_t>((rise + CaptureFrameNanoSec - MinLossNanoSec) /
                                                            CaptureFrameNanoSec);
             AddLoss({static_cast<std::int64_t>(i) * CaptureSlot::LengthNanoSec, frames,
                      HasRingEnded(slots, i, lostBefore, frames)},
@@ -83,7 +83,7 @@ std::vector<CaptureLoss> FindLosses(std::vector<CaptureSlot> const& slots) {
             lostBefore += frames;
             reference = *reference + static_cast<std::int64_t>(frames) * CaptureFrameNanoSec;
         } else {
-            reference = reference.value_or(*settled[i]) + std::min(rise, MostDriftNanoSec);
+            reference = reference.value_or(*settled[i]) + std::min(rise, MaxDriftNanoSec);
         }
     }
     return losses;

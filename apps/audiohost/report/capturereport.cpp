@@ -13,16 +13,14 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerSecond = 1e9;
-constexpr double NanoSecPerMilliSec = 1e6;
 constexpr char const* SoundTimeLabel = "Time in the recording (s)";
 constexpr char const* ClockTimeLabel = "Time since the start (s)";
-constexpr double LeastSeconds = 0.1;
+constexpr double MinSeconds = 0.1;
 /// Leaves the wavering of a good take small in its picture.
-constexpr double LeastDelayMilliSec = 40.0;
+constexpr double MinDelayMilliSec = 40.0;
 
 double ToSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / NanoSecPerSecond;
+    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
 }
 
 std::string Header(CaptureLog const& log) {
@@ -36,8 +34,9 @@ std::string Tiles(CaptureLog const& log) {
         Tile(FormatFixed(Listening::SamplesToSec(static_cast<double>(log.samples)), 1) + " s", "recorded") +
         Tile(std::to_string(log.frames), "frames read") +
         Tile(std::to_string(log.numbersMissing), "frame numbers missing") +
-        Tile(std::to_string(log.GetFramesLost() * CaptureFrameNanoSec / 1'000'000) + " ms",
-             "of sound left out") +
+        Tile(
+            std::to_string(log.GetFramesLost() * CaptureFrameNanoSec / Listening::NanoSecPerMilliSec) + " ms",
+            "of sound left out") +
         Tile(FormatFixed(log.levelDecibel, 1) + " dB", "against full scale");
     if (log.check) {
         html += Tile(FormatFixed(100.0 * log.check->comparison.GetMatchedShare(), 1) + " %",
@@ -76,8 +75,7 @@ std::string Waveforms(CaptureLog const& log) {
         return "";
     }
     auto const size = static_cast<std::int64_t>(log.sound.size());
-    PlotRange const seconds = {0.0,
-                               std::max(LeastSeconds, Listening::SamplesToSec(static_cast<double>(size)))};
+    PlotRange const seconds = {0.0, std::max(MinSeconds, Listening::SamplesToSec(static_cast<double>(size)))};
     Listening::SampleView sent;
     std::vector<Listening::TimelineJump> jumps;
     if (log.check) {
@@ -93,7 +91,7 @@ std::string Waveforms(CaptureLog const& log) {
 }
 
 PlotRange ClockRange(CaptureLog const& log) {
-    return {0.0, std::max(LeastSeconds, ToSec(log.lastNanoSec))};
+    return {0.0, std::max(MinSeconds, ToSec(log.lastNanoSec))};
 }
 
 double SlotStart(std::size_t slot) {
@@ -113,10 +111,10 @@ std::string LevelOverTime(CaptureLog const& log) {
 
 std::string DelayOverTime(CaptureLog const& log) {
     std::vector<PlotPoint> points;
-    double highest = LeastDelayMilliSec;
+    double highest = MinDelayMilliSec;
     for (std::size_t i = 0; i < log.slots.size(); ++i) {
         if (std::optional<std::int64_t> const behind = log.slots[i].behindNanoSec) {
-            double const milliSec = static_cast<double>(*behind) / NanoSecPerMilliSec;
+            double const milliSec = static_cast<double>(*behind) / Listening::NanoSecPerMilliSec;
             points.push_back({SlotStart(i), milliSec});
             highest = std::max(highest, milliSec);
         }
@@ -134,7 +132,8 @@ std::string DelayOverTime(CaptureLog const& log) {
 std::string Table(CaptureLog const& log) {
     std::string html = "<section><div class=\"scroll\"><table>\n" +
                        Row("Frames read", std::to_string(log.frames)) +
-                       Row("First frame after", FormatFixed(ToSec(log.firstNanoSec) * 1000.0, 1) + " ms") +
+                       Row("First frame after",
+                           FormatFixed(ToSec(log.firstNanoSec) * Listening::MilliSecPerSec, 1) + " ms") +
                        Row("Last frame after", FormatFixed(ToSec(log.lastNanoSec), 3) + " s") +
                        Row("Frame numbers missing", std::to_string(log.numbersMissing)) +
                        Row("Frame numbers that went back", std::to_string(log.numbersBack)) +

@@ -10,18 +10,18 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerMilliSec = 1e6;
-constexpr std::size_t MostLossesTold = 5;
+constexpr std::size_t MaxLossesTold = 5;
 constexpr double GoodMatchedShare = 0.95;
 
 std::string FramesInMilliSec(std::uint64_t frames) {
-    return FormatFixed(static_cast<double>(frames) * CaptureFrameNanoSec / NanoSecPerMilliSec, 0) + " ms";
+    return FormatFixed(static_cast<double>(frames) * CaptureFrameNanoSec / Listening::NanoSecPerMilliSec, 0) +
+           " ms";
 }
 
 std::string DescribeTime(CaptureLog const& log) {
     return FormatFixed(Listening::SamplesToSec(static_cast<double>(log.samples)), 2) + " s in " +
            FormatCount(log.frames, "frame") + "; the first came after " +
-           FormatFixed(static_cast<double>(log.firstNanoSec) / NanoSecPerMilliSec, 0) +
+           FormatFixed(static_cast<double>(log.firstNanoSec) / Listening::NanoSecPerMilliSec, 0) +
            " ms, the last after " +
            FormatFixed(static_cast<double>(log.lastNanoSec) / Listening::NanoSecPerSec, 2) + " s.";
 }
@@ -49,12 +49,12 @@ std::string DescribeLosses(std::vector<CaptureLoss> const& losses) {
     std::string places;
     for (std::size_t i = 0; i < losses.size(); ++i) {
         frames += losses[i].frames;
-        if (i < MostLossesTold) {
+        if (i < MaxLossesTold) {
             places += (i == 0 ? "" : ", ") + FormatClock(losses[i].timeNanoSec);
         }
     }
-    places += losses.size() > MostLossesTold
-                  ? " and " + std::to_string(losses.size() - MostLossesTold) + " more places"
+    places += losses.size() > MaxLossesTold
+                  ? " and " + std::to_string(losses.size() - MaxLossesTold) + " more places"
                   : "";
     return FormatCount(frames, "block") + " of 20 ms (" + FramesInMilliSec(frames) + ") at about " + places;
 }

@@ -10,9 +10,6 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerMilliSec = 1e6;
-constexpr double MilliSecPerSec = 1000.0;
-
 /// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
 constexpr double GoodErrorMilliSec = 45.0;
 constexpr double GoodMatchedShare = 0.95;
@@ -36,7 +33,7 @@ constexpr std::size_t EndFrames = 25;
 constexpr double CaughtUpMilliSec = 15.0;
 
 double ToMilliSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / NanoSecPerMilliSec;
+    return static_cast<double>(nanoSec) / Listening::NanoSecPerMilliSec;
 }
 
 /// When the session's cursor was set anew, after which nothing that was before matters: the last time up to
@@ -71,7 +68,7 @@ double OwedMilliSec(PlaybackLog const& log, SessionLog const& session, double ti
         }
         // A cursor set while the output was out of step is wrong as soon as it is back.
         double const left = lastSet >= start ? glitch.GetSizeMilliSec() : std::fabs(glitch.leftMilliSec);
-        double const seconds = (timeMilliSec - answered) / MilliSecPerSec;
+        double const seconds = (timeMilliSec - answered) / Listening::MilliSecPerSec;
         owed += std::max(0.0, left - MadeGoodMilliSecPerSec * seconds);
     }
     return owed;
@@ -284,8 +281,7 @@ std::string FormatGlitch(Listening::OutputGlitch const& glitch, std::int64_t lea
                              : size == glitch.earlyMilliSec ? "leapt ahead by "
                                                             : "could not be watched for ";
     // As places in the sound are told.
-    std::int64_t const place =
-        glitch.startNanoSec - leadMilliSec * static_cast<std::int64_t>(NanoSecPerMilliSec);
+    std::int64_t const place = glitch.startNanoSec - leadMilliSec * Listening::NanoSecPerMilliSec;
     return what + FormatFixed(size, 0) + " ms at " + FormatClock(std::max<std::int64_t>(0, place));
 }
 

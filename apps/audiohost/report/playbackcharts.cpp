@@ -14,14 +14,12 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerSecond = 1e9;
-constexpr double MilliSecPerSec = 1000.0;
 constexpr char const* TimeLabel = "Time since the first frame was handed over (s)";
 /// More notes than these would be a wall of text; the table has them all.
-constexpr std::size_t MostNotes = 30;
+constexpr std::size_t MaxNotes = 30;
 
 double ToSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / NanoSecPerSecond;
+    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
 }
 
 /// What all pictures share.
@@ -34,7 +32,7 @@ struct Scene {
 };
 
 Scene Survey(PlaybackLog const& log) {
-    Scene scene{log, {0.0, 0.0}, {}, static_cast<double>(log.leadMilliSec) / MilliSecPerSec};
+    Scene scene{log, {0.0, 0.0}, {}, static_cast<double>(log.leadMilliSec) / Listening::MilliSecPerSec};
     std::vector<Listening::SampleView> sounds;
     std::int64_t end = 0;
     for (SessionLog const& session : log.sessions) {
@@ -42,7 +40,7 @@ Scene Survey(PlaybackLog const& log) {
         end = std::max(end, session.sentNanoSec);
     }
     scene.sent = Listening::MixSounds(sounds);
-    scene.seconds.most = std::max(0.1, ToSec(end) + scene.soundStart);
+    scene.seconds.max = std::max(0.1, ToSec(end) + scene.soundStart);
     return scene;
 }
 
@@ -93,8 +91,8 @@ std::string Waveforms(Scene const& scene) {
 }
 
 /// A range around 0 that holds almost all of `values`, and single outliers only up to its edge.
-PlotRange RangeAround(std::vector<double> const& values, double least) {
-    double const limit = std::max(least, 1.25 * Listening::Percentile(Listening::Magnitudes(values), 0.995));
+PlotRange RangeAround(std::vector<double> const& values, double min) {
+    double const limit = std::max(min, 1.25 * Listening::Percentile(Listening::Magnitudes(values), 0.995));
     return {-limit, limit};
 }
 
@@ -149,7 +147,7 @@ std::string PlaybackFrequency(Scene const& scene) {
         for (FrequencyStep const& step : scene.log.sessions[i].steps) {
             points.push_back({ToSec(step.timeNanoSec), static_cast<double>(step.hz)});
         }
-        plot.AddSteps(points, std::min(ToSec(scene.log.sessions[i].sentNanoSec), scene.seconds.most), i);
+        plot.AddSteps(points, std::min(ToSec(scene.log.sessions[i].sentNanoSec), scene.seconds.max), i);
     }
     return Figure("Playback frequency of the sound buffer", SessionLegend(scene.log), plot.Finish());
 }
@@ -159,9 +157,9 @@ std::string LogEvents(Scene const& scene) {
     auto const add = [&](std::vector<PlayEvent> const& events, std::size_t series) {
         for (EventGroup const& group : GroupEvents(events)) {
             double const from = ToSec(group.firstNanoSec);
-            if (from <= scene.seconds.most) {
+            if (from <= scene.seconds.max) {
                 std::string const count = group.count > 1 ? " \xC3\x97 " + std::to_string(group.count) : "";
-                notes.push_back({from, std::min(ToSec(group.lastNanoSec), scene.seconds.most),
+                notes.push_back({from, std::min(ToSec(group.lastNanoSec), scene.seconds.max),
                                  group.text + count, series});
             }
         }
@@ -176,8 +174,8 @@ std::string LogEvents(Scene const& scene) {
     std::stable_sort(notes.begin(), notes.end(),
                      [](auto const& a, auto const& b) { return a.from < b.from; });
     std::string const rest =
-        notes.size() > MostNotes ? " (the first " + std::to_string(MostNotes) + ", all below)" : "";
-    notes.resize(std::min(notes.size(), MostNotes));
+        notes.size() > MaxNotes ? " (the first " + std::to_string(MaxNotes) + ", all below)" : "";
+    notes.resize(std::min(notes.size(), MaxNotes));
     SvgPlot plot("Log events over time", SvgPlot::NotesHeight(notes, scene.seconds), scene.seconds,
                  {0.0, 1.0});
     plot.AddAxes(TimeLabel, "", TimeTicks, std::vector<double>{});

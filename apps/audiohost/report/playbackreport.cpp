@@ -14,9 +14,8 @@ namespace AudioHost {
 
 namespace {
 
-constexpr double NanoSecPerSecond = 1e9;
 /// A page with more rows than these would be slow to open and slower to read.
-constexpr std::size_t MostEventRows = 300;
+constexpr std::size_t MaxEventRows = 300;
 
 std::string Header(PlaybackLog const& log) {
     std::string names;
@@ -45,7 +44,7 @@ std::string Tiles(PlaybackLog const& log) {
     }
     std::string html =
         "<div class=\"tiles\">\n" +
-        Tile(FormatFixed(static_cast<double>(sent) / NanoSecPerSecond, 1) + " s", "played") +
+        Tile(FormatFixed(static_cast<double>(sent) / Listening::NanoSecPerSec, 1) + " s", "played") +
         Tile(std::to_string(frames), "frames handed over") + Tile(std::to_string(failed), "of them failed") +
         Tile(FormatFixed(Listening::Median(errors), 1) + " ms", "median presentation error") +
         Tile(FormatFixed(Listening::Percentile(errors, 0.95), 1) + " ms", "95 % of frames within") +
@@ -73,13 +72,14 @@ std::string SessionTable(SessionLog const& session) {
     std::vector<double> const magnitudes = Listening::Magnitudes(errors);
     std::string const duration =
         session.durationNanoSec > 0
-            ? FormatFixed(static_cast<double>(session.durationNanoSec) / NanoSecPerSecond, 3) + " s"
+            ? FormatFixed(static_cast<double>(session.durationNanoSec) / Listening::NanoSecPerSec, 3) + " s"
             : "unknown";
     std::string html =
         "<section>" + Tag("h3", session.name) + "<div class=\"scroll\"><table>\n" +
         Row("File", session.description) + Row("Duration of the file", duration) +
-        Row("Handed over", FormatFixed(static_cast<double>(session.sentNanoSec) / NanoSecPerSecond, 3) +
-                               " s in " + FormatCount(session.framesSent, "frame")) +
+        Row("Handed over",
+            FormatFixed(static_cast<double>(session.sentNanoSec) / Listening::NanoSecPerSec, 3) + " s in " +
+                FormatCount(session.framesSent, "frame")) +
         Row("Jobs that succeeded", std::to_string(session.jobsSucceeded)) +
         Row("Jobs that failed", std::to_string(session.jobsFailed)) +
         Row("Presentation error, median of its magnitude",
@@ -129,19 +129,20 @@ std::string EventTable(PlaybackLog const& log) {
     std::string html = Tag("h2", "Log records") +
                        "<div class=\"scroll\"><table>\n<tr><th class=\"number\">Time (s)</th><th>Session</th>"
                        "<th>Record</th><th class=\"number\">Times</th></tr>\n";
-    for (std::size_t i = 0; i < std::min(rows.size(), MostEventRows); ++i) {
+    for (std::size_t i = 0; i < std::min(rows.size(), MaxEventRows); ++i) {
         EventGroup const& group = rows[i].group;
-        std::string time = FormatFixed(static_cast<double>(group.firstNanoSec) / NanoSecPerSecond, 3);
+        std::string time = FormatFixed(static_cast<double>(group.firstNanoSec) / Listening::NanoSecPerSec, 3);
         if (group.lastNanoSec > group.firstNanoSec) {
-            time += " to " + FormatFixed(static_cast<double>(group.lastNanoSec) / NanoSecPerSecond, 3);
+            time +=
+                " to " + FormatFixed(static_cast<double>(group.lastNanoSec) / Listening::NanoSecPerSec, 3);
         }
         html += "<tr><td class=\"number\">" + time + "</td>" + Tag("td", rows[i].session) +
                 Tag("td", group.text) + "<td class=\"number\">" + std::to_string(group.count) +
                 "</td></tr>\n";
     }
     html += "</table></div>\n";
-    if (rows.size() > MostEventRows) {
-        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MostEventRows) + " more are left out.");
+    if (rows.size() > MaxEventRows) {
+        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MaxEventRows) + " more are left out.");
     }
     return html;
 }

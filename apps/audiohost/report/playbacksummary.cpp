@@ -13,7 +13,7 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::size_t MostGlitchesTold = 5;
+constexpr std::size_t MaxGlitchesTold = 5;
 
 std::string DescribeBegin(SessionLog const& session) {
     double const error = BeginErrorMilliSec(session).value_or(0.0);
@@ -37,11 +37,11 @@ std::string DescribeFrequency(SessionLog const& session) {
     if (changes == 0) {
         return "Playback frequency: 48000 Hz throughout.";
     }
-    auto const [least, most] =
+    auto const [min, max] =
         std::minmax_element(session.steps.begin(), session.steps.end(),
                             [](FrequencyStep const& a, FrequencyStep const& b) { return a.hz < b.hz; });
-    return "Playback frequency: " + FormatCount(changes, "change") + ", between " +
-           std::to_string(least->hz) + " and " + std::to_string(most->hz) + " Hz.";
+    return "Playback frequency: " + FormatCount(changes, "change") + ", between " + std::to_string(min->hz) +
+           " and " + std::to_string(max->hz) + " Hz.";
 }
 
 std::string DescribeEvents(std::vector<PlayEvent> const& events) {
@@ -156,11 +156,11 @@ std::vector<std::string> DescribeOutput(Listening::OutputLog const& output, std:
                 " ms of where it should have been."};
     }
     std::string text;
-    for (std::size_t i = 0; i < std::min(output.glitches.size(), MostGlitchesTold); ++i) {
+    for (std::size_t i = 0; i < std::min(output.glitches.size(), MaxGlitchesTold); ++i) {
         text += (i == 0 ? "" : "; ") + FormatGlitch(output.glitches[i], leadMilliSec);
     }
-    if (output.glitches.size() > MostGlitchesTold) {
-        text += "; and " + std::to_string(output.glitches.size() - MostGlitchesTold) + " more";
+    if (output.glitches.size() > MaxGlitchesTold) {
+        text += "; and " + std::to_string(output.glitches.size() - MaxGlitchesTold) + " more";
     }
     return {"It " + text + ", whatever the renderer did."};
 }

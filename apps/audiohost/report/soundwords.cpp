@@ -8,7 +8,7 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::size_t MostJumpsTold = 5;
+constexpr std::size_t MaxJumpsTold = 5;
 
 } // namespace
 
@@ -22,7 +22,7 @@ std::string FormatPlace(std::int64_t sample) {
 
 std::string DescribeJumps(std::vector<Listening::TimelineJump> const& jumps) {
     std::string text;
-    for (std::size_t i = 0; i < std::min(jumps.size(), MostJumpsTold); ++i) {
+    for (std::size_t i = 0; i < std::min(jumps.size(), MaxJumpsTold); ++i) {
         Listening::TimelineJump const& jump = jumps[i];
         char const* const kind = jump.kind == Listening::TimelineJump::Kind_t::Missing ? " missing"
                                  : jump.kind == Listening::TimelineJump::Kind_t::Repeated
@@ -31,8 +31,8 @@ std::string DescribeJumps(std::vector<Listening::TimelineJump> const& jumps) {
         text += (text.empty() ? "" : "; ") + FormatMilliSec(static_cast<double>(jump.samples)) + kind +
                 " at " + FormatPlace(jump.sentSample);
     }
-    if (jumps.size() > MostJumpsTold) {
-        text += "; and " + std::to_string(jumps.size() - MostJumpsTold) + " more";
+    if (jumps.size() > MaxJumpsTold) {
+        text += "; and " + std::to_string(jumps.size() - MaxJumpsTold) + " more";
     }
     return "Out of step: " + text + ".";
 }

@@ -21,7 +21,7 @@ constexpr double NoteRowHeight = 19.0;
 constexpr double LetterWidth = 6.4;
 constexpr double DotRoom = 6.0;
 constexpr double FullScale = 32768.0;
-constexpr std::size_t MostLinePoints = 4000;
+constexpr std::size_t MaxLinePoints = 4000;
 
 std::string Number(double value) {
     return FormatFixed(value, 1);
@@ -44,7 +44,7 @@ std::string TickText(double value, double step) {
 std::vector<double> TickPlaces(PlotRange range, double step) {
     std::vector<double> places;
     // A hair beyond the end, so that rounding does not lose the last tick.
-    for (double place = std::ceil(range.least / step - 1e-9) * step; place <= range.most + step * 1e-9;
+    for (double place = std::ceil(range.min / step - 1e-9) * step; place <= range.max + step * 1e-9;
          place += step) {
         places.push_back(place);
     }
@@ -52,7 +52,7 @@ std::vector<double> TickPlaces(PlotRange range, double step) {
 }
 
 double ScaleX(double second, PlotRange seconds) {
-    return Left + (Right - Left) * (second - seconds.least) / (seconds.most - seconds.least);
+    return Left + (Right - Left) * (second - seconds.min) / (seconds.max - seconds.min);
 }
 
 enum class NoteSide_t { RightOfDot, LeftOfDot, UponBar };
@@ -98,18 +98,18 @@ std::vector<NotePlace> PlaceNotes(std::vector<PlotNote> const& notes, PlotRange 
 } // namespace
 
 double RoundTickStep(PlotRange range, int count) {
-    double const rough = (range.most - range.least) / count;
+    double const rough = (range.max - range.min) / count;
     double const decade = std::pow(10.0, std::floor(std::log10(rough)));
     double const share = rough / decade;
     return decade * (share < 1.5 ? 1.0 : share < 3.5 ? 2.0 : share < 7.5 ? 5.0 : 10.0);
 }
 
-std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t most) {
-    if (points.size() <= most || most < 2) {
+std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t max) {
+    if (points.size() <= max || max < 2) {
         return points;
     }
     std::vector<PlotPoint> thinned;
-    std::size_t const buckets = most / 2;
+    std::size_t const buckets = max / 2;
     for (std::size_t i = 0; i < buckets; ++i) {
         auto const first = points.begin() + static_cast<std::ptrdiff_t>(points.size() * i / buckets);
         auto const last = points.begin() + static_cast<std::ptrdiff_t>(points.size() * (i + 1) / buckets);
@@ -130,7 +130,7 @@ double SvgPlot::ToX(double second) const {
 
 double SvgPlot::ToY(double value) const {
     double const bottom = height_ - AxisHeight;
-    double const share = (value - values_.least) / (values_.most - values_.least);
+    double const share = (value - values_.min) / (values_.max - values_.min);
     return bottom - (bottom - Top) * std::clamp(share, 0.0, 1.0);
 }
 
@@ -175,7 +175,7 @@ void SvgPlot::AddLine(std::vector<PlotPoint> const& points, std::size_t series) 
         return;
     }
     std::string path;
-    for (PlotPoint const& point : ThinOut(points, MostLinePoints)) {
+    for (PlotPoint const& point : ThinOut(points, MaxLinePoints)) {
         path += (path.empty() ? "M" : " ") + Number(ToX(point.x)) + "," + Number(ToY(point.y));
     }
     body_ += "<path class=\"line " + SeriesClass(series) + "\" d=\"" + path + "\"/>\n";
@@ -199,18 +199,17 @@ void SvgPlot::AddEnvelope(Listening::SampleView sound, double start, std::size_t
     std::string above;
     std::string below;
     for (double x = Left; x < Right; x += 1.0) {
-        double const second = seconds_.least + (x - Left) / (Right - Left) * (seconds_.most - seconds_.least);
-        double const next =
-            seconds_.least + (x + 1.0 - Left) / (Right - Left) * (seconds_.most - seconds_.least);
+        double const second = seconds_.min + (x - Left) / (Right - Left) * (seconds_.max - seconds_.min);
+        double const next = seconds_.min + (x + 1.0 - Left) / (Right - Left) * (seconds_.max - seconds_.min);
         auto const from = static_cast<std::int64_t>(std::floor((second - start) * Listening::SoundRateHz));
         auto const to = static_cast<std::int64_t>(std::floor((next - start) * Listening::SoundRateHz));
         Listening::SampleView const column = sound.Cut(from, std::max<std::int64_t>(1, to - from));
         double low = 0.0;
         double high = 0.0;
         if (!column.IsEmpty()) {
-            auto const [least, most] = std::minmax_element(column.begin(), column.end());
-            low = *least / FullScale;
-            high = *most / FullScale;
+            auto const [min, max] = std::minmax_element(column.begin(), column.end());
+            low = *min / FullScale;
+            high = *max / FullScale;
         }
         // At least a hair's breadth, so that silence is a line.
         above += " " + Number(x) + "," + Number(ToY(high) - 0.3);
@@ -220,7 +219,7 @@ void SvgPlot::AddEnvelope(Listening::SampleView sound, double start, std::size_t
 }
 
 void SvgPlot::AddMark(double second, std::string const& title, bool isBad) {
-    if (second < seconds_.least || second > seconds_.most) {
+    if (second < seconds_.min || second > seconds_.max) {
         return;
     }
     std::string const x = Number(ToX(second));

@@ -10,8 +10,8 @@ namespace AudioHost {
 
 /// Ends of an axis.
 struct PlotRange {
-    double least = 0.0;
-    double most = 1.0;
+    double min = 0.0;
+    double max = 1.0;
 };
 
 struct PlotPoint {
@@ -32,7 +32,7 @@ struct PlotNote {
 double RoundTickStep(PlotRange range, int count);
 
 /// At most `most` points that keep every bucket's lowest and highest value. `points` are in the order of x.
-std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t most);
+std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t max);
 
 /// One picture with a time axis, as an `<svg>` element. Colours are classes (`series1` to `series6`), which
 /// the page that holds it defines for light and dark.

@@ -24,11 +24,11 @@ constexpr char const* Usage =
     "Plays and records sound through the media pipeline and the audio renderer.\n"
     "Of an option given twice the last one counts.\n";
 
-constexpr int LeastLeadMilliSec = 40;
-constexpr int MostLeadMilliSec = 2000;
+constexpr int MinLeadMilliSec = 40;
+constexpr int MaxLeadMilliSec = 2000;
 
-constexpr double LeastSeconds = 0.02;
-constexpr double MostSeconds = 1e6;
+constexpr double MinSeconds = 0.02;
+constexpr double MaxSeconds = 1e6;
 
 std::string FormatNumber(double value) {
     std::ostringstream text;
@@ -37,24 +37,24 @@ std::string FormatNumber(double value) {
 }
 
 /// The parser's own range check lets NaN through.
-CLI::Validator Between(double least, double most) {
+CLI::Validator Between(double min, double max) {
     return CLI::Validator(
-        [least, most](std::string const& text) {
+        [min, max](std::string const& text) {
             double value = 0.0;
-            bool const isWithin = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
+            bool const isWithin = CLI::detail::lexical_cast(text, value) && value >= min && value <= max;
             return isWithin
                        ? std::string()
-                       : text + " is not a number from " + FormatNumber(least) + " to " + FormatNumber(most);
+                       : text + " is not a number from " + FormatNumber(min) + " to " + FormatNumber(max);
         },
         "");
 }
 
 void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_option("FILE", options.files)->required();
-    play.add_option("--lead", options.leadMilliSec)->check(Between(LeastLeadMilliSec, MostLeadMilliSec));
+    play.add_option("--lead", options.leadMilliSec)->check(Between(MinLeadMilliSec, MaxLeadMilliSec));
     play.add_option("--volume", options.volume)->check(Between(0.0, 1.0));
     play.add_option("--balance", options.balance)->check(Between(0.0, 1.0));
-    play.add_option("--seconds", options.seconds)->check(Between(LeastSeconds, MostSeconds));
+    play.add_option("--seconds", options.seconds)->check(Between(MinSeconds, MaxSeconds));
     play.add_option("--report", options.reportPath);
     play.add_option("--heard", options.heardPath);
     play.add_option("--log", options.logPath);
@@ -63,14 +63,14 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
 void AddRecord(CLI::App& record, RecordOptions& options) {
     record.add_option("OUT.wav", options.outPath)->required();
     record.add_option("--seconds", options.seconds)
-        ->check(Between(LeastSeconds, static_cast<double>(MostTakeSeconds)));
+        ->check(Between(MinSeconds, static_cast<double>(MaxTakeSeconds)));
     record.add_option("--report", options.reportPath);
     record.add_option("--sent", options.sentPath);
     record.add_option("--log", options.logPath);
 }
 
 void AddMeter(CLI::App& meter, MeterOptions& options) {
-    meter.add_option("--seconds", options.seconds)->check(Between(LeastSeconds, MostSeconds));
+    meter.add_option("--seconds", options.seconds)->check(Between(MinSeconds, MaxSeconds));
     meter.add_option("--log", options.logPath);
 }
 

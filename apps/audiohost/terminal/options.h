@@ -25,12 +25,12 @@ struct PlayOptions {
 };
 
 /// Longest take, twelve hours: a WAV file holds little more.
-constexpr std::int64_t MostTakeSeconds = 43'200;
+constexpr std::int64_t MaxTakeSeconds = 43'200;
 
 /// The `record` command.
 struct RecordOptions {
     std::string outPath;
-    /// 0: until interrupted, or `MostTakeSeconds`.
+    /// 0: until interrupted, or `MaxTakeSeconds`.
     double seconds = 0.0;
     /// Empty: none.
     std::string reportPath;

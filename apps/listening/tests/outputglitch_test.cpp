@@ -5,11 +5,12 @@
 #include <functional>
 #include <string>
 
+#include "listening/samples.h"
+
 namespace Listening {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
 constexpr std::int64_t LookMilliSec = 3;
 /// A second before the first frame.
 constexpr std::int64_t WarmUpMilliSec = 1000;
@@ -21,13 +22,14 @@ std::deque<CursorStay> See(
     std::function<bool(std::int64_t)> const& looksAt = [](std::int64_t) { return true; }) {
     constexpr std::int64_t StepMilliSec = 10;
     std::deque<CursorStay> stays;
-    for (std::int64_t at = -WarmUpMilliSec; at < static_cast<std::int64_t>(seconds * 1000.0);
+    for (std::int64_t at = -WarmUpMilliSec; at < static_cast<std::int64_t>(seconds * MilliSecPerSec);
          at += LookMilliSec) {
         if (!looksAt(at)) {
             continue;
         }
-        std::int64_t const now = at * MilliSec;
-        std::int64_t const played = (playedAt(at) + WarmUpMilliSec) / StepMilliSec * StepMilliSec * MilliSec;
+        std::int64_t const now = at * NanoSecPerMilliSec;
+        std::int64_t const played =
+            (playedAt(at) + WarmUpMilliSec) / StepMilliSec * StepMilliSec * NanoSecPerMilliSec;
         if (stays.empty() || stays.back().playedNanoSec != played) {
             stays.push_back({now, now, played});
         } else {
@@ -63,8 +65,10 @@ TEST(FindOutputGlitches, OfACursorThatStandsStillAndMakesItGoodTellsBoth) {
     OutputLog const log = Find(See(3.0, [](std::int64_t at) { return at >= 500 && at < 595 ? 500 : at; }));
     ASSERT_EQ(log.glitches.size(), 1U);
     OutputGlitch const& glitch = log.glitches[0];
-    EXPECT_NEAR(static_cast<double>(glitch.startNanoSec), 500.0 * MilliSec, 6.0 * MilliSec);
-    EXPECT_NEAR(static_cast<double>(glitch.endNanoSec), 595.0 * MilliSec, 16.0 * MilliSec);
+    EXPECT_NEAR(static_cast<double>(glitch.startNanoSec), 500.0 * NanoSecPerMilliSec,
+                6.0 * NanoSecPerMilliSec);
+    EXPECT_NEAR(static_cast<double>(glitch.endNanoSec), 595.0 * NanoSecPerMilliSec,
+                16.0 * NanoSecPerMilliSec);
     // 95 ms without a step, of which one of up to 10 ms was due all the same.
     EXPECT_NEAR(glitch.lateMilliSec, 90.0, 8.0);
     EXPECT_EQ(glitch.GetSizeMilliSec(), glitch.lateMilliSec);
@@ -83,7 +87,8 @@ TEST(FindOutputGlitches, OfACursorThatStaysBehindTellsWhatIsLeft) {
 TEST(FindOutputGlitches, OfALeapTellsHowFarAndWhatIsLeft) {
     OutputLog const log = Find(See(3.0, [](std::int64_t at) { return at < 1500 ? at : at + 40; }));
     ASSERT_EQ(log.glitches.size(), 1U);
-    EXPECT_NEAR(static_cast<double>(log.glitches[0].startNanoSec), 1500.0 * MilliSec, 13.0 * MilliSec);
+    EXPECT_NEAR(static_cast<double>(log.glitches[0].startNanoSec), 1500.0 * NanoSecPerMilliSec,
+                13.0 * NanoSecPerMilliSec);
     EXPECT_NEAR(log.glitches[0].earlyMilliSec, 40.0, 5.0);
     EXPECT_NEAR(log.glitches[0].leftMilliSec, -40.0, 5.0);
     EXPECT_EQ(log.glitches[0].lateMilliSec, 0.0);
@@ -144,7 +149,8 @@ TEST(FindOutputGlitches, OfACursorThatStandsStillForGoodHasAnEnd) {
     OutputLog const log = Find(See(2.0, [](std::int64_t at) { return std::min<std::int64_t>(at, 500); }));
     ASSERT_EQ(log.glitches.size(), 1U);
     EXPECT_NEAR(log.glitches[0].lateMilliSec, 1490.0, 15.0);
-    EXPECT_NEAR(static_cast<double>(log.glitches[0].endNanoSec), 2000.0 * MilliSec, 5.0 * MilliSec);
+    EXPECT_NEAR(static_cast<double>(log.glitches[0].endNanoSec), 2000.0 * NanoSecPerMilliSec,
+                5.0 * NanoSecPerMilliSec);
 }
 
 TEST(FindOutputGlitches, OfHardlyAnythingSeenDoesNotCountAsWatched) {

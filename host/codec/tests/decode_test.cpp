@@ -105,7 +105,7 @@ TEST(AudioCodecProxy_Decode, EveryFrameOfAStreamGivesItsFullNumberOfSamples) {
 struct Quality {
     TestStream stream;
     /// Sine to noise.
-    double atLeastDb;
+    double minDb;
     /// Samples from the start that an encoder's lead-in and a decoder's settling may take.
     std::size_t lead;
     /// Samples at the end where the encoder's input ran out.
@@ -120,7 +120,7 @@ void ExpectTone(Quality const& quality) {
         Samples tone = From(Channel(all, stream.channels, channel), quality.lead);
         ASSERT_GT(tone.size(), quality.tail + stream.frequency / 10) << "too little left to judge";
         tone.resize(tone.size() - quality.tail);
-        EXPECT_GT(SineToNoise(tone, ToneHz, stream.frequency), quality.atLeastDb);
+        EXPECT_GT(SineToNoise(tone, ToneHz, stream.frequency), quality.minDb);
         // Within 1 dB (11 %) of the amplitude that went in.
         EXPECT_NEAR(SineAmplitude(tone, ToneHz, stream.frequency), 16'000, 0.11 * 16'000);
     }

@@ -66,7 +66,7 @@ using LoggerFacade_IsEnabled = KovraTest::LogTest;
 TEST_F(LogManager_GetLogger, ThereIsOneManagerAndOneFacadeForEachChannel) {
     EXPECT_EQ(&LogManager::Instance(), &LogManager::Instance());
     auto const first = GetLogger("Test.Shared");
-    EXPECT_EQ(first, manager_.GetLogger("Test.Shared", first.get(), "anything"));
+    EXPECT_EQ(first, manager.GetLogger("Test.Shared", first.get(), "anything"));
     EXPECT_NE(first, GetLogger("Test.Other"));
     EXPECT_EQ(first->GetChannel(), "Test.Shared");
 }
@@ -79,9 +79,9 @@ TEST_F(LogManager_GetLogger, NullChannelIsTheEmptyOne) {
 TEST_F(LogManager_GetLogger, ChannelsThatWereFetchedAreListedInOrder) {
     GetLogger("Test.List.B");
     GetLogger("Test.List.A");
-    manager_.SetLevel("Test.List.C", LogLevel_t::Off);
+    manager.SetLevel("Test.List.C", LogLevel_t::Off);
     std::vector<std::string> listed;
-    for (std::string const& name : manager_.GetChannels()) {
+    for (std::string const& name : manager.GetChannels()) {
         if (name.rfind("Test.List", 0) == 0) {
             listed.push_back(name);
         }
@@ -115,25 +115,25 @@ TEST_F(LoggerFacade_IsEnabled, ObserverWantsEverythingUntilItEnds) {
     auto const logger = GetLogger("Test.Observed");
     Observe();
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Debug));
-    manager_.SetObserver({});
+    manager.SetObserver({});
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Error));
 }
 
 TEST_F(LoggerFacade_IsEnabled, FileWantsEverythingUntilItEnds) {
     auto const logger = GetLogger("Test.Filed");
-    ASSERT_TRUE(manager_.SetFile(MakePath("enabled")));
+    ASSERT_TRUE(manager.SetFile(MakePath("enabled")));
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Debug));
-    ASSERT_TRUE(manager_.SetFile(""));
+    ASSERT_TRUE(manager.SetFile(""));
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Error));
 }
 
 TEST_F(LoggerFacade_IsEnabled, ConsoleWantsItsLevelAndAbove) {
     auto const logger = GetLogger("Test.Consoled");
-    manager_.SetConsole(LogLevel_t::Warning);
+    manager.SetConsole(LogLevel_t::Warning);
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Info));
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Warning));
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Error));
-    manager_.SetConsole(LogLevel_t::Off);
+    manager.SetConsole(LogLevel_t::Off);
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Error));
 }
 
@@ -147,7 +147,7 @@ TEST_F(LoggerFacade_IsEnabled, OffIsNoSeverityOfRecords) {
 TEST_F(LogManager_SetLevel, RecordsBelowTheChannelsLevelAreNotMade) {
     auto const logger = GetLogger("Test.Level");
     Observe();
-    manager_.SetLevel("Test.Level", LogLevel_t::Warning);
+    manager.SetLevel("Test.Level", LogLevel_t::Warning);
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Info));
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Warning));
     Push(*logger, LogLevel_t::Info, "below");
@@ -159,16 +159,16 @@ TEST_F(LogManager_SetLevel, RecordsBelowTheChannelsLevelAreNotMade) {
 TEST_F(LogManager_SetLevel, OffSilencesOneChannelOnly) {
     auto const silent = GetLogger("Test.Level.Silent");
     Observe();
-    manager_.SetLevel("Test.Level.Silent", LogLevel_t::Off);
+    manager.SetLevel("Test.Level.Silent", LogLevel_t::Off);
     EXPECT_FALSE(silent->IsEnabled(LogLevel_t::Error));
     EXPECT_TRUE(GetLogger("Test.Level.Loud")->IsEnabled(LogLevel_t::Debug));
-    manager_.SetLevel("Test.Level.Silent", LogLevel_t::Debug);
+    manager.SetLevel("Test.Level.Silent", LogLevel_t::Debug);
     EXPECT_TRUE(silent->IsEnabled(LogLevel_t::Debug));
 }
 
 TEST_F(LogManager_SetLevel, HoldsForAChannelFetchedLater) {
     Observe();
-    manager_.SetLevel("Test.Level.Early", LogLevel_t::Error);
+    manager.SetLevel("Test.Level.Early", LogLevel_t::Error);
     auto const logger = GetLogger("Test.Level.Early");
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Warning));
     EXPECT_TRUE(logger->IsEnabled(LogLevel_t::Error));

@@ -50,23 +50,23 @@ inline std::string ReadLog(std::string const& path) {
 /// No output at the beginning and at the end, and a clock of its own.
 class LogTest : public testing::Test {
 protected:
-    LogTest() { Kovra::SetClockSource(&clock_); }
+    LogTest() { Kovra::SetClockSource(&clock); }
 
     ~LogTest() override {
-        manager_.SetObserver({});
-        manager_.SetConsole(Kovra::LogLevel_t::Off);
-        manager_.SetFile("");
+        manager.SetObserver({});
+        manager.SetConsole(Kovra::LogLevel_t::Off);
+        manager.SetFile("");
         Kovra::SetClockSource(nullptr);
     }
 
     void Observe() {
-        manager_.SetObserver([this](Kovra::LogRecord const& record) { seen_.push_back(record.message); });
+        manager.SetObserver([this](Kovra::LogRecord const& record) { seen.push_back(record.message); });
     }
 
     /// The texts that the observer has seen of all that was pushed.
     std::vector<std::string> const& GetSeen() {
-        manager_.Flush();
-        return seen_;
+        manager.Flush();
+        return seen;
     }
 
     /// The path (UTF-8) of a log file that is not there yet, nor what may be put aside of it.
@@ -78,9 +78,9 @@ protected:
         return path;
     }
 
-    SetClock clock_;
-    Kovra::LogManager& manager_ = Kovra::LogManager::Instance();
-    std::vector<std::string> seen_;
+    SetClock clock;
+    Kovra::LogManager& manager = Kovra::LogManager::Instance();
+    std::vector<std::string> seen;
 };
 
 } // namespace KovraTest

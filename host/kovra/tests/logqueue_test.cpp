@@ -26,28 +26,28 @@ protected:
     /// Pushes a record, and returns when the observer has been shown it; the log's thread stays there until
     /// `Release`.
     void HoldObserver() {
-        entered_ = {};
-        release_ = {};
-        manager_.SetObserver([this, isFirst = true](LogRecord const& record) mutable {
+        held = {};
+        release = {};
+        manager.SetObserver([this, isFirst = true](LogRecord const& record) mutable {
             if (std::exchange(isFirst, false)) {
-                entered_.set_value();
-                release_.get_future().get()();
+                held.set_value();
+                release.get_future().get()();
             }
-            seen_.push_back(record.message);
+            seen.push_back(record.message);
             if (record.channel == "Kovra.Log") {
-                loss_ = record;
+                loss = record;
             }
         });
-        Push(*logger_, LogLevel_t::Info, "held");
-        entered_.get_future().wait();
+        Push(*queueLogger, LogLevel_t::Info, "held");
+        held.get_future().wait();
     }
     /// Lets the log's thread go on, with `last`.
-    void Release(std::function<void()> last = [] {}) { release_.set_value(std::move(last)); }
+    void Release(std::function<void()> last = [] {}) { release.set_value(std::move(last)); }
 
-    std::shared_ptr<Kovra::LoggerFacade> const logger_ = GetLogger("Test.Queue");
-    std::promise<void> entered_;
-    std::promise<std::function<void()>> release_;
-    LogRecord loss_;
+    std::shared_ptr<Kovra::LoggerFacade> const queueLogger = GetLogger("Test.Queue");
+    std::promise<void> held;
+    std::promise<std::function<void()>> release;
+    LogRecord loss;
 };
 
 using LogManager_SetObserver = LogQueueTest;
@@ -59,7 +59,7 @@ using LogManager_Push = LogQueueTest;
 
 TEST_F(LogManager_SetObserver, RecordTellsWhatWhereWhenAndOnWhichThread) {
     std::vector<LogRecord> records;
-    manager_.SetObserver([&](LogRecord const& record) { records.push_back(record); });
+    manager.SetObserver([&](LogRecord const& record) { records.push_back(record); });
     auto const logger = GetLogger("Test.Record");
     std::thread([&] {
         Kovra::SetThreadName("Test.Pusher");
@@ -69,8 +69,8 @@ TEST_F(LogManager_SetObserver, RecordTellsWhatWhereWhenAndOnWhichThread) {
     std::thread([&] { Push(*logger, LogLevel_t::Debug, "plain"); }).join();
 
     // That of the push, whatever it is when the record is shown.
-    clock_.monotonicNanoSec = 78;
-    manager_.Flush();
+    clock.monotonicNanoSec = 78;
+    manager.Flush();
     ASSERT_EQ(records.size(), 2U);
     EXPECT_EQ(records[0].channel, "Test.Record");
     EXPECT_EQ(records[0].level, LogLevel_t::Warning);
@@ -92,7 +92,7 @@ TEST_F(LogManager_SetObserver, RecordTellsWhatWhereWhenAndOnWhichThread) {
 TEST_F(LogManager_SetObserver, IsCalledOnTheLogsOwnThreadWhoeverPushes) {
     std::vector<std::thread::id> tellers;
     std::string name;
-    manager_.SetObserver([&](LogRecord const&) {
+    manager.SetObserver([&](LogRecord const&) {
         tellers.push_back(std::this_thread::get_id());
         name = Kovra::GetThreadName();
     });
@@ -103,7 +103,7 @@ TEST_F(LogManager_SetObserver, IsCalledOnTheLogsOwnThreadWhoeverPushes) {
         other = std::this_thread::get_id();
         Push(*logger, LogLevel_t::Info, "there");
     }).join();
-    manager_.Flush();
+    manager.Flush();
     ASSERT_EQ(tellers.size(), 2U);
     EXPECT_NE(tellers[0], std::this_thread::get_id());
     EXPECT_NE(tellers[0], other);
@@ -113,7 +113,7 @@ TEST_F(LogManager_SetObserver, IsCalledOnTheLogsOwnThreadWhoeverPushes) {
 
 TEST_F(LogManager_SetObserver, TellsTheSubjectOfThePushingThread) {
     std::vector<std::uint64_t> subjects;
-    manager_.SetObserver([&](LogRecord const& record) { subjects.push_back(record.subject); });
+    manager.SetObserver([&](LogRecord const& record) { subjects.push_back(record.subject); });
     auto const logger = GetLogger("Test.Subject");
     {
         Kovra::LogSubject const outer(7);
@@ -126,7 +126,7 @@ TEST_F(LogManager_SetObserver, TellsTheSubjectOfThePushingThread) {
         Push(*logger, LogLevel_t::Info, "of 7");
     }
     Push(*logger, LogLevel_t::Info, "of none");
-    manager_.Flush();
+    manager.Flush();
     EXPECT_THAT(subjects, ElementsAre(7U, 8U, 0U, 7U, 0U));
 }
 
@@ -134,12 +134,12 @@ TEST_F(LogManager_SetObserver, LaterObserverTakesThePlaceOfTheEarlier) {
     int first = 0;
     int second = 0;
     auto const logger = GetLogger("Test.Replaced");
-    manager_.SetObserver([&](LogRecord const&) { ++first; });
+    manager.SetObserver([&](LogRecord const&) { ++first; });
     Push(*logger, LogLevel_t::Info, "to the first");
-    manager_.SetObserver([&](LogRecord const&) { ++second; });
+    manager.SetObserver([&](LogRecord const&) { ++second; });
     Push(*logger, LogLevel_t::Info, "to the second");
     Push(*logger, LogLevel_t::Info, "to the second");
-    manager_.SetObserver({});
+    manager.SetObserver({});
     Push(*logger, LogLevel_t::Info, "to nobody");
     EXPECT_EQ(first, 1);
     EXPECT_EQ(second, 2);
@@ -151,7 +151,7 @@ TEST_F(LogManager_SetObserver, ShowsOneRecordAtATimeInTheOrderOfEachThread) {
     // Not atomic: the observer needs no lock of its own.
     int count = 0;
     std::map<std::uint64_t, std::string> latest;
-    manager_.SetObserver([&](LogRecord const& record) {
+    manager.SetObserver([&](LogRecord const& record) {
         ++count;
         // Of one length, so that they stand in the order of their numbers.
         EXPECT_LT(std::exchange(latest[record.subject], record.message), record.message);
@@ -169,7 +169,7 @@ TEST_F(LogManager_SetObserver, ShowsOneRecordAtATimeInTheOrderOfEachThread) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    manager_.SetObserver({});
+    manager.SetObserver({});
     EXPECT_EQ(count, Threads * RecordsPerThread);
 }
 
@@ -184,19 +184,19 @@ TEST_F(LogManager_SetObserver, NoCallOfThePreviousObserverRunsOnceItReturns) {
                 Push(*logger, LogLevel_t::Info, "text");
             }
             // Else thousands would wait for each replacement.
-            manager_.Flush();
+            manager.Flush();
         }
     });
     for (int replacement = 0; replacement < Replacements; ++replacement) {
         // Not atomic: written only once the observer that reads it is out of the way.
         auto isReplaced = std::make_unique<bool>(false);
-        manager_.SetObserver([&flag = *isReplaced](LogRecord const&) {
+        manager.SetObserver([&flag = *isReplaced](LogRecord const&) {
             EXPECT_FALSE(flag);
             std::this_thread::yield();
             EXPECT_FALSE(flag);
         });
         std::this_thread::yield();
-        manager_.SetObserver({});
+        manager.SetObserver({});
         *isReplaced = true;
     }
     isDone = true;
@@ -209,7 +209,7 @@ TEST_F(LogManager_SetObserver, WaitsForACallThatRuns) {
     std::promise<void> replacing;
     std::atomic<bool> hasReturned{false};
     bool hadReturned = true;
-    manager_.SetObserver([&](LogRecord const&) {
+    manager.SetObserver([&](LogRecord const&) {
         entered.set_value();
         replacing.get_future().wait();
         for (int turn = 0; turn < 1000; ++turn) {
@@ -220,7 +220,7 @@ TEST_F(LogManager_SetObserver, WaitsForACallThatRuns) {
     Push(*logger, LogLevel_t::Info, "text");
     entered.get_future().wait();
     replacing.set_value();
-    manager_.SetObserver({});
+    manager.SetObserver({});
     hasReturned = true;
     EXPECT_FALSE(hadReturned);
 }
@@ -233,18 +233,18 @@ TEST_F(LogManager_SetObserver, WhatWasPushedBeforeGoesToThePreviousOne) {
         Push(*logger, LogLevel_t::Info, "to the first");
     }
     int second = 0;
-    manager_.SetObserver([&](LogRecord const&) { ++second; });
-    EXPECT_EQ(seen_.size(), static_cast<std::size_t>(Records));
-    manager_.SetObserver({});
+    manager.SetObserver([&](LogRecord const&) { ++second; });
+    EXPECT_EQ(seen.size(), static_cast<std::size_t>(Records));
+    manager.SetObserver({});
     EXPECT_EQ(second, 0);
 }
 
 TEST_F(LogManager_SetObserver, RecordsThatTheObserverPushesAreNotShownToItButReachTheOtherSinks) {
     std::string const path = MakePath("nested");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     auto const logger = GetLogger("Test.Nested");
-    manager_.SetObserver([&](LogRecord const& record) {
-        seen_.push_back(record.message);
+    manager.SetObserver([&](LogRecord const& record) {
+        seen.push_back(record.message);
         Push(*logger, LogLevel_t::Info, "inner");
     });
     Push(*logger, LogLevel_t::Info, "outer");
@@ -256,9 +256,9 @@ TEST_F(LogManager_SetObserver, RecordsThatTheObserverPushesAreNotShownToItButRea
 TEST_F(LogManager_SetObserver, ObserverMayEndItself) {
     auto const logger = GetLogger("Test.EndsItself");
     auto const kept = std::make_shared<int>(5);
-    manager_.SetObserver([this, kept](LogRecord const&) {
-        manager_.SetObserver({});
-        seen_.push_back(std::to_string(*kept));
+    manager.SetObserver([this, kept](LogRecord const&) {
+        manager.SetObserver({});
+        seen.push_back(std::to_string(*kept));
     });
     Push(*logger, LogLevel_t::Info, "first");
     Push(*logger, LogLevel_t::Info, "second");
@@ -268,7 +268,7 @@ TEST_F(LogManager_SetObserver, ObserverMayEndItself) {
 
 TEST_F(LogManager_SetObserver, ObserverMayPutAnotherInItsPlace) {
     auto const logger = GetLogger("Test.Replaces");
-    manager_.SetObserver([this](LogRecord const&) { Observe(); });
+    manager.SetObserver([this](LogRecord const&) { Observe(); });
     Push(*logger, LogLevel_t::Info, "to the first");
     Push(*logger, LogLevel_t::Info, "to the second");
     EXPECT_THAT(GetSeen(), ElementsAre("to the second"));
@@ -276,10 +276,10 @@ TEST_F(LogManager_SetObserver, ObserverMayPutAnotherInItsPlace) {
 
 TEST_F(LogManager_SetObserver, WhatTheObserverThrowsCostsItsOwnCallAndNothingElse) {
     std::string const path = MakePath("throws");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     auto const logger = GetLogger("Test.Throws");
     int calls = 0;
-    manager_.SetObserver([&](LogRecord const&) {
+    manager.SetObserver([&](LogRecord const&) {
         ++calls;
         throw std::runtime_error("observer");
     });
@@ -297,10 +297,10 @@ TEST_F(LogManager_Flush, WaitsForAnObserverThatRuns) {
     bool hadReturned = true;
     HoldObserver();
     std::thread flusher([&] {
-        manager_.Flush();
+        manager.Flush();
         hasReturned = true;
     });
-    Push(*logger_, LogLevel_t::Info, "another");
+    Push(*queueLogger, LogLevel_t::Info, "another");
     Release([&] {
         for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
@@ -315,9 +315,9 @@ TEST_F(LogManager_Flush, WaitsForAnObserverThatRuns) {
 TEST_F(LogManager_Flush, OfAnObserverReturnsAtOnceAndTakesNothingFromThatOfOthers) {
     std::promise<void> isFlushed;
     HoldObserver();
-    Push(*logger_, LogLevel_t::Info, "another");
+    Push(*queueLogger, LogLevel_t::Info, "another");
     Release([&] {
-        manager_.Flush();
+        manager.Flush();
         isFlushed.set_value();
         for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
@@ -331,13 +331,13 @@ TEST_F(LogManager_Flush, MayBeCalledByManyThreadsAtOnce) {
     constexpr int Threads = 4;
     constexpr int Turns = 100;
     std::atomic<int> count{0};
-    manager_.SetObserver([&](LogRecord const&) { ++count; });
+    manager.SetObserver([&](LogRecord const&) { ++count; });
     std::vector<std::thread> threads;
     for (int thread = 0; thread < Threads; ++thread) {
         threads.emplace_back([&] {
             for (int turn = 1; turn <= Turns; ++turn) {
-                Push(*logger_, LogLevel_t::Info, "text");
-                manager_.Flush();
+                Push(*queueLogger, LogLevel_t::Info, "text");
+                manager.Flush();
                 EXPECT_GE(count, turn);
             }
         });
@@ -351,36 +351,36 @@ TEST_F(LogManager_Flush, MayBeCalledByManyThreadsAtOnce) {
 // --- the queue's end
 
 TEST_F(LogManager_CountLost, RecordsThatFindTheQueueFullAreCountedAndToldOfInTheirPlace) {
-    std::uint64_t const before = manager_.CountLost();
+    std::uint64_t const before = manager.CountLost();
     HoldObserver();
     for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords; ++record) {
-        Push(*logger_, LogLevel_t::Info, "kept");
+        Push(*queueLogger, LogLevel_t::Info, "kept");
     }
-    EXPECT_EQ(manager_.CountLost(), before);
-    clock_.monotonicNanoSec = 78;
+    EXPECT_EQ(manager.CountLost(), before);
+    clock.monotonicNanoSec = 78;
     for (int record = 0; record < 5; ++record) {
-        Push(*logger_, LogLevel_t::Info, "lost");
+        Push(*queueLogger, LogLevel_t::Info, "lost");
     }
-    EXPECT_EQ(manager_.CountLost(), before + 5);
+    EXPECT_EQ(manager.CountLost(), before + 5);
     Release();
-    manager_.Flush();
-    Push(*logger_, LogLevel_t::Info, "after");
+    manager.Flush();
+    Push(*queueLogger, LogLevel_t::Info, "after");
 
     ASSERT_EQ(GetSeen().size(), Kovra::MaxWaitingLogRecords + 3);
-    EXPECT_EQ(seen_[Kovra::MaxWaitingLogRecords], "kept");
-    EXPECT_EQ(seen_[Kovra::MaxWaitingLogRecords + 1], "5 records lost, for want of time or memory");
-    EXPECT_EQ(seen_.back(), "after");
-    EXPECT_EQ(loss_.channel, "Kovra.Log");
-    EXPECT_EQ(loss_.level, LogLevel_t::Warning);
-    EXPECT_EQ(loss_.time, Kovra::JiffyTime(78));
-    EXPECT_EQ(manager_.CountLost(), before + 5);
+    EXPECT_EQ(seen[Kovra::MaxWaitingLogRecords], "kept");
+    EXPECT_EQ(seen[Kovra::MaxWaitingLogRecords + 1], "5 records lost, for want of time or memory");
+    EXPECT_EQ(seen.back(), "after");
+    EXPECT_EQ(loss.channel, "Kovra.Log");
+    EXPECT_EQ(loss.level, LogLevel_t::Warning);
+    EXPECT_EQ(loss.time, Kovra::JiffyTime(78));
+    EXPECT_EQ(manager.CountLost(), before + 5);
 }
 
 TEST_F(LogManager_CountLost, LossesOfTwoTimesAreToldTwice) {
     for (int time = 0; time < 2; ++time) {
         HoldObserver();
         for (std::size_t record = 0; record < Kovra::MaxWaitingLogRecords + 1; ++record) {
-            Push(*logger_, LogLevel_t::Info, "kept");
+            Push(*queueLogger, LogLevel_t::Info, "kept");
         }
         Release();
         EXPECT_EQ(GetSeen().back(), "1 record lost, for want of time or memory");
@@ -391,10 +391,10 @@ TEST_F(LogManager_CountLost, LossesOfTwoTimesAreToldTwice) {
 
 TEST_F(LogManager_Push, WaitsForNoObserverAndWritesNothing) {
     std::string const path = MakePath("held");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     HoldObserver();
     for (int record = 0; record < 100; ++record) {
-        Push(*logger_, LogLevel_t::Info, "text");
+        Push(*queueLogger, LogLevel_t::Info, "text");
     }
     EXPECT_EQ(std::filesystem::file_size(path), 0U);
     Release();

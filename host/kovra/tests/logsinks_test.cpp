@@ -29,7 +29,7 @@ class LogSinksTest : public KovraTest::LogTest {
 protected:
     /// What was written to the standard error stream since its capture began.
     std::string TakeConsole() {
-        manager_.Flush();
+        manager.Flush();
         return testing::internal::GetCapturedStderr();
     }
 
@@ -53,23 +53,23 @@ protected:
 
 class FoldingTest : public LogSinksTest {
 protected:
-    FoldingTest() { EXPECT_TRUE(manager_.SetFile(path_)); }
+    FoldingTest() { EXPECT_TRUE(manager.SetFile(path)); }
 
     void PushAt(int second, std::string const& text) {
-        clock_.monotonicNanoSec = second * std::int64_t{1'000'000'000};
+        clock.monotonicNanoSec = second * Kovra::NanoSecPerSec;
         Push(*GetLogger("Test.Fold"), LogLevel_t::Info, text);
     }
 
     /// What stands behind the channels in the file.
     std::vector<std::string> TakeTexts() const {
         std::vector<std::string> texts;
-        for (std::string const& line : ReadLines(path_)) {
+        for (std::string const& line : ReadLines(path)) {
             texts.push_back(line.substr(line.find(' ', line.find("Test.")) + 1));
         }
         return texts;
     }
 
-    std::string const path_ = MakePath("folded");
+    std::string const path = MakePath("folded");
 };
 
 using LogManager_SetConsole = LogSinksTest;
@@ -80,7 +80,7 @@ using LogManager_Folding = FoldingTest;
 
 TEST_F(LogManager_SetConsole, WritesOneLineToTheStandardErrorStream) {
     testing::internal::CaptureStderr();
-    manager_.SetConsole(LogLevel_t::Debug);
+    manager.SetConsole(LogLevel_t::Debug);
     auto const logger = GetLogger("Test.Console");
     std::thread([&] {
         Push(*logger, LogLevel_t::Debug, "plain");
@@ -95,20 +95,20 @@ TEST_F(LogManager_SetConsole, WritesOneLineToTheStandardErrorStream) {
 
 TEST_F(LogManager_SetConsole, LineBreaksInATextBecomeBlanks) {
     testing::internal::CaptureStderr();
-    manager_.SetConsole(LogLevel_t::Debug);
+    manager.SetConsole(LogLevel_t::Debug);
     Push(*GetLogger("Test.Console"), LogLevel_t::Error, "two\r\nlines");
     EXPECT_EQ(TakeConsole(), "2023-11-14T22:13:20.125Z error Test.Console two  lines\n");
 }
 
 TEST_F(LogManager_SetConsole, RecordsBelowItsLevelStayAwayEvenWhenAnotherSinkTakesThem) {
     Observe();
-    ASSERT_TRUE(manager_.SetFile(MakePath("besides")));
+    ASSERT_TRUE(manager.SetFile(MakePath("besides")));
     testing::internal::CaptureStderr();
-    manager_.SetConsole(LogLevel_t::Warning);
+    manager.SetConsole(LogLevel_t::Warning);
     auto const logger = GetLogger("Test.Console");
     Push(*logger, LogLevel_t::Info, "only observed");
     Push(*logger, LogLevel_t::Warning, "both");
-    manager_.SetConsole(LogLevel_t::Off);
+    manager.SetConsole(LogLevel_t::Off);
     Push(*logger, LogLevel_t::Error, "only observed again");
     EXPECT_EQ(TakeConsole(), "2023-11-14T22:13:20.125Z warning Test.Console both\n");
     EXPECT_THAT(GetSeen(), ElementsAre("only observed", "both", "only observed again"));
@@ -120,7 +120,7 @@ TEST_F(LogManager_SetConsole, NothingIsPrintedWithoutASink) {
     Observe();
     auto const logger = GetLogger("Test.Console");
     Push(*logger, LogLevel_t::Error, "observed only");
-    manager_.SetObserver({});
+    manager.SetObserver({});
     Push(*logger, LogLevel_t::Error, "nowhere");
     EXPECT_EQ(TakeConsole(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
@@ -128,7 +128,7 @@ TEST_F(LogManager_SetConsole, NothingIsPrintedWithoutASink) {
 
 TEST_F(LogManager_SetFile, EveryRecordIsInTheFileOnceItIsFlushed) {
     std::string const path = MakePath("file");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     auto const logger = GetLogger("Test.File");
     Push(*logger, LogLevel_t::Debug, "one");
     EXPECT_EQ(ReadLog(path), "2023-11-14T22:13:20.125Z debug Test.File one\n");
@@ -141,11 +141,11 @@ TEST_F(LogManager_SetFile, EveryRecordIsInTheFileOnceItIsFlushed) {
 TEST_F(LogManager_SetFile, EmptyPathEndsItAndTheSamePathGoesOnAtItsEnd) {
     std::string const path = MakePath("append");
     auto const logger = GetLogger("Test.File");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     Push(*logger, LogLevel_t::Info, "one");
-    ASSERT_TRUE(manager_.SetFile(""));
+    ASSERT_TRUE(manager.SetFile(""));
     Push(*logger, LogLevel_t::Info, "lost");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     Push(*logger, LogLevel_t::Info, "two");
     EXPECT_EQ(ReadLog(path),
               "2023-11-14T22:13:20.125Z info Test.File one\n"
@@ -156,9 +156,9 @@ TEST_F(LogManager_SetFile, NewFileTakesThePlaceOfTheEarlier) {
     std::string const first = MakePath("first");
     std::string const second = MakePath("second");
     auto const logger = GetLogger("Test.File");
-    ASSERT_TRUE(manager_.SetFile(first));
+    ASSERT_TRUE(manager.SetFile(first));
     Push(*logger, LogLevel_t::Info, "one");
-    ASSERT_TRUE(manager_.SetFile(second));
+    ASSERT_TRUE(manager.SetFile(second));
     Push(*logger, LogLevel_t::Info, "two");
     EXPECT_EQ(ReadLog(first), "2023-11-14T22:13:20.125Z info Test.File one\n");
     EXPECT_EQ(ReadLog(second), "2023-11-14T22:13:20.125Z info Test.File two\n");
@@ -167,10 +167,10 @@ TEST_F(LogManager_SetFile, NewFileTakesThePlaceOfTheEarlier) {
 TEST_F(LogManager_SetFile, FileThatCannotBeOpenedLeavesTheEarlierInUse) {
     std::string const path = MakePath("kept");
     auto const logger = GetLogger("Test.File");
-    EXPECT_FALSE(manager_.SetFile(testing::TempDir() + "no/such/folder/file.log"));
+    EXPECT_FALSE(manager.SetFile(testing::TempDir() + "no/such/folder/file.log"));
     EXPECT_FALSE(logger->IsEnabled(LogLevel_t::Error));
-    ASSERT_TRUE(manager_.SetFile(path));
-    EXPECT_FALSE(manager_.SetFile(testing::TempDir() + "no/such/folder/file.log"));
+    ASSERT_TRUE(manager.SetFile(path));
+    EXPECT_FALSE(manager.SetFile(testing::TempDir() + "no/such/folder/file.log"));
     Push(*logger, LogLevel_t::Info, "still here");
     EXPECT_EQ(ReadLog(path), "2023-11-14T22:13:20.125Z info Test.File still here\n");
 }
@@ -179,7 +179,7 @@ TEST_F(LogManager_SetFile, LinesOfSeveralThreadsDoNotMix) {
     constexpr int Threads = 4;
     constexpr int RecordsPerThread = 50;
     std::string const path = MakePath("threads");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     auto const logger = GetLogger("Test.File");
     std::vector<std::string> expected;
     std::vector<std::thread> threads;
@@ -205,7 +205,7 @@ TEST_F(LogManager_SetFile, LinesOfSeveralThreadsDoNotMix) {
 
 TEST_F(LogManager_SetFile, PathMayHaveAnyCharacters) {
     std::string const path = MakePath(u8"Gr\u00f6\u00dfe \u97f3");
-    ASSERT_TRUE(manager_.SetFile(path));
+    ASSERT_TRUE(manager.SetFile(path));
     Push(*GetLogger("Test.File"), LogLevel_t::Info, "there");
     EXPECT_EQ(ReadLog(path), "2023-11-14T22:13:20.125Z info Test.File there\n");
     // Under no other name.
@@ -217,7 +217,7 @@ TEST_F(LogManager_SetFile, PathMayHaveAnyCharacters) {
 }
 
 TEST_F(LogManager_SetFile, PathThatIsNoUtf8NamesNoFolder) {
-    EXPECT_FALSE(manager_.SetFile(testing::TempDir() + "\xff/file.log"));
+    EXPECT_FALSE(manager.SetFile(testing::TempDir() + "\xff/file.log"));
 }
 
 // --- rotation
@@ -225,7 +225,7 @@ TEST_F(LogManager_SetFile, PathThatIsNoUtf8NamesNoFolder) {
 TEST_F(LogManager_SetFile, FullFileIsPutAsideAndTheOldestGoes) {
     std::string const path = MakePath("rotated");
     // Two lines of 100 bytes.
-    ASSERT_TRUE(manager_.SetFile(path, {200, 2}));
+    ASSERT_TRUE(manager.SetFile(path, {200, 2}));
     PushLines("abcdefg");
     EXPECT_THAT(ReadTexts(path), ElementsAre('g'));
     EXPECT_THAT(ReadTexts(path + ".1"), ElementsAre('e', 'f'));
@@ -235,7 +235,7 @@ TEST_F(LogManager_SetFile, FullFileIsPutAsideAndTheOldestGoes) {
 
 TEST_F(LogManager_SetFile, WithoutOldFilesAFullOneBeginsAnew) {
     std::string const path = MakePath("anew");
-    ASSERT_TRUE(manager_.SetFile(path, {200, 0}));
+    ASSERT_TRUE(manager.SetFile(path, {200, 0}));
     PushLines("abc");
     EXPECT_THAT(ReadTexts(path), ElementsAre('c'));
     EXPECT_FALSE(std::filesystem::exists(path + ".1"));
@@ -245,10 +245,10 @@ TEST_F(LogManager_SetFile, WhatAnEarlierRunHasWrittenCounts) {
     std::string const path = MakePath("earlier");
     // Two lines, whatever ends them.
     Kovra::LogFileLimits const limits{250, 1};
-    ASSERT_TRUE(manager_.SetFile(path, limits));
+    ASSERT_TRUE(manager.SetFile(path, limits));
     PushLines("a");
-    ASSERT_TRUE(manager_.SetFile(""));
-    ASSERT_TRUE(manager_.SetFile(path, limits));
+    ASSERT_TRUE(manager.SetFile(""));
+    ASSERT_TRUE(manager.SetFile(path, limits));
     PushLines("bc");
     EXPECT_THAT(ReadTexts(path), ElementsAre('c'));
     EXPECT_THAT(ReadTexts(path + ".1"), ElementsAre('a', 'b'));
@@ -256,7 +256,7 @@ TEST_F(LogManager_SetFile, WhatAnEarlierRunHasWrittenCounts) {
 
 TEST_F(LogManager_SetFile, LineLongerThanTheLimitHasAFileOfItsOwn) {
     std::string const path = MakePath("long");
-    ASSERT_TRUE(manager_.SetFile(path, {50, 2}));
+    ASSERT_TRUE(manager.SetFile(path, {50, 2}));
     PushLines("ab");
     EXPECT_THAT(ReadTexts(path), ElementsAre('b'));
     EXPECT_THAT(ReadTexts(path + ".1"), ElementsAre('a'));
@@ -266,7 +266,7 @@ TEST_F(LogManager_SetFile, LineLongerThanTheLimitHasAFileOfItsOwn) {
 TEST_F(LogManager_SetFile, FileThatCannotBePutAsideGoesOn) {
     std::string const path = MakePath("stuck");
     std::filesystem::create_directories(path + ".1/in the way");
-    ASSERT_TRUE(manager_.SetFile(path, {200, 1}));
+    ASSERT_TRUE(manager.SetFile(path, {200, 1}));
     PushLines("abcde");
     EXPECT_THAT(ReadTexts(path), ElementsAre('a', 'b', 'c', 'd', 'e'));
 }
@@ -377,7 +377,7 @@ TEST_F(LogManager_Folding, WhatIsHeldBackGoesWhereItsFirstWent) {
         PushAt(second, "gap of " + std::to_string(second));
     }
     std::string const other = MakePath("folded_other");
-    ASSERT_TRUE(manager_.SetFile(other));
+    ASSERT_TRUE(manager.SetFile(other));
     PushAt(3, "gap of 3");
     EXPECT_THAT(TakeTexts(), ElementsAre("gap of 0", "gap of 2 ... 2 times in 2 s"));
     EXPECT_THAT(ReadLog(other), testing::EndsWith(" gap of 3\n"));
@@ -385,7 +385,7 @@ TEST_F(LogManager_Folding, WhatIsHeldBackGoesWhereItsFirstWent) {
 
 TEST_F(LogManager_Folding, HoldsForTheConsoleToo) {
     testing::internal::CaptureStderr();
-    manager_.SetConsole(LogLevel_t::Info);
+    manager.SetConsole(LogLevel_t::Info);
     for (int second = 0; second < 4; ++second) {
         PushAt(second, "gap of " + std::to_string(second));
     }

@@ -8,13 +8,13 @@
 #include <type_traits>
 
 using Kovra::JiffyTime;
+using Kovra::NanoSecPerMilliSec;
 using Kovra::SysTime;
 
 namespace {
 
 constexpr std::int64_t Max = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t Min = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t OneMilliSec = 1'000'000;
 
 class FixedClock : public Kovra::ClockSource {
 public:
@@ -160,17 +160,18 @@ TEST_P(JiffyTime_GetDiffMilliSec32, TruncatesTowardsZeroThenKeepsTheLow32Bits) {
 INSTANTIATE_TEST_SUITE_P(
     Boundaries, JiffyTime_GetDiffMilliSec32,
     testing::Values(
-        DiffMilliSecCase{"Zero", 0, 0}, DiffMilliSecCase{"JustUnderOne", OneMilliSec - 1, 0},
-        DiffMilliSecCase{"One", OneMilliSec, 1}, DiffMilliSecCase{"JustOverMinusOne", 1 - OneMilliSec, 0},
-        DiffMilliSecCase{"MinusOne", -OneMilliSec, -1},
-        DiffMilliSecCase{"JustUnderMinusOne", -OneMilliSec - 1, -1},
-        DiffMilliSecCase{"JustUnder2To31", (1LL << 31) * OneMilliSec - 1, 2147483647},
-        DiffMilliSecCase{"At2To31Wraps", (1LL << 31) * OneMilliSec, -2147483647 - 1},
-        DiffMilliSecCase{"Over2To31Wraps", ((1LL << 31) + 5) * OneMilliSec, -2147483647 + 4},
-        DiffMilliSecCase{"Minus2To31", -(1LL << 31) * OneMilliSec, -2147483647 - 1},
-        DiffMilliSecCase{"UnderMinus2To31Wraps", (-(1LL << 31) - 1) * OneMilliSec, 2147483647},
-        DiffMilliSecCase{"At2To32Wraps", (1LL << 32) * OneMilliSec, 0},
-        DiffMilliSecCase{"Over2To32Wraps", ((1LL << 32) + 7) * OneMilliSec, 7},
+        DiffMilliSecCase{"Zero", 0, 0}, DiffMilliSecCase{"JustUnderOne", NanoSecPerMilliSec - 1, 0},
+        DiffMilliSecCase{"One", NanoSecPerMilliSec, 1},
+        DiffMilliSecCase{"JustOverMinusOne", 1 - NanoSecPerMilliSec, 0},
+        DiffMilliSecCase{"MinusOne", -NanoSecPerMilliSec, -1},
+        DiffMilliSecCase{"JustUnderMinusOne", -NanoSecPerMilliSec - 1, -1},
+        DiffMilliSecCase{"JustUnder2To31", (1LL << 31) * NanoSecPerMilliSec - 1, 2147483647},
+        DiffMilliSecCase{"At2To31Wraps", (1LL << 31) * NanoSecPerMilliSec, -2147483647 - 1},
+        DiffMilliSecCase{"Over2To31Wraps", ((1LL << 31) + 5) * NanoSecPerMilliSec, -2147483647 + 4},
+        DiffMilliSecCase{"Minus2To31", -(1LL << 31) * NanoSecPerMilliSec, -2147483647 - 1},
+        DiffMilliSecCase{"UnderMinus2To31Wraps", (-(1LL << 31) - 1) * NanoSecPerMilliSec, 2147483647},
+        DiffMilliSecCase{"At2To32Wraps", (1LL << 32) * NanoSecPerMilliSec, 0},
+        DiffMilliSecCase{"Over2To32Wraps", ((1LL << 32) + 7) * NanoSecPerMilliSec, 7},
         // (2^63 - 1) / 10^6 = 9223372036854 = 2147 * 2^32 + 2077252342, whose low half is positive.
         DiffMilliSecCase{"Longest", Max, 2077252342}),
     [](auto const& instance) { return instance.param.name; });

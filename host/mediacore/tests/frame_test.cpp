@@ -21,8 +21,6 @@ using Media::ParamsAudRaw;
 
 namespace {
 
-constexpr std::int64_t OneSecondNanoSec = 1'000'000'000;
-
 intrusive_ptr<ParamsAudRaw> MakeRawParams(std::uint32_t frequency, std::uint32_t channels,
                                           std::uint32_t bits) {
     intrusive_ptr<ParamsAudRaw> params(new ParamsAudRaw);
@@ -156,7 +154,7 @@ TEST(FrameAudRaw_GetDuration, IsZeroWithoutDataOrWithAParameterOfZero) {
 
 TEST(FrameAudRaw_GetDuration, LongFramesNeedMoreThan32Bits) {
     // 20,000,000 bytes of 8 bits at 8000 Hz are 2500 s: 2.5e12 ns, and 2e16 sample-nanoseconds on the way.
-    EXPECT_EQ(GetRawDuration(MakeRawParams(8000, 1, 8), {20'000'000}), 2500 * OneSecondNanoSec);
+    EXPECT_EQ(GetRawDuration(MakeRawParams(8000, 1, 8), {20'000'000}), 2500 * Kovra::NanoSecPerSec);
 }
 
 TEST(FrameAudRaw_GetDuration, ParametersAtTheirLimitsDoNotOverflow) {
@@ -166,7 +164,7 @@ TEST(FrameAudRaw_GetDuration, ParametersAtTheirLimitsDoNotOverflow) {
     // 8000 one-bit samples at 2^32 - 1 Hz: 1862.6 ns.
     EXPECT_EQ(GetRawDuration(MakeRawParams(Max, 1, 1), {1000}), 1862);
     // 8000 one-bit samples at 1 Hz.
-    EXPECT_EQ(GetRawDuration(MakeRawParams(1, 1, 1), {1000}), 8000 * OneSecondNanoSec);
+    EXPECT_EQ(GetRawDuration(MakeRawParams(1, 1, 1), {1000}), 8000 * Kovra::NanoSecPerSec);
 }
 
 TEST(FrameAudRaw_GetDuration, SaturatesWhenSlicesShareABlockThousandsOfTimes) {

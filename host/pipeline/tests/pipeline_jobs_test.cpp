@@ -42,14 +42,14 @@ using Pipeline_Workers = PipelineTest;
 
 TEST_F(Pipeline_AudioRenderer, IsWhatWasSetLastForTheWholeProcess) {
     EXPECT_EQ(Pipeline::GetAudioRenderer(), nullptr);
-    Pipeline::SetAudioRenderer(&renderer_);
-    std::thread([&] { EXPECT_EQ(Pipeline::GetAudioRenderer(), &renderer_); }).join();
+    Pipeline::SetAudioRenderer(&renderer);
+    std::thread([&] { EXPECT_EQ(Pipeline::GetAudioRenderer(), &renderer); }).join();
     Pipeline::SetAudioRenderer(nullptr);
     EXPECT_EQ(Pipeline::GetAudioRenderer(), nullptr);
 }
 
 TEST_F(Pipeline_OpenSession, EverySessionHasItsOwnNumber) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     std::set<Pipeline::SessionId_t> ids;
     for (int session = 0; session < 10; ++session) {
         ids.insert(pipeline.OpenSession({}));
@@ -59,7 +59,7 @@ TEST_F(Pipeline_OpenSession, EverySessionHasItsOwnNumber) {
 }
 
 TEST_F(Pipeline_OpenSession, IsInvalidWhenTheRendererTakesNoPart) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     PipelineSessionParams_t silent;
     silent.renderAudio = false;
     EXPECT_EQ(pipeline.OpenSession(silent), Pipeline::InvalidSession);
@@ -70,13 +70,13 @@ TEST_F(Pipeline_Submit, JobsOfASessionRunInOrderAndNeverTwoAtATime) {
     // Not atomic: the pipeline alone keeps the jobs of a session apart.
     std::vector<std::int64_t> order;
     int running = 0;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         EXPECT_EQ(++running, 1);
         order.push_back(NumberOf(job));
         std::this_thread::yield();
         --running;
     };
-    Pipeline pipeline(renderer_, 4);
+    Pipeline pipeline(renderer, 4);
     auto const session = pipeline.OpenSession({});
     for (int job = 0; job < Jobs; ++job) {
         ASSERT_TRUE(pipeline.Submit(session, nullptr, JiffyTime(job)));
@@ -90,16 +90,16 @@ TEST_F(Pipeline_Submit, JobsOfASessionRunInOrderAndNeverTwoAtATime) {
 
 TEST_F(Pipeline_Submit, StatesThatAreNotExclusiveAreKeptApartAllTheSame) {
     constexpr int Jobs = 300;
-    renderer_.makeState = [] { return intrusive_ptr<PipelineState>(new PipelineState); };
+    renderer.makeState = [] { return intrusive_ptr<PipelineState>(new PipelineState); };
     int running = 0;
     std::int64_t next = 0;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         EXPECT_EQ(++running, 1);
         EXPECT_EQ(NumberOf(job), next++);
         std::this_thread::yield();
         --running;
     };
-    Pipeline pipeline(renderer_, 4);
+    Pipeline pipeline(renderer, 4);
     auto const session = pipeline.OpenSession({});
     for (int job = 0; job < Jobs; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
@@ -111,12 +111,12 @@ TEST_F(Pipeline_Submit, StatesThatAreNotExclusiveAreKeptApartAllTheSame) {
 TEST_F(Pipeline_Submit, JobsOfDifferentSessionsRunSideBySide) {
     // Each job waits for the other: with one of them at a time this never ends.
     Gate gates[2];
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         auto const own = static_cast<std::size_t>(NumberOf(job));
         gates[own].Open();
         gates[1 - own].Wait();
     };
-    Pipeline pipeline(renderer_, 2);
+    Pipeline pipeline(renderer, 2);
     pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime(0));
     pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime(1));
     pipeline.Drain();
@@ -124,21 +124,21 @@ TEST_F(Pipeline_Submit, JobsOfDifferentSessionsRunSideBySide) {
 
 TEST_F(Pipeline_Submit, BusySessionDoesNotStarveTheOthers) {
     UseGatedJobs();
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const busy = pipeline.OpenSession({});
     auto const other = pipeline.OpenSession({});
     for (int job = 0; job < 3; ++job) {
         pipeline.Submit(busy, nullptr, JiffyTime(job));
     }
-    entered_.Wait();
+    entered.Wait();
     pipeline.Submit(other, nullptr, JiffyTime(10));
-    gate_.Open();
+    gate.Open();
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "job 10", "job 1", "job 2"));
+    EXPECT_THAT(journal.Read(), ElementsAre("job 0", "job 10", "job 1", "job 2"));
 }
 
 TEST_F(Pipeline_Submit, UnknownSessionIsRefused) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     EXPECT_FALSE(pipeline.Submit(Pipeline::InvalidSession, MakeRaw(), JiffyTime()));
     EXPECT_FALSE(pipeline.Submit(session + 1, MakeRaw(), JiffyTime()));
@@ -148,13 +148,13 @@ TEST_F(Pipeline_Submit, UnknownSessionIsRefused) {
 
 TEST_F(Pipeline_Submit, JobCarriesItsFrameStateAndPresentationTime) {
     intrusive_ptr<PipelineState> const state(new PipelineStateExclusive);
-    renderer_.makeState = [&] { return state; };
+    renderer.makeState = [&] { return state; };
     struct Seen {
         std::shared_ptr<FrameAudRaw> raw;
         std::shared_ptr<FrameAud> coded;
     };
     std::vector<Seen> seen;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         EXPECT_EQ(job.State(), state);
         EXPECT_EQ(job.Params()->presentationTime, JiffyTime(42));
         EXPECT_EQ(job.GetPresentationTimestamp(), JiffyTime());
@@ -165,7 +165,7 @@ TEST_F(Pipeline_Submit, JobCarriesItsFrameStateAndPresentationTime) {
     };
     auto const raw = MakeRaw();
     auto const coded = MakeCoded();
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     pipeline.Submit(session, raw, JiffyTime(42));
     pipeline.Submit(session, coded, JiffyTime(42));
@@ -185,8 +185,8 @@ TEST_F(Pipeline_Submit, EveryJobOfSeveralThreadsAndSessionsRunsOnce) {
     constexpr int Sessions = 6;
     constexpr int JobsPerSubmitter = 120;
     std::atomic<int> runs{0};
-    renderer_.divide = [&](PipelineStageRenderJob&) { ++runs; };
-    Pipeline pipeline(renderer_, 3);
+    renderer.divide = [&](PipelineStageRenderJob&) { ++runs; };
+    Pipeline pipeline(renderer, 3);
     std::vector<Pipeline::SessionId_t> sessions;
     for (int session = 0; session < Sessions; ++session) {
         sessions.push_back(pipeline.OpenSession({}));
@@ -208,7 +208,7 @@ TEST_F(Pipeline_Submit, EveryJobOfSeveralThreadsAndSessionsRunsOnce) {
 }
 
 TEST_F(Pipeline_Submit, FrameIsLetGoWithItsJob) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     std::shared_ptr<FrameAud> const frame = MakeRaw();
     pipeline.Submit(pipeline.OpenSession({}), frame, JiffyTime());
     pipeline.Drain();
@@ -217,21 +217,21 @@ TEST_F(Pipeline_Submit, FrameIsLetGoWithItsJob) {
 
 TEST_F(Pipeline_Workers, AreAsManyAsAskedFor) {
     // Three jobs that wait for each other need three threads.
-    std::atomic<int> entered{0};
+    std::atomic<int> inside{0};
     Gate all;
     std::mutex lock;
     std::set<std::thread::id> threads;
-    renderer_.divide = [&](PipelineStageRenderJob&) {
+    renderer.divide = [&](PipelineStageRenderJob&) {
         {
             std::lock_guard<std::mutex> const guard(lock);
             threads.insert(std::this_thread::get_id());
         }
-        if (++entered == 3) {
+        if (++inside == 3) {
             all.Open();
         }
         all.Wait();
     };
-    Pipeline pipeline(renderer_, 3);
+    Pipeline pipeline(renderer, 3);
     for (int session = 0; session < 3; ++session) {
         pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime());
     }
@@ -242,8 +242,8 @@ TEST_F(Pipeline_Workers, AreAsManyAsAskedFor) {
 
 TEST_F(Pipeline_Workers, AreAtLeastOne) {
     std::atomic<int> runs{0};
-    renderer_.divide = [&](PipelineStageRenderJob&) { ++runs; };
-    Pipeline pipeline(renderer_, 0);
+    renderer.divide = [&](PipelineStageRenderJob&) { ++runs; };
+    Pipeline pipeline(renderer, 0);
     pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime());
     pipeline.Drain();
     EXPECT_EQ(runs, 1);
@@ -251,15 +251,15 @@ TEST_F(Pipeline_Workers, AreAtLeastOne) {
 
 TEST_F(Pipeline_Workers, AreNamed) {
     std::string name;
-    renderer_.divide = [&](PipelineStageRenderJob&) { name = Kovra::GetThreadName(); };
-    Pipeline pipeline(renderer_, 1);
+    renderer.divide = [&](PipelineStageRenderJob&) { name = Kovra::GetThreadName(); };
+    Pipeline pipeline(renderer, 1);
     pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime());
     pipeline.Drain();
     EXPECT_EQ(name, "Media.Pipeline.Worker");
 }
 
 TEST_F(Pipeline_Report, TellsOutcomeTimesAndNumberOfEachJob) {
-    renderer_.divide = [](PipelineStageRenderJob& job) {
+    renderer.divide = [](PipelineStageRenderJob& job) {
         job.GetPresentationTimestamp() = JiffyTime(NumberOf(job) + 1000);
         if (NumberOf(job) == 10) {
             job.Success();
@@ -269,7 +269,7 @@ TEST_F(Pipeline_Report, TellsOutcomeTimesAndNumberOfEachJob) {
         }
     };
     std::vector<Pipeline::Report_t> reports;
-    Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) { reports.push_back(report); });
+    Pipeline pipeline(renderer, 2, [&](Pipeline::Report_t const& report) { reports.push_back(report); });
     auto const session = pipeline.OpenSession({});
     for (int job = 10; job < 13; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
@@ -288,7 +288,7 @@ TEST_F(Pipeline_Report, TellsOutcomeTimesAndNumberOfEachJob) {
 
 TEST_F(Pipeline_Report, EverySessionCountsItsOwnJobs) {
     std::vector<std::string> numbers;
-    Pipeline pipeline(renderer_, 1, [&](Pipeline::Report_t const& report) {
+    Pipeline pipeline(renderer, 1, [&](Pipeline::Report_t const& report) {
         numbers.push_back(std::to_string(report.session) + ":" + std::to_string(report.jobNumber));
     });
     auto const first = std::to_string(pipeline.OpenSession({}));
@@ -310,13 +310,13 @@ TEST_F(Pipeline_Report, RenderTimeIsTakenFromTheReplaceableClock) {
     } clock;
     Kovra::SetClockSource(&clock);
     std::vector<std::int64_t> renderNanoSec;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 1) {
             clock.nanoSec += 5'000'000;
         }
     };
     {
-        Pipeline pipeline(renderer_, 1, [&](Pipeline::Report_t const& report) {
+        Pipeline pipeline(renderer, 1, [&](Pipeline::Report_t const& report) {
             renderNanoSec.push_back(report.renderNanoSec);
         });
         auto const session = pipeline.OpenSession({});
@@ -330,31 +330,31 @@ TEST_F(Pipeline_Report, RenderTimeIsTakenFromTheReplaceableClock) {
 
 TEST_F(Pipeline_Report, IsToldByTheWorkerThatRanTheJobBeforeTheNextOne) {
     std::thread::id worker;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         worker = std::this_thread::get_id();
-        journal_.Write("job " + std::to_string(NumberOf(job)));
+        journal.Write("job " + std::to_string(NumberOf(job)));
     };
-    Pipeline pipeline(renderer_, 4, [&](Pipeline::Report_t const& report) {
+    Pipeline pipeline(renderer, 4, [&](Pipeline::Report_t const& report) {
         EXPECT_EQ(std::this_thread::get_id(), worker);
-        journal_.Write("report " + std::to_string(report.jobNumber));
+        journal.Write("report " + std::to_string(report.jobNumber));
     });
     auto const session = pipeline.OpenSession({});
     for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
     }
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "report 0", "job 1", "report 1", "job 2", "report 2"));
+    EXPECT_THAT(journal.Read(), ElementsAre("job 0", "report 0", "job 1", "report 1", "job 2", "report 2"));
 }
 
 TEST_F(Pipeline_Report, JobWhoseRenderingThrowsCountsAsUncompletedAndTheWorkerGoesOn) {
     std::vector<Outcome_t> outcomes;
-    renderer_.divide = [](PipelineStageRenderJob& job) {
+    renderer.divide = [](PipelineStageRenderJob& job) {
         job.Success();
         if (NumberOf(job) < 2) {
             throw std::runtime_error("renderer");
         }
     };
-    Pipeline pipeline(renderer_, 1, [&](auto const& report) { outcomes.push_back(report.outcome); });
+    Pipeline pipeline(renderer, 1, [&](auto const& report) { outcomes.push_back(report.outcome); });
     auto const session = pipeline.OpenSession({});
     for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
@@ -365,7 +365,7 @@ TEST_F(Pipeline_Report, JobWhoseRenderingThrowsCountsAsUncompletedAndTheWorkerGo
 
 TEST_F(Pipeline_Report, WhatTheObserverThrowsIsDropped) {
     int reports = 0;
-    Pipeline pipeline(renderer_, 1, [&](Pipeline::Report_t const&) {
+    Pipeline pipeline(renderer, 1, [&](Pipeline::Report_t const&) {
         ++reports;
         throw 5;
     });

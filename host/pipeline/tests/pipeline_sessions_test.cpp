@@ -51,8 +51,8 @@ TEST_F(Pipeline_SetClientState, IsDeliveredOnAWorker) {
     private:
         std::thread::id& thread_;
     };
-    renderer_.makeState = [&] { return intrusive_ptr<PipelineState>(new State(worker)); };
-    Pipeline pipeline(renderer_, 1);
+    renderer.makeState = [&] { return intrusive_ptr<PipelineState>(new State(worker)); };
+    Pipeline pipeline(renderer, 1);
     EXPECT_TRUE(pipeline.SetClientState(pipeline.OpenSession({}), {}));
     pipeline.Drain();
     EXPECT_NE(worker, std::thread::id());
@@ -62,32 +62,32 @@ TEST_F(Pipeline_SetClientState, IsDeliveredOnAWorker) {
 TEST_F(Pipeline_SetClientState, UpdatesThatWaitAreMergedAndComeBeforeTheWaitingJobs) {
     UseTellingState();
     UseGatedJobs();
-    Pipeline pipeline(renderer_, 2);
+    Pipeline pipeline(renderer, 2);
     auto const session = pipeline.OpenSession({});
     pipeline.Submit(session, nullptr, JiffyTime(0));
-    entered_.Wait();
+    entered.Wait();
     pipeline.Submit(session, nullptr, JiffyTime(1));
     for (float const volume : {0.25F, 0.5F, 0.75F}) {
         EXPECT_TRUE(pipeline.SetClientState(session, MakeClientState(volume)));
     }
-    gate_.Open();
+    gate.Open();
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "update 75", "job 1"));
+    EXPECT_THAT(journal.Read(), ElementsAre("job 0", "update 75", "job 1"));
 }
 
 TEST_F(Pipeline_SetClientState, UpdatesThatWereDeliveredAreNotMergedWithLaterOnes) {
     UseTellingState();
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     for (float const volume : {0.25F, 0.5F}) {
         pipeline.SetClientState(session, MakeClientState(volume));
         pipeline.Drain();
     }
-    EXPECT_THAT(journal_.Read(), ElementsAre("update 25", "update 50"));
+    EXPECT_THAT(journal.Read(), ElementsAre("update 25", "update 50"));
 }
 
 TEST_F(Pipeline_SetClientState, UnknownSessionIsRefused) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     EXPECT_FALSE(pipeline.SetClientState(Pipeline::InvalidSession, {}));
     EXPECT_FALSE(pipeline.SetClientState(session + 1, {}));
@@ -101,10 +101,10 @@ TEST_F(Pipeline_SetClientState, StateThatThrowsDoesNotEndTheWorker) {
         bool UpdateClientState() override { throw std::runtime_error("update"); }
         void Unregister() override { throw std::runtime_error("unregister"); }
     };
-    renderer_.makeState = [] { return intrusive_ptr<PipelineState>(new State); };
+    renderer.makeState = [] { return intrusive_ptr<PipelineState>(new State); };
     std::atomic<int> runs{0};
-    renderer_.divide = [&](PipelineStageRenderJob&) { ++runs; };
-    Pipeline pipeline(renderer_, 1);
+    renderer.divide = [&](PipelineStageRenderJob&) { ++runs; };
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     pipeline.SetClientState(session, {});
     pipeline.Submit(session, nullptr, JiffyTime());
@@ -117,70 +117,70 @@ TEST_F(Pipeline_SetClientState, StateThatThrowsDoesNotEndTheWorker) {
 TEST_F(Pipeline_CloseSession, WaitingWorkRunsFirstThenTheStateIsToldAndLetGo) {
     UseTellingState();
     UseGatedJobs();
-    Pipeline pipeline(renderer_, 2);
+    Pipeline pipeline(renderer, 2);
     auto const session = pipeline.OpenSession({});
     for (int job = 0; job < 3; ++job) {
         pipeline.Submit(session, nullptr, JiffyTime(job));
     }
-    entered_.Wait();
+    entered.Wait();
     pipeline.SetClientState(session, MakeClientState(0.5F));
     auto closing = std::async(std::launch::async, [&] {
         pipeline.CloseSession(session);
-        return journal_.Read();
+        return journal.Read();
     });
-    gate_.Open();
+    gate.Open();
     EXPECT_THAT(closing.get(),
                 ElementsAre("job 0", "update 50", "job 1", "job 2", "unregister", "state ended"));
 }
 
 TEST_F(Pipeline_CloseSession, SessionWithoutWorkEndsToo) {
     UseTellingState();
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     pipeline.CloseSession(pipeline.OpenSession({}));
-    EXPECT_THAT(journal_.Read(), ElementsAre("unregister", "state ended"));
+    EXPECT_THAT(journal.Read(), ElementsAre("unregister", "state ended"));
 }
 
 TEST_F(Pipeline_CloseSession, StateThatOthersHoldLivesOn) {
     UseTellingState();
-    intrusive_ptr<PipelineState> const held = renderer_.makeState();
-    renderer_.makeState = [&] { return held; };
-    Pipeline pipeline(renderer_, 1);
+    intrusive_ptr<PipelineState> const held = renderer.makeState();
+    renderer.makeState = [&] { return held; };
+    Pipeline pipeline(renderer, 1);
     pipeline.CloseSession(pipeline.OpenSession({}));
-    EXPECT_THAT(journal_.Read(), ElementsAre("unregister"));
+    EXPECT_THAT(journal.Read(), ElementsAre("unregister"));
 }
 
 TEST_F(Pipeline_CloseSession, UnknownAndClosedSessionsAreIgnored) {
     UseTellingState();
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     auto const session = pipeline.OpenSession({});
     pipeline.CloseSession(Pipeline::InvalidSession);
     pipeline.CloseSession(session + 1);
     pipeline.CloseSession(session);
     pipeline.CloseSession(session);
-    EXPECT_THAT(journal_.Read(), ElementsAre("unregister", "state ended"));
+    EXPECT_THAT(journal.Read(), ElementsAre("unregister", "state ended"));
 }
 
 TEST_F(Pipeline_CloseSession, CalledByAWorkerItDoesNotWaitAndRefusesNewWorkAtOnce) {
     UseTellingState();
     Pipeline* own = nullptr;
     Pipeline::SessionId_t session = Pipeline::InvalidSession;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 0) {
-            gate_.Wait();
+            gate.Wait();
             own->CloseSession(session);
             EXPECT_FALSE(own->Submit(session, nullptr, JiffyTime(2)));
             EXPECT_FALSE(own->SetClientState(session, {}));
         }
-        journal_.Write("job " + std::to_string(NumberOf(job)));
+        journal.Write("job " + std::to_string(NumberOf(job)));
     };
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     own = &pipeline;
     session = pipeline.OpenSession({});
     pipeline.Submit(session, nullptr, JiffyTime(0));
     pipeline.Submit(session, nullptr, JiffyTime(1));
-    gate_.Open();
+    gate.Open();
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("job 0", "job 1", "unregister", "state ended"));
+    EXPECT_THAT(journal.Read(), ElementsAre("job 0", "job 1", "unregister", "state ended"));
 }
 
 TEST_F(Pipeline_ExclusiveState, IsAcquiredForEachJobAndReleasedAfterIt) {
@@ -202,19 +202,19 @@ TEST_F(Pipeline_ExclusiveState, IsAcquiredForEachJobAndReleasedAfterIt) {
         Journal& journal_;
         PipelineJob const* job_ = nullptr;
     };
-    renderer_.makeState = [this] { return intrusive_ptr<PipelineState>(new State(journal_)); };
-    renderer_.divide = [this](PipelineStageRenderJob& job) {
-        journal_.Write("job");
+    renderer.makeState = [this] { return intrusive_ptr<PipelineState>(new State(journal)); };
+    renderer.divide = [this](PipelineStageRenderJob& job) {
+        journal.Write("job");
         if (NumberOf(job) == 1) {
             throw std::runtime_error("renderer");
         }
     };
-    Pipeline pipeline(renderer_, 2);
+    Pipeline pipeline(renderer, 2);
     auto const session = pipeline.OpenSession({});
     pipeline.Submit(session, nullptr, JiffyTime(0));
     pipeline.Submit(session, nullptr, JiffyTime(1));
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("acquire", "job", "release", "acquire", "job", "release"));
+    EXPECT_THAT(journal.Read(), ElementsAre("acquire", "job", "release", "acquire", "job", "release"));
 }
 
 TEST_F(Pipeline_ExclusiveState, JobWaitsWhileOthersHaveIt) {
@@ -234,34 +234,34 @@ TEST_F(Pipeline_ExclusiveState, JobWaitsWhileOthersHaveIt) {
         Journal& journal_;
         int refusals_ = 2;
     };
-    renderer_.makeState = [this] { return intrusive_ptr<PipelineState>(new State(journal_)); };
-    renderer_.divide = [this](PipelineStageRenderJob& job) {
-        journal_.Write("job " + std::to_string(NumberOf(job)));
+    renderer.makeState = [this] { return intrusive_ptr<PipelineState>(new State(journal)); };
+    renderer.divide = [this](PipelineStageRenderJob& job) {
+        journal.Write("job " + std::to_string(NumberOf(job)));
     };
     std::vector<std::uint64_t> numbers;
-    Pipeline pipeline(renderer_, 1, [&](auto const& report) { numbers.push_back(report.jobNumber); });
+    Pipeline pipeline(renderer, 1, [&](auto const& report) { numbers.push_back(report.jobNumber); });
     auto const session = pipeline.OpenSession({});
     pipeline.Submit(session, nullptr, JiffyTime(0));
     pipeline.Submit(session, nullptr, JiffyTime(1));
     pipeline.Drain();
-    EXPECT_THAT(journal_.Read(), ElementsAre("refused", "refused", "acquire", "job 0", "acquire", "job 1"));
+    EXPECT_THAT(journal.Read(), ElementsAre("refused", "refused", "acquire", "job 0", "acquire", "job 1"));
     EXPECT_THAT(numbers, ElementsAre(0U, 1U));
 }
 
 TEST_F(Pipeline_ExclusiveState, SessionsThatShareItNeverHaveItTwoAtATime) {
     constexpr int Jobs = 50;
     intrusive_ptr<PipelineState> const shared(new PipelineStateExclusive);
-    renderer_.makeState = [&] { return shared; };
+    renderer.makeState = [&] { return shared; };
     // Not atomic: whoever has the state has these.
     int running = 0;
     int runs = 0;
-    renderer_.divide = [&](PipelineStageRenderJob&) {
+    renderer.divide = [&](PipelineStageRenderJob&) {
         EXPECT_EQ(++running, 1);
         ++runs;
         std::this_thread::yield();
         --running;
     };
-    Pipeline pipeline(renderer_, 4);
+    Pipeline pipeline(renderer, 4);
     Pipeline::SessionId_t const sessions[] = {pipeline.OpenSession({}), pipeline.OpenSession({}),
                                               pipeline.OpenSession({})};
     for (int job = 0; job < Jobs; ++job) {
@@ -274,7 +274,7 @@ TEST_F(Pipeline_ExclusiveState, SessionsThatShareItNeverHaveItTwoAtATime) {
 }
 
 TEST_F(Pipeline_Drain, ReturnsWhenThereIsNothingToDo) {
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     pipeline.Drain();
     pipeline.OpenSession({});
     pipeline.Drain();
@@ -282,7 +282,7 @@ TEST_F(Pipeline_Drain, ReturnsWhenThereIsNothingToDo) {
 
 TEST_F(Pipeline_Drain, WaitsForReportsToo) {
     bool isReported = false;
-    Pipeline pipeline(renderer_, 1, [&](Pipeline::Report_t const&) {
+    Pipeline pipeline(renderer, 1, [&](Pipeline::Report_t const&) {
         std::this_thread::yield();
         isReported = true;
     });
@@ -294,17 +294,17 @@ TEST_F(Pipeline_Drain, WaitsForReportsToo) {
 TEST_F(Pipeline_Drain, CalledByAWorkerItReturnsAtOnce) {
     Pipeline* own = nullptr;
     std::atomic<int> runs{0};
-    renderer_.divide = [&](PipelineStageRenderJob&) {
-        gate_.Wait();
+    renderer.divide = [&](PipelineStageRenderJob&) {
+        gate.Wait();
         own->Drain();
         ++runs;
     };
-    Pipeline pipeline(renderer_, 1);
+    Pipeline pipeline(renderer, 1);
     own = &pipeline;
     auto const session = pipeline.OpenSession({});
     pipeline.Submit(session, nullptr, JiffyTime());
     pipeline.Submit(session, nullptr, JiffyTime());
-    gate_.Open();
+    gate.Open();
     pipeline.Drain();
     EXPECT_EQ(runs, 2);
 }
@@ -331,21 +331,21 @@ TEST_F(Pipeline_Destructor, DropsWhatWaitsFinishesWhatRunsAndEndsEverySession) {
     // Job 0 runs until the other worker, idle by then, has ended, which it does when the pipeline is about
     // to.
     Gate idle;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 100) {
-            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate_));
+            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate));
             return;
         }
         if (NumberOf(job) == 0) {
-            entered_.Open();
-            gate_.Wait();
+            entered.Open();
+            gate.Wait();
         }
-        journal_.Write("job " + std::to_string(NumberOf(job)));
+        journal.Write("job " + std::to_string(NumberOf(job)));
     };
     std::shared_ptr<FrameAud> const frame = MakeRaw();
     int reports = 0;
     {
-        Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) {
+        Pipeline pipeline(renderer, 2, [&](Pipeline::Report_t const& report) {
             if (report.requested == JiffyTime(100)) {
                 idle.Open();
             } else {
@@ -354,13 +354,13 @@ TEST_F(Pipeline_Destructor, DropsWhatWaitsFinishesWhatRunsAndEndsEverySession) {
         });
         auto const session = pipeline.OpenSession({});
         pipeline.Submit(session, frame, JiffyTime(0));
-        entered_.Wait();
+        entered.Wait();
         pipeline.Submit(session, frame, JiffyTime(1));
         pipeline.SetClientState(session, {});
         pipeline.Submit(pipeline.OpenSession({}), nullptr, JiffyTime(100));
         idle.Wait();
     }
-    EXPECT_THAT(journal_.Read(),
+    EXPECT_THAT(journal.Read(),
                 ElementsAre("job 0", "unregister", "state ended", "unregister", "state ended"));
     EXPECT_EQ(reports, 1);
     EXPECT_EQ(frame.use_count(), 1);
@@ -371,17 +371,17 @@ TEST_F(Pipeline_Destructor, EndsASessionThatIsClosingToo) {
     Pipeline* own = nullptr;
     Pipeline::SessionId_t session = Pipeline::InvalidSession;
     Gate idle;
-    renderer_.divide = [&](PipelineStageRenderJob& job) {
+    renderer.divide = [&](PipelineStageRenderJob& job) {
         if (NumberOf(job) == 100) {
-            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate_));
+            opensAtThreadEnd.reset(new OpensAtThreadEnd(gate));
             return;
         }
         own->CloseSession(session);
-        entered_.Open();
-        gate_.Wait();
+        entered.Open();
+        gate.Wait();
     };
     {
-        Pipeline pipeline(renderer_, 2, [&](Pipeline::Report_t const& report) {
+        Pipeline pipeline(renderer, 2, [&](Pipeline::Report_t const& report) {
             if (report.requested == JiffyTime(100)) {
                 idle.Open();
             }
@@ -390,9 +390,9 @@ TEST_F(Pipeline_Destructor, EndsASessionThatIsClosingToo) {
         auto const other = pipeline.OpenSession({});
         session = pipeline.OpenSession({});
         pipeline.Submit(session, nullptr, JiffyTime(0));
-        entered_.Wait();
+        entered.Wait();
         pipeline.Submit(other, nullptr, JiffyTime(100));
         idle.Wait();
     }
-    EXPECT_THAT(journal_.Read(), ElementsAre("unregister", "state ended", "unregister", "state ended"));
+    EXPECT_THAT(journal.Read(), ElementsAre("unregister", "state ended", "unregister", "state ended"));
 }

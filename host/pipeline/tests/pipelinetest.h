@@ -124,28 +124,28 @@ inline std::int64_t NumberOf(Media::PipelineStageRenderJob const& job) {
 class PipelineTest : public testing::Test {
 protected:
     void UseTellingState() {
-        renderer_.makeState = [this] {
+        renderer.makeState = [this] {
             return boost::intrusive_ptr<Media::PipelineState>(
-                new TellingState<Media::PipelineStateExclusive>(journal_));
+                new TellingState<Media::PipelineStateExclusive>(journal));
         };
     }
 
     /// Job 0 waits for the gate; each job writes its number.
     void UseGatedJobs() {
-        renderer_.divide = [this](Media::PipelineStageRenderJob& job) {
+        renderer.divide = [this](Media::PipelineStageRenderJob& job) {
             if (NumberOf(job) == 0) {
-                entered_.Open();
-                gate_.Wait();
+                entered.Open();
+                gate.Wait();
             }
-            journal_.Write("job " + std::to_string(NumberOf(job)));
+            journal.Write("job " + std::to_string(NumberOf(job)));
             job.Success();
         };
     }
 
-    TestRenderer renderer_;
-    Journal journal_;
-    Gate entered_;
-    Gate gate_;
+    TestRenderer renderer;
+    Journal journal;
+    Gate entered;
+    Gate gate;
 };
 
 } // namespace PipelineTests

@@ -8,9 +8,12 @@
 namespace Simulation {
 namespace {
 
-TEST(SoundBuffer_Play, MovesTheCursorWithTheClock) {
-    TestWorld world;
-    Playable playable;
+using SoundBuffer_Play = PlayableTest;
+using SoundBuffer_Stop = PlayableTest;
+using SoundBuffer_SetCurrentPosition = PlayableTest;
+using SoundBuffer_SetFrequency = PlayableTest;
+
+TEST_F(SoundBuffer_Play, MovesTheCursorWithTheClock) {
     EXPECT_EQ(playable.PlayCursor(), 0U);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(20'833);
@@ -23,9 +26,7 @@ TEST(SoundBuffer_Play, MovesTheCursorWithTheClock) {
     EXPECT_EQ(world.OnlyBuffer().PlayFrame(), 48'000U);
 }
 
-TEST(SoundBuffer_Play, WrapsAtTheRingsEndWhenLooping) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Play, WrapsAtTheRingsEndWhenLooping) {
     playable->SetCurrentPosition(RingBytes - 2);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().Advance(20'833);
@@ -35,9 +36,7 @@ TEST(SoundBuffer_Play, WrapsAtTheRingsEndWhenLooping) {
     EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
 }
 
-TEST(SoundBuffer_Play, EndsAtTheRingsEndWhenNotLooping) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Play, EndsAtTheRingsEndWhenNotLooping) {
     playable->Play(0, 0, 0);
     world.Clock().Advance(5 * NanoSecPerSec - 1);
     EXPECT_EQ(playable.PlayCursor(), RingBytes - 2);
@@ -49,9 +48,7 @@ TEST(SoundBuffer_Play, EndsAtTheRingsEndWhenNotLooping) {
     EXPECT_EQ(playable.PlayCursor(), 0U);
 }
 
-TEST(SoundBuffer_Play, ComesBackFromLoopingToTheEndAhead) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Play, ComesBackFromLoopingToTheEndAhead) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(7000);
     playable->Play(0, 0, 0);
@@ -61,9 +58,7 @@ TEST(SoundBuffer_Play, ComesBackFromLoopingToTheEndAhead) {
     EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
 }
 
-TEST(SoundBuffer_Stop, KeepsThePosition) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Stop, KeepsThePosition) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(100);
     playable->Stop();
@@ -74,9 +69,7 @@ TEST(SoundBuffer_Stop, KeepsThePosition) {
     EXPECT_EQ(playable.PlayCursor(), 19'200U);
 }
 
-TEST(SoundBuffer_SetCurrentPosition, JumpsWhilePlayingAndWhileStopped) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_SetCurrentPosition, JumpsWhilePlayingAndWhileStopped) {
     EXPECT_EQ(playable->SetCurrentPosition(10'400), DS_OK);
     EXPECT_EQ(playable.PlayCursor(), 10'400U);
     playable->Play(0, 0, DSBPLAY_LOOPING);
@@ -88,18 +81,14 @@ TEST(SoundBuffer_SetCurrentPosition, JumpsWhilePlayingAndWhileStopped) {
     EXPECT_EQ(playable.PlayCursor(), 1'060U);
 }
 
-TEST(SoundBuffer_SetCurrentPosition, TakesPositionsInTheRing) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_SetCurrentPosition, TakesPositionsInTheRing) {
     EXPECT_EQ(playable->SetCurrentPosition(RingBytes - 1), DS_OK);
     // A position within a frame counts as the frame's start.
     EXPECT_EQ(playable.PlayCursor(), RingBytes - 2);
     EXPECT_EQ(playable->SetCurrentPosition(RingBytes), DSERR_INVALIDPARAM);
 }
 
-TEST(SoundBuffer_SetFrequency, TakesEffectFromNowOn) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_SetFrequency, TakesEffectFromNowOn) {
     playable->Play(0, 0, DSBPLAY_LOOPING);
     world.Clock().AdvanceMilliSec(1000);
     playable->SetFrequency(48'040);

@@ -9,6 +9,8 @@
 namespace Simulation {
 namespace {
 
+using SoundBuffer_LocksExclude = PlayableTest;
+
 /// Locks on a thread of its own, unlocks, and ends.
 class OtherThread {
 public:
@@ -34,9 +36,7 @@ private:
     std::thread thread_;
 };
 
-TEST(SoundBuffer_LocksExclude, ALockOfBytesThatAnotherThreadHasWaitsForItsUnlock) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_LocksExclude, ALockOfBytesThatAnotherThreadHasWaitsForItsUnlock) {
     world.Device().SetLocksExclude(true);
     // The last byte of the one is the first of the other; both wrap.
     Locked const mine = LockOf(playable, RingBytes - 100, 200);
@@ -52,9 +52,7 @@ TEST(SoundBuffer_LocksExclude, ALockOfBytesThatAnotherThreadHasWaitsForItsUnlock
     EXPECT_EQ(world.OnlyBuffer().LockCount(), 2U);
 }
 
-TEST(SoundBuffer_LocksExclude, LocksSideBySideDoNotWait) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_LocksExclude, LocksSideBySideDoNotWait) {
     world.Device().SetLocksExclude(true);
     Locked const mine = LockOf(playable, RingBytes - 100, 200);
     OtherThread(playable, 100, RingBytes - 200).Join();
@@ -62,9 +60,7 @@ TEST(SoundBuffer_LocksExclude, LocksSideBySideDoNotWait) {
     Unlock(playable, mine);
 }
 
-TEST(SoundBuffer_LocksExclude, OffAtFirst) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_LocksExclude, OffAtFirst) {
     Locked const mine = LockOf(playable, 0, 200);
     OtherThread(playable, 0, 200).Join();
     EXPECT_EQ(world.OnlyBuffer().LockCount(), 2U);

@@ -8,9 +8,10 @@
 namespace Simulation {
 namespace {
 
-TEST(SoundBuffer_Lock, GivesTheRegionAskedFor) {
-    TestWorld world;
-    Playable playable;
+using SoundBuffer_Lock = PlayableTest;
+using SoundBuffer_Samples = PlayableTest;
+
+TEST_F(SoundBuffer_Lock, GivesTheRegionAskedFor) {
     Locked const locked = LockOf(playable, 96, 1'920);
     ASSERT_EQ(locked.result, DS_OK);
     EXPECT_EQ(locked.bytes1, 1'920U);
@@ -28,9 +29,7 @@ TEST(SoundBuffer_Lock, GivesTheRegionAskedFor) {
     EXPECT_EQ(static_cast<std::uint16_t>(world.OnlyBuffer().SampleAt(48 + 960)), 0xA5A5);
 }
 
-TEST(SoundBuffer_Lock, HonoursItsFlags) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_Lock, HonoursItsFlags) {
     playable->SetCurrentPosition(1'000);
     Locked const locked = LockOf(playable, 7, 7, DSBLOCK_FROMWRITECURSOR | DSBLOCK_ENTIREBUFFER);
     EXPECT_EQ(locked.bytes1, RingBytes - 1'000);
@@ -38,18 +37,14 @@ TEST(SoundBuffer_Lock, HonoursItsFlags) {
     Unlock(playable, locked);
 }
 
-TEST(SoundBuffer_Lock, MayBeWrittenFromItsFirstByteToItsLast) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_Lock, MayBeWrittenFromItsFirstByteToItsLast) {
     Locked const locked = LockOf(playable, 100, 10);
     static_cast<char*>(locked.address1)[0] ^= 1;
     static_cast<char*>(locked.address1)[9] ^= 1;
     EXPECT_EQ(Unlock(playable, locked), DS_OK);
 }
 
-TEST(SoundBuffer_Samples, AreNotReadWhileAnotherThreadHasTheRingLocked) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Samples, AreNotReadWhileAnotherThreadHasTheRingLocked) {
     world.AllowMisuse();
     Locked locked;
     boost::thread([&] { locked = LockOf(playable, 0, 10); }).join();
@@ -58,12 +53,10 @@ TEST(SoundBuffer_Samples, AreNotReadWhileAnotherThreadHasTheRingLocked) {
     Unlock(playable, locked);
 }
 
-TEST(SoundBuffer_Lock, ThreadsOnRegionsOfTheirOwnNeverDisturbEachOther) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Lock, ThreadsOnRegionsOfTheirOwnNeverDisturbEachOther) {
     world.OnlyBuffer().EnableSpeaker();
     playable->Play(0, 0, DSBPLAY_LOOPING);
-    auto const write = [&playable](DWORD offset, std::int16_t value) {
+    auto const write = [this](DWORD offset, std::int16_t value) {
         for (int i = 0; i < 200; ++i) {
             playable.Fill(offset, 1'920, value);
             playable->SetVolume(-i);

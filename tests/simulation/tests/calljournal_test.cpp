@@ -8,6 +8,8 @@
 namespace Simulation {
 namespace {
 
+using CallJournal_Records = PlayableTest;
+
 using testing::ElementsAre;
 
 TEST(CallJournal_Texts, GivesTheCallsOfABufferInOrder) {
@@ -101,12 +103,10 @@ TEST(CallJournal_Texts, PicksCallsAndObjects) {
     EXPECT_THAT(world.Journal().Texts(), ElementsAre());
 }
 
-TEST(CallJournal_Records, TellTimeThreadAndObject) {
-    TestWorld world;
-    Playable playable;
+TEST_F(CallJournal_Records, TellTimeThreadAndObject) {
     world.Journal().Enable();
     world.Clock().AdvanceMilliSec(3);
-    boost::thread([&playable] {
+    boost::thread([this] {
         Kovra::SetThreadName("render");
         playable->Stop();
     }).join();

@@ -8,10 +8,12 @@
 namespace Simulation {
 namespace {
 
-TEST(CaptureBuffer_QueryInterface, GivesBothInterfacesOfOneObject) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer const& buffer = world.OnlyCaptureBuffer();
+using CaptureBuffer_QueryInterface = MicrophoneTest;
+using CaptureBuffer_GetStatus = MicrophoneTest;
+using CaptureBuffer_GetCaps = MicrophoneTest;
+using CaptureBuffer_Unused = MicrophoneTest;
+
+TEST_F(CaptureBuffer_QueryInterface, GivesBothInterfacesOfOneObject) {
     EXPECT_EQ(buffer.References(), 1U);
     for (GUID const& riid : {IID_IUnknown, IID_IDirectSoundCaptureBuffer, IID_IDirectSoundCaptureBuffer8}) {
         void* object = nullptr;
@@ -112,9 +114,7 @@ TEST(CaptureBuffer_Start, WithoutLoopingEndsBehindTheLastSample) {
     EXPECT_EQ(Unlock(microphone, LockOf(microphone, 0, 200)), DS_OK);
 }
 
-TEST(CaptureBuffer_GetStatus, TellsCapturingAndLooping) {
-    TestWorld const world;
-    Microphone const microphone;
+TEST_F(CaptureBuffer_GetStatus, TellsCapturingAndLooping) {
     DWORD status = 7;
     EXPECT_EQ(microphone->GetStatus(&status), DS_OK);
     EXPECT_EQ(status, 0U);
@@ -128,17 +128,15 @@ TEST(CaptureBuffer_GetStatus, TellsCapturingAndLooping) {
     EXPECT_EQ(microphone->GetStatus(nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(CaptureBuffer_GetCaps, TellsFlagsAndSize) {
-    TestWorld const world;
-    Microphone const microphone;
+TEST_F(CaptureBuffer_GetCaps, TellsFlagsAndSize) {
     DSCBCAPS caps{};
     EXPECT_EQ(microphone->GetCaps(&caps), DSERR_INVALIDPARAM);
     caps.dwSize = sizeof caps;
     EXPECT_EQ(microphone->GetCaps(&caps), DS_OK);
     EXPECT_EQ(caps.dwBufferBytes, RingBytes);
     EXPECT_EQ(caps.dwFlags, DSCBCAPS_WAVEMAPPED);
-    EXPECT_EQ(world.OnlyCaptureBuffer().Flags(), DSCBCAPS_WAVEMAPPED);
-    EXPECT_EQ(world.OnlyCaptureBuffer().RingBytes(), RingBytes);
+    EXPECT_EQ(buffer.Flags(), DSCBCAPS_WAVEMAPPED);
+    EXPECT_EQ(buffer.RingBytes(), RingBytes);
 }
 
 TEST(CaptureBuffer_GetFormat, GivesWhatTheDescriptionSaid) {
@@ -154,9 +152,7 @@ TEST(CaptureBuffer_GetFormat, GivesWhatTheDescriptionSaid) {
     EXPECT_EQ(microphone->GetFormat(nullptr, 0, nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(CaptureBuffer_Unused, OperationsAnswerSensibly) {
-    TestWorld const world;
-    Microphone const microphone;
+TEST_F(CaptureBuffer_Unused, OperationsAnswerSensibly) {
     void* object = microphone.buffer;
     EXPECT_EQ(microphone->GetObjectInPath(GUID{}, 0, GUID{}, &object), DSERR_OBJECTNOTFOUND);
     EXPECT_EQ(object, nullptr);

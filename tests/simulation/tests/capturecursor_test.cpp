@@ -8,9 +8,12 @@
 namespace Simulation {
 namespace {
 
-TEST(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
-    TestWorld world;
-    Microphone const microphone;
+using CaptureBuffer_GetCurrentPosition = MicrophoneTest;
+using CaptureSettings_SetCursorStep = MicrophoneTest;
+using CaptureSettings_SetCaptureLead = MicrophoneTest;
+using CaptureSettings_SetStalled = MicrophoneTest;
+
+TEST_F(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
     world.Clock().AdvanceMilliSec(20);
     EXPECT_EQ(microphone.ReadCursor(), 0U);
     microphone->Start(DSCBSTART_LOOPING);
@@ -25,14 +28,11 @@ TEST(CaptureBuffer_GetCurrentPosition, FollowsTheClockExactly) {
     // To 5 s, where the ring ends.
     world.Clock().Advance(5 * NanoSecPerSec - 20'020'834);
     EXPECT_EQ(microphone.ReadCursor(), 0U);
-    EXPECT_EQ(world.OnlyCaptureBuffer().CapturedSamples(), 240'000U);
+    EXPECT_EQ(buffer.CapturedSamples(), 240'000U);
     EXPECT_EQ(microphone->GetCurrentPosition(nullptr, nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
     world.CaptureDevice().SetCursorStep(1'500);
     microphone->Start(DSCBSTART_LOOPING);
     // 1500 samples take 31.25 ms.
@@ -47,10 +47,7 @@ TEST(CaptureSettings_SetCursorStep, DeliversInLateSteps) {
     EXPECT_EQ(buffer.ReadSample(), 4'500U);
 }
 
-TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(1);
     EXPECT_EQ(buffer.ReadSample(), 48U);
@@ -58,10 +55,7 @@ TEST(CaptureSettings_SetCursorStep, NeverTakesBackWhatWasReported) {
     EXPECT_EQ(buffer.ReadSample(), 48U);
 }
 
-TEST(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
     world.CaptureDevice().SetCursorStep(480);
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(15);
@@ -74,9 +68,7 @@ TEST(CaptureSettings_SetCursorStep, HoldsBackTheRestAtAStopUntilTheNextStart) {
     EXPECT_EQ(buffer.ReadSample(), 1'200U);
 }
 
-TEST(CaptureSettings_SetCaptureLead, PutsTheCaptureCursorAheadWhileCapturing) {
-    TestWorld world;
-    Microphone const microphone;
+TEST_F(CaptureSettings_SetCaptureLead, PutsTheCaptureCursorAheadWhileCapturing) {
     world.CaptureDevice().SetCaptureLead(480);
     EXPECT_EQ(microphone.CaptureCursor(), 0U);
     microphone->Start(DSCBSTART_LOOPING);
@@ -122,10 +114,7 @@ TEST(CaptureSettings_Stall, LeavesAStartDelayInForce) {
     EXPECT_EQ(world.OnlyCaptureBuffer().ReadSample(), 48U);
 }
 
-TEST(CaptureSettings_SetStalled, HoldsUntilToldOtherwise) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureSettings_SetStalled, HoldsUntilToldOtherwise) {
     microphone->Start(DSCBSTART_LOOPING);
     world.CaptureDevice().SetStalled(true);
     world.CaptureDevice().Stall(1);

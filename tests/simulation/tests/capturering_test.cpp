@@ -11,6 +11,12 @@
 namespace Simulation {
 namespace {
 
+using CaptureSettings_SetGenerator = MicrophoneTest;
+using CaptureBuffer_Lock = MicrophoneTest;
+using CaptureSettings_SetLockFault = MicrophoneTest;
+using CaptureBuffer_Unlock = MicrophoneTest;
+using CaptureBuffer_Threads = MicrophoneTest;
+
 constexpr std::uint32_t RingSamples = RingBytes / 2;
 
 /// `count` samples of the default generator from `first` on.
@@ -64,10 +70,7 @@ TEST(CaptureBuffer_Ring, HoldsBothChannelsAlike) {
     EXPECT_EQ(world.OnlyCaptureBuffer().ReadByte(), 192U);
 }
 
-TEST(CaptureSettings_SetGenerator, HoldsForWhatIsCapturedFromNowOn) {
-    TestWorld world;
-    Microphone const microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureSettings_SetGenerator, HoldsForWhatIsCapturedFromNowOn) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(1);
     world.CaptureDevice().SetGenerator(
@@ -81,28 +84,22 @@ TEST(CaptureSettings_SetGenerator, HoldsForWhatIsCapturedFromNowOn) {
     EXPECT_EQ(buffer.SampleAt(96), CaptureSettings::Pattern(96));
 }
 
-TEST(CaptureBuffer_Lock, ReadsAcrossTheRingsEnd) {
-    TestWorld world;
-    Microphone microphone;
+TEST_F(CaptureBuffer_Lock, ReadsAcrossTheRingsEnd) {
     microphone->Start(DSCBSTART_LOOPING);
-    world.OnlyCaptureBuffer().CaptureAtOnce(RingSamples + 960);
+    buffer.CaptureAtOnce(RingSamples + 960);
     EXPECT_EQ(microphone.Read(RingBytes - 1'920, 3'840), PatternFrom(RingSamples - 960, 1'920));
 }
 
-TEST(CaptureBuffer_Lock, KnowsTheFlagOfTheEntireBufferAlone) {
-    TestWorld const world;
-    Microphone microphone;
+TEST_F(CaptureBuffer_Lock, KnowsTheFlagOfTheEntireBufferAlone) {
     microphone->Start(0);
-    world.OnlyCaptureBuffer().CaptureAtOnce(RingSamples);
+    buffer.CaptureAtOnce(RingSamples);
     EXPECT_EQ(LockOf(microphone, 0, 2, 2).result, DSERR_INVALIDPARAM);
     Locked const all = LockOf(microphone, 0, 2, DSCBLOCK_ENTIREBUFFER);
     EXPECT_EQ(all.bytes1, RingBytes);
     EXPECT_EQ(Unlock(microphone, all), DS_OK);
 }
 
-TEST(CaptureSettings_SetLockFault, GivesSuccessWithNothing) {
-    TestWorld world;
-    Microphone microphone;
+TEST_F(CaptureSettings_SetLockFault, GivesSuccessWithNothing) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(20);
     world.CaptureDevice().SetLockFault(CaptureSettings::LockFault_t::NullAddress);
@@ -115,15 +112,12 @@ TEST(CaptureSettings_SetLockFault, GivesSuccessWithNothing) {
     EXPECT_EQ(zero.result, DS_OK);
     EXPECT_NE(zero.address1, nullptr);
     EXPECT_EQ(zero.bytes1, 0U);
-    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
+    EXPECT_EQ(buffer.OpenLocks(), 0U);
     world.CaptureDevice().SetLockFault(CaptureSettings::LockFault_t::None);
     EXPECT_EQ(microphone.Read(0, 1'920).size(), 960U);
 }
 
-TEST(CaptureBuffer_Unlock, BringsInWhatWasCapturedIntoTheLockedRegion) {
-    TestWorld world;
-    Microphone microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureBuffer_Unlock, BringsInWhatWasCapturedIntoTheLockedRegion) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(20);
     Locked const locked = LockOf(microphone, 2, 4);
@@ -137,10 +131,7 @@ TEST(CaptureBuffer_Unlock, BringsInWhatWasCapturedIntoTheLockedRegion) {
     EXPECT_EQ(buffer.Samples(0, 4), PatternFrom(RingSamples, 4));
 }
 
-TEST(CaptureBuffer_Unlock, BringsInWhatWasCapturedUpToTheMiddleOfTheLockedRegion) {
-    TestWorld world;
-    Microphone microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureBuffer_Unlock, BringsInWhatWasCapturedUpToTheMiddleOfTheLockedRegion) {
     microphone->Start(DSCBSTART_LOOPING);
     world.Clock().AdvanceMilliSec(20);
     // Samples 8 to 11; the cursor comes to stand at 10, a lap on.
@@ -153,7 +144,7 @@ TEST(CaptureBuffer_Unlock, BringsInWhatWasCapturedUpToTheMiddleOfTheLockedRegion
 }
 
 /// Each test provokes one misuse and sees it reported. 20 ms are captured.
-class CaptureBuffer_Misuse : public testing::Test {
+class CaptureBuffer_Misuse : public MicrophoneTest {
 protected:
     CaptureBuffer_Misuse() {
         microphone->Start(DSCBSTART_LOOPING);
@@ -171,8 +162,6 @@ protected:
         Unlock(microphone, LockOf(microphone, offset, bytes));
         ExpectMisuse("capture buffer 1: a lock of what is not captured yet");
     }
-    TestWorld world;
-    Microphone microphone;
 };
 
 TEST_F(CaptureBuffer_Misuse, LockAheadOfTheCursorBeforeTheFirstLap) {
@@ -219,10 +208,7 @@ TEST_F(CaptureBuffer_Misuse, WriteIntoTheSecondRegionWithTheRingCheckOff) {
     ExpectMisuse("byte 3 was written, where a lock only reads");
 }
 
-TEST(CaptureBuffer_Threads, AReaderAndATestThatLooksOnNeverDisturbEachOther) {
-    TestWorld world;
-    Microphone microphone;
-    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
+TEST_F(CaptureBuffer_Threads, AReaderAndATestThatLooksOnNeverDisturbEachOther) {
     microphone->Start(DSCBSTART_LOOPING);
     // As a polling reader does: every block of 20 ms, asleep in between.
     constexpr int Blocks = 600;

@@ -25,9 +25,9 @@ TEST(CursorClock_AdvanceTo, ReachesAFrameInTheNanosecondInWhichItBegins) {
 
 TEST(CursorClock_AdvanceTo, IsExactAfterTwelveHoursInOneStep) {
     CursorClock clock = Running(48'000);
-    clock.AdvanceTo(12 * 3600 * NanoSecPerSec - 1);
+    clock.AdvanceTo(12 * NanoSecPerHour - 1);
     EXPECT_EQ(clock.Frame(), 12LL * 3600 * 48'000 - 1);
-    clock.AdvanceTo(12 * 3600 * NanoSecPerSec);
+    clock.AdvanceTo(12 * NanoSecPerHour);
     EXPECT_EQ(clock.Frame(), 12LL * 3600 * 48'000);
     EXPECT_TRUE(clock.IsAtFrameStart());
 }
@@ -35,7 +35,7 @@ TEST(CursorClock_AdvanceTo, IsExactAfterTwelveHoursInOneStep) {
 TEST(CursorClock_AdvanceTo, IsExactAfterTwelveHoursOfOddStepsWithSkew) {
     // 100 ppm fast: 48004.8 frames a second, 12 h of it 2,073,807,360 frames to the nanosecond.
     CursorClock clock = Running(48'000, 100'000);
-    constexpr std::int64_t EndNanoSec = 12 * 3600 * NanoSecPerSec;
+    constexpr std::int64_t EndNanoSec = 12 * NanoSecPerHour;
     for (std::int64_t now = 0; now < EndNanoSec; now += 9'999'991) {
         clock.AdvanceTo(now);
     }
@@ -67,7 +67,7 @@ TEST(CursorClock_TimeOf, GivesTheFirstNanosecondOfAFrame) {
     EXPECT_EQ(clock.TimeOf(1), 20'834);
     EXPECT_EQ(clock.TimeOf(2), 41'667);
     EXPECT_EQ(clock.TimeOf(3), 62'500);
-    EXPECT_EQ(clock.TimeOf(48'000 * 3600LL), 3600 * NanoSecPerSec);
+    EXPECT_EQ(clock.TimeOf(48'000 * 3600LL), NanoSecPerHour);
 }
 
 TEST(CursorClock_TimeOf, AgreesWithAdvanceAtEveryRate) {

@@ -11,6 +11,8 @@
 namespace Simulation {
 namespace {
 
+using Capture_GetCaps = MicrophoneTest;
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -217,9 +219,7 @@ TEST(DirectSound_Unused, OperationsAnswerSensibly) {
     EXPECT_EQ(sound->DuplicateSoundBuffer(nullptr, &duplicate), DSERR_UNSUPPORTED);
 }
 
-TEST(Capture_GetCaps, WantsTheStructuresSize) {
-    TestWorld const world;
-    Microphone const microphone;
+TEST_F(Capture_GetCaps, WantsTheStructuresSize) {
     DSCCAPS caps{};
     caps.dwSize = sizeof caps - 1;
     EXPECT_EQ(microphone.capture->GetCaps(&caps), DSERR_INVALIDPARAM);

@@ -11,6 +11,9 @@
 namespace Simulation {
 namespace {
 
+using FaultPlan_FailAlways = PlayableTest;
+using FaultPlan_FailAllTheSame = PlayableTest;
+
 TEST(FaultPlan_Fail, FailsTheNthCallFromNowAlone) {
     TestWorld world;
     Playable playable;
@@ -22,9 +25,7 @@ TEST(FaultPlan_Fail, FailsTheNthCallFromNowAlone) {
     EXPECT_EQ(playable->SetVolume(-4), DS_OK);
 }
 
-TEST(FaultPlan_FailAlways, HoldsUntilCleared) {
-    TestWorld world;
-    Playable playable;
+TEST_F(FaultPlan_FailAlways, HoldsUntilCleared) {
     world.Faults().FailAlways(Call_t::BufferStop, DSERR_GENERIC);
     world.Faults().Fail(Call_t::BufferStop, 2, DSERR_INVALIDCALL);
     EXPECT_EQ(playable->Stop(), DSERR_GENERIC);
@@ -93,9 +94,7 @@ TEST(FaultPlan_Fail, CoversEnumerationAndWin32) {
     EXPECT_EQ(GetDesktopWindow(), World::DesktopWindow());
 }
 
-TEST(FaultPlan_FailAllTheSame, LeavesNothingOpen) {
-    TestWorld world;
-    Playable playable;
+TEST_F(FaultPlan_FailAllTheSame, LeavesNothingOpen) {
     world.Faults().FailAllTheSame(Call_t::BufferUnlock, 1, DSERR_BUFFERLOST);
     Locked const locked = LockOf(playable, 0, 100);
     EXPECT_EQ(Unlock(playable, locked), DSERR_BUFFERLOST);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -8,15 +10,19 @@
 #include <boost/thread/thread.hpp>
 
 #include "kovra/thread.h"
+#include "simulation/testworld.h"
 #include "simulation/win32/dsoundheaders.h"
 #include "simulation/world.h"
+#include "support/facts.h"
 
 // The few steps that nearly every test of the simulation begins with.
 
 namespace Simulation {
 
-inline constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-inline constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+using Facts::NanoSecPerHour;
+using Facts::NanoSecPerMilliSec;
+using Facts::NanoSecPerSec;
+
 inline constexpr DWORD RingBytes = 480'000;
 inline constexpr DWORD UsualFlags = DSBCAPS_GLOBALFOCUS | DSBCAPS_CTRLPOSITIONNOTIFY | DSBCAPS_CTRLVOLUME |
                                     DSBCAPS_CTRLPAN | DSBCAPS_CTRLFREQUENCY | DSBCAPS_LOCSOFTWARE;
@@ -185,6 +191,21 @@ public:
 
     IDirectSoundCapture* capture = nullptr;
     IDirectSoundCaptureBuffer8* buffer = nullptr;
+};
+
+/// A playback buffer in a world of its own.
+class PlayableTest : public testing::Test {
+protected:
+    TestWorld world;
+    Playable playable;
+};
+
+/// The same of the other side.
+class MicrophoneTest : public testing::Test {
+protected:
+    TestWorld world;
+    Microphone microphone;
+    CaptureBuffer& buffer = world.OnlyCaptureBuffer();
 };
 
 /// An auto-reset event that closes itself.

@@ -47,7 +47,7 @@ TEST(ManualClock_Advance, PassesTwelveHoursInMillisecondStepsWithoutAnythingDue)
     for (std::int64_t i = 0; i < Steps; ++i) {
         world.Clock().AdvanceMilliSec(1);
     }
-    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 12 * 3600 * NanoSecPerSec);
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 12 * NanoSecPerHour);
     // 12 h hold a whole number of rings of five seconds.
     EXPECT_EQ(playable.PlayCursor(), 0U);
 }

@@ -44,7 +44,7 @@ TEST_F(SoundNotify_Point, FiresOnceInEveryRound) {
     world.Clock().Advance(1);
     EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 2U);
     // 12 h are 8640 rounds, the point lies in each.
-    world.Clock().AdvanceTo(ManualClock::StartMonotonicNanoSec + 12 * 3600 * NanoSecPerSec);
+    world.Clock().AdvanceTo(ManualClock::StartMonotonicNanoSec + 12 * NanoSecPerHour);
     EXPECT_EQ(world.OnlyBuffer().FiredNotifications(), 8'640U);
 }
 

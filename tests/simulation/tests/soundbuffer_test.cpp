@@ -8,9 +8,18 @@
 namespace Simulation {
 namespace {
 
-TEST(SoundBuffer_SetVolume, TakesTheRangeOfTheApi) {
-    TestWorld const world;
-    Playable playable;
+using SoundBuffer_SetVolume = PlayableTest;
+using SoundBuffer_SetPan = PlayableTest;
+using SoundBuffer_SetFrequency = PlayableTest;
+using SoundBuffer_GetStatus = PlayableTest;
+using SoundBuffer_Play = PlayableTest;
+using SoundBuffer_Lose = PlayableTest;
+using SoundBuffer_Unlock = PlayableTest;
+using SoundBuffer_Describe = PlayableTest;
+using SoundBuffer_QueryInterface = PlayableTest;
+using SoundBuffer_Unused = PlayableTest;
+
+TEST_F(SoundBuffer_SetVolume, TakesTheRangeOfTheApi) {
     EXPECT_EQ(playable->SetVolume(1), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->SetVolume(0), DS_OK);
     EXPECT_EQ(playable->SetVolume(-10'001), DSERR_INVALIDPARAM);
@@ -22,9 +31,7 @@ TEST(SoundBuffer_SetVolume, TakesTheRangeOfTheApi) {
     EXPECT_EQ(playable->GetVolume(nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(SoundBuffer_SetPan, TakesTheRangeOfTheApi) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_SetPan, TakesTheRangeOfTheApi) {
     EXPECT_EQ(playable->SetPan(10'001), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->SetPan(10'000), DS_OK);
     EXPECT_EQ(playable->SetPan(-10'001), DSERR_INVALIDPARAM);
@@ -35,9 +42,7 @@ TEST(SoundBuffer_SetPan, TakesTheRangeOfTheApi) {
     EXPECT_EQ(world.OnlyBuffer().Pan(), -10'000);
 }
 
-TEST(SoundBuffer_SetFrequency, TakesTheRangeOfTheApiAndZeroForTheFormatsOwn) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_SetFrequency, TakesTheRangeOfTheApiAndZeroForTheFormatsOwn) {
     EXPECT_EQ(playable->SetFrequency(99), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->SetFrequency(100), DS_OK);
     EXPECT_EQ(playable->SetFrequency(200'001), DSERR_INVALIDPARAM);
@@ -61,9 +66,7 @@ TEST(SoundBuffer_Controls, AreRefusedWhenTheDescriptionDidNotAskForThem) {
     EXPECT_EQ(playable.notify, nullptr);
 }
 
-TEST(SoundBuffer_GetStatus, TellsPlayingAndLooping) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_GetStatus, TellsPlayingAndLooping) {
     DWORD status = 99;
     EXPECT_EQ(playable->GetStatus(&status), DS_OK);
     EXPECT_EQ(status, 0U);
@@ -80,18 +83,14 @@ TEST(SoundBuffer_GetStatus, TellsPlayingAndLooping) {
     EXPECT_EQ(playable->GetStatus(nullptr), DSERR_INVALIDPARAM);
 }
 
-TEST(SoundBuffer_Play, RefusesWhatTheApiReserves) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_Play, RefusesWhatTheApiReserves) {
     EXPECT_EQ(playable->Play(1, 0, 0), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->Play(0, 1, 0), DSERR_INVALIDPARAM);
     EXPECT_EQ(playable->Play(0, 0, DSBPLAY_LOCHARDWARE), DSERR_INVALIDPARAM);
     EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
 }
 
-TEST(SoundBuffer_Lose, RefusesLockAndPlayUntilRestore) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Lose, RefusesLockAndPlayUntilRestore) {
     playable.Fill(0, 4, 7);
     playable->Play(0, 0, DSBPLAY_LOOPING);
     SoundBuffer& buffer = world.OnlyBuffer();
@@ -112,9 +111,7 @@ TEST(SoundBuffer_Lose, RefusesLockAndPlayUntilRestore) {
     EXPECT_EQ(buffer.SampleAt(1), 7);
 }
 
-TEST(SoundBuffer_Unlock, OfALostBufferClosesTheLock) {
-    TestWorld world;
-    Playable playable;
+TEST_F(SoundBuffer_Unlock, OfALostBufferClosesTheLock) {
     void* address = nullptr;
     DWORD bytes = 0;
     playable->Lock(0, 4, &address, &bytes, nullptr, nullptr, 0);
@@ -123,9 +120,7 @@ TEST(SoundBuffer_Unlock, OfALostBufferClosesTheLock) {
     EXPECT_EQ(world.OnlyBuffer().OpenLocks(), 0U);
 }
 
-TEST(SoundBuffer_Describe, GivesCapsAndFormat) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_Describe, GivesCapsAndFormat) {
     DSBCAPS caps{};
     EXPECT_EQ(playable->GetCaps(&caps), DSERR_INVALIDPARAM);
     caps.dwSize = sizeof caps;
@@ -167,9 +162,7 @@ TEST(SoundBuffer_References, AreCountedForTheBufferAndItsNotifyInterface) {
     EXPECT_EQ(world.Buffers().size(), 1U);
 }
 
-TEST(SoundBuffer_QueryInterface, KnowsNoOtherInterface) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_QueryInterface, KnowsNoOtherInterface) {
     void* object = &playable;
     EXPECT_EQ(playable->QueryInterface(IID_IDirectSound8, &object), E_NOINTERFACE);
     EXPECT_EQ(object, nullptr);
@@ -214,9 +207,7 @@ TEST(SoundBuffer_Release, TheLastOneEndsPlayingAndNotifications) {
     EXPECT_FALSE(world.LatestBuffer().IsPlaying());
 }
 
-TEST(SoundBuffer_Unused, OperationsAnswerSensibly) {
-    TestWorld const world;
-    Playable playable;
+TEST_F(SoundBuffer_Unused, OperationsAnswerSensibly) {
     EXPECT_EQ(playable->Initialize(nullptr, nullptr), DSERR_ALREADYINITIALIZED);
     EXPECT_EQ(playable->SetFormat(nullptr), DSERR_INVALIDCALL);
     EXPECT_EQ(playable->SetFX(0, nullptr, nullptr), DSERR_CONTROLUNAVAIL);

@@ -7,14 +7,9 @@
 #include "simulation/win32/fatal.h"
 #include "simulation/win32/threadnumber.h"
 #include "simulation/world.h"
+#include "support/facts.h"
 
 namespace Simulation {
-
-namespace {
-
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-
-} // namespace
 
 DWORD Scheduler::Wait(PlatformLock& lock, EventObject* const* events, std::size_t count,
                       DWORD timeoutMilliSec) {
@@ -28,7 +23,8 @@ DWORD Scheduler::Wait(PlatformLock& lock, EventObject* const* events, std::size_
         return WAIT_TIMEOUT;
     }
     std::int64_t const deadlineNanoSec =
-        timeoutMilliSec == INFINITE ? INT64_MAX : clock_.NowNanoSec() + timeoutMilliSec * NanoSecPerMilliSec;
+        timeoutMilliSec == INFINITE ? INT64_MAX
+                                    : clock_.NowNanoSec() + timeoutMilliSec * Facts::NanoSecPerMilliSec;
     Waiter waiter{events, count, deadlineNanoSec, ThisThreadNumber(), Kovra::GetThreadName(), false, 0, {}};
     StopRunning(waiter.thread);
     waiters_.push_back(&waiter);

@@ -22,48 +22,48 @@ inline auto IsLevel(float level) {
 class LineLevelThreadTest : public testing::Test {
 protected:
     LineLevelThreadTest() {
-        Pipeline::SetAudioRenderer(renderer_.get());
-        world_.CaptureDevice().SetGenerator(FullScaleSquare);
-        world_.Journal().Enable();
+        Pipeline::SetAudioRenderer(renderer.get());
+        world.CaptureDevice().SetGenerator(FullScaleSquare);
+        world.Journal().Enable();
     }
     /// Ends every thread of `meter_` that sleeps.
     ~LineLevelThreadTest() override {
-        if (renderer_ != nullptr) {
-            renderer_->Shutdown();
+        if (renderer != nullptr) {
+            renderer->Shutdown();
         }
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
-        EXPECT_TRUE(meter_.WaitForEnd());
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
+        EXPECT_TRUE(meter.WaitForEnd());
         Pipeline::SetAudioRenderer(nullptr);
     }
 
     /// Starts a thread, and returns when it and those before it sleep.
-    void Start(Meter& meter) {
-        std::size_t const sleeping = world_.BlockedThreads();
-        ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
-        world_.WaitForBlockedThreads(sleeping + 1);
+    void Start(Meter& another) {
+        std::size_t const sleeping = world.BlockedThreads();
+        ASSERT_TRUE(renderer->GetLineLevelCallbacks(another.MakeCallback()));
+        world.WaitForBlockedThreads(sleeping + 1);
     }
-    void Start() { Start(meter_); }
+    void Start() { Start(meter); }
 
     /// Returns when a thread has taken the stopped `proxy`, held by the renderer and the test before: it
     /// spins from here on.
     void WaitUntilSpinning(std::shared_ptr<RendererAudioCaptureProxy> const& proxy) {
         ASSERT_TRUE(YieldUntil([&proxy] { return proxy.use_count() == 3; }));
         // The thread has left the renderer once another one can come in.
-        EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+        EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
     }
 
     /// The calls of line-level threads since the last time.
     std::vector<std::string> TakeThreadTexts(CallSet const& calls = CallSet::CaptureBuffer() |
                                                                     CallSet{Call_t::Win32Sleep}) {
-        auto texts = TextsOfThread(world_, LineLevelThreadName, calls);
-        world_.Journal().Clear();
+        auto texts = TextsOfThread(world, LineLevelThreadName, calls);
+        world.Journal().Clear();
         return texts;
     }
 
     /// The one record, which a line-level thread wrote.
     void ExpectOnlyRecord(char const* text, int line) {
-        ASSERT_THAT(log_.GetTexts(), ElementsAre(text));
-        auto const record = log_.GetRecords().front();
+        ASSERT_THAT(log.GetTexts(), ElementsAre(text));
+        auto const record = log.GetRecords().front();
         EXPECT_EQ(record.channel, "Media.RendererAudioCaptureDevice");
         EXPECT_EQ(record.level, Kovra::LogLevel_t::Debug);
         EXPECT_EQ(record.file, "media/src/rendereraudio/rendereraudiocapturedevice");
@@ -72,10 +72,10 @@ protected:
         EXPECT_EQ(record.threadName, LineLevelThreadName);
     }
 
-    Simulation::TestWorld world_;
-    LogCapture log_;
-    Meter meter_;
-    std::unique_ptr<RendererAudio> renderer_ = std::make_unique<RendererAudio>();
+    Simulation::TestWorld world;
+    LogCapture log;
+    Meter meter;
+    std::unique_ptr<RendererAudio> renderer = std::make_unique<RendererAudio>();
 };
 
 } // namespace UnitTest

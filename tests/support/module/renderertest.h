@@ -17,27 +17,27 @@ namespace UnitTest {
 class RendererTest : public testing::Test {
 protected:
     RendererTest() {
-        Pipeline::SetAudioRenderer(renderer_.get());
-        world_.Journal().Enable();
+        Pipeline::SetAudioRenderer(renderer.get());
+        world.Journal().Enable();
     }
     ~RendererTest() override { Pipeline::SetAudioRenderer(nullptr); }
 
     /// Calls of the test's own thread since the last time.
     std::vector<std::string> TakeTexts(CallSet const& calls = CallSet::All()) {
         std::vector<Simulation::CallRecord> own;
-        for (auto const& record : world_.Journal().Records(calls)) {
+        for (auto const& record : world.Journal().Records(calls)) {
             if (record.threadName.empty()) {
                 own.push_back(record);
             }
         }
-        world_.Journal().Clear();
+        world.Journal().Clear();
         return FullTexts(own);
     }
 
-    std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
+    std::size_t CountOf(Call_t call) { return world.Journal().Records({call}).size(); }
 
-    Simulation::TestWorld world_;
-    std::unique_ptr<RendererAudio> renderer_ = std::make_unique<RendererAudio>();
+    Simulation::TestWorld world;
+    std::unique_ptr<RendererAudio> renderer = std::make_unique<RendererAudio>();
 };
 
 } // namespace UnitTest

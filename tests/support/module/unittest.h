@@ -23,4 +23,15 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
+/// At 48 kHz.
+inline void ExpectSixteenBitMono(WAVEFORMATEX const& format) {
+    EXPECT_EQ(format.wFormatTag, 1);
+    EXPECT_EQ(format.nChannels, 1);
+    EXPECT_EQ(format.nSamplesPerSec, 48000U);
+    EXPECT_EQ(format.nAvgBytesPerSec, 96000U);
+    EXPECT_EQ(format.nBlockAlign, 2);
+    EXPECT_EQ(format.wBitsPerSample, 16);
+    EXPECT_EQ(format.cbSize, 0);
+}
+
 } // namespace UnitTest

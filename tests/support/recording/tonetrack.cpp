@@ -14,12 +14,12 @@ namespace {
 constexpr double Pi = 3.14159265358979323846;
 
 /// A frame that is missing lies in one block or two, of which one then has at most half its level.
-constexpr float LeastLevelRatio = 0.7F;
-constexpr float MostLevelRatio = 1.3F;
+constexpr float MinLevelRatio = 0.7F;
+constexpr float MaxLevelRatio = 1.3F;
 
 /// A frame left out or repeated turns the phase by 0.3 periods, sound of five seconds ago by 0.25, and what
 /// other tones' breaks spill into a block by 0.05.
-constexpr float MostStepPeriods = 0.12F;
+constexpr float MaxStepPeriods = 0.12F;
 /// Half a dozen blocks with a break in them would not change the median of so many to either side.
 constexpr std::int64_t NeighbourBlocks = 8;
 
@@ -139,7 +139,7 @@ std::vector<ToneFault> FindToneFaults(std::size_t session, std::vector<ToneMeasu
         float const level = tone[static_cast<std::size_t>(block)].levelLsb;
         float const ratio = usual > 0.0F ? level / usual : 0.0F;
         float const step = StepAt(turns, block);
-        if (ratio >= LeastLevelRatio && ratio <= MostLevelRatio && std::fabs(step) <= MostStepPeriods) {
+        if (ratio >= MinLevelRatio && ratio <= MaxLevelRatio && std::fabs(step) <= MaxStepPeriods) {
             continue;
         }
         if (faults.empty() || faults.back().firstBlock + faults.back().blocks != block) {

@@ -23,7 +23,7 @@ protected:
     static constexpr int Restarts = 50;
     static constexpr int Users = 3;
 
-    CaptureConcurrencyTest() { Pipeline::SetAudioRenderer(renderer_.get()); }
+    CaptureConcurrencyTest() { Pipeline::SetAudioRenderer(renderer.get()); }
     ~CaptureConcurrencyTest() override { Pipeline::SetAudioRenderer(nullptr); }
 
     /// Runs `work` on `Users` threads, and `meanwhile` on this one until it returns; `work` is called again
@@ -51,7 +51,7 @@ protected:
         std::vector<std::shared_ptr<RendererAudioCaptureProxy>> proxies(Users);
         std::vector<std::thread> threads;
         for (auto& proxy : proxies) {
-            threads.emplace_back([this, &proxy] { proxy = renderer_->GetCaptureProxy(); });
+            threads.emplace_back([this, &proxy] { proxy = renderer->GetCaptureProxy(); });
         }
         for (auto& thread : threads) {
             thread.join();
@@ -60,8 +60,8 @@ protected:
         return proxies.front();
     }
 
-    Simulation::TestWorld world_;
-    std::unique_ptr<RendererAudio> renderer_ = std::make_unique<RendererAudio>();
+    Simulation::TestWorld world;
+    std::unique_ptr<RendererAudio> renderer = std::make_unique<RendererAudio>();
 };
 
 class CaptureProxy_Concurrency : public CaptureConcurrencyTest {};
@@ -71,7 +71,7 @@ class RendererAudio_CaptureConcurrency : public CaptureConcurrencyTest {};
 // --- the proxy
 
 TEST_F(CaptureProxy_Concurrency, ReadsGoOnWhileCaptureIsStoppedAndStarted) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     RunWhile(
         [&proxy](int) {
             Frames frames;
@@ -84,18 +84,18 @@ TEST_F(CaptureProxy_Concurrency, ReadsGoOnWhileCaptureIsStoppedAndStarted) {
         },
         [&] {
             for (int round = 0; round < Restarts; ++round) {
-                world_.Clock().AdvanceMilliSec(FrameMilliSec);
+                world.Clock().AdvanceMilliSec(FrameMilliSec);
                 proxy->StopBufferCapture();
                 proxy->StartBufferCapture();
             }
         });
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(Restarts + 1));
-    EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(1));
-    EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(Restarts + 1));
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
 }
 
 TEST_F(CaptureProxy_Concurrency, ReadsGoOnWhileCaptureIsRestarted) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     RunWhile(
         [&proxy](int) {
             Frames frames;
@@ -104,20 +104,20 @@ TEST_F(CaptureProxy_Concurrency, ReadsGoOnWhileCaptureIsRestarted) {
         },
         [&] {
             for (int round = 0; round < Rounds; ++round) {
-                world_.Clock().AdvanceMilliSec(FrameMilliSec);
+                world.Clock().AdvanceMilliSec(FrameMilliSec);
                 proxy->StartBufferCapture();
             }
         });
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1));
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1));
 }
 
 TEST_F(CaptureProxy_Concurrency, EachFrameGoesToOneOfTheReaders) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     std::vector<Frames> taken(Users);
     RunWhile([&](int user) { proxy->ReadFrames(taken[static_cast<std::size_t>(user)]); },
              [&] {
                  for (int round = 0; round < Rounds; ++round) {
-                     world_.Clock().AdvanceMilliSec(FrameMilliSec);
+                     world.Clock().AdvanceMilliSec(FrameMilliSec);
                  }
              });
     // What none of them came to read any more.
@@ -138,9 +138,9 @@ TEST_F(CaptureProxy_Concurrency, EachFrameGoesToOneOfTheReaders) {
 
 TEST_F(CaptureProxy_Concurrency, ALineLevelThreadGoesOnWhileCaptureIsStoppedAndStarted) {
     Meter meter;
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
-    world_.WaitForBlockedThreads(1);
-    auto const proxy = renderer_->GetCaptureProxy();
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
+    world.WaitForBlockedThreads(1);
+    auto const proxy = renderer->GetCaptureProxy();
     // Time stands still while the thread spins, so that the one who starts capture must not wait for time.
     std::thread stopping([&proxy] {
         for (int round = 0; round < Restarts; ++round) {
@@ -150,22 +150,22 @@ TEST_F(CaptureProxy_Concurrency, ALineLevelThreadGoesOnWhileCaptureIsStoppedAndS
         }
     });
     for (int round = 0; round < Rounds; ++round) {
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
     }
     stopping.join();
-    world_.WaitForBlockedThreads(1);
+    world.WaitForBlockedThreads(1);
     // Each sleep ends in one report, however long the thread spun.
     EXPECT_EQ(meter.GetCalls(), Rounds + 1U);
-    renderer_->Shutdown();
-    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    renderer->Shutdown();
+    world.Clock().AdvanceMilliSec(FrameMilliSec);
     EXPECT_TRUE(meter.WaitForEnd());
 }
 
 TEST_F(CaptureProxy_Concurrency, ReadersAndALineLevelThreadShareTheBlocks) {
     Meter meter;
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
-    world_.WaitForBlockedThreads(1);
-    auto const proxy = renderer_->GetCaptureProxy();
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
+    world.WaitForBlockedThreads(1);
+    auto const proxy = renderer->GetCaptureProxy();
     RunWhile(
         [&proxy](int) {
             Frames frames;
@@ -174,12 +174,12 @@ TEST_F(CaptureProxy_Concurrency, ReadersAndALineLevelThreadShareTheBlocks) {
         },
         [&] {
             for (int round = 0; round < Rounds; ++round) {
-                world_.Clock().AdvanceMilliSec(FrameMilliSec);
+                world.Clock().AdvanceMilliSec(FrameMilliSec);
             }
         });
     EXPECT_EQ(meter.GetCalls(), Rounds + 1U);
-    renderer_->Shutdown();
-    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    renderer->Shutdown();
+    world.Clock().AdvanceMilliSec(FrameMilliSec);
     EXPECT_TRUE(meter.WaitForEnd());
 }
 
@@ -200,9 +200,9 @@ TEST_F(CaptureDevice_Concurrency, ProxiesComeAndGoWhileTheDeviceClosesAndOpens) 
             }
         });
     EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr));
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
     // The wake events of the renderer's two devices and of this one.
-    EXPECT_EQ(world_.OpenHandles(), 3U);
+    EXPECT_EQ(world.OpenHandles(), 3U);
 }
 
 TEST_F(CaptureDevice_Concurrency, TheDrainingThreadIsJoinedWheneverTheDeviceCloses) {
@@ -217,36 +217,36 @@ TEST_F(CaptureDevice_Concurrency, TheDrainingThreadIsJoinedWheneverTheDeviceClos
         });
         // The thread may sleep already, or come to its first sleep, or to none. Time goes on while it sleeps.
         while (!isClosed.load()) {
-            if (world_.BlockedThreads() != 0) {
-                world_.Clock().AdvanceMilliSec(FrameMilliSec);
+            if (world.BlockedThreads() != 0) {
+                world.Clock().AdvanceMilliSec(FrameMilliSec);
             }
             std::this_thread::yield();
         }
         closing.join();
-        EXPECT_EQ(world_.BlockedThreads(), 0U);
+        EXPECT_EQ(world.BlockedThreads(), 0U);
         EXPECT_FALSE(HasCapture(device));
-        EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+        EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
     }
 }
 
 // --- the renderer
 
 TEST_F(RendererAudio_CaptureConcurrency, SeveralThreadsAtOnceGetTheSameProxy) {
-    world_.Journal().Enable();
+    world.Journal().Enable();
     EXPECT_NE(GetProxyOnSeveralThreads(), nullptr);
-    EXPECT_THAT(world_.Journal().Records({Call_t::CaptureCreate8}), SizeIs(1));
-    EXPECT_THAT(world_.Journal().Records({Call_t::CaptureCreateCaptureBuffer}), SizeIs(1));
+    EXPECT_THAT(world.Journal().Records({Call_t::CaptureCreate8}), SizeIs(1));
+    EXPECT_THAT(world.Journal().Records({Call_t::CaptureCreateCaptureBuffer}), SizeIs(1));
 }
 
 TEST_F(RendererAudio_CaptureConcurrency, SeveralThreadsAtOnceReplaceAFailedProxyByOne) {
-    auto const old = renderer_->GetCaptureProxy();
+    auto const old = renderer->GetCaptureProxy();
     old->StopBufferCapture();
-    world_.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
     old->StartBufferCapture();
     auto const proxy = GetProxyOnSeveralThreads();
     EXPECT_NE(proxy, nullptr);
     EXPECT_NE(proxy, old);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(1));
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
 }
 
 TEST_F(RendererAudio_CaptureConcurrency, SeveralThreadsAtOnceStartLineLevelThreadsThatShareOneCapture) {
@@ -254,34 +254,34 @@ TEST_F(RendererAudio_CaptureConcurrency, SeveralThreadsAtOnceStartLineLevelThrea
     std::atomic<std::size_t> started{0};
     RunWhile(
         [&](int) {
-            EXPECT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+            EXPECT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
             ++started;
-            EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+            EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
             // No more than a few threads at a time.
             EXPECT_TRUE(meter.WaitForEnd());
         },
         [&] { EXPECT_TRUE(YieldUntil([&] { return meter.GetCalls() >= 30; })); });
     EXPECT_TRUE(meter.WaitForEnd());
     EXPECT_EQ(meter.GetCalls(), started.load());
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1));
-    EXPECT_EQ(world_.CaptureCount(), 1U);
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1));
+    EXPECT_EQ(world.CaptureCount(), 1U);
 }
 
 TEST_F(RendererAudio_CaptureConcurrency, ShutdownWhileLineLevelThreadsSleepEndsThemAll) {
     constexpr std::size_t Threads = 5;
     Meter meter;
     for (std::size_t i = 0; i < Threads; ++i) {
-        ASSERT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+        ASSERT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
     }
-    world_.WaitForBlockedThreads(Threads);
-    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    world.WaitForBlockedThreads(Threads);
+    world.Clock().AdvanceMilliSec(FrameMilliSec);
     EXPECT_EQ(meter.GetCalls(), 2 * Threads);
-    renderer_->Shutdown();
-    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    renderer->Shutdown();
+    world.Clock().AdvanceMilliSec(FrameMilliSec);
     EXPECT_TRUE(meter.WaitForEnd());
     EXPECT_EQ(meter.GetCalls(), 2 * Threads);
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.BlockedThreads(), 0U);
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
 }
 
 } // namespace

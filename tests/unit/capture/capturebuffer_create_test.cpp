@@ -61,14 +61,7 @@ TEST_F(CaptureBuffer_Create, CallsTheDeviceAndTheNewBufferInOrder) {
 
 TEST_F(CaptureBuffer_Create, AsksForFiveSecondsOf16BitMonoAt48Kilohertz) {
     EXPECT_EQ(buffer->Create(), 0);
-    WAVEFORMATEX const format = Microphone().Format();
-    EXPECT_EQ(format.wFormatTag, 1);
-    EXPECT_EQ(format.nChannels, 1);
-    EXPECT_EQ(format.nSamplesPerSec, 48000U);
-    EXPECT_EQ(format.nAvgBytesPerSec, 96000U);
-    EXPECT_EQ(format.nBlockAlign, 2);
-    EXPECT_EQ(format.wBitsPerSample, 16);
-    EXPECT_EQ(format.cbSize, 0);
+    ExpectSixteenBitMono(Microphone().Format());
     EXPECT_EQ(Microphone().RingBytes(), 480000U);
     EXPECT_EQ(Microphone().Flags(), 0x80000000U);
 }

@@ -15,12 +15,12 @@ namespace {
 
 class CaptureDeviceTest : public testing::Test {
 protected:
-    CaptureDeviceTest() { world_.Journal().Enable(); }
+    CaptureDeviceTest() { world.Journal().Enable(); }
 
     /// Every call since the last time.
     std::vector<std::string> TakeTexts() {
-        auto texts = FullTexts(world_.Journal().Records());
-        world_.Journal().Clear();
+        auto texts = FullTexts(world.Journal().Records());
+        world.Journal().Clear();
         return texts;
     }
 
@@ -29,15 +29,15 @@ protected:
         LogCapture const log;
         TakeTexts();
         Meter meter;
-        EXPECT_FALSE(device_->StartLineLevel(meter.MakeCallback()));
+        EXPECT_FALSE(device->StartLineLevel(meter.MakeCallback()));
         EXPECT_THAT(TakeTexts(), IsEmpty());
         EXPECT_EQ(meter.GetHeld(), 0U);
         // A thread would have had something to say: there is no renderer.
         EXPECT_THAT(log.GetTexts(), IsEmpty());
     }
 
-    Simulation::TestWorld world_;
-    std::unique_ptr<RendererAudioCaptureDevice> device_ = std::make_unique<RendererAudioCaptureDevice>();
+    Simulation::TestWorld world;
+    std::unique_ptr<RendererAudioCaptureDevice> device = std::make_unique<RendererAudioCaptureDevice>();
 };
 
 class CaptureDevice_Open : public CaptureDeviceTest {};
@@ -48,97 +48,97 @@ class CaptureDevice_StartLineLevel : public CaptureDeviceTest {};
 
 TEST_F(CaptureDevice_Open, ReadsTheCapabilitiesAndStartsNoThread) {
     // Nothing but the fields shows them: they are there for debuggers.
-    auto const& fields = CaptureDevicePeer::GetFields(*device_);
+    auto const& fields = CaptureDevicePeer::GetFields(*device);
     EXPECT_EQ(fields.caps.dwSize, 16U);
-    EXPECT_EQ(device_->Initialize(), 0);
+    EXPECT_EQ(device->Initialize(), 0);
     // Mono or stereo, says the simulated device.
     EXPECT_EQ(fields.caps.dwChannels, 2U);
-    EXPECT_FALSE(HasCaptureThread(*device_));
+    EXPECT_FALSE(HasCaptureThread(*device));
 }
 
 TEST_F(CaptureDevice_Open, CreatesWithoutEnumeratingAndLeavesThatToInitialize) {
     TakeTexts();
-    EXPECT_EQ(device_->Open(), 0);
+    EXPECT_EQ(device->Open(), 0);
     EXPECT_THAT(TakeTexts(), ElementsAre(CreateText, GetCapsText));
-    EXPECT_TRUE(HasCapture(*device_));
+    EXPECT_TRUE(HasCapture(*device));
     // No input is known.
-    EXPECT_FALSE(device_->IsOpen());
-    EXPECT_EQ(device_->Open(), 0);
+    EXPECT_FALSE(device->IsOpen());
+    EXPECT_EQ(device->Open(), 0);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_EQ(device_->Initialize(), 0);
+    EXPECT_EQ(device->Initialize(), 0);
     EXPECT_THAT(TakeTexts(), ElementsAre(EnumerateText));
-    EXPECT_TRUE(device_->IsOpen());
+    EXPECT_TRUE(device->IsOpen());
 }
 
 TEST_F(CaptureDevice_Open, WithKnownDevicesCountsAsOpen) {
-    ASSERT_EQ(device_->Initialize(), 0);
-    device_->Close();
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_TRUE(device_->IsOpen());
+    ASSERT_EQ(device->Initialize(), 0);
+    device->Close();
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_TRUE(device->IsOpen());
 }
 
 TEST_F(CaptureDevice_Open, GivesTheStatusOfAFailedCreationAndIsTriedAgain) {
-    world_.Faults().Fail(Call_t::CaptureCreate8, 1, DSERR_ALLOCATED);
-    EXPECT_EQ(device_->Open(), -200);
-    EXPECT_FALSE(HasCapture(*device_));
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_TRUE(HasCapture(*device_));
+    world.Faults().Fail(Call_t::CaptureCreate8, 1, DSERR_ALLOCATED);
+    EXPECT_EQ(device->Open(), -200);
+    EXPECT_FALSE(HasCapture(*device));
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_TRUE(HasCapture(*device));
 }
 
 // --- Close and destruction
 
 TEST_F(CaptureDevice_Close, LeavesTheWakeEventSignalledForNobody) {
-    HANDLE const wake = EventsOf(*device_).front();
-    device_->Close();
-    EXPECT_FALSE(world_.IsSignalled(wake));
-    ASSERT_EQ(device_->Initialize(), 0);
-    device_->Close();
-    EXPECT_TRUE(world_.IsSignalled(wake));
+    HANDLE const wake = EventsOf(*device).front();
+    device->Close();
+    EXPECT_FALSE(world.IsSignalled(wake));
+    ASSERT_EQ(device->Initialize(), 0);
+    device->Close();
+    EXPECT_TRUE(world.IsSignalled(wake));
 }
 
 TEST_F(CaptureDevice_Close, KeepsTheBuffersWhichGoOnByThemselves) {
-    ASSERT_EQ(device_->Initialize(), 0);
-    RendererAudioCaptureBuffer buffer(device_->GetWeakFields());
+    ASSERT_EQ(device->Initialize(), 0);
+    RendererAudioCaptureBuffer buffer(device->GetWeakFields());
     ASSERT_EQ(buffer.Create(), 0);
-    device_->Close();
-    EXPECT_THAT(BuffersOf(*device_), ElementsAre(nullptr, &buffer));
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    device->Close();
+    EXPECT_THAT(BuffersOf(*device), ElementsAre(nullptr, &buffer));
+    EXPECT_EQ(world.OpenHandles(), 2U);
     EXPECT_TRUE(buffer.IsInitialized());
-    EXPECT_TRUE(world_.OnlyCaptureBuffer().IsCapturing());
+    EXPECT_TRUE(world.OnlyCaptureBuffer().IsCapturing());
 }
 
 TEST_F(CaptureDevice_Close, ByDestructionBeforeABufferLeavesTheBufferUsableAndClosesEveryEvent) {
-    ASSERT_EQ(device_->Initialize(), 0);
-    RendererAudioCaptureBuffer buffer(device_->GetWeakFields());
+    ASSERT_EQ(device->Initialize(), 0);
+    RendererAudioCaptureBuffer buffer(device->GetWeakFields());
     ASSERT_EQ(buffer.Create(), 0);
-    device_.reset();
+    device.reset();
     EXPECT_TRUE(buffer.IsInitialized());
     EXPECT_EQ(buffer.SampleLineLevel(), -30);
     buffer.Close();
     EXPECT_FALSE(buffer.IsInitialized());
     EXPECT_EQ(buffer.Create(), -27);
-    EXPECT_EQ(world_.OpenHandles(), 0U);
+    EXPECT_EQ(world.OpenHandles(), 0U);
 }
 
 // --- StartLineLevel: what it refuses
 
 TEST_F(CaptureDevice_StartLineLevel, IsRefusedByAClosedDevice) {
     ExpectLineLevelRefused();
-    ASSERT_EQ(device_->Initialize(), 0);
-    device_->Close();
+    ASSERT_EQ(device->Initialize(), 0);
+    device->Close();
     ExpectLineLevelRefused();
 }
 
 TEST_F(CaptureDevice_StartLineLevel, IsRefusedWithoutKnownDevices) {
-    ASSERT_EQ(device_->Open(), 0);
+    ASSERT_EQ(device->Open(), 0);
     ExpectLineLevelRefused();
 }
 
 TEST_F(CaptureDevice_StartLineLevel, IsRefusedWithAnEmptyCallback) {
     LogCapture const log;
-    ASSERT_EQ(device_->Initialize(), 0);
+    ASSERT_EQ(device->Initialize(), 0);
     TakeTexts();
-    EXPECT_FALSE(device_->StartLineLevel(nullptr));
+    EXPECT_FALSE(device->StartLineLevel(nullptr));
     EXPECT_THAT(TakeTexts(), IsEmpty());
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }

@@ -20,25 +20,25 @@ static_assert(!std::is_copy_constructible_v<RendererAudioCaptureProxy>);
 class CaptureProxyTest : public testing::Test {
 protected:
     CaptureProxyTest() {
-        EXPECT_EQ(device_.Initialize(), 0);
-        world_.Journal().Enable();
+        EXPECT_EQ(device.Initialize(), 0);
+        world.Journal().Enable();
     }
 
-    RendererAudioCaptureProxy& Make() { return proxy_.emplace(device_); }
+    RendererAudioCaptureProxy& Make() { return made.emplace(device); }
 
     /// The calls since the last time, as far as they are more than a passing hold on the capture object.
     std::vector<std::string> TakeTexts(CallSet const& calls = CallsButPassingReferences()) {
-        auto texts = FullTexts(world_.Journal().Records(calls));
-        world_.Journal().Clear();
+        auto texts = FullTexts(world.Journal().Records(calls));
+        world.Journal().Clear();
         return texts;
     }
 
-    Simulation::CaptureBuffer& Microphone() { return world_.OnlyCaptureBuffer(); }
+    Simulation::CaptureBuffer& Microphone() { return world.OnlyCaptureBuffer(); }
 
-    Simulation::TestWorld world_;
-    LogCapture log_;
-    RendererAudioCaptureDevice device_;
-    std::optional<RendererAudioCaptureProxy> proxy_;
+    Simulation::TestWorld world;
+    LogCapture log;
+    RendererAudioCaptureDevice device;
+    std::optional<RendererAudioCaptureProxy> made;
 };
 
 class CaptureProxy_Construction : public CaptureProxyTest {};
@@ -59,14 +59,14 @@ TEST_F(CaptureProxy_Construction, MakesRegistersAndStartsABuffer) {
     EXPECT_TRUE(Microphone().IsCapturing());
     EXPECT_TRUE(Microphone().IsLooping());
     EXPECT_EQ(proxy.GetLineLevel(), 0.0F);
-    EXPECT_THAT(BuffersOf(device_), SizeIs(2));
+    EXPECT_THAT(BuffersOf(device), SizeIs(2));
     // The device's and the buffer's.
-    EXPECT_EQ(world_.CaptureReferences(), 2U);
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
+    EXPECT_EQ(world.CaptureReferences(), 2U);
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 TEST_F(CaptureProxy_Construction, OnAClosedDeviceIsNotInitializedAndCallsNothing) {
-    device_.Close();
+    device.Close();
     TakeTexts();
     auto& proxy = Make();
     EXPECT_FALSE(proxy.IsInitialized());
@@ -89,7 +89,7 @@ class CaptureProxy_CreationFailure : public CaptureProxyTest,
                                      public testing::WithParamInterface<CreationFailure> {
 protected:
     CaptureProxy_CreationFailure() {
-        world_.Faults().Fail(GetParam().call, 1, static_cast<HRESULT>(GetParam().result));
+        world.Faults().Fail(GetParam().call, 1, static_cast<HRESULT>(GetParam().result));
     }
 };
 
@@ -101,10 +101,10 @@ TEST_P(CaptureProxy_CreationFailure, LeavesAProxyThatReadsNothingAndABufferThatI
     EXPECT_EQ(proxy.ReadFrames(frames), -27);
     EXPECT_EQ(proxy.SampleLineLevel(), -27);
     EXPECT_EQ(proxy.GetLineLevel(), 0.0F);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr));
-    EXPECT_EQ(world_.OpenHandles(), 1U);
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr));
+    EXPECT_EQ(world.OpenHandles(), 1U);
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 TEST_P(CaptureProxy_CreationFailure, IsNotMadeGoodByAStartAlone) {
@@ -112,7 +112,7 @@ TEST_P(CaptureProxy_CreationFailure, IsNotMadeGoodByAStartAlone) {
     TakeTexts();
     proxy.StartBufferCapture();
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
     EXPECT_FALSE(proxy.IsInitialized());
 }
 
@@ -125,15 +125,15 @@ TEST_P(CaptureProxy_CreationFailure, IsMadeGoodByAStartAfterAStop) {
     EXPECT_EQ(proxy.SampleLineLevel(), 0);
     proxy.StartBufferCapture();
     EXPECT_TRUE(proxy.IsInitialized());
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_EQ(proxy.ReadFrames(frames), 0);
 }
 
 TEST_P(CaptureProxy_CreationFailure, OfALaterStartIsToldByIsInitialized) {
-    world_.Faults().Clear();
+    world.Faults().Clear();
     auto& proxy = Make();
     proxy.StopBufferCapture();
-    world_.Faults().Fail(GetParam().call, 1, static_cast<HRESULT>(GetParam().result));
+    world.Faults().Fail(GetParam().call, 1, static_cast<HRESULT>(GetParam().result));
     proxy.StartBufferCapture();
     EXPECT_FALSE(proxy.IsInitialized());
     Frames frames;
@@ -156,22 +156,22 @@ TEST_F(CaptureProxy_Stop, StopsUnregistersAndReleasesWithoutARecord) {
     proxy.StopBufferCapture();
     EXPECT_THAT(TakeTexts(), ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(1)",
                                          "Win32::CloseHandle(2)", "CaptureBuffer::Release()"));
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr));
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr));
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
     // Destruction does the same.
     Make();
     TakeTexts();
-    proxy_.reset();
+    made.reset();
     EXPECT_THAT(TakeTexts(), ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(1)",
                                          "Win32::CloseHandle(3)", "CaptureBuffer::Release()"));
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr));
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr));
 }
 
 TEST_F(CaptureProxy_Stop, LeavesEachReadItsOwnAnswer) {
-    world_.CaptureDevice().SetGenerator(FullScaleSquare);
+    world.CaptureDevice().SetGenerator(FullScaleSquare);
     auto& proxy = Make();
-    world_.Clock().AdvanceMilliSec(40);
+    world.Clock().AdvanceMilliSec(40);
     ASSERT_EQ(proxy.SampleLineLevel(), 0);
     ASSERT_GT(proxy.GetLineLevel(), 0.0F);
     proxy.StopBufferCapture();
@@ -192,27 +192,27 @@ TEST_F(CaptureProxy_Stop, ASecondTimeDoesNothing) {
     proxy.StopBufferCapture();
     EXPECT_TRUE(proxy.IsInitialized());
     // Nor does destruction.
-    proxy_.reset();
+    made.reset();
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_F(CaptureProxy_Stop, AReadThatHasTheBufferAlreadyFindsItClosed) {
     auto& proxy = Make();
     auto const buffer = CaptureProxyPeer::GetBuffer(proxy);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     proxy.StopBufferCapture();
     EXPECT_EQ(CaptureProxyPeer::GetBuffer(proxy), nullptr);
     Frames frames;
     EXPECT_EQ(buffer->ReadFrames(frames), -27);
     EXPECT_EQ(buffer->SampleLineLevel(), -27);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
 }
 
 // --- StartBufferCapture
 
 TEST_F(CaptureProxy_Start, AfterAStopMakesAFreshBufferWithoutARecord) {
     auto& proxy = Make();
-    world_.Clock().AdvanceMilliSec(30);
+    world.Clock().AdvanceMilliSec(30);
     proxy.StopBufferCapture();
     TakeTexts();
     proxy.StartBufferCapture();
@@ -223,25 +223,25 @@ TEST_F(CaptureProxy_Start, AfterAStopMakesAFreshBufferWithoutARecord) {
                             "CaptureBuffer::Start(1)"));
     EXPECT_EQ(Microphone().Number(), 2U);
     EXPECT_TRUE(proxy.IsInitialized());
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 TEST_F(CaptureProxy_Start, AfterAStopBeginsAgainWithNumbersTimesAndLevel) {
-    world_.CaptureDevice().SetGenerator(FullScaleSquare);
+    world.CaptureDevice().SetGenerator(FullScaleSquare);
     auto& proxy = Make();
-    world_.Clock().AdvanceMilliSec(60);
+    world.Clock().AdvanceMilliSec(60);
     Frames before;
     ASSERT_EQ(proxy.ReadFrames(before), 0);
     ASSERT_THAT(before, SizeIs(3));
     EXPECT_EQ(before.back()->GetIdent().sequenceNumber, 2U);
     ASSERT_GT(proxy.GetLineLevel(), 0.0F);
     proxy.StopBufferCapture();
-    world_.Clock().AdvanceMilliSec(1000);
+    world.Clock().AdvanceMilliSec(1000);
     auto const restarted = Kovra::SysTime::Now();
     proxy.StartBufferCapture();
     EXPECT_EQ(proxy.GetLineLevel(), 0.0F);
 
-    world_.Clock().AdvanceMilliSec(40);
+    world.Clock().AdvanceMilliSec(40);
     Frames after;
     EXPECT_EQ(proxy.ReadFrames(after), 0);
     ASSERT_THAT(after, SizeIs(2));
@@ -253,15 +253,15 @@ TEST_F(CaptureProxy_Start, AfterAStopBeginsAgainWithNumbersTimesAndLevel) {
 
 TEST_F(CaptureProxy_Start, WhileCapturingOnlyRestartsAndSaysSo) {
     auto& proxy = Make();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     Frames frames;
     ASSERT_EQ(proxy.ReadFrames(frames), 0);
-    world_.Clock().AdvanceMilliSec(15);
+    world.Clock().AdvanceMilliSec(15);
     TakeTexts();
     proxy.StartBufferCapture();
     EXPECT_THAT(TakeTexts(), ElementsAre("CaptureBuffer::Start(1)"));
-    ASSERT_THAT(log_.GetTexts(), ElementsAre("Starting buffer capture"));
-    auto const record = log_.GetRecords().front();
+    ASSERT_THAT(log.GetTexts(), ElementsAre("Starting buffer capture"));
+    auto const record = log.GetRecords().front();
     EXPECT_EQ(record.channel, "Media.RendererAudioCaptureBuffer");
     EXPECT_EQ(record.level, Kovra::LogLevel_t::Debug);
     EXPECT_EQ(record.function, "Media::RendererAudioCaptureBuffer::StartCapture");
@@ -269,7 +269,7 @@ TEST_F(CaptureProxy_Start, WhileCapturingOnlyRestartsAndSaysSo) {
 
     // The position and the number go on, the time is that of the restart.
     auto const restarted = Kovra::SysTime::Now();
-    world_.Clock().AdvanceMilliSec(5);
+    world.Clock().AdvanceMilliSec(5);
     EXPECT_EQ(proxy.ReadFrames(frames), 0);
     ASSERT_THAT(frames, SizeIs(2));
     EXPECT_EQ(frames[1]->GetIdent().sequenceNumber, 1U);
@@ -280,7 +280,7 @@ TEST_F(CaptureProxy_Start, WhileCapturingOnlyRestartsAndSaysSo) {
 
 TEST_F(CaptureProxy_Start, WhileCapturingLeavesTheStatusWhateverTheRestartGives) {
     auto& proxy = Make();
-    world_.Faults().Fail(Call_t::CaptureBufferStart, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureBufferStart, 1, DSERR_GENERIC);
     proxy.StartBufferCapture();
     EXPECT_TRUE(proxy.IsInitialized());
     EXPECT_TRUE(Microphone().IsCapturing());
@@ -289,7 +289,7 @@ TEST_F(CaptureProxy_Start, WhileCapturingLeavesTheStatusWhateverTheRestartGives)
 TEST_F(CaptureProxy_Start, AfterTheDeviceWasClosedFailsUntilItIsOpen) {
     auto& proxy = Make();
     proxy.StopBufferCapture();
-    device_.Close();
+    device.Close();
     TakeTexts();
     proxy.StartBufferCapture();
     EXPECT_FALSE(proxy.IsInitialized());
@@ -297,7 +297,7 @@ TEST_F(CaptureProxy_Start, AfterTheDeviceWasClosedFailsUntilItIsOpen) {
     Frames frames;
     EXPECT_EQ(proxy.ReadFrames(frames), -27);
 
-    ASSERT_EQ(device_.Initialize(), 0);
+    ASSERT_EQ(device.Initialize(), 0);
     proxy.StopBufferCapture();
     proxy.StartBufferCapture();
     EXPECT_TRUE(proxy.IsInitialized());
@@ -306,10 +306,10 @@ TEST_F(CaptureProxy_Start, AfterTheDeviceWasClosedFailsUntilItIsOpen) {
 // --- reads
 
 TEST_F(CaptureProxy_Read, OfTheLevelMetersWithoutFrames) {
-    world_.CaptureDevice().SetGenerator(FullScaleSquare);
+    world.CaptureDevice().SetGenerator(FullScaleSquare);
     auto& proxy = Make();
     EXPECT_EQ(proxy.SampleLineLevel(), -30);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_EQ(proxy.GetLineLevel(), 0.0F);
     EXPECT_EQ(proxy.SampleLineLevel(), 0);
     EXPECT_NEAR(proxy.GetLineLevel(), LevelOfOneBlock, LevelTolerance);
@@ -319,11 +319,11 @@ TEST_F(CaptureProxy_Read, OfTheLevelMetersWithoutFrames) {
 
 TEST_F(CaptureProxy_Read, GivesTheStatusOfAFailingCursor) {
     auto& proxy = Make();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     Frames frames;
-    world_.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, DSERR_NODRIVER);
+    world.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, DSERR_NODRIVER);
     EXPECT_EQ(proxy.ReadFrames(frames), -120);
-    world_.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, E_OUTOFMEMORY);
+    world.Faults().Fail(Call_t::CaptureBufferGetCurrentPosition, 1, E_OUTOFMEMORY);
     EXPECT_EQ(proxy.SampleLineLevel(), -202);
     EXPECT_TRUE(proxy.IsInitialized());
     EXPECT_EQ(proxy.ReadFrames(frames), 0);
@@ -331,14 +331,14 @@ TEST_F(CaptureProxy_Read, GivesTheStatusOfAFailingCursor) {
 
 TEST_F(CaptureProxy_Read, OfTwoProxiesOnOneDeviceAreApart) {
     auto& first = Make();
-    RendererAudioCaptureProxy second(device_);
-    world_.Clock().AdvanceMilliSec(20);
+    RendererAudioCaptureProxy second(device);
+    world.Clock().AdvanceMilliSec(20);
     Frames frames;
     EXPECT_EQ(first.ReadFrames(frames), 0);
     EXPECT_EQ(second.ReadFrames(frames), 0);
     ASSERT_THAT(frames, SizeIs(2));
     EXPECT_EQ(SamplesOf(*frames[0]), SamplesOf(*frames[1]));
-    EXPECT_THAT(BuffersOf(device_), SizeIs(3));
+    EXPECT_THAT(BuffersOf(device), SizeIs(3));
 }
 
 } // namespace

@@ -18,76 +18,76 @@ namespace {
 class CaptureDevice_CaptureThread : public testing::Test {
 protected:
     CaptureDevice_CaptureThread() {
-        EXPECT_EQ(device_.Initialize(), 0);
-        world_.Journal().Enable();
+        EXPECT_EQ(device.Initialize(), 0);
+        world.Journal().Enable();
     }
     ~CaptureDevice_CaptureThread() override {
-        if (HasCapture(device_)) {
-            world_.Journal().Clear();
+        if (HasCapture(device)) {
+            world.Journal().Clear();
             Close();
         }
     }
 
     /// Returns when the thread sleeps after its first read.
     void Start() {
-        ASSERT_TRUE(CaptureDevicePeer::StartCaptureThread(device_));
-        world_.WaitForBlockedThread(CaptureThreadName);
+        ASSERT_TRUE(CaptureDevicePeer::StartCaptureThread(device));
+        world.WaitForBlockedThread(CaptureThreadName);
     }
 
     /// Closes the device while the thread sleeps: the sleep has to pass.
     void Close() {
-        std::thread closer([this] { device_.Close(); });
+        std::thread closer([this] { device.Close(); });
         WaitForClosing();
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
         closer.join();
     }
 
     /// Returns when a closing has come to the point where it waits for the thread.
     void WaitForClosing() {
-        EXPECT_TRUE(YieldUntil([this] { return !HasCaptureThread(device_); }));
+        EXPECT_TRUE(YieldUntil([this] { return !HasCaptureThread(device); }));
         auto const isWake = [](auto const& record) { return record.threadName.empty(); };
         EXPECT_TRUE(YieldUntil([&] {
-            auto const signals = world_.Journal().Records({Call_t::Win32SetEvent});
+            auto const signals = world.Journal().Records({Call_t::Win32SetEvent});
             return std::any_of(signals.begin(), signals.end(), isWake);
         }));
     }
 
     std::vector<std::string> TakeThreadTexts() {
         auto texts =
-            TextsOfThread(world_, CaptureThreadName, CallSet::CaptureBuffer() | CallSet{Call_t::Win32Sleep});
-        world_.Journal().Clear();
+            TextsOfThread(world, CaptureThreadName, CallSet::CaptureBuffer() | CallSet{Call_t::Win32Sleep});
+        world.Journal().Clear();
         return texts;
     }
 
     /// Every call since the last time.
     std::vector<std::string> TakeTexts() {
-        auto texts = FullTexts(world_.Journal().Records());
-        world_.Journal().Clear();
+        auto texts = FullTexts(world.Journal().Records());
+        world.Journal().Clear();
         return texts;
     }
 
     void ExpectClosed() {
-        EXPECT_FALSE(device_.IsOpen());
-        EXPECT_FALSE(HasCaptureThread(device_));
-        EXPECT_EQ(world_.LiveCaptures(), 0U);
-        EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device_).lock));
+        EXPECT_FALSE(device.IsOpen());
+        EXPECT_FALSE(HasCaptureThread(device));
+        EXPECT_EQ(world.LiveCaptures(), 0U);
+        EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device).lock));
     }
 
-    Simulation::TestWorld world_;
-    RendererAudioCaptureDevice device_;
+    Simulation::TestWorld world;
+    RendererAudioCaptureDevice device;
 };
 
 TEST_F(CaptureDevice_CaptureThread, IsNotStartedOnAClosedDevice) {
-    device_.Close();
-    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device_));
-    EXPECT_FALSE(HasCaptureThread(device_));
+    device.Close();
+    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device));
+    EXPECT_FALSE(HasCaptureThread(device));
 }
 
 TEST_F(CaptureDevice_CaptureThread, IsStartedOnce) {
     Start();
-    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device_));
-    EXPECT_EQ(world_.BlockedThreads(), 1U);
-    EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device_).lock));
+    EXPECT_FALSE(CaptureDevicePeer::StartCaptureThread(device));
+    EXPECT_EQ(world.BlockedThreads(), 1U);
+    EXPECT_TRUE(CanBeLockedElsewhere(CaptureDevicePeer::GetFields(device).lock));
 }
 
 TEST_F(CaptureDevice_CaptureThread, MakesABufferOfItsOwnAndSleepsAfterItsFirstRead) {
@@ -95,19 +95,19 @@ TEST_F(CaptureDevice_CaptureThread, MakesABufferOfItsOwnAndSleepsAfterItsFirstRe
     Start();
     // The sleep comes into the journal when it ends.
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Start(1)", "GetCurrentPosition()"));
-    EXPECT_THAT(BuffersOf(device_), SizeIs(2));
-    EXPECT_TRUE(world_.OnlyCaptureBuffer().IsCapturing());
+    EXPECT_THAT(BuffersOf(device), SizeIs(2));
+    EXPECT_TRUE(world.OnlyCaptureBuffer().IsCapturing());
 }
 
 TEST_F(CaptureDevice_CaptureThread, DrainsEvery20MilliSec) {
     Start();
     TakeThreadTexts();
-    world_.Clock().Advance(20'000'000 - 1);
+    world.Clock().Advance(20'000'000 - 1);
     EXPECT_THAT(TakeThreadTexts(), IsEmpty());
-    world_.Clock().Advance(1);
+    world.Clock().Advance(1);
     EXPECT_THAT(TakeThreadTexts(),
                 ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)", "Unlock(1920, 0)"));
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_THAT(TakeThreadTexts(),
                 ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(1920, 1920)", "Unlock(1920, 0)"));
 }
@@ -116,44 +116,44 @@ TEST_F(CaptureDevice_CaptureThread, GoesOnRoundTheEndOfTheRing) {
     Start();
     TakeThreadTexts();
     // 251 blocks of a ring of 250.
-    world_.Clock().AdvanceMilliSec(251 * FrameMilliSec);
-    EXPECT_EQ(world_.OnlyCaptureBuffer().LockCount(), 251U);
-    EXPECT_EQ(CaptureBufferPeer::GetFields(*BuffersOf(device_)[1]).frameNumber, 251U);
-    EXPECT_EQ(world_.OnlyCaptureBuffer().OpenLocks(), 0U);
+    world.Clock().AdvanceMilliSec(251 * FrameMilliSec);
+    EXPECT_EQ(world.OnlyCaptureBuffer().LockCount(), 251U);
+    EXPECT_EQ(CaptureBufferPeer::GetFields(*BuffersOf(device)[1]).frameNumber, 251U);
+    EXPECT_EQ(world.OnlyCaptureBuffer().OpenLocks(), 0U);
 }
 
 TEST_F(CaptureDevice_CaptureThread, FeedsTheLevel) {
-    world_.CaptureDevice().SetGenerator(FullScaleSquare);
+    world.CaptureDevice().SetGenerator(FullScaleSquare);
     Start();
-    auto* const buffer = BuffersOf(device_)[1];
+    auto* const buffer = BuffersOf(device)[1];
     EXPECT_EQ(buffer->GetLineLevel(), 0.0F);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_NEAR(buffer->GetLineLevel(), LevelOfOneBlock, LevelTolerance);
     // 15 more blocks: all 16 are full.
-    world_.Clock().AdvanceMilliSec(300);
+    world.Clock().AdvanceMilliSec(300);
     EXPECT_EQ(buffer->GetLineLevel(), 1.0F);
 }
 
 TEST_F(CaptureDevice_CaptureThread, FailingReadsAreTriedAgainAfterEachSleep) {
-    world_.Faults().FailAlways(Call_t::CaptureBufferGetCurrentPosition, DSERR_GENERIC);
+    world.Faults().FailAlways(Call_t::CaptureBufferGetCurrentPosition, DSERR_GENERIC);
     Start();
     TakeThreadTexts();
-    world_.Clock().AdvanceMilliSec(40);
+    world.Clock().AdvanceMilliSec(40);
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition() = 0x80004005", "Sleep(20)",
                                                "GetCurrentPosition() = 0x80004005"));
-    world_.Faults().Clear();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Faults().Clear();
+    world.Clock().AdvanceMilliSec(20);
     // Three blocks have come together.
     EXPECT_THAT(TakeThreadTexts(),
                 ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 5760)", "Unlock(5760, 0)"));
 }
 
 TEST_F(CaptureDevice_CaptureThread, WithoutABufferSleepsOnUntilTheDeviceCloses) {
-    world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+    world.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
     Start();
     TakeThreadTexts();
-    world_.Clock().AdvanceMilliSec(60);
-    EXPECT_EQ(world_.Journal().Records({Call_t::CaptureCreateCaptureBuffer}).size(), 0U);
+    world.Clock().AdvanceMilliSec(60);
+    EXPECT_EQ(world.Journal().Records({Call_t::CaptureCreateCaptureBuffer}).size(), 0U);
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "Sleep(20)", "Sleep(20)"));
     Close();
     ExpectClosed();
@@ -163,7 +163,7 @@ TEST_F(CaptureDevice_CaptureThread, CloseJoinsItWhichFreesItsBufferBeforeTheDevi
     Start();
     TakeTexts();
     Close();
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    EXPECT_EQ(world.BlockedThreads(), 0U);
     // The wake event is number 1, the buffer's number 2. No read comes after the last sleep.
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("Win32::SetEvent(1)", "Win32::Sleep(20)", "CaptureBuffer::Stop()",
@@ -176,15 +176,15 @@ TEST_F(CaptureDevice_CaptureThread, CloseWaitsForTheSleepToEnd) {
     Start();
     std::atomic<bool> isClosed{false};
     std::thread closer([&] {
-        device_.Close();
+        device.Close();
         isClosed.store(true);
     });
     WaitForClosing();
-    world_.Clock().Advance(20'000'000 - 1);
-    EXPECT_EQ(world_.BlockedThreads(), 1U);
+    world.Clock().Advance(20'000'000 - 1);
+    EXPECT_EQ(world.BlockedThreads(), 1U);
     EXPECT_FALSE(isClosed.load());
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
-    world_.Clock().Advance(1);
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    world.Clock().Advance(1);
     closer.join();
     ExpectClosed();
 }
@@ -197,13 +197,13 @@ TEST_F(CaptureDevice_CaptureThread, IsJoinedAlsoByAnInterruptedThread) {
         while (!mayClose.load()) {
             std::this_thread::yield();
         }
-        device_.Close();
+        device.Close();
         isClosed.store(true);
     });
     closer.interrupt();
     mayClose.store(true);
     WaitForClosing();
-    world_.Clock().AdvanceMilliSec(FrameMilliSec);
+    world.Clock().AdvanceMilliSec(FrameMilliSec);
     closer.join();
     EXPECT_TRUE(isClosed.load());
     ExpectClosed();
@@ -211,22 +211,22 @@ TEST_F(CaptureDevice_CaptureThread, IsJoinedAlsoByAnInterruptedThread) {
 
 TEST_F(CaptureDevice_CaptureThread, RunsAgainOnAReopenedDevice) {
     Start();
-    world_.Journal().Clear();
+    world.Journal().Clear();
     Close();
-    ASSERT_EQ(device_.Initialize(), 0);
+    ASSERT_EQ(device.Initialize(), 0);
     Start();
     TakeThreadTexts();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_THAT(TakeThreadTexts(),
                 ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)", "Unlock(1920, 0)"));
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(2));
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(2));
 }
 
 TEST_F(CaptureDevice_CaptureThread, LogsNothing) {
     LogCapture const log;
     Start();
-    world_.Clock().AdvanceMilliSec(100);
-    world_.Journal().Clear();
+    world.Clock().AdvanceMilliSec(100);
+    world.Journal().Clear();
     Close();
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }

@@ -18,103 +18,103 @@ class CaptureDevice_LineLevelCallback : public LineLevelThreadTest {};
 
 TEST_F(CaptureDevice_LineLevelReport, FirstComesAtOnceWithNothingCaptured) {
     Start();
-    EXPECT_EQ(world_.Clock().ElapsedNanoSec(), 0);
-    EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F));
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 0);
+    EXPECT_THAT(meter.GetLevels(), ElementsAre(0.0F));
     // The thread itself makes the proxy. A sleep comes into the journal when it ends.
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Start(1)", "GetCurrentPosition()"));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, ComesEvery20MilliSec) {
     Start();
-    world_.Clock().Advance(20'000'000 - 1);
-    EXPECT_EQ(meter_.GetCalls(), 1U);
-    world_.Clock().Advance(1);
-    EXPECT_EQ(meter_.GetCalls(), 2U);
-    world_.Clock().AdvanceMilliSec(100);
-    EXPECT_EQ(meter_.GetCalls(), 7U);
+    world.Clock().Advance(20'000'000 - 1);
+    EXPECT_EQ(meter.GetCalls(), 1U);
+    world.Clock().Advance(1);
+    EXPECT_EQ(meter.GetCalls(), 2U);
+    world.Clock().AdvanceMilliSec(100);
+    EXPECT_EQ(meter.GetCalls(), 7U);
     EXPECT_THAT(TakeThreadTexts({Call_t::Win32Sleep}),
                 ElementsAre("Sleep(20)", "Sleep(20)", "Sleep(20)", "Sleep(20)", "Sleep(20)", "Sleep(20)"));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, CountsTheLastSixteenBlocks) {
     Start();
-    world_.Clock().AdvanceMilliSec(20);
-    world_.Clock().AdvanceMilliSec(20);
-    EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(LevelOfTwoBlocks)));
-    world_.Clock().AdvanceMilliSec(280);
-    EXPECT_EQ(meter_.GetLevels().back(), 1.0F);
+    world.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
+    EXPECT_THAT(meter.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(LevelOfTwoBlocks)));
+    world.Clock().AdvanceMilliSec(280);
+    EXPECT_EQ(meter.GetLevels().back(), 1.0F);
     // From here on silence: 15 blocks later one full block is left.
-    world_.CaptureDevice().SetGenerator([](std::uint64_t) -> std::int16_t { return 0; });
-    world_.Clock().AdvanceMilliSec(300);
-    EXPECT_THAT(meter_.GetLevels().back(), IsLevel(LevelOfOneBlock));
-    world_.Clock().AdvanceMilliSec(20);
-    EXPECT_EQ(meter_.GetLevels().back(), 0.0F);
+    world.CaptureDevice().SetGenerator([](std::uint64_t) -> std::int16_t { return 0; });
+    world.Clock().AdvanceMilliSec(300);
+    EXPECT_THAT(meter.GetLevels().back(), IsLevel(LevelOfOneBlock));
+    world.Clock().AdvanceMilliSec(20);
+    EXPECT_EQ(meter.GetLevels().back(), 0.0F);
 }
 
 TEST_F(CaptureDevice_LineLevelReport, ComesAfterWhatWasCapturedHasBeenReadToTheEnd) {
     Start();
     TakeThreadTexts();
     // The first read gives a block, the second finds none.
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(0, 1920)",
                                                "Unlock(1920, 0)", "GetCurrentPosition()"));
-    EXPECT_EQ(meter_.GetCalls(), 2U);
+    EXPECT_EQ(meter.GetCalls(), 2U);
 
     // With five more at once it is one report still.
-    world_.OnlyCaptureBuffer().CaptureAtOnce(5 * FrameSamples);
-    world_.Clock().AdvanceMilliSec(20);
+    world.OnlyCaptureBuffer().CaptureAtOnce(5 * FrameSamples);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_THAT(TakeThreadTexts(), ElementsAre("Sleep(20)", "GetCurrentPosition()", "Lock(1920, 11520)",
                                                "Unlock(11520, 0)", "GetCurrentPosition()"));
     // (7 / 16) ^ 0.65625
-    EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(0.581289F)));
+    EXPECT_THAT(meter.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(0.581289F)));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, WithLessThanABlockRepeatsTheLevel) {
     Start();
-    world_.Clock().AdvanceMilliSec(20);
-    world_.CaptureDevice().SetStalled(true);
-    world_.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples - 1);
-    world_.Clock().AdvanceMilliSec(40);
-    EXPECT_THAT(meter_.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(LevelOfOneBlock),
-                                                IsLevel(LevelOfOneBlock)));
+    world.Clock().AdvanceMilliSec(20);
+    world.CaptureDevice().SetStalled(true);
+    world.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples - 1);
+    world.Clock().AdvanceMilliSec(40);
+    EXPECT_THAT(meter.GetLevels(), ElementsAre(0.0F, IsLevel(LevelOfOneBlock), IsLevel(LevelOfOneBlock),
+                                               IsLevel(LevelOfOneBlock)));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, WhatWasMeteredIsNotReadAsFrames) {
     Start();
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     // The renderer's own: it, the thread and the test hold it.
     EXPECT_EQ(proxy.use_count(), 3);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), -30);
     EXPECT_THAT(frames, IsEmpty());
-    world_.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
+    world.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
     EXPECT_THAT(frames, SizeIs(1));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, WhatWasReadAsFramesIsInTheLevel) {
     Start();
-    auto const proxy = renderer_->GetCaptureProxy();
-    world_.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
+    auto const proxy = renderer->GetCaptureProxy();
+    world.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
-    world_.Clock().AdvanceMilliSec(20);
-    EXPECT_THAT(meter_.GetLevels().back(), IsLevel(LevelOfTwoBlocks));
+    world.Clock().AdvanceMilliSec(20);
+    EXPECT_THAT(meter.GetLevels().back(), IsLevel(LevelOfTwoBlocks));
 }
 
 TEST_F(CaptureDevice_LineLevelReport, OfTwoThreadsGoToCallbacksOfTheirOwn) {
     Meter other;
     Start();
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     Start(other);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(1));
-    world_.Clock().AdvanceMilliSec(40);
-    EXPECT_EQ(meter_.GetCalls(), 4U);
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
+    world.Clock().AdvanceMilliSec(40);
+    EXPECT_EQ(meter.GetCalls(), 4U);
     EXPECT_EQ(other.GetCalls(), 3U);
-    EXPECT_EQ(world_.BlockedThreads(), 2U);
-    renderer_->Shutdown();
-    world_.Clock().AdvanceMilliSec(20);
+    EXPECT_EQ(world.BlockedThreads(), 2U);
+    renderer->Shutdown();
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_TRUE(other.WaitForEnd());
 }
 
@@ -130,7 +130,7 @@ TEST_F(CaptureDevice_LineLevelCallback, RunsOnAThreadOfItsOwnThatBearsTheName) {
         id = std::this_thread::get_id();
         return false;
     });
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_EQ(name, "Media.RendererAudio.LineLevel");
     EXPECT_EQ(priority, Kovra::ThreadPriority_t::Normal);
@@ -145,14 +145,14 @@ TEST_F(CaptureDevice_LineLevelCallback, IsCopiedForEachThread) {
         ++(++count == 1 ? firstCounts : laterCounts);
         return count < 2;
     };
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(counting));
-    world_.WaitForBlockedThreads(1);
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(counting));
-    world_.WaitForBlockedThreads(2);
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(counting));
+    world.WaitForBlockedThreads(1);
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(counting));
+    world.WaitForBlockedThreads(2);
     EXPECT_EQ(firstCounts.load(), 2);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_EQ(laterCounts.load(), 2);
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    EXPECT_EQ(world.BlockedThreads(), 0U);
 }
 
 TEST_F(CaptureDevice_LineLevelCallback, MayUseTheProxyItself) {
@@ -162,53 +162,53 @@ TEST_F(CaptureDevice_LineLevelCallback, MayUseTheProxyItself) {
     int readStopped = 0;
     Frames frames;
     Meter once([&](float) {
-        auto const proxy = renderer_->GetCaptureProxy();
+        auto const proxy = renderer->GetCaptureProxy();
         level = proxy->GetLineLevel();
         sampled = proxy->SampleLineLevel();
-        world_.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
+        world.OnlyCaptureBuffer().CaptureAtOnce(FrameSamples);
         read = proxy->ReadFrames(frames);
         proxy->StopBufferCapture();
         readStopped = proxy->ReadFrames(frames);
         proxy->StartBufferCapture();
         return false;
     });
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_EQ(level, 0.0F);
     EXPECT_EQ(sampled, -30);
     EXPECT_EQ(read, 0);
     EXPECT_EQ(readStopped, -30);
     EXPECT_THAT(frames, SizeIs(1));
-    EXPECT_EQ(world_.OnlyCaptureBuffer().Number(), 2U);
+    EXPECT_EQ(world.OnlyCaptureBuffer().Number(), 2U);
 }
 
 TEST_F(CaptureDevice_LineLevelCallback, MayStartAndCloseOnTheRenderer) {
     Meter other([](float) { return false; });
     Meter once([&](float) {
-        EXPECT_TRUE(renderer_->GetLineLevelCallbacks(other.MakeCallback()));
+        EXPECT_TRUE(renderer->GetLineLevelCallbacks(other.MakeCallback()));
         EXPECT_TRUE(other.WaitForEnd());
-        renderer_->Shutdown();
+        renderer->Shutdown();
         return true;
     });
     Start(once);
     EXPECT_EQ(other.GetCalls(), 1U);
-    world_.Clock().AdvanceMilliSec(20);
+    world.Clock().AdvanceMilliSec(20);
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_EQ(once.GetCalls(), 1U);
 }
 
 TEST_F(CaptureDevice_LineLevelCallback, ThatThrowsHasHadItsLastCall) {
     Meter broken([](float) -> bool { throw 42; });
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(broken.MakeCallback()));
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(broken.MakeCallback()));
     EXPECT_TRUE(broken.WaitForEnd());
     EXPECT_EQ(broken.GetCalls(), 1U);
     // The others go on.
     Start();
-    EXPECT_EQ(meter_.GetCalls(), 1U);
+    EXPECT_EQ(meter.GetCalls(), 1U);
 }
 
 TEST_F(CaptureDevice_LineLevelCallback, RunsOutsideEveryLock) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     auto& deviceLock = CaptureProxyPeer::GetDevice(*proxy)->lock;
     auto& bufferLock = CaptureBufferPeer::GetFields(*CaptureProxyPeer::GetBuffer(*proxy)).lock;
     bool isDeviceFree = false;
@@ -218,7 +218,7 @@ TEST_F(CaptureDevice_LineLevelCallback, RunsOutsideEveryLock) {
         isBufferFree = CanBeLockedElsewhere(bufferLock);
         return false;
     });
-    ASSERT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    ASSERT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_TRUE(isDeviceFree);
     EXPECT_TRUE(isBufferFree);

@@ -125,45 +125,45 @@ Direction const Directions[] = {
 /// A world and a device of a direction.
 class DeviceTest : public testing::Test {
 protected:
-    explicit DeviceTest(Direction const& direction)
-        : direction_(direction), device_(direction.make()), endpoints_(direction.endpoints(world_)) {
-        world_.Journal().Enable();
+    explicit DeviceTest(Direction const& tested)
+        : direction(tested), device(tested.make()), endpoints(tested.endpoints(world)) {
+        world.Journal().Enable();
     }
 
     /// What the test's own thread has called since the last time.
     std::vector<std::string> TakeTexts() {
         std::vector<Simulation::CallRecord> own;
-        for (auto const& record : world_.Journal().Records()) {
+        for (auto const& record : world.Journal().Records()) {
             if (record.threadName.empty()) {
                 own.push_back(record);
             }
         }
-        world_.Journal().Clear();
+        world.Journal().Clear();
         return FullTexts(own);
     }
 
-    std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
-    std::size_t CountLive() const { return (world_.*direction_.countLive)(); }
-    std::size_t CountMade() const { return (world_.*direction_.countMade)(); }
+    std::size_t CountOf(Call_t call) { return world.Journal().Records({call}).size(); }
+    std::size_t CountLive() const { return (world.*direction.countLive)(); }
+    std::size_t CountMade() const { return (world.*direction.countMade)(); }
 
     void ExpectClosed() {
-        EXPECT_FALSE(device_->IsUsable());
-        EXPECT_FALSE(device_->HasDirectSound());
-        EXPECT_EQ(device_->Thread().load(), nullptr);
+        EXPECT_FALSE(device->IsUsable());
+        EXPECT_FALSE(device->HasDirectSound());
+        EXPECT_EQ(device->Thread().load(), nullptr);
         EXPECT_EQ(CountLive(), 0U);
-        EXPECT_TRUE(CanBeLockedElsewhere(device_->Lock()));
+        EXPECT_TRUE(CanBeLockedElsewhere(device->Lock()));
     }
 
     /// Nothing fails any more.
     void ExpectOpens() {
-        EXPECT_EQ(device_->Open(), 0);
-        EXPECT_TRUE(device_->IsUsable());
+        EXPECT_EQ(device->Open(), 0);
+        EXPECT_TRUE(device->IsUsable());
     }
 
-    Direction const direction_;
-    Simulation::TestWorld world_;
-    std::unique_ptr<AnyDevice> device_;
-    Simulation::EndpointSettings& endpoints_;
+    Direction const direction;
+    Simulation::TestWorld world;
+    std::unique_ptr<AnyDevice> device;
+    Simulation::EndpointSettings& endpoints;
 };
 
 class EitherDevice : public DeviceTest, public testing::WithParamInterface<Direction> {
@@ -187,59 +187,59 @@ INSTANTIATE_FOR_BOTH(Device_Close);
 // --- construction and destruction
 
 TEST_P(Device_Construction, MakesTheWakeEventAndNothingElse) {
-    device_.reset();
+    device.reset();
     TakeTexts();
-    device_ = direction_.make();
+    device = direction.make();
     EXPECT_THAT(TakeTexts(), ElementsAre("Win32::CreateEventA(0, 0)"));
-    EXPECT_THAT(device_->Events(), SizeIs(1));
-    EXPECT_EQ(device_->CountBuffers(), 1U);
-    EXPECT_THAT(device_->KnownDevices(), IsEmpty());
+    EXPECT_THAT(device->Events(), SizeIs(1));
+    EXPECT_EQ(device->CountBuffers(), 1U);
+    EXPECT_THAT(device->KnownDevices(), IsEmpty());
     ExpectClosed();
 }
 
 TEST_P(Device_Construction, SucceedsWithoutWakeEvent) {
-    world_.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
-    device_ = direction_.make();
-    EXPECT_THAT(device_->Events(), ElementsAre(nullptr));
-    device_->OpenWithoutThread();
-    EXPECT_TRUE(device_->IsUsable());
-    world_.Journal().Clear();
-    device_.reset();
-    EXPECT_THAT(TakeTexts(), ElementsAre(direction_.release));
+    world.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
+    device = direction.make();
+    EXPECT_THAT(device->Events(), ElementsAre(nullptr));
+    device->OpenWithoutThread();
+    EXPECT_TRUE(device->IsUsable());
+    world.Journal().Clear();
+    device.reset();
+    EXPECT_THAT(TakeTexts(), ElementsAre(direction.release));
 }
 
 TEST_P(Device_Construction, DestructionOfAClosedDeviceClosesTheWakeEventAlone) {
     TakeTexts();
-    device_.reset();
+    device.reset();
     EXPECT_THAT(TakeTexts(), ElementsAre("Win32::CloseHandle(1)"));
 }
 
 TEST_P(Device_Construction, DestructionOfAnOpenDeviceClosesItFirst) {
-    ASSERT_EQ(device_->Open(), 0);
+    ASSERT_EQ(device->Open(), 0);
     TakeTexts();
-    device_.reset();
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", direction_.release, "Win32::CloseHandle(1)"));
+    device.reset();
+    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", direction.release, "Win32::CloseHandle(1)"));
     EXPECT_EQ(CountLive(), 0U);
-    EXPECT_EQ(world_.OpenHandles(), 0U);
+    EXPECT_EQ(world.OpenHandles(), 0U);
 }
 
 TEST_P(Device_Construction, WakeEventThatCannotBeClosedIsLeftBehind) {
-    HANDLE const wake = device_->Events().front();
-    world_.Faults().Fail(Call_t::Win32CloseHandle, 1, FALSE);
-    device_.reset();
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    HANDLE const wake = device->Events().front();
+    world.Faults().Fail(Call_t::Win32CloseHandle, 1, FALSE);
+    device.reset();
+    EXPECT_EQ(world.OpenHandles(), 1U);
     EXPECT_EQ(CloseHandle(wake), TRUE);
 }
 
 // --- enumeration; what is recorded of it, devicetable_test.cpp shows
 
 TEST_P(Device_Enumeration, RecordsWhatDirectSoundReports) {
-    endpoints_.SetDevices({{std::nullopt, "Primary", ""},
-                           {SomeGuid, "Speakers", "driver.sys"},
-                           {SomeGuid, std::nullopt, ""},
-                           {SomeGuid, "Headset", ""}});
+    endpoints.SetDevices({{std::nullopt, "Primary", ""},
+                          {SomeGuid, "Speakers", "driver.sys"},
+                          {SomeGuid, std::nullopt, ""},
+                          {SomeGuid, "Headset", ""}});
     ExpectOpens();
-    auto const known = device_->KnownDevices();
+    auto const known = device->KnownDevices();
     ASSERT_THAT(known, SizeIs(3));
     EXPECT_TRUE(AreEqual(known.at("Primary"), GUID{}));
     EXPECT_TRUE(AreEqual(known.at("Speakers"), SomeGuid));
@@ -247,92 +247,92 @@ TEST_P(Device_Enumeration, RecordsWhatDirectSoundReports) {
 }
 
 TEST_P(Device_Enumeration, FailureGivesMinus26TriesNothingMoreAndIsTriedAgain) {
-    world_.Faults().Fail(direction_.enumerate, 1, DSERR_GENERIC);
-    EXPECT_EQ(device_->Open(), -26);
-    EXPECT_EQ(CountOf(direction_.create), 0U);
+    world.Faults().Fail(direction.enumerate, 1, DSERR_GENERIC);
+    EXPECT_EQ(device->Open(), -26);
+    EXPECT_EQ(CountOf(direction.create), 0U);
     ExpectClosed();
     ExpectOpens();
-    EXPECT_EQ(CountOf(direction_.enumerate), 2U);
+    EXPECT_EQ(CountOf(direction.enumerate), 2U);
 }
 
 TEST_P(Device_Enumeration, AnyResultButZeroIsAFailureThatForgetsWhatWasReportedBeforeIt) {
     for (HRESULT const result : {S_FALSE, DSERR_GENERIC}) {
-        endpoints_.SetEnumerateResult(result);
-        EXPECT_EQ(device_->Open(), -26);
-        EXPECT_THAT(device_->KnownDevices(), IsEmpty());
+        endpoints.SetEnumerateResult(result);
+        EXPECT_EQ(device->Open(), -26);
+        EXPECT_THAT(device->KnownDevices(), IsEmpty());
         ExpectClosed();
     }
 }
 
 TEST_P(Device_Enumeration, WithoutAnyDeviceTheDefaultOneIsOpenedYetIsNotUsable) {
-    endpoints_.SetDevices({});
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_TRUE(device_->HasDirectSound());
+    endpoints.SetDevices({});
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_TRUE(device->HasDirectSound());
     EXPECT_EQ(CountLive(), 1U);
-    EXPECT_FALSE(device_->IsUsable());
-    device_->Close();
+    EXPECT_FALSE(device->IsUsable());
+    device->Close();
     ExpectClosed();
 }
 
 TEST_P(Device_Enumeration, WithoutAnyDeviceEachOpeningEnumeratesAgainButCreatesNothingMore) {
-    endpoints_.SetDevices({});
-    ASSERT_EQ(device_->Open(), 0);
-    endpoints_.SetDevices({{std::nullopt, "Primary", ""}});
+    endpoints.SetDevices({});
+    ASSERT_EQ(device->Open(), 0);
+    endpoints.SetDevices({{std::nullopt, "Primary", ""}});
     TakeTexts();
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_THAT(TakeTexts(), ElementsAre(direction_.opening.front()));
-    EXPECT_TRUE(device_->IsUsable());
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_THAT(TakeTexts(), ElementsAre(direction.opening.front()));
+    EXPECT_TRUE(device->IsUsable());
 }
 
 TEST_P(Device_Enumeration, FailureOnAnOpenDeviceLeavesItOpen) {
-    endpoints_.SetDevices({});
-    ASSERT_EQ(device_->Open(), 0);
-    auto* const thread = device_->Thread().load();
-    world_.Faults().Fail(direction_.enumerate, 1, DSERR_GENERIC);
-    EXPECT_EQ(device_->Open(), -26);
-    EXPECT_TRUE(device_->HasDirectSound());
+    endpoints.SetDevices({});
+    ASSERT_EQ(device->Open(), 0);
+    auto* const thread = device->Thread().load();
+    world.Faults().Fail(direction.enumerate, 1, DSERR_GENERIC);
+    EXPECT_EQ(device->Open(), -26);
+    EXPECT_TRUE(device->HasDirectSound());
     EXPECT_EQ(CountLive(), 1U);
-    EXPECT_EQ(device_->Thread().load(), thread);
+    EXPECT_EQ(device->Thread().load(), thread);
 }
 
 // --- opening
 
 TEST_P(Device_Open, EnumeratesCreatesAndSetsUp) {
     TakeTexts();
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_EQ(TakeTexts(), direction_.opening);
-    EXPECT_TRUE(device_->IsUsable());
-    EXPECT_EQ((world_.*direction_.countReferences)(), 1U);
-    EXPECT_TRUE(CanBeLockedElsewhere(device_->Lock()));
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_EQ(TakeTexts(), direction.opening);
+    EXPECT_TRUE(device->IsUsable());
+    EXPECT_EQ((world.*direction.countReferences)(), 1U);
+    EXPECT_TRUE(CanBeLockedElsewhere(device->Lock()));
 }
 
 TEST_P(Device_Open, WhenOpenDoesNothing) {
-    ASSERT_EQ(device_->Open(), 0);
-    auto* const thread = device_->Thread().load();
+    ASSERT_EQ(device->Open(), 0);
+    auto* const thread = device->Thread().load();
     TakeTexts();
-    EXPECT_EQ(device_->Open(), 0);
+    EXPECT_EQ(device->Open(), 0);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_EQ(device_->Thread().load(), thread);
+    EXPECT_EQ(device->Thread().load(), thread);
     EXPECT_EQ(CountMade(), 1U);
 }
 
 TEST_P(Device_Open, AfterCloseCreatesAgainWithoutEnumerating) {
-    ASSERT_EQ(device_->Open(), 0);
-    device_->Close();
+    ASSERT_EQ(device->Open(), 0);
+    device->Close();
     TakeTexts();
-    EXPECT_EQ(device_->Open(), 0);
+    EXPECT_EQ(device->Open(), 0);
     EXPECT_THAT(TakeTexts(),
-                testing::ElementsAreArray(direction_.opening.begin() + 1, direction_.opening.end()));
+                testing::ElementsAreArray(direction.opening.begin() + 1, direction.opening.end()));
     EXPECT_EQ(CountMade(), 2U);
-    EXPECT_TRUE(device_->IsUsable());
+    EXPECT_TRUE(device->IsUsable());
 }
 
 TEST_P(Device_Open, TakesTheDefaultDeviceWhateverWasEnumerated) {
-    endpoints_.SetDevices({{SomeGuid, "Speakers", ""}});
-    ASSERT_EQ(device_->Open(), 0);
-    device_->Close();
+    endpoints.SetDevices({{SomeGuid, "Speakers", ""}});
+    ASSERT_EQ(device->Open(), 0);
+    device->Close();
     // The enumerated device is gone, the table still has it, and the default device is there.
-    endpoints_.SetDevices({});
+    endpoints.SetDevices({});
     ExpectOpens();
 }
 
@@ -344,43 +344,43 @@ TEST_P(Device_Open, FromSeveralThreadsAtOnceOpensOnce) {
     for (auto& opener : openers) {
         opener.join();
     }
-    EXPECT_EQ(CountOf(direction_.create), 1U);
+    EXPECT_EQ(CountOf(direction.create), 1U);
     EXPECT_EQ(CountMade(), 1U);
-    EXPECT_THAT(device_->KnownDevices(), SizeIs(2));
+    EXPECT_THAT(device->KnownDevices(), SizeIs(2));
 }
 
 TEST_P(Device_Open, SuccessWithNullObjectGives0WithTheDeviceClosed) {
-    world_.Faults().Fail(direction_.create, 1, DS_OK);
-    EXPECT_EQ(device_->Open(), 0);
-    EXPECT_EQ(CountOf(direction_.setUp), 0U);
+    world.Faults().Fail(direction.create, 1, DS_OK);
+    EXPECT_EQ(device->Open(), 0);
+    EXPECT_EQ(CountOf(direction.setUp), 0U);
     ExpectClosed();
     ExpectOpens();
-    EXPECT_EQ(CountOf(direction_.enumerate), 1U);
+    EXPECT_EQ(CountOf(direction.enumerate), 1U);
 }
 
 TEST_P(Device_Open, RefusedSettingUpGivesMinus1ReleasesTheObjectAndIsTriedAgain) {
-    world_.Faults().Fail(direction_.setUp, 1, DSERR_ALLOCATED);
+    world.Faults().Fail(direction.setUp, 1, DSERR_ALLOCATED);
     TakeTexts();
-    EXPECT_EQ(device_->Open(), -1);
-    auto expected = direction_.opening;
+    EXPECT_EQ(device->Open(), -1);
+    auto expected = direction.opening;
     expected.back() += " = 0x8878000a";
-    expected.emplace_back(direction_.release);
+    expected.emplace_back(direction.release);
     EXPECT_EQ(TakeTexts(), expected);
     ExpectClosed();
-    EXPECT_THAT(device_->KnownDevices(), SizeIs(2));
+    EXPECT_THAT(device->KnownDevices(), SizeIs(2));
     ExpectOpens();
     EXPECT_EQ(CountMade(), 2U);
-    EXPECT_EQ(CountOf(direction_.enumerate), 0U);
+    EXPECT_EQ(CountOf(direction.enumerate), 0U);
 }
 
 TEST_P(Device_Open, LogsNothingWhateverFails) {
     LogCapture const log;
-    for (Call_t const call : {direction_.enumerate, direction_.create, direction_.setUp}) {
-        world_.Faults().Fail(call, 1, DSERR_ALLOCATED);
-        EXPECT_LT(device_->Open(), 0);
+    for (Call_t const call : {direction.enumerate, direction.create, direction.setUp}) {
+        world.Faults().Fail(call, 1, DSERR_ALLOCATED);
+        EXPECT_LT(device->Open(), 0);
     }
-    EXPECT_EQ(device_->Open(), 0);
-    device_->Close();
+    EXPECT_EQ(device->Open(), 0);
+    device->Close();
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
@@ -400,14 +400,14 @@ protected:
 
 TEST_P(Device_OpenCreateFailure, GivesItsStatusLeavesTheDeviceClosedAndIsTriedAgain) {
     auto const& failure = std::get<1>(GetParam());
-    world_.Faults().Fail(direction_.create, 1, static_cast<HRESULT>(failure.result));
-    EXPECT_EQ(device_->Open(), failure.status);
+    world.Faults().Fail(direction.create, 1, static_cast<HRESULT>(failure.result));
+    EXPECT_EQ(device->Open(), failure.status);
     EXPECT_EQ(CountMade(), 0U);
-    EXPECT_EQ(CountOf(direction_.setUp), 0U);
-    EXPECT_THAT(device_->KnownDevices(), SizeIs(2));
+    EXPECT_EQ(CountOf(direction.setUp), 0U);
+    EXPECT_THAT(device->KnownDevices(), SizeIs(2));
     ExpectClosed();
     ExpectOpens();
-    EXPECT_EQ(CountOf(direction_.enumerate), 1U);
+    EXPECT_EQ(CountOf(direction.enumerate), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Results, Device_OpenCreateFailure,
@@ -428,42 +428,42 @@ INSTANTIATE_TEST_SUITE_P(Results, Device_OpenCreateFailure,
 
 TEST_P(Device_Close, WhenClosedDoesNothing) {
     TakeTexts();
-    device_->Close();
+    device->Close();
     EXPECT_THAT(TakeTexts(), IsEmpty());
     ExpectClosed();
 }
 
 TEST_P(Device_Close, SignalsTheWakeEventThenReleasesTheObject) {
-    ASSERT_EQ(device_->Open(), 0);
+    ASSERT_EQ(device->Open(), 0);
     TakeTexts();
-    device_->Close();
-    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", direction_.release));
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    device->Close();
+    EXPECT_THAT(TakeTexts(), ElementsAre("Win32::SetEvent(1)", direction.release));
+    EXPECT_EQ(world.BlockedThreads(), 0U);
     ExpectClosed();
-    device_->Close();
+    device->Close();
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_P(Device_Close, KeepsTheWakeEventAndTheKnownDevices) {
-    auto const events = device_->Events();
-    ASSERT_EQ(device_->Open(), 0);
-    device_->Close();
-    EXPECT_EQ(device_->Events(), events);
-    EXPECT_THAT(device_->KnownDevices(), SizeIs(2));
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    auto const events = device->Events();
+    ASSERT_EQ(device->Open(), 0);
+    device->Close();
+    EXPECT_EQ(device->Events(), events);
+    EXPECT_THAT(device->KnownDevices(), SizeIs(2));
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 TEST_P(Device_Close, WithoutAThreadReleasesTheObjectThoughItCannotSignal) {
-    device_->OpenWithoutThread();
-    world_.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
-    device_->Close();
+    device->OpenWithoutThread();
+    world.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
+    device->Close();
     ExpectClosed();
 }
 
 TEST_P(Device_Close, OfADeviceWhoseThreadHasLeftStillJoinsAndReleases) {
-    device_->OpenWithoutThread();
-    device_->Thread().store(new boost::thread([] {}));
-    device_->Close();
+    device->OpenWithoutThread();
+    device->Thread().store(new boost::thread([] {}));
+    device->Close();
     ExpectClosed();
 }
 

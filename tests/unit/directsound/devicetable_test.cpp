@@ -18,16 +18,16 @@ bool AreEqual(GUID const& a, GUID const& b) {
 class DeviceTableTest : public testing::Test {
 protected:
     bool HasOnly(char const* description, GUID const& guid) {
-        boost::mutex::scoped_lock const guard(lock_);
-        auto const& devices = table_.GetDevices(guard);
+        boost::mutex::scoped_lock const guard(lock);
+        auto const& devices = table.GetDevices(guard);
         auto const found = devices.find(description);
         return devices.size() == 1 && found != devices.end() && AreEqual(found->second, guid);
     }
 
-    bool IsEmpty() { return table_.IsEmpty(boost::mutex::scoped_lock(lock_)); }
+    bool IsEmpty() { return table.IsEmpty(boost::mutex::scoped_lock(lock)); }
 
-    boost::mutex lock_;
-    DirectSound::DeviceTable table_{lock_};
+    boost::mutex lock;
+    DirectSound::DeviceTable table{lock};
 };
 
 TEST_F(DeviceTableTest, IsEmptyAtFirst) {
@@ -35,40 +35,40 @@ TEST_F(DeviceTableTest, IsEmptyAtFirst) {
 }
 
 TEST_F(DeviceTableTest, DeviceIsRecordedUnderItsDescriptionWithAllSixteenBytesOfItsGuid) {
-    table_.Record(&FirstGuid, "Speakers");
+    table.Record(&FirstGuid, "Speakers");
     EXPECT_FALSE(IsEmpty());
     EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
 }
 
 TEST_F(DeviceTableTest, DeviceWithoutGuidIsRecordedWithZeros) {
-    table_.Record(nullptr, "Primary");
+    table.Record(nullptr, "Primary");
     EXPECT_TRUE(HasOnly("Primary", ZeroGuid));
 }
 
 TEST_F(DeviceTableTest, DeviceWithoutDescriptionIsNotRecorded) {
-    table_.Record(&FirstGuid, nullptr);
+    table.Record(&FirstGuid, nullptr);
     EXPECT_TRUE(IsEmpty());
 }
 
 TEST_F(DeviceTableTest, EmptyDescriptionIsADescription) {
-    table_.Record(&FirstGuid, "");
+    table.Record(&FirstGuid, "");
     EXPECT_TRUE(HasOnly("", FirstGuid));
 }
 
 TEST_F(DeviceTableTest, TwoDevicesOfOneDescriptionLeaveOneEntryWithTheLaterGuid) {
-    table_.Record(&FirstGuid, "Speakers");
-    table_.Record(&SecondGuid, "Speakers");
+    table.Record(&FirstGuid, "Speakers");
+    table.Record(&SecondGuid, "Speakers");
     EXPECT_TRUE(HasOnly("Speakers", SecondGuid));
 }
 
 TEST_F(DeviceTableTest, LaterDeviceOfTheSameDescriptionWithoutGuidLeavesTheGuid) {
-    table_.Record(&FirstGuid, "Speakers");
-    table_.Record(nullptr, "Speakers");
+    table.Record(&FirstGuid, "Speakers");
+    table.Record(nullptr, "Speakers");
     EXPECT_TRUE(HasOnly("Speakers", FirstGuid));
 }
 
 TEST_F(DeviceTableTest, EnumerationRecordsWhatItIsCalledBackWithToTheEnd) {
-    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+    EXPECT_TRUE(table.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
         GUID guid = FirstGuid;
         EXPECT_EQ(record(&guid, "Speakers", "driver.sys", context), TRUE);
         EXPECT_EQ(record(nullptr, "Speakers", nullptr, context), TRUE);
@@ -79,7 +79,7 @@ TEST_F(DeviceTableTest, EnumerationRecordsWhatItIsCalledBackWithToTheEnd) {
 }
 
 TEST_F(DeviceTableTest, EnumerationThatFailsLeavesNoDeviceKnown) {
-    EXPECT_FALSE(table_.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
+    EXPECT_FALSE(table.EnumerateOnce([](LPDSENUMCALLBACKA record, void* context) {
         record(nullptr, "Speakers", nullptr, context);
         return DSERR_GENERIC;
     }));
@@ -87,8 +87,8 @@ TEST_F(DeviceTableTest, EnumerationThatFailsLeavesNoDeviceKnown) {
 }
 
 TEST_F(DeviceTableTest, DevicesThatAreKnownAreNotEnumeratedAgain) {
-    table_.Record(&FirstGuid, "Speakers");
-    EXPECT_TRUE(table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) {
+    table.Record(&FirstGuid, "Speakers");
+    EXPECT_TRUE(table.EnumerateOnce([](LPDSENUMCALLBACKA, void*) {
         ADD_FAILURE();
         return DSERR_GENERIC;
     }));
@@ -97,26 +97,26 @@ TEST_F(DeviceTableTest, DevicesThatAreKnownAreNotEnumeratedAgain) {
 
 TEST_F(DeviceTableTest, GivesTheLockBackAfterEveryOperation) {
     bool isFreeMeanwhile = false;
-    table_.EnumerateOnce([&](LPDSENUMCALLBACKA, void*) {
-        isFreeMeanwhile = CanBeLockedElsewhere(lock_);
+    table.EnumerateOnce([&](LPDSENUMCALLBACKA, void*) {
+        isFreeMeanwhile = CanBeLockedElsewhere(lock);
         return DSERR_GENERIC;
     });
     EXPECT_TRUE(isFreeMeanwhile);
-    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
-    table_.Record(&FirstGuid, "Speakers");
-    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
+    EXPECT_TRUE(CanBeLockedElsewhere(lock));
+    table.Record(&FirstGuid, "Speakers");
+    EXPECT_TRUE(CanBeLockedElsewhere(lock));
 }
 
 TEST_F(DeviceTableTest, RecordsAndForgetsOnSeveralThreadsAtOnce) {
     constexpr int Rounds = 200;
     std::thread recorder([this] {
         for (int i = 0; i < Rounds; ++i) {
-            table_.Record(&FirstGuid, ("Device " + std::to_string(i % 5)).c_str());
+            table.Record(&FirstGuid, ("Device " + std::to_string(i % 5)).c_str());
         }
     });
     for (int i = 0; i < Rounds; ++i) {
         IsEmpty();
-        table_.EnumerateOnce([](LPDSENUMCALLBACKA, void*) { return DSERR_GENERIC; });
+        table.EnumerateOnce([](LPDSENUMCALLBACKA, void*) { return DSERR_GENERIC; });
     }
     recorder.join();
     EXPECT_FALSE(IsEmpty());

@@ -17,23 +17,23 @@ using Registry = DirectSound::Registry<Buffer>;
 /// A registry closes the events of the buffers that it still has.
 class RegistryTest : public testing::Test {
 protected:
-    RegistryTest() { world_.Journal().Enable(); }
+    RegistryTest() { world.Journal().Enable(); }
 
     std::vector<std::string> TakeTexts() {
-        auto texts = world_.Journal().Texts();
-        world_.Journal().Clear();
+        auto texts = world.Journal().Texts();
+        world.Journal().Clear();
         return texts;
     }
 
     std::vector<Buffer*> BuffersOf(Registry const& registry) {
-        return registry.GetBuffers(boost::mutex::scoped_lock(lock_));
+        return registry.GetBuffers(boost::mutex::scoped_lock(lock));
     }
 
-    Simulation::TestWorld world_;
-    boost::mutex lock_;
-    Buffer first_;
-    Buffer second_;
-    Buffer third_;
+    Simulation::TestWorld world;
+    boost::mutex lock;
+    Buffer first;
+    Buffer second;
+    Buffer third;
 };
 
 class Registry_Construction : public RegistryTest {};
@@ -43,26 +43,26 @@ class Registry_Remove : public RegistryTest {};
 // --- construction and destruction
 
 TEST_F(Registry_Construction, MakesOneAutoResetUnsignalledWakeEventBesideNoBuffer) {
-    Registry const registry(lock_);
+    Registry const registry(lock);
     EXPECT_THAT(TakeTexts(), ElementsAre("CreateEventA(0, 0)"));
     ASSERT_EQ(registry.GetEvents()->size(), 1U);
     EXPECT_NE(registry.GetEvents()->front(), nullptr);
-    EXPECT_FALSE(world_.IsSignalled(registry.GetEvents()->front()));
+    EXPECT_FALSE(world.IsSignalled(registry.GetEvents()->front()));
     EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
 }
 
 TEST_F(Registry_Construction, DestructionClosesTheWakeEventAlone) {
     {
-        Registry const registry(lock_);
+        Registry const registry(lock);
         TakeTexts();
     }
     EXPECT_THAT(TakeTexts(), ElementsAre("CloseHandle(1)"));
 }
 
 TEST_F(Registry_Construction, WakeEventThatCannotBeMadeStandsAsNull) {
-    world_.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
+    world.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
     {
-        Registry const registry(lock_);
+        Registry const registry(lock);
         EXPECT_THAT(*registry.GetEvents(), ElementsAre(nullptr));
         TakeTexts();
         registry.Wake();
@@ -71,68 +71,68 @@ TEST_F(Registry_Construction, WakeEventThatCannotBeMadeStandsAsNull) {
 }
 
 TEST_F(Registry_Construction, WakeSignalsTheWakeEvent) {
-    Registry const registry(lock_);
+    Registry const registry(lock);
     registry.Wake();
-    EXPECT_TRUE(world_.IsSignalled(registry.GetEvents()->front()));
+    EXPECT_TRUE(world.IsSignalled(registry.GetEvents()->front()));
 }
 
 // --- Add
 
 TEST_F(Registry_Add, MakesAnAutoResetEventThenSignalsTheWakeEvent) {
-    Registry registry(lock_);
+    Registry registry(lock);
     TakeTexts();
-    HANDLE const event = registry.Add(first_);
+    HANDLE const event = registry.Add(first);
     EXPECT_THAT(TakeTexts(), ElementsAre("CreateEventA(0, 0)", "SetEvent(1)"));
-    EXPECT_EQ(world_.EventNumber(event), 2U);
-    EXPECT_FALSE(world_.IsSignalled(event));
+    EXPECT_EQ(world.EventNumber(event), 2U);
+    EXPECT_FALSE(world.IsSignalled(event));
 }
 
 TEST_F(Registry_Add, AppendsEventAndBufferAtTheSamePlace) {
-    Registry registry(lock_);
+    Registry registry(lock);
     HANDLE const wake = registry.GetEvents()->front();
-    HANDLE const firstEvent = registry.Add(first_);
-    HANDLE const secondEvent = registry.Add(second_);
+    HANDLE const firstEvent = registry.Add(first);
+    HANDLE const secondEvent = registry.Add(second);
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, firstEvent, secondEvent));
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_, &second_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first, &second));
 }
 
 TEST_F(Registry_Add, LeavesSnapshotsTakenBeforeAsTheyAre) {
-    Registry registry(lock_);
+    Registry registry(lock);
     auto const before = registry.GetEvents();
-    registry.Add(first_);
+    registry.Add(first);
     EXPECT_EQ(before->size(), 1U);
     EXPECT_EQ(registry.GetEvents()->size(), 2U);
 }
 
 TEST_F(Registry_Add, EventThatCannotBeMadeIsKeptAsNullBesideItsBuffer) {
-    Registry registry(lock_);
+    Registry registry(lock);
     HANDLE const wake = registry.GetEvents()->front();
-    world_.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
-    EXPECT_EQ(registry.Add(first_), nullptr);
+    world.Faults().Fail(Call_t::Win32CreateEvent, 1, 0);
+    EXPECT_EQ(registry.Add(first), nullptr);
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, nullptr));
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first));
     TakeTexts();
-    registry.Remove(first_);
+    registry.Remove(first);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)"));
 }
 
 TEST_F(Registry_Add, WakeEventThatCannotBeSignalledDoesNotKeepTheBufferOut) {
-    Registry registry(lock_);
-    world_.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
-    HANDLE const event = registry.Add(first_);
+    Registry registry(lock);
+    world.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
+    HANDLE const event = registry.Add(first);
     EXPECT_NE(event, nullptr);
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
-    EXPECT_FALSE(world_.IsSignalled(registry.GetEvents()->front()));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first));
+    EXPECT_FALSE(world.IsSignalled(registry.GetEvents()->front()));
 }
 
 TEST_F(Registry_Add, MakesTheEventBeforeItTakesTheLock) {
-    Registry registry(lock_);
+    Registry registry(lock);
     TakeTexts();
-    boost::mutex::scoped_lock guard(lock_);
-    std::thread adder([&] { registry.Add(first_); });
+    boost::mutex::scoped_lock guard(lock);
+    std::thread adder([&] { registry.Add(first); });
     auto const deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(Simulation::World::WatchdogSeconds);
-    while (world_.Journal().Texts().empty() && std::chrono::steady_clock::now() < deadline) {
+    while (world.Journal().Texts().empty() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::yield();
     }
     EXPECT_THAT(TakeTexts(), ElementsAre("CreateEventA(0, 0)"));
@@ -143,79 +143,79 @@ TEST_F(Registry_Add, MakesTheEventBeforeItTakesTheLock) {
 // --- Remove
 
 TEST_F(Registry_Remove, SignalsTheWakeEventThenClosesTheBuffersEvent) {
-    Registry registry(lock_);
-    registry.Add(first_);
+    Registry registry(lock);
+    registry.Add(first);
     TakeTexts();
-    registry.Remove(first_);
+    registry.Remove(first);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(2)"));
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
     EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
 }
 
 TEST_F(Registry_Remove, KeepsTheOrderOfTheOthers) {
-    Registry registry(lock_);
+    Registry registry(lock);
     HANDLE const wake = registry.GetEvents()->front();
-    HANDLE const firstEvent = registry.Add(first_);
-    registry.Add(second_);
-    HANDLE const thirdEvent = registry.Add(third_);
+    HANDLE const firstEvent = registry.Add(first);
+    registry.Add(second);
+    HANDLE const thirdEvent = registry.Add(third);
     TakeTexts();
-    registry.Remove(second_);
+    registry.Remove(second);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(3)"));
     EXPECT_THAT(*registry.GetEvents(), ElementsAre(wake, firstEvent, thirdEvent));
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_, &third_));
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first, &third));
 }
 
 TEST_F(Registry_Remove, LeavesSnapshotsTakenBeforeAsTheyAre) {
-    Registry registry(lock_);
-    HANDLE const event = registry.Add(first_);
+    Registry registry(lock);
+    HANDLE const event = registry.Add(first);
     auto const before = registry.GetEvents();
-    registry.Remove(first_);
+    registry.Remove(first);
     EXPECT_THAT(*before, ElementsAre(registry.GetEvents()->front(), event));
 }
 
 TEST_F(Registry_Remove, OfABufferAddedTwiceTakesTheFirstEntryAlone) {
-    Registry registry(lock_);
-    registry.Add(first_);
-    registry.Add(second_);
-    HANDLE const again = registry.Add(first_);
-    registry.Remove(first_);
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &second_, &first_));
+    Registry registry(lock);
+    registry.Add(first);
+    registry.Add(second);
+    HANDLE const again = registry.Add(first);
+    registry.Remove(first);
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &second, &first));
     EXPECT_EQ(registry.GetEvents()->back(), again);
 }
 
 TEST_F(Registry_Remove, OfAnUnknownBufferBesideOthersChangesNothing) {
-    Registry registry(lock_);
-    registry.Add(first_);
+    Registry registry(lock);
+    registry.Add(first);
     TakeTexts();
-    registry.Remove(second_);
+    registry.Remove(second);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first_));
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr, &first));
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 TEST_F(Registry_Remove, WithTheWakeEntryAloneChangesNothing) {
-    Registry registry(lock_);
+    Registry registry(lock);
     TakeTexts();
-    registry.Remove(first_);
+    registry.Remove(first);
     EXPECT_THAT(TakeTexts(), IsEmpty());
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 TEST_F(Registry_Remove, WakeEventThatCannotBeSignalledDoesNotKeepTheBufferIn) {
-    Registry registry(lock_);
-    registry.Add(first_);
-    world_.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
-    registry.Remove(first_);
+    Registry registry(lock);
+    registry.Add(first);
+    world.Faults().Fail(Call_t::Win32SetEvent, 1, FALSE);
+    registry.Remove(first);
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 TEST_F(Registry_Remove, EventThatCannotBeClosedIsForgottenAllTheSame) {
-    Registry registry(lock_);
-    HANDLE const event = registry.Add(first_);
-    world_.Faults().Fail(Call_t::Win32CloseHandle, 1, FALSE);
-    registry.Remove(first_);
+    Registry registry(lock);
+    HANDLE const event = registry.Add(first);
+    world.Faults().Fail(Call_t::Win32CloseHandle, 1, FALSE);
+    registry.Remove(first);
     EXPECT_EQ(registry.GetEvents()->size(), 1U);
     EXPECT_THAT(BuffersOf(registry), ElementsAre(nullptr));
     EXPECT_EQ(CloseHandle(event), TRUE);
@@ -227,7 +227,7 @@ TEST_F(Registry_Remove, EventThatCannotBeClosedIsForgottenAllTheSame) {
 /// SetEvent and the test can look at the registry in that moment.
 class Registry_WakeSignal : public testing::Test {
 protected:
-    Registry_WakeSignal() { CloseHandle(registry_.GetEvents()->front()); }
+    Registry_WakeSignal() { CloseHandle(registry.GetEvents()->front()); }
 
     struct Moment {
         bool isLocked;
@@ -236,51 +236,52 @@ protected:
     };
 
     void Look() {
-        bool const isLocked = !CanBeLockedElsewhere(lock_);
+        bool const isLocked = !CanBeLockedElsewhere(lock);
         // By the registry, on this thread.
-        boost::mutex::scoped_lock held(lock_, boost::adopt_lock);
-        moments_.push_back({isLocked, registry_.GetEvents()->size(), registry_.GetBuffers(held).size()});
+        boost::mutex::scoped_lock held(lock, boost::adopt_lock);
+        moments.push_back({isLocked, registry.GetEvents()->size(), registry.GetBuffers(held).size()});
         held.release();
     }
 
-    std::size_t CountBuffers() { return registry_.GetBuffers(boost::mutex::scoped_lock(lock_)).size(); }
+    std::size_t CountBuffers() { return registry.GetBuffers(boost::mutex::scoped_lock(lock)).size(); }
 
-    std::vector<Moment> moments_;
-    bool isLooking_ = false;
-    Simulation::World world_{[this](std::string const&) {
-        if (isLooking_) {
+    /// It came once, under the lock, while both lists had so many entries.
+    void ExpectOneLookAt(std::size_t entries) {
+        ASSERT_EQ(moments.size(), 1U);
+        EXPECT_TRUE(moments[0].isLocked);
+        EXPECT_EQ(moments[0].eventCount, entries);
+        EXPECT_EQ(moments[0].bufferCount, entries);
+        EXPECT_TRUE(CanBeLockedElsewhere(lock));
+    }
+
+    std::vector<Moment> moments;
+    bool isLooking = false;
+    Simulation::World world{[this](std::string const&) {
+        if (isLooking) {
             Look();
         }
     }};
-    boost::mutex lock_;
-    Registry registry_{lock_};
-    Buffer buffer_;
+    boost::mutex lock;
+    Registry registry{lock};
+    Buffer buffer;
 };
 
 TEST_F(Registry_WakeSignal, OfAddComesUnderTheLockBeforeTheListsGrow) {
-    isLooking_ = true;
-    registry_.Add(buffer_);
-    isLooking_ = false;
-    ASSERT_EQ(moments_.size(), 1U);
-    EXPECT_TRUE(moments_[0].isLocked);
-    EXPECT_EQ(moments_[0].eventCount, 1U);
-    EXPECT_EQ(moments_[0].bufferCount, 1U);
+    isLooking = true;
+    registry.Add(buffer);
+    isLooking = false;
+    ExpectOneLookAt(1);
     EXPECT_EQ(CountBuffers(), 2U);
-    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
-    registry_.Remove(buffer_);
+    registry.Remove(buffer);
 }
 
 TEST_F(Registry_WakeSignal, OfRemoveComesUnderTheLockBeforeTheListsShrink) {
-    registry_.Add(buffer_);
-    isLooking_ = true;
-    registry_.Remove(buffer_);
-    isLooking_ = false;
-    ASSERT_EQ(moments_.size(), 1U);
-    EXPECT_TRUE(moments_[0].isLocked);
-    EXPECT_EQ(moments_[0].eventCount, 2U);
-    EXPECT_EQ(moments_[0].bufferCount, 2U);
+    registry.Add(buffer);
+    isLooking = true;
+    registry.Remove(buffer);
+    isLooking = false;
+    ExpectOneLookAt(2);
     EXPECT_EQ(CountBuffers(), 1U);
-    EXPECT_TRUE(CanBeLockedElsewhere(lock_));
 }
 
 } // namespace

@@ -60,14 +60,7 @@ TEST_F(PlaybackBuffer_Create, CallsTheDeviceAndTheNewBufferInOrder) {
 TEST_F(PlaybackBuffer_Create, MonoFrameGivesFiveSecondsOf16BitMonoAt48Kilohertz) {
     EXPECT_EQ(buffer->CreateSoundBuffer(RawFrame(Origin, {1, 2})), 0);
     EXPECT_TRUE(buffer->HasSoundBuffer());
-    WAVEFORMATEX const format = Sound().Format();
-    EXPECT_EQ(format.wFormatTag, 1);
-    EXPECT_EQ(format.nChannels, 1);
-    EXPECT_EQ(format.nSamplesPerSec, 48000U);
-    EXPECT_EQ(format.nAvgBytesPerSec, 96000U);
-    EXPECT_EQ(format.nBlockAlign, 2);
-    EXPECT_EQ(format.wBitsPerSample, 16);
-    EXPECT_EQ(format.cbSize, 0);
+    ExpectSixteenBitMono(Sound().Format());
     EXPECT_EQ(Sound().RingBytes(), 480000U);
     EXPECT_EQ(Sound().Flags(), 0x81E8U);
 }

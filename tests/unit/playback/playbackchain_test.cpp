@@ -24,17 +24,17 @@ constexpr std::int64_t AfterSamples(std::int64_t startNanoSec, std::int64_t coun
 class PlaybackChain : public testing::Test {
 protected:
     PlaybackChain() {
-        EXPECT_TRUE(InitializeWithRunningThread(renderer_, world_));
-        pipeline_ = std::make_unique<Pipeline>(renderer_, Workers, [this](Pipeline::Report_t const& report) {
-            std::lock_guard<std::mutex> const guard(reportLock_);
-            reports_.push_back(report);
+        EXPECT_TRUE(InitializeWithRunningThread(renderer, world));
+        pipeline = std::make_unique<Pipeline>(renderer, Workers, [this](Pipeline::Report_t const& report) {
+            std::lock_guard<std::mutex> const guard(reportLock);
+            received.push_back(report);
         });
     }
 
     static std::int64_t Now() { return Kovra::JiffyTime::Now().NanoSec(); }
 
     Pipeline::SessionId_t OpenSession() {
-        auto const session = pipeline_->OpenSession(PipelineSessionParams_t());
+        auto const session = pipeline->OpenSession(PipelineSessionParams_t());
         EXPECT_NE(session, Pipeline::InvalidSession);
         return session;
     }
@@ -49,28 +49,28 @@ protected:
             samples[i] =
                 static_cast<std::int16_t>(firstValue + static_cast<int>(number) * 960 + static_cast<int>(i));
         }
-        EXPECT_TRUE(pipeline_->Submit(
+        EXPECT_TRUE(pipeline->Submit(
             session, RawFrame(FirstTimestampNanoSec + number * FrameMilliSec * NanoSecPerMilliSec, samples),
             Kovra::JiffyTime::Now().AddMilliSec(leadMilliSec)));
         Settle();
     }
 
     void Settle() {
-        pipeline_->Drain();
-        world_.Clock().Advance(0);
+        pipeline->Drain();
+        world.Clock().Advance(0);
     }
 
     std::vector<Pipeline::Report_t> GetReports() {
-        std::lock_guard<std::mutex> const guard(reportLock_);
-        return reports_;
+        std::lock_guard<std::mutex> const guard(reportLock);
+        return received;
     }
 
-    Simulation::TestWorld world_;
-    LogCapture log_;
-    RendererAudio renderer_;
-    std::mutex reportLock_;
-    std::vector<Pipeline::Report_t> reports_;
-    std::unique_ptr<Pipeline> pipeline_;
+    Simulation::TestWorld world;
+    LogCapture log;
+    RendererAudio renderer;
+    std::mutex reportLock;
+    std::vector<Pipeline::Report_t> received;
+    std::unique_ptr<Pipeline> pipeline;
 };
 
 // A start puts the play cursor a lead before position 0 and leaves the mark of cleared data there. So the
@@ -87,16 +87,16 @@ TEST_F(PlaybackChain, RampIsHeardSampleBySampleAtThePresentationTimesFromTheThir
         Play(session, number, LeadMilliSec);
         if (number == 0) {
             // Nothing has been heard yet: no time has passed.
-            world_.OnlyBuffer().EnableSpeaker();
+            world.OnlyBuffer().EnableSpeaker();
         }
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
     }
-    world_.Clock().AdvanceMilliSec(LeadMilliSec);
+    world.Clock().AdvanceMilliSec(LeadMilliSec);
 
     // Frame n lies 20 n ms behind the origin, at n x 20,000,000 / 20833 = 960 n (and a fraction), and 100 ms
     // are 4800 samples: the ramp runs on without a gap, 4800 samples after the start, at 48000 Hz throughout,
     // since every lag measured is the one expected.
-    auto& speaker = world_.OnlyBuffer().GetSpeaker();
+    auto& speaker = world.OnlyBuffer().GetSpeaker();
     ASSERT_THAT(speaker.Runs(), SizeIs(1));
     auto const& run = speaker.Runs().front();
     EXPECT_EQ(run.startNanoSec, start);
@@ -119,7 +119,7 @@ TEST_F(PlaybackChain, RampIsHeardSampleBySampleAtThePresentationTimesFromTheThir
         EXPECT_EQ(reports[i].achieved.NanoSec(),
                   start + (static_cast<std::int64_t>(i) * FrameMilliSec + achieved) * NanoSecPerMilliSec);
     }
-    EXPECT_THAT(log_.GetTexts(), ElementsAre("AudioBuffer playback started"));
+    EXPECT_THAT(log.GetTexts(), ElementsAre("AudioBuffer playback started"));
 }
 
 TEST_F(PlaybackChain, SessionsAskedFor100MilliSecApartAreHeardSo) {
@@ -130,15 +130,15 @@ TEST_F(PlaybackChain, SessionsAskedFor100MilliSecApartAreHeardSo) {
         Play(early, number, 100, 1);
         Play(late, number, 200, 10'001);
         if (number == 0) {
-            for (auto* const buffer : world_.LiveBuffers()) {
+            for (auto* const buffer : world.LiveBuffers()) {
                 buffer->EnableSpeaker();
             }
         }
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
     }
-    world_.Clock().AdvanceMilliSec(200);
+    world.Clock().AdvanceMilliSec(200);
 
-    auto const buffers = world_.LiveBuffers();
+    auto const buffers = world.LiveBuffers();
     ASSERT_THAT(buffers, SizeIs(2));
     for (std::int64_t number = FramesClearedUnheard; number < 10; ++number) {
         auto const offset = static_cast<int>(number) * 960;
@@ -154,23 +154,23 @@ TEST_F(PlaybackChain, SessionFallsSilentOnThe200MilliSecGridAfterItsFramesStop) 
     std::int64_t const start = Now();
     for (std::int64_t number = 0; number < 5; ++number) {
         Play(session, number, 100);
-        world_.Clock().AdvanceMilliSec(FrameMilliSec);
+        world.Clock().AdvanceMilliSec(FrameMilliSec);
     }
-    auto& buffer = world_.OnlyBuffer();
+    auto& buffer = world.OnlyBuffer();
     buffer.EnableSpeaker();
-    log_.Clear();
+    log.Clear();
     // The notification point behind frame 0 is passed at 100 + 20 = 120 ms and starts the grid of 200 ms:
     // 320, 520, 720, 920, 1120 ms. The last presentation came at 80 ms, so 1080 ms is not yet too long ago
     // and the pass at 1120 ms finds it 1040 ms ago.
-    world_.Clock().AdvanceTo(start + 1120 * NanoSecPerMilliSec - 1);
+    world.Clock().AdvanceTo(start + 1120 * NanoSecPerMilliSec - 1);
     EXPECT_TRUE(buffer.IsPlaying());
-    EXPECT_THAT(log_.GetTexts(), IsEmpty());
-    world_.Clock().Advance(1);
+    EXPECT_THAT(log.GetTexts(), IsEmpty());
+    world.Clock().Advance(1);
     EXPECT_FALSE(buffer.IsPlaying());
     EXPECT_EQ(buffer.Volume(), -10000);
     EXPECT_TRUE(buffer.IsSilent(0, 240000));
-    ASSERT_THAT(log_.GetTexts(), ElementsAre("Idle AudioBuffer playback stopped (1040 ms)"));
-    EXPECT_EQ(log_.GetRecords()[0].threadName, "Media.RendererAudio.Playback");
+    ASSERT_THAT(log.GetTexts(), ElementsAre("Idle AudioBuffer playback stopped (1040 ms)"));
+    EXPECT_EQ(log.GetRecords()[0].threadName, "Media.RendererAudio.Playback");
 
     // Frame 4 was the last; behind it the ring was silent.
     auto& speaker = buffer.GetSpeaker();
@@ -183,8 +183,8 @@ TEST_F(PlaybackChain, SessionFallsSilentOnThe200MilliSecGridAfterItsFramesStop) 
 TEST_F(PlaybackChain, IdleSessionIsHeardAgainInTimeWhenFramesComeAgain) {
     auto const session = OpenSession();
     Play(session, 0, 100);
-    world_.Clock().AdvanceMilliSec(3000);
-    auto& buffer = world_.OnlyBuffer();
+    world.Clock().AdvanceMilliSec(3000);
+    auto& buffer = world.OnlyBuffer();
     ASSERT_FALSE(buffer.IsPlaying());
     buffer.EnableSpeaker();
 
@@ -195,7 +195,7 @@ TEST_F(PlaybackChain, IdleSessionIsHeardAgainInTimeWhenFramesComeAgain) {
     }
     EXPECT_TRUE(buffer.IsPlaying());
     EXPECT_EQ(buffer.Volume(), 0);
-    world_.Clock().AdvanceMilliSec(300);
+    world.Clock().AdvanceMilliSec(300);
     auto& speaker = buffer.GetSpeaker();
     ASSERT_THAT(speaker.Runs(), SizeIs(1));
     auto const& run = speaker.Runs().front();
@@ -218,9 +218,9 @@ TEST_F(PlaybackChain, ClientStateReachesTheSoundBufferOfItsSession) {
     PipelineClientState_t client;
     client.balance = 1.0F;
     client.volume = 0.5F;
-    EXPECT_TRUE(pipeline_->SetClientState(second, client));
+    EXPECT_TRUE(pipeline->SetClientState(second, client));
     Settle();
-    auto const buffers = world_.LiveBuffers();
+    auto const buffers = world.LiveBuffers();
     ASSERT_THAT(buffers, SizeIs(2));
     EXPECT_EQ(buffers[0]->Pan(), 0);
     EXPECT_EQ(buffers[0]->Volume(), 0);
@@ -234,13 +234,13 @@ TEST_F(PlaybackChain, ClosedSessionGivesEverythingBackWhileOthersPlay) {
     Play(staying, 0, 100);
     Play(leaving, 0, 100);
     // Besides the wake events of the two devices one for each session.
-    EXPECT_EQ(world_.OpenHandles(), 4U);
-    pipeline_->CloseSession(leaving);
-    world_.Clock().Advance(0);
-    EXPECT_EQ(world_.OpenHandles(), 3U);
-    ASSERT_THAT(world_.LiveBuffers(), SizeIs(1));
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
-    EXPECT_EQ(world_.OnlyBuffer().Number(), 1U);
+    EXPECT_EQ(world.OpenHandles(), 4U);
+    pipeline->CloseSession(leaving);
+    world.Clock().Advance(0);
+    EXPECT_EQ(world.OpenHandles(), 3U);
+    ASSERT_THAT(world.LiveBuffers(), SizeIs(1));
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
+    EXPECT_EQ(world.OnlyBuffer().Number(), 1U);
 }
 
 TEST_F(PlaybackChain, SessionsOfManyFramesRunOnBothWorkersAtOnce) {
@@ -251,18 +251,18 @@ TEST_F(PlaybackChain, SessionsOfManyFramesRunOnBothWorkersAtOnce) {
     }
     for (std::int64_t number = 0; number < Frames; ++number) {
         for (auto const session : sessions) {
-            EXPECT_TRUE(pipeline_->Submit(
+            EXPECT_TRUE(pipeline->Submit(
                 session,
                 ConstantFrame(FirstTimestampNanoSec + number * FrameMilliSec * NanoSecPerMilliSec,
                               FrameSamples, 3),
                 Kovra::JiffyTime::Now().AddMilliSec(100)));
             PipelineClientState_t client;
             client.volume = static_cast<float>(number % 2);
-            EXPECT_TRUE(pipeline_->SetClientState(session, client));
+            EXPECT_TRUE(pipeline->SetClientState(session, client));
         }
         if (number % 10 == 9) {
             Settle();
-            world_.Clock().AdvanceMilliSec(10 * FrameMilliSec);
+            world.Clock().AdvanceMilliSec(10 * FrameMilliSec);
         }
     }
     Settle();
@@ -271,7 +271,7 @@ TEST_F(PlaybackChain, SessionsOfManyFramesRunOnBothWorkersAtOnce) {
     for (auto const& report : reports) {
         EXPECT_EQ(report.outcome, Outcome_t::Succeeded);
     }
-    for (auto* const buffer : world_.LiveBuffers()) {
+    for (auto* const buffer : world.LiveBuffers()) {
         EXPECT_EQ(buffer->Volume(), 0);
     }
 }

@@ -16,23 +16,23 @@ namespace {
 
 class PlaybackDeviceTest : public testing::Test {
 protected:
-    PlaybackDeviceTest() { world_.Journal().Enable(); }
+    PlaybackDeviceTest() { world.Journal().Enable(); }
 
     /// What the test's own thread has called since the last time, references left out.
     std::vector<std::string> TakeTexts() {
-        auto texts = TextsOfThread(world_, "", CallsButReferences());
-        world_.Journal().Clear();
+        auto texts = TextsOfThread(world, "", CallsButReferences());
+        world.Journal().Clear();
         return texts;
     }
 
     void ExpectClosed() {
-        EXPECT_EQ(device_.GetSound(), nullptr);
-        EXPECT_FALSE(HasThread(device_));
-        EXPECT_EQ(world_.LiveSounds(), 0U);
+        EXPECT_EQ(device.GetSound(), nullptr);
+        EXPECT_FALSE(HasThread(device));
+        EXPECT_EQ(world.LiveSounds(), 0U);
     }
 
-    Simulation::TestWorld world_;
-    RendererAudioPlaybackDevice device_;
+    Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
 };
 
 class PlaybackDevice_Open : public PlaybackDeviceTest {};
@@ -41,98 +41,98 @@ class PlaybackDevice_Buffers : public PlaybackDeviceTest {};
 class PlaybackDevice_GetSound : public PlaybackDeviceTest {};
 
 TEST_F(PlaybackDevice_Open, TakesPriorityOnTheDesktopWindowAndStartsTheThread) {
-    EXPECT_EQ(device_.Open(), 0);
-    EXPECT_EQ(world_.CooperativeLevel(), 2U);
-    EXPECT_EQ(world_.CooperativeWindow(), Simulation::World::DesktopWindow());
-    EXPECT_TRUE(HasThread(device_));
+    EXPECT_EQ(device.Open(), 0);
+    EXPECT_EQ(world.CooperativeLevel(), 2U);
+    EXPECT_EQ(world.CooperativeWindow(), Simulation::World::DesktopWindow());
+    EXPECT_TRUE(HasThread(device));
 }
 
 TEST_F(PlaybackDevice_Open, StartsTheThreadAlsoWithoutAKnownDevice) {
-    world_.Device().SetDevices({});
-    EXPECT_EQ(device_.Open(), 0);
-    EXPECT_TRUE(HasThread(device_));
+    world.Device().SetDevices({});
+    EXPECT_EQ(device.Open(), 0);
+    EXPECT_TRUE(HasThread(device));
 }
 
 TEST_F(PlaybackDevice_Open, StartsTheThreadAgainAfterClose) {
-    ASSERT_EQ(device_.Open(), 0);
-    device_.Close();
-    EXPECT_EQ(device_.Open(), 0);
-    EXPECT_TRUE(HasThread(device_));
+    ASSERT_EQ(device.Open(), 0);
+    device.Close();
+    EXPECT_EQ(device.Open(), 0);
+    EXPECT_TRUE(HasThread(device));
 }
 
 TEST_F(PlaybackDevice_Open, WithoutDesktopWindowIsRefusedTheCooperativeLevel) {
-    world_.Faults().Fail(Call_t::Win32DesktopWindow, 1, 0);
-    EXPECT_EQ(device_.Open(), -1);
-    EXPECT_THAT(world_.Journal().Records({Call_t::SoundSetCooperativeLevel}), SizeIs(1));
+    world.Faults().Fail(Call_t::Win32DesktopWindow, 1, 0);
+    EXPECT_EQ(device.Open(), -1);
+    EXPECT_THAT(world.Journal().Records({Call_t::SoundSetCooperativeLevel}), SizeIs(1));
     ExpectClosed();
 }
 
 TEST_F(PlaybackDevice_Open, AnyResultButZeroRefusesTheCooperativeLevel) {
-    world_.Faults().Fail(Call_t::SoundSetCooperativeLevel, 1, S_FALSE);
-    EXPECT_EQ(device_.Open(), -1);
+    world.Faults().Fail(Call_t::SoundSetCooperativeLevel, 1, S_FALSE);
+    EXPECT_EQ(device.Open(), -1);
     ExpectClosed();
 }
 
 TEST_F(PlaybackDevice_Close, OfADeviceWhoseThreadFoundNoPointerJoinsAndReleases) {
-    DevicePeer::OpenWithoutThread(device_);
+    DevicePeer::OpenWithoutThread(device);
     // The thread finds no pointer of its own and leaves; only then does its opener come to store it.
     std::atomic<bool> hasLeft{false};
     auto* const thread = new boost::thread([&] {
-        DevicePeer::RunPlaybackThread(device_);
+        DevicePeer::RunPlaybackThread(device);
         hasLeft.store(true);
     });
     while (!hasLeft.load()) {
         std::this_thread::yield();
     }
-    DevicePeer::GetFields(device_).thread.store(thread);
-    device_.Close();
+    DevicePeer::GetFields(device).thread.store(thread);
+    device.Close();
     ExpectClosed();
-    EXPECT_EQ(world_.WaitCalls(), 0U);
+    EXPECT_EQ(world.WaitCalls(), 0U);
 }
 
 TEST_F(PlaybackDevice_Close, KeepsTheBuffers) {
-    RegisteredBuffer buffer(device_);
-    ASSERT_EQ(device_.Open(), 0);
-    device_.Close();
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &buffer.Get()));
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    RegisteredBuffer buffer(device);
+    ASSERT_EQ(device.Open(), 0);
+    device.Close();
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr, &buffer.Get()));
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 // --- AddBuffer, RemoveBuffer; the lists, registry_test.cpp shows
 
 TEST_F(PlaybackDevice_Buffers, EachGetsAnEventOfItsOwnUntilItIsRemoved) {
-    RendererAudioPlaybackBuffer first(device_);
-    RendererAudioPlaybackBuffer second(device_);
+    RendererAudioPlaybackBuffer first(device);
+    RendererAudioPlaybackBuffer second(device);
     TakeTexts();
-    HANDLE const firstEvent = device_.AddBuffer(first);
-    HANDLE const secondEvent = device_.AddBuffer(second);
+    HANDLE const firstEvent = device.AddBuffer(first);
+    HANDLE const secondEvent = device.AddBuffer(second);
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CreateEventA(0, 0)", "SetEvent(1)", "CreateEventA(0, 0)", "SetEvent(1)"));
     EXPECT_NE(firstEvent, secondEvent);
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &first, &second));
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr, &first, &second));
 
-    device_.RemoveBuffer(first);
+    device.RemoveBuffer(first);
     EXPECT_THAT(TakeTexts(), ElementsAre("SetEvent(1)", "CloseHandle(2)"));
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr, &second));
-    EXPECT_EQ(EventsOf(device_).back(), secondEvent);
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr, &second));
+    EXPECT_EQ(EventsOf(device).back(), secondEvent);
     // A stranger by now.
-    device_.RemoveBuffer(first);
+    device.RemoveBuffer(first);
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    device_.RemoveBuffer(second);
-    EXPECT_EQ(world_.OpenHandles(), 1U);
-    EXPECT_EQ(world_.SoundCount(), 0U);
+    device.RemoveBuffer(second);
+    EXPECT_EQ(world.OpenHandles(), 1U);
+    EXPECT_EQ(world.SoundCount(), 0U);
 }
 
 // --- GetSound
 
 TEST_F(PlaybackDevice_GetSound, GivesAReferenceOfItsOwn) {
-    ASSERT_EQ(device_.Open(), 0);
+    ASSERT_EQ(device.Open(), 0);
     {
-        auto const sound = device_.GetSound();
+        auto const sound = device.GetSound();
         ASSERT_NE(sound, nullptr);
-        EXPECT_EQ(world_.SoundReferences(), 2U);
+        EXPECT_EQ(world.SoundReferences(), 2U);
     }
-    EXPECT_EQ(world_.SoundReferences(), 1U);
+    EXPECT_EQ(world.SoundReferences(), 1U);
 }
 
 } // namespace

@@ -32,35 +32,35 @@ PipelineClientState_t Client(float balance, float volume) {
 class StateTest : public testing::Test {
 protected:
     StateTest() {
-        DevicePeer::OpenWithoutThread(device_);
-        state_.reset(new RendererAudioPlaybackState(device_));
-        world_.Journal().Enable();
+        DevicePeer::OpenWithoutThread(device);
+        state.reset(new RendererAudioPlaybackState(device));
+        world.Journal().Enable();
     }
 
     /// Renders frame number `number` of 20 ms, to be heard in `leadMilliSec`.
     bool RenderFrame(std::int64_t number = 0, std::int64_t leadMilliSec = 100) {
         Kovra::JiffyTime presentation = InMilliSec(leadMilliSec);
-        return state_->Render(ConstantFrame(FirstTimestampNanoSec + number * FrameNanoSec, FrameSamples, 5),
-                              presentation);
+        return state->Render(ConstantFrame(FirstTimestampNanoSec + number * FrameNanoSec, FrameSamples, 5),
+                             presentation);
     }
 
     bool Update(float balance, float volume) {
-        state_->SetClientState(Client(balance, volume));
-        return state_->UpdateClientState();
+        state->SetClientState(Client(balance, volume));
+        return state->UpdateClientState();
     }
 
     /// Calls since the last time, references left out.
     std::vector<std::string> TakeTexts() {
-        auto texts = world_.Journal().Texts(CallsButReferences());
-        world_.Journal().Clear();
+        auto texts = world.Journal().Texts(CallsButReferences());
+        world.Journal().Clear();
         return texts;
     }
 
-    std::size_t CountOf(Call_t call) { return world_.Journal().Records({call}).size(); }
+    std::size_t CountOf(Call_t call) { return world.Journal().Records({call}).size(); }
 
-    Simulation::TestWorld world_;
-    RendererAudioPlaybackDevice device_;
-    State state_;
+    Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
+    State state;
 };
 
 class PlaybackState_Construction : public StateTest {};
@@ -70,22 +70,22 @@ class PlaybackState_UpdateClientState : public StateTest {};
 // --- construction and destruction
 
 TEST_F(PlaybackState_Construction, MakesNoSoundBufferAndNoCall) {
-    State const other(new RendererAudioPlaybackState(device_));
+    State const other(new RendererAudioPlaybackState(device));
     EXPECT_FALSE(other->HasSoundBuffer());
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_THAT(BuffersOf(device_), SizeIs(1));
+    EXPECT_THAT(BuffersOf(device), SizeIs(1));
 }
 
 TEST_F(PlaybackState_Construction, LastReferenceReleasesTheSoundBufferAndItsPlaceOnTheDevice) {
     ASSERT_TRUE(RenderFrame());
-    EXPECT_THAT(BuffersOf(device_), SizeIs(2));
-    State other = state_;
-    state_.reset();
-    EXPECT_THAT(world_.LiveBuffers(), SizeIs(1));
+    EXPECT_THAT(BuffersOf(device), SizeIs(2));
+    State other = state;
+    state.reset();
+    EXPECT_THAT(world.LiveBuffers(), SizeIs(1));
     other.reset();
-    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
-    EXPECT_THAT(BuffersOf(device_), SizeIs(1));
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    EXPECT_THAT(world.LiveBuffers(), IsEmpty());
+    EXPECT_THAT(BuffersOf(device), SizeIs(1));
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 // --- Render
@@ -94,15 +94,15 @@ TEST_F(PlaybackState_Render, EmptyFrameIsRefusedWhilePlaying) {
     ASSERT_TRUE(RenderFrame());
     TakeTexts();
     Kovra::JiffyTime presentation = InMilliSec(-100);
-    EXPECT_FALSE(state_->Render(nullptr, presentation));
+    EXPECT_FALSE(state->Render(nullptr, presentation));
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
 }
 
 TEST_F(PlaybackState_Render, FrameIsWrittenBeforeItIsPresented) {
     ASSERT_TRUE(RenderFrame());
     // The first lock is the clearing of the new ring.
-    EXPECT_THAT(world_.Journal().Texts({Call_t::BufferLock, Call_t::BufferGetStatus, Call_t::BufferPlay}),
+    EXPECT_THAT(world.Journal().Texts({Call_t::BufferLock, Call_t::BufferGetStatus, Call_t::BufferPlay}),
                 ElementsAre("Lock(0, 480000)", "Lock(0, 1920)", "GetStatus()", "Play(1)"));
 }
 
@@ -110,51 +110,51 @@ TEST_F(PlaybackState_Render, SecondFrameUsesTheSoundBufferThatThereIs) {
     ASSERT_TRUE(RenderFrame(0, 0));
     EXPECT_TRUE(RenderFrame(1, 20));
     EXPECT_EQ(CountOf(Call_t::SoundCreateSoundBuffer), 1U);
-    EXPECT_THAT(world_.OnlyBuffer().Samples(960, 960), testing::Each(5));
+    EXPECT_THAT(world.OnlyBuffer().Samples(960, 960), testing::Each(5));
 }
 
 TEST_F(PlaybackState_Render, WithoutASoundBufferNothingIsWrittenOrPresented) {
     LogCapture const log;
-    world_.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, DSERR_OUTOFMEMORY);
+    world.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, DSERR_OUTOFMEMORY);
     // A time in the past would be logged and stop the buffer, if it came to that.
     Kovra::JiffyTime presentation = InMilliSec(-1);
-    EXPECT_FALSE(state_->Render(ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), presentation));
-    EXPECT_FALSE(state_->HasSoundBuffer());
-    EXPECT_THAT(world_.Journal().Records(CallSet::Buffer()), IsEmpty());
+    EXPECT_FALSE(state->Render(ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), presentation));
+    EXPECT_FALSE(state->HasSoundBuffer());
+    EXPECT_THAT(world.Journal().Records(CallSet::Buffer()), IsEmpty());
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 TEST_F(PlaybackState_Render, FailedCreationIsTriedAgainByTheNextFrame) {
-    world_.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, DSERR_OUTOFMEMORY);
+    world.Faults().Fail(Call_t::SoundCreateSoundBuffer, 1, DSERR_OUTOFMEMORY);
     EXPECT_FALSE(RenderFrame(0));
     EXPECT_TRUE(RenderFrame(1));
     EXPECT_EQ(CountOf(Call_t::SoundCreateSoundBuffer), 2U);
-    EXPECT_TRUE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_TRUE(world.OnlyBuffer().IsPlaying());
 }
 
 TEST_F(PlaybackState_Render, OnAClosedDeviceFailsUntilTheDeviceIsOpen) {
-    device_.Close();
+    device.Close();
     EXPECT_FALSE(RenderFrame(0));
-    EXPECT_FALSE(state_->HasSoundBuffer());
-    DevicePeer::OpenWithoutThread(device_);
+    EXPECT_FALSE(state->HasSoundBuffer());
+    DevicePeer::OpenWithoutThread(device);
     EXPECT_TRUE(RenderFrame(1));
 }
 
 TEST_F(PlaybackState_Render, FailureOfThePresentationDoesNotChangeTheResult) {
-    world_.Faults().Fail(Call_t::BufferGetStatus, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::BufferGetStatus, 1, DSERR_GENERIC);
     EXPECT_TRUE(RenderFrame());
-    EXPECT_FALSE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
 }
 
 TEST_F(PlaybackState_Render, ExceptionOfTheCodecCountsAsAFailedDecodeAndThePresentationIsStillMade) {
     FakeCodec codec;
     codec.decode = [](Frames const&) -> Frames { throw std::bad_alloc(); };
     ASSERT_TRUE(RenderFrame(0));
-    ASSERT_TRUE(world_.OnlyBuffer().IsPlaying());
+    ASSERT_TRUE(world.OnlyBuffer().IsPlaying());
     // A presentation in the past stops the sound: a sign that it was looked at.
     Kovra::JiffyTime presentation = InMilliSec(-1);
-    EXPECT_FALSE(state_->Render(CodedFrame(MediaCoding_t::G711, FirstTimestampNanoSec), presentation));
-    EXPECT_FALSE(world_.OnlyBuffer().IsPlaying());
+    EXPECT_FALSE(state->Render(CodedFrame(MediaCoding_t::G711, FirstTimestampNanoSec), presentation));
+    EXPECT_FALSE(world.OnlyBuffer().IsPlaying());
     EXPECT_TRUE(RenderFrame(1));
 }
 
@@ -163,7 +163,7 @@ TEST_F(PlaybackState_Render, ExceptionOfTheCodecCountsAsAFailedDecodeAndThePrese
 TEST_F(PlaybackState_UpdateClientState, WithoutAClientStateIsFalseAndMakesNoCall) {
     ASSERT_TRUE(RenderFrame());
     TakeTexts();
-    EXPECT_FALSE(state_->UpdateClientState());
+    EXPECT_FALSE(state->UpdateClientState());
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
@@ -175,13 +175,13 @@ TEST_F(PlaybackState_UpdateClientState, WithoutAClientStateDoesNotWaitForARender
     bool hasReturned = false;
     codec.decode = [&](Frames const&) {
         // The render step holds the mutex here.
-        updater = std::thread([&] { promise.set_value(state_->UpdateClientState()); });
+        updater = std::thread([&] { promise.set_value(state->UpdateClientState()); });
         hasReturned = result.wait_for(std::chrono::seconds(Simulation::World::WatchdogSeconds)) ==
                       std::future_status::ready;
         return Frames();
     };
     Kovra::JiffyTime presentation = InMilliSec(100);
-    state_->Render(CodedFrame(MediaCoding_t::G711, FirstTimestampNanoSec), presentation);
+    state->Render(CodedFrame(MediaCoding_t::G711, FirstTimestampNanoSec), presentation);
     updater.join();
     EXPECT_TRUE(hasReturned);
     EXPECT_FALSE(result.get());
@@ -190,11 +190,11 @@ TEST_F(PlaybackState_UpdateClientState, WithoutAClientStateDoesNotWaitForARender
 TEST_F(PlaybackState_UpdateClientState, RememberedValuesAreAppliedToTheSoundBufferToCome) {
     ASSERT_TRUE(Update(0.25F, 0.5F));
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_FALSE(state_->HasSoundBuffer());
+    EXPECT_FALSE(state->HasSoundBuffer());
     ASSERT_TRUE(RenderFrame());
     // 0.25 x -20000 = -5000. 0.5^0.34375 = 0.78799, x -10000 = -7879.9.
-    EXPECT_EQ(world_.OnlyBuffer().Pan(), -5000);
-    EXPECT_EQ(world_.OnlyBuffer().Volume(), -2121);
+    EXPECT_EQ(world.OnlyBuffer().Pan(), -5000);
+    EXPECT_EQ(world.OnlyBuffer().Volume(), -2121);
     TakeTexts();
     EXPECT_TRUE(Update(0.25F, 0.5F));
     EXPECT_THAT(TakeTexts(), IsEmpty());
@@ -210,8 +210,8 @@ TEST_F(PlaybackState_UpdateClientState, AppliesBalanceThenVolumeAndNothingElse) 
 TEST_F(PlaybackState_UpdateClientState, DefaultsOfTheClientAreThoseOfTheBuffer) {
     ASSERT_TRUE(RenderFrame());
     TakeTexts();
-    state_->SetClientState(PipelineClientState_t());
-    EXPECT_TRUE(state_->UpdateClientState());
+    state->SetClientState(PipelineClientState_t());
+    EXPECT_TRUE(state->UpdateClientState());
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 

@@ -18,77 +18,77 @@ using BufferPeer = RendererAudioPlaybackBufferPeer;
 class PlaybackThread : public testing::Test {
 protected:
     PlaybackThread() {
-        EXPECT_TRUE(OpenWithRunningThread(device_, world_));
-        world_.Journal().Enable();
+        EXPECT_TRUE(OpenWithRunningThread(device, world));
+        world.Journal().Enable();
     }
 
     /// Returns when the thread has done what it was woken for and waits again.
-    void LetRun() { world_.Clock().Advance(0); }
+    void LetRun() { world.Clock().Advance(0); }
 
     std::vector<std::string> ThreadTexts(CallSet const& calls = CallSet::All()) {
-        return TextsOfThread(world_, PlaybackThreadName, calls);
+        return TextsOfThread(world, PlaybackThreadName, calls);
     }
 
-    Simulation::TestWorld world_;
-    RendererAudioPlaybackDevice device_;
+    Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
 };
 
 TEST_F(PlaybackThread, WithoutABufferSleepsForEver) {
-    world_.WaitForBlockedThread("Media.RendererAudio.Playback");
-    auto const calls = world_.WaitCalls();
-    world_.Clock().AdvanceMilliSec(3'600'000);
-    EXPECT_EQ(world_.WaitCalls(), calls);
+    world.WaitForBlockedThread("Media.RendererAudio.Playback");
+    auto const calls = world.WaitCalls();
+    world.Clock().AdvanceMilliSec(3'600'000);
+    EXPECT_EQ(world.WaitCalls(), calls);
     EXPECT_THAT(ThreadTexts(), IsEmpty());
 }
 
 TEST_F(PlaybackThread, CloseEndsASleepWithoutABufferAtOnce) {
-    device_.Close();
-    EXPECT_EQ(world_.Clock().ElapsedNanoSec(), 0);
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    device.Close();
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 0);
+    EXPECT_EQ(world.BlockedThreads(), 0U);
     EXPECT_THAT(ThreadTexts(), ElementsAre("WaitForMultipleObjects(1, 4294967295)"));
 }
 
 TEST_F(PlaybackThread, CloseEndsA200MilliSecWaitAtOnceAfterALastPassOverAllBuffers) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
     LetRun();
     first.Rearm();
     second.Rearm();
-    world_.Journal().Clear();
-    device_.Close();
-    EXPECT_EQ(world_.Clock().ElapsedNanoSec(), 0);
+    world.Journal().Clear();
+    device.Close();
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 0);
     EXPECT_TRUE(first.WasServiced());
     EXPECT_TRUE(second.WasServiced());
     EXPECT_THAT(ThreadTexts(), ElementsAre("WaitForMultipleObjects(3, 200)"));
 }
 
 TEST_F(PlaybackThread, AddedBufferIsServicedAndWaitedForAtOnce) {
-    RegisteredBuffer buffer(device_);
+    RegisteredBuffer buffer(device);
     LetRun();
     EXPECT_TRUE(buffer.WasServiced());
-    EXPECT_EQ(world_.Clock().ElapsedNanoSec(), 0);
-    world_.Journal().Clear();
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 0);
+    world.Journal().Clear();
     SetEvent(buffer.GetEvent());
     LetRun();
     EXPECT_THAT(ThreadTexts(), ElementsAre("WaitForMultipleObjects(2, 200)"));
 }
 
 TEST_F(PlaybackThread, ServicesEveryBufferEvery200MilliSec) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
     LetRun();
     first.Rearm();
     second.Rearm();
-    world_.Clock().Advance(200 * NanoSecPerMilliSec - 1);
+    world.Clock().Advance(200 * NanoSecPerMilliSec - 1);
     EXPECT_FALSE(first.WasServiced());
     EXPECT_FALSE(second.WasServiced());
-    world_.Clock().Advance(1);
+    world.Clock().Advance(1);
     EXPECT_TRUE(first.WasServiced());
     EXPECT_TRUE(second.WasServiced());
 
-    world_.Journal().Clear();
-    world_.Clock().AdvanceMilliSec(1000);
-    auto const waits = world_.Journal().Records({Call_t::Win32Wait});
+    world.Journal().Clear();
+    world.Clock().AdvanceMilliSec(1000);
+    auto const waits = world.Journal().Records({Call_t::Win32Wait});
     ASSERT_THAT(waits, SizeIs(5));
     for (std::size_t i = 0; i < waits.size(); ++i) {
         EXPECT_EQ(waits[i].nanoSec - Simulation::ManualClock::StartMonotonicNanoSec,
@@ -97,109 +97,109 @@ TEST_F(PlaybackThread, ServicesEveryBufferEvery200MilliSec) {
 }
 
 TEST_F(PlaybackThread, NotificationServicesItsBufferAloneAndStartsANewWait) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
     LetRun();
     first.Rearm();
     second.Rearm();
-    world_.Clock().AdvanceMilliSec(150);
+    world.Clock().AdvanceMilliSec(150);
     SetEvent(second.GetEvent());
     LetRun();
     EXPECT_FALSE(first.WasServiced());
     EXPECT_TRUE(second.WasServiced());
     // The next 200 ms count from the notification.
-    world_.Clock().AdvanceMilliSec(199);
+    world.Clock().AdvanceMilliSec(199);
     EXPECT_FALSE(first.WasServiced());
-    world_.Clock().AdvanceMilliSec(1);
+    world.Clock().AdvanceMilliSec(1);
     EXPECT_TRUE(first.WasServiced());
 }
 
 TEST_F(PlaybackThread, LastBufferGoneSleepsForEverAgain) {
     {
-        RegisteredBuffer const buffer(device_);
+        RegisteredBuffer const buffer(device);
         LetRun();
     }
     LetRun();
-    world_.Journal().Clear();
-    auto const calls = world_.WaitCalls();
-    world_.Clock().AdvanceMilliSec(10'000);
-    EXPECT_EQ(world_.WaitCalls(), calls);
+    world.Journal().Clear();
+    auto const calls = world.WaitCalls();
+    world.Clock().AdvanceMilliSec(10'000);
+    EXPECT_EQ(world.WaitCalls(), calls);
 }
 
 TEST_F(PlaybackThread, RemovedBufferIsNeverServicedAgain) {
-    RegisteredBuffer staying(device_);
-    RegisteredBuffer leaving(device_);
+    RegisteredBuffer staying(device);
+    RegisteredBuffer leaving(device);
     LetRun();
-    device_.RemoveBuffer(leaving.Get());
+    device.RemoveBuffer(leaving.Get());
     leaving.Rearm();
     LetRun();
     staying.Rearm();
-    world_.Journal().Clear();
-    world_.Clock().AdvanceMilliSec(200);
+    world.Journal().Clear();
+    world.Clock().AdvanceMilliSec(200);
     EXPECT_THAT(ThreadTexts(), ElementsAre("WaitForMultipleObjects(2, 200)"));
-    world_.Clock().AdvanceMilliSec(800);
+    world.Clock().AdvanceMilliSec(800);
     EXPECT_TRUE(staying.WasServiced());
     EXPECT_FALSE(leaving.WasServiced());
 }
 
 TEST_F(PlaybackThread, FailingWaitSpinsWithoutARecordUntilItFailsNoMore) {
     LogCapture const log;
-    RegisteredBuffer buffer(device_);
+    RegisteredBuffer buffer(device);
     LetRun();
-    world_.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
+    world.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
     // Ends the wait that is going on; every later one fails.
     SetEvent(buffer.GetEvent());
-    auto const calls = world_.WaitCalls();
-    world_.WaitForWaitCalls(calls + 1000);
-    EXPECT_EQ(world_.Clock().ElapsedNanoSec(), 0);
-    world_.Faults().Clear(Call_t::Win32Wait);
-    world_.WaitForBlockedThreads(1);
+    auto const calls = world.WaitCalls();
+    world.WaitForWaitCalls(calls + 1000);
+    EXPECT_EQ(world.Clock().ElapsedNanoSec(), 0);
+    world.Faults().Clear(Call_t::Win32Wait);
+    world.WaitForBlockedThreads(1);
 
     buffer.Rearm();
-    world_.Clock().AdvanceMilliSec(200);
+    world.Clock().AdvanceMilliSec(200);
     EXPECT_TRUE(buffer.WasServiced());
-    device_.Close();
+    device.Close();
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 TEST_F(PlaybackThread, FailingWaitServicesNothing) {
-    world_.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
+    world.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
     // The registration ends the wait that is going on with one last pass.
-    auto const calls = world_.WaitCalls();
-    RegisteredBuffer other(device_);
-    world_.WaitForWaitCalls(calls + 100);
-    device_.RemoveBuffer(other.Get());
+    auto const calls = world.WaitCalls();
+    RegisteredBuffer other(device);
+    world.WaitForWaitCalls(calls + 100);
+    device.RemoveBuffer(other.Get());
     other.Rearm();
-    device_.AddBuffer(other.Get());
-    world_.WaitForWaitCalls(world_.WaitCalls() + 100);
-    device_.Close();
+    device.AddBuffer(other.Get());
+    world.WaitForWaitCalls(world.WaitCalls() + 100);
+    device.Close();
     EXPECT_FALSE(other.WasServiced());
-    world_.Faults().Clear(Call_t::Win32Wait);
+    world.Faults().Clear(Call_t::Win32Wait);
 }
 
 TEST_F(PlaybackThread, CloseEndsASpinningThread) {
-    RegisteredBuffer const buffer(device_);
+    RegisteredBuffer const buffer(device);
     LetRun();
-    world_.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
-    auto const calls = world_.WaitCalls();
+    world.Faults().FailAlways(Call_t::Win32Wait, WAIT_FAILED);
+    auto const calls = world.WaitCalls();
     SetEvent(buffer.GetEvent());
-    world_.WaitForWaitCalls(calls + 10);
-    device_.Close();
-    EXPECT_EQ(device_.GetSound(), nullptr);
-    EXPECT_EQ(world_.LiveSounds(), 0U);
+    world.WaitForWaitCalls(calls + 10);
+    device.Close();
+    EXPECT_EQ(device.GetSound(), nullptr);
+    EXPECT_EQ(world.LiveSounds(), 0U);
 }
 
 TEST_F(PlaybackThread, SixtyThreeBuffersAreServicedAndTheSixtyFourthStallsThemAll) {
     // 64 handles are the most that a wait takes: the wake event and 63 buffers.
     std::vector<std::unique_ptr<RegisteredBuffer>> buffers;
     for (int i = 0; i < 63; ++i) {
-        buffers.push_back(std::make_unique<RegisteredBuffer>(device_));
+        buffers.push_back(std::make_unique<RegisteredBuffer>(device));
     }
     LetRun();
     for (auto const& buffer : buffers) {
         buffer->Rearm();
     }
-    world_.Clock().AdvanceMilliSec(200);
+    world.Clock().AdvanceMilliSec(200);
     for (auto const& buffer : buffers) {
         EXPECT_TRUE(buffer->WasServiced());
     }
@@ -207,34 +207,34 @@ TEST_F(PlaybackThread, SixtyThreeBuffersAreServicedAndTheSixtyFourthStallsThemAl
     LetRun();
     EXPECT_THAT(ThreadTexts().back(), "WaitForMultipleObjects(64, 200)");
 
-    auto excess = std::make_unique<RegisteredBuffer>(device_);
-    world_.WaitForWaitCalls(world_.WaitCalls() + 100);
-    EXPECT_EQ(world_.BlockedThreads(), 0U);
+    auto excess = std::make_unique<RegisteredBuffer>(device);
+    world.WaitForWaitCalls(world.WaitCalls() + 100);
+    EXPECT_EQ(world.BlockedThreads(), 0U);
 
     // One buffer less, and the thread waits again.
     excess.reset();
-    world_.WaitForBlockedThreads(1);
+    world.WaitForBlockedThreads(1);
     for (auto const& buffer : buffers) {
         buffer->Rearm();
     }
-    world_.Clock().AdvanceMilliSec(200);
+    world.Clock().AdvanceMilliSec(200);
     for (auto const& buffer : buffers) {
         EXPECT_TRUE(buffer->WasServiced());
     }
 }
 
 TEST_F(PlaybackThread, ReopenedDeviceServicesTheBuffersThatStayed) {
-    RegisteredBuffer buffer(device_);
+    RegisteredBuffer buffer(device);
     LetRun();
-    device_.Close();
-    ASSERT_TRUE(OpenWithRunningThread(device_, world_));
+    device.Close();
+    ASSERT_TRUE(OpenWithRunningThread(device, world));
     buffer.Rearm();
-    world_.Clock().AdvanceMilliSec(200);
+    world.Clock().AdvanceMilliSec(200);
     EXPECT_TRUE(buffer.WasServiced());
 }
 
 TEST_F(PlaybackThread, PassedNotificationPointServicesItsSoundBuffer) {
-    RendererAudioPlaybackBuffer buffer(device_);
+    RendererAudioPlaybackBuffer buffer(device);
     ASSERT_EQ(buffer.CreateSoundBuffer(ConstantFrame(1, 960, 7)), 0);
     ASSERT_TRUE(buffer.WriteFrame(ConstantFrame(1, 960, 7)));
     LetRun();
@@ -244,9 +244,9 @@ TEST_F(PlaybackThread, PassedNotificationPointServicesItsSoundBuffer) {
     auto& record = BufferPeer::GetFields(buffer);
     record.writePos.store(2);
     record.lastServicedWritePos = 0;
-    world_.Clock().Advance(30 * NanoSecPerMilliSec - 1);
+    world.Clock().Advance(30 * NanoSecPerMilliSec - 1);
     EXPECT_EQ(record.lastServicedWritePos, 0U);
-    world_.Clock().Advance(1);
+    world.Clock().Advance(1);
     EXPECT_EQ(record.lastServicedWritePos, 2U);
 }
 
@@ -256,10 +256,10 @@ TEST_F(PlaybackThread, BuffersComeAndGoOnSeveralThreadsWhileItRuns) {
     for (int user = 0; user < 3; ++user) {
         users.emplace_back([this] {
             for (int i = 0; i < Rounds; ++i) {
-                RegisteredBuffer first(device_);
-                RegisteredBuffer const second(device_);
+                RegisteredBuffer first(device);
+                RegisteredBuffer const second(device);
                 SetEvent(first.GetEvent());
-                device_.RemoveBuffer(first.Get());
+                device.RemoveBuffer(first.Get());
                 first.Rearm();
                 SetEvent(second.GetEvent());
                 EXPECT_FALSE(first.WasServiced());
@@ -269,8 +269,8 @@ TEST_F(PlaybackThread, BuffersComeAndGoOnSeveralThreadsWhileItRuns) {
     for (auto& user : users) {
         user.join();
     }
-    EXPECT_THAT(BuffersOf(device_), ElementsAre(nullptr));
-    EXPECT_EQ(world_.OpenHandles(), 1U);
+    EXPECT_THAT(BuffersOf(device), ElementsAre(nullptr));
+    EXPECT_EQ(world.OpenHandles(), 1U);
 }
 
 } // namespace

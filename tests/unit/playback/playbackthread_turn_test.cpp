@@ -49,51 +49,51 @@ TEST(PlaybackThread_Start, ThreadThatFindsNoPointerLeavesWithoutAWait) {
 
 class PlaybackThread_Turn : public testing::Test {
 protected:
-    PlaybackThread_Turn() { world_.Journal().Enable(); }
+    PlaybackThread_Turn() { world.Journal().Enable(); }
 
     /// One turn whose wait gives `waitResult`.
     void TurnWith(DWORD waitResult) {
-        world_.Faults().Fail(Call_t::Win32Wait, 1, waitResult);
-        DevicePeer::WaitAndService(device_);
+        world.Faults().Fail(Call_t::Win32Wait, 1, waitResult);
+        DevicePeer::WaitAndService(device);
     }
 
     /// Takes back the wake signals of registrations.
     void Settle() {
-        if (world_.IsSignalled(EventsOf(device_).front())) {
-            DevicePeer::WaitAndService(device_);
+        if (world.IsSignalled(EventsOf(device).front())) {
+            DevicePeer::WaitAndService(device);
         }
-        world_.Journal().Clear();
+        world.Journal().Clear();
     }
 
-    Simulation::TestWorld world_;
-    RendererAudioPlaybackDevice device_;
-    std::vector<std::unique_ptr<RegisteredBuffer>> buffers_;
+    Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
+    std::vector<std::unique_ptr<RegisteredBuffer>> buffers;
 };
 
 TEST_F(PlaybackThread_Turn, WithoutABufferWaitsForTheWakeEventWithoutLimit) {
-    SetEvent(EventsOf(device_).front());
-    world_.Journal().Clear();
-    DevicePeer::WaitAndService(device_);
-    EXPECT_THAT(world_.Journal().Texts(), ElementsAre("WaitForMultipleObjects(1, 4294967295)"));
+    SetEvent(EventsOf(device).front());
+    world.Journal().Clear();
+    DevicePeer::WaitAndService(device);
+    EXPECT_THAT(world.Journal().Texts(), ElementsAre("WaitForMultipleObjects(1, 4294967295)"));
     // A wait that fails does nothing either.
     TurnWith(WAIT_FAILED);
-    EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+    EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
 }
 
 TEST_F(PlaybackThread_Turn, WithBuffersWaitsForAllEventsAtMost200MilliSecAndGivesTheLockBack) {
     for (char const* const wait : {"WaitForMultipleObjects(2, 200)", "WaitForMultipleObjects(3, 200)"}) {
-        buffers_.push_back(std::make_unique<RegisteredBuffer>(device_));
-        world_.Journal().Clear();
-        DevicePeer::WaitAndService(device_);
-        EXPECT_THAT(world_.Journal().Texts(), ElementsAre(wait));
-        EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+        buffers.push_back(std::make_unique<RegisteredBuffer>(device));
+        world.Journal().Clear();
+        DevicePeer::WaitAndService(device);
+        EXPECT_THAT(world.Journal().Texts(), ElementsAre(wait));
+        EXPECT_TRUE(CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
     }
 }
 
 TEST_F(PlaybackThread_Turn, WakeEventAndTimeoutServiceEveryBuffer) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
-    DevicePeer::WaitAndService(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
+    DevicePeer::WaitAndService(device);
     EXPECT_TRUE(first.WasServiced());
     EXPECT_TRUE(second.WasServiced());
     first.Rearm();
@@ -104,9 +104,9 @@ TEST_F(PlaybackThread_Turn, WakeEventAndTimeoutServiceEveryBuffer) {
 }
 
 TEST_F(PlaybackThread_Turn, NotificationServicesItsOwnBufferAlone) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
-    RegisteredBuffer third(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
+    RegisteredBuffer third(device);
     RegisteredBuffer* const all[] = {&first, &second, &third};
     Settle();
     for (auto* const signalled : all) {
@@ -114,17 +114,17 @@ TEST_F(PlaybackThread_Turn, NotificationServicesItsOwnBufferAlone) {
             buffer->Rearm();
         }
         SetEvent(signalled->GetEvent());
-        DevicePeer::WaitAndService(device_);
+        DevicePeer::WaitAndService(device);
         for (auto* const buffer : all) {
             EXPECT_EQ(buffer->WasServiced(), buffer == signalled);
         }
-        EXPECT_FALSE(world_.IsSignalled(signalled->GetEvent()));
+        EXPECT_FALSE(world.IsSignalled(signalled->GetEvent()));
     }
 }
 
 TEST_F(PlaybackThread_Turn, IndexBeyondTheListServicesNothing) {
-    RegisteredBuffer first(device_);
-    RegisteredBuffer second(device_);
+    RegisteredBuffer first(device);
+    RegisteredBuffer second(device);
     // Three entries: 2 is the last place, 3 the first beyond.
     for (DWORD const result :
          {DWORD{3}, DWORD{4}, DWORD{63}, DWORD{64}, DWORD{WAIT_ABANDONED_0}, DWORD{WAIT_ABANDONED_0 + 1},
@@ -139,9 +139,9 @@ TEST_F(PlaybackThread_Turn, IndexBeyondTheListServicesNothing) {
 }
 
 TEST_F(PlaybackThread_Turn, IndexFromBeforeARemovalCountsInTheShortenedList) {
-    RegisteredBuffer first(device_);
-    auto second = std::make_unique<RegisteredBuffer>(device_);
-    RegisteredBuffer third(device_);
+    RegisteredBuffer first(device);
+    auto second = std::make_unique<RegisteredBuffer>(device);
+    RegisteredBuffer third(device);
     // Index 2 meant the second buffer; the third has taken its place. Index 3 meant the third.
     second.reset();
     TurnWith(2);
@@ -154,10 +154,10 @@ TEST_F(PlaybackThread_Turn, IndexFromBeforeARemovalCountsInTheShortenedList) {
 }
 
 TEST_F(PlaybackThread_Turn, RemovedBufferIsServicedNoMore) {
-    RegisteredBuffer staying(device_);
-    RegisteredBuffer leaving(device_);
-    device_.RemoveBuffer(leaving.Get());
-    DevicePeer::WaitAndService(device_);
+    RegisteredBuffer staying(device);
+    RegisteredBuffer leaving(device);
+    device.RemoveBuffer(leaving.Get());
+    DevicePeer::WaitAndService(device);
     EXPECT_TRUE(staying.WasServiced());
     EXPECT_FALSE(leaving.WasServiced());
 }
@@ -166,48 +166,48 @@ TEST_F(PlaybackThread_Turn, RemovedBufferIsServicedNoMore) {
 class PlaybackThread_Pass : public testing::Test {
 protected:
     PlaybackThread_Pass() {
-        DevicePeer::OpenWithoutThread(device_);
+        DevicePeer::OpenWithoutThread(device);
         for (int i = 0; i < 3; ++i) {
-            buffers_.push_back(std::make_unique<RendererAudioPlaybackBuffer>(device_));
-            EXPECT_EQ(buffers_.back()->CreateSoundBuffer(ConstantFrame(1, 2, 0)), 0);
-            BufferPeer::GetFields(*buffers_.back()).active.store(1);
+            buffers.push_back(std::make_unique<RendererAudioPlaybackBuffer>(device));
+            EXPECT_EQ(buffers.back()->CreateSoundBuffer(ConstantFrame(1, 2, 0)), 0);
+            BufferPeer::GetFields(*buffers.back()).active.store(1);
         }
-        world_.Clock().AdvanceMilliSec(600);
-        world_.Journal().Enable();
+        world.Clock().AdvanceMilliSec(600);
+        world.Journal().Enable();
     }
 
     /// Numbers of the sound buffers whose play cursor was read, in order.
     std::vector<std::uint32_t> ServicedNumbers() const {
         std::vector<std::uint32_t> numbers;
-        for (auto const& record : world_.Journal().Records({Call_t::BufferGetCurrentPosition})) {
+        for (auto const& record : world.Journal().Records({Call_t::BufferGetCurrentPosition})) {
             numbers.push_back(record.object);
         }
         return numbers;
     }
 
-    mutable Simulation::TestWorld world_;
-    RendererAudioPlaybackDevice device_;
-    std::vector<std::unique_ptr<RendererAudioPlaybackBuffer>> buffers_;
+    mutable Simulation::TestWorld world;
+    RendererAudioPlaybackDevice device;
+    std::vector<std::unique_ptr<RendererAudioPlaybackBuffer>> buffers;
 };
 
 TEST_F(PlaybackThread_Pass, GoesThroughTheBuffersInTheOrderOfTheList) {
     // Sound buffers 1, 2, 3 in the list 2, 3, 1.
-    device_.RemoveBuffer(*buffers_[0]);
-    device_.AddBuffer(*buffers_[0]);
-    DevicePeer::WaitAndService(device_);
+    device.RemoveBuffer(*buffers[0]);
+    device.AddBuffer(*buffers[0]);
+    DevicePeer::WaitAndService(device);
     EXPECT_THAT(ServicedNumbers(), ElementsAre(2, 3, 1));
 
-    world_.Journal().Clear();
-    world_.Faults().Fail(Call_t::Win32Wait, 1, WAIT_TIMEOUT);
-    DevicePeer::WaitAndService(device_);
+    world.Journal().Clear();
+    world.Faults().Fail(Call_t::Win32Wait, 1, WAIT_TIMEOUT);
+    DevicePeer::WaitAndService(device);
     EXPECT_THAT(ServicedNumbers(), ElementsAre(2, 3, 1));
 }
 
 TEST_F(PlaybackThread_Pass, ForANotificationAsksItsOwnBufferOnce) {
-    DevicePeer::WaitAndService(device_);
-    world_.Journal().Clear();
-    SetEvent(EventsOf(device_)[2]);
-    DevicePeer::WaitAndService(device_);
+    DevicePeer::WaitAndService(device);
+    world.Journal().Clear();
+    SetEvent(EventsOf(device)[2]);
+    DevicePeer::WaitAndService(device);
     EXPECT_THAT(ServicedNumbers(), ElementsAre(2));
 }
 
@@ -233,17 +233,17 @@ private:
 
 TEST_F(PlaybackThread_Pass, RunsUnderTheDevicesLock) {
     // 600 + 401 ms without a presentation: the pass asks for the time of each buffer, and stops it.
-    world_.Clock().AdvanceMilliSec(401);
-    for (auto const& buffer : buffers_) {
+    world.Clock().AdvanceMilliSec(401);
+    for (auto const& buffer : buffers) {
         auto& record = BufferPeer::GetFields(*buffer);
         record.lastServicedWritePos = record.writePos.load();
     }
     std::vector<bool> wasFree;
     {
-        WatchedClock const clock(world_.Clock(), [&] {
-            wasFree.push_back(CanBeLockedElsewhere(DevicePeer::GetFields(device_).lock));
+        WatchedClock const clock(world.Clock(), [&] {
+            wasFree.push_back(CanBeLockedElsewhere(DevicePeer::GetFields(device).lock));
         });
-        DevicePeer::WaitAndService(device_);
+        DevicePeer::WaitAndService(device);
     }
     EXPECT_THAT(wasFree, ElementsAre(false, false, false));
 }

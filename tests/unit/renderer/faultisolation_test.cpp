@@ -94,7 +94,7 @@ class RendererAudio_FaultIsolation : public testing::Test {
 protected:
     void ExpectSame(Story const& story, Party_t party) const {
         SCOPED_TRACE(std::string("as seen by ") + ToString(party));
-        Account const& expected = undisturbed_.accounts[party];
+        Account const& expected = undisturbed.accounts[party];
         Account const& actual = story.accounts[party];
         EXPECT_EQ(actual.calls, expected.calls);
         EXPECT_EQ(actual.callsOfThreads, expected.callsOfThreads);
@@ -121,12 +121,12 @@ protected:
             std::string const result = *(story.accounts[swept.party].results.end() - 2);
             EXPECT_TRUE(result == made->result ||
                         FirstWordOf(result) ==
-                            FirstWordOf(*(undisturbed_.accounts[swept.party].results.end() - 2)))
+                            FirstWordOf(*(undisturbed.accounts[swept.party].results.end() - 2)))
                 << result;
         }
     }
 
-    Story const undisturbed_ = SharedLife::Tell({});
+    Story const undisturbed = SharedLife::Tell({});
 };
 
 TEST_F(RendererAudio_FaultIsolation, TheLifeIsTheSameEveryTime) {
@@ -141,7 +141,7 @@ TEST_F(RendererAudio_FaultIsolation, AFailingCallConcernsOnlyTheOneItWasMadeFor)
     std::uint64_t points = 0;
     std::uint64_t lives = 0;
     SweepSample sample;
-    for (auto const& swept : undisturbed_.calls) {
+    for (auto const& swept : undisturbed.calls) {
         Call_t const call = swept.record.call;
         std::uint64_t const nth = ++counts[call];
         for (std::int64_t const failure : IsSwept(swept) ? FailuresOf(call) : std::vector<std::int64_t>()) {

@@ -28,12 +28,12 @@ class RendererAudio_RegisterSession : public RendererTest {};
 // --- construction and destruction
 
 TEST_F(RendererAudio_Construction, TypeAndSubTypeAreZero) {
-    EXPECT_EQ(static_cast<int>(renderer_->GetType()), 0);
-    EXPECT_EQ(static_cast<int>(renderer_->GetSubType()), 0);
+    EXPECT_EQ(static_cast<int>(renderer->GetType()), 0);
+    EXPECT_EQ(static_cast<int>(renderer->GetSubType()), 0);
 }
 
 TEST_F(RendererAudio_Construction, IsAPipelineRendererThatAddsNoDevicesOfItsOwn) {
-    IPipelineRenderer& base = *renderer_;
+    IPipelineRenderer& base = *renderer;
     PipelineDevices devices;
     base.GetDevices(devices);
     EXPECT_THAT(devices.names, IsEmpty());
@@ -44,16 +44,16 @@ TEST_F(RendererAudio_Construction, IsAPipelineRendererThatAddsNoDevicesOfItsOwn)
 }
 
 TEST_F(RendererAudio_Construction, DestructionOfADisabledRendererClosesWhatASessionOpened) {
-    ASSERT_NE(OpenSession(*renderer_), nullptr);
-    EXPECT_EQ(world_.LiveSounds(), 1U);
-    renderer_.reset();
-    EXPECT_EQ(world_.LiveSounds(), 0U);
-    EXPECT_EQ(world_.OpenHandles(), 0U);
+    ASSERT_NE(OpenSession(*renderer), nullptr);
+    EXPECT_EQ(world.LiveSounds(), 1U);
+    renderer.reset();
+    EXPECT_EQ(world.LiveSounds(), 0U);
+    EXPECT_EQ(world.OpenHandles(), 0U);
 }
 
 TEST_F(RendererAudio_Construction, InstanceIsTheRendererOfThisClassThatThePipelineHas) {
     RendererAudio const other;
-    EXPECT_EQ(RendererAudio::Instance(), renderer_.get());
+    EXPECT_EQ(RendererAudio::Instance(), renderer.get());
     ForeignRenderer foreign;
     Pipeline::SetAudioRenderer(&foreign);
     EXPECT_EQ(RendererAudio::Instance(), nullptr);
@@ -64,31 +64,31 @@ TEST_F(RendererAudio_Construction, InstanceIsTheRendererOfThisClassThatThePipeli
 // --- Initialize
 
 TEST_F(RendererAudio_Initialize, WhenEnabledDoesNotEvenTryAMissingDriver) {
-    world_.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_NODRIVER);
-    ASSERT_EQ(renderer_->Initialize(), 0);
+    world.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_NODRIVER);
+    ASSERT_EQ(renderer->Initialize(), 0);
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_EQ(renderer->Initialize(), 0);
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_F(RendererAudio_Initialize, AfterASessionOpenedThePlaybackDeviceOpensTheCaptureDeviceAlone) {
-    auto const session = OpenSession(*renderer_);
+    auto const session = OpenSession(*renderer);
     ASSERT_NE(session, nullptr);
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_FALSE(renderer->IsEnabled());
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
-    EXPECT_TRUE(renderer_->IsEnabled());
+    EXPECT_EQ(renderer->Initialize(), 0);
+    EXPECT_TRUE(renderer->IsEnabled());
     EXPECT_THAT(TakeTexts(), ElementsAre(EnumerateText, CreateText, GetCapsText));
 }
 
 TEST_F(RendererAudio_Initialize, AfterShutdownOpensAgain) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    renderer_->Shutdown();
-    ASSERT_FALSE(renderer_->IsEnabled());
-    EXPECT_EQ(renderer_->Initialize(), 0);
-    EXPECT_TRUE(renderer_->IsEnabled());
-    EXPECT_EQ(world_.SoundCount(), 2U);
-    EXPECT_EQ(world_.LiveSounds(), 1U);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    renderer->Shutdown();
+    ASSERT_FALSE(renderer->IsEnabled());
+    EXPECT_EQ(renderer->Initialize(), 0);
+    EXPECT_TRUE(renderer->IsEnabled());
+    EXPECT_EQ(world.SoundCount(), 2U);
+    EXPECT_EQ(world.LiveSounds(), 1U);
 }
 
 /// A way in which the playback device fails to open.
@@ -105,35 +105,35 @@ struct OpenFailure {
 class RendererAudio_OpenFailure : public RendererTest, public testing::WithParamInterface<OpenFailure> {
 protected:
     RendererAudio_OpenFailure() {
-        world_.Faults().FailAlways(GetParam().call, static_cast<HRESULT>(GetParam().result));
+        world.Faults().FailAlways(GetParam().call, static_cast<HRESULT>(GetParam().result));
     }
 };
 
 TEST_P(RendererAudio_OpenFailure, InitializeGivesItsStatusAndIsEnabledAndOpensCaptureOrNot) {
-    EXPECT_EQ(renderer_->Initialize(), GetParam().status);
-    EXPECT_EQ(renderer_->IsEnabled(), GetParam().isEnabledThen);
-    EXPECT_EQ(world_.LiveSounds(), 0U);
+    EXPECT_EQ(renderer->Initialize(), GetParam().status);
+    EXPECT_EQ(renderer->IsEnabled(), GetParam().isEnabledThen);
+    EXPECT_EQ(world.LiveSounds(), 0U);
     std::vector<std::string> const opening{EnumerateText, CreateText, GetCapsText};
     EXPECT_EQ(TakeTexts({Call_t::CaptureEnumerate, Call_t::CaptureCreate8, Call_t::CaptureGetCaps}),
               GetParam().isEnabledThen ? opening : std::vector<std::string>());
 }
 
 TEST_P(RendererAudio_OpenFailure, RefusedInitializeIsTriedAgain) {
-    renderer_->Initialize();
-    world_.Faults().Clear();
-    EXPECT_EQ(renderer_->Initialize(), 0);
-    EXPECT_TRUE(renderer_->IsEnabled());
+    renderer->Initialize();
+    world.Faults().Clear();
+    EXPECT_EQ(renderer->Initialize(), 0);
+    EXPECT_TRUE(renderer->IsEnabled());
     // An enabled renderer takes its missing device for what it is.
-    EXPECT_EQ(world_.LiveSounds(), GetParam().isEnabledThen ? 0U : 1U);
+    EXPECT_EQ(world.LiveSounds(), GetParam().isEnabledThen ? 0U : 1U);
 }
 
 TEST_P(RendererAudio_OpenFailure, RegisterSessionLeavesTheStateAsItIsOrReplacesIt) {
-    EXPECT_EQ(OpenSession(*renderer_) != nullptr, GetParam().isSessionAccepted);
+    EXPECT_EQ(OpenSession(*renderer) != nullptr, GetParam().isSessionAccepted);
     int destroyedCount = 0;
     boost::intrusive_ptr<PipelineState> state(new ForeignState(destroyedCount));
     PipelineState const* const before = state.get();
     PipelineSessionParams_t params;
-    renderer_->RegisterSession(params, state);
+    renderer->RegisterSession(params, state);
     EXPECT_EQ(state.get() != before, GetParam().isSessionAccepted);
     EXPECT_EQ(destroyedCount, GetParam().isSessionAccepted ? 1 : 0);
     EXPECT_EQ(dynamic_cast<RendererAudioPlaybackState*>(state.get()) != nullptr,
@@ -159,36 +159,36 @@ INSTANTIATE_TEST_SUITE_P(
 // --- Shutdown
 
 TEST_F(RendererAudio_Shutdown, OfADisabledRendererClosesWhatASessionOpened) {
-    auto const session = OpenSession(*renderer_);
+    auto const session = OpenSession(*renderer);
     ASSERT_NE(session, nullptr);
-    renderer_->Shutdown();
-    EXPECT_EQ(world_.LiveSounds(), 0U);
-    EXPECT_FALSE(renderer_->IsEnabled());
+    renderer->Shutdown();
+    EXPECT_EQ(world.LiveSounds(), 0U);
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 TEST_F(RendererAudio_Shutdown, OfANewRendererDoesNothing) {
     TakeTexts();
-    renderer_->Shutdown();
+    renderer->Shutdown();
     EXPECT_THAT(TakeTexts(), IsEmpty());
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 // --- RegisterSession
 
 TEST_F(RendererAudio_RegisterSession, BeforeInitializeOpensTheDeviceItself) {
     TakeTexts();
-    auto const session = OpenSession(*renderer_);
+    auto const session = OpenSession(*renderer);
     EXPECT_NE(session, nullptr);
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("DirectSound::DirectSoundEnumerateA()", "DirectSound::DirectSoundCreate8()",
                             "Win32::GetDesktopWindow()", "Sound::SetCooperativeLevel(2)"));
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 TEST_F(RendererAudio_RegisterSession, OnAnOpenDeviceMakesNoCall) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
+    ASSERT_EQ(renderer->Initialize(), 0);
     TakeTexts();
-    EXPECT_NE(OpenSession(*renderer_), nullptr);
+    EXPECT_NE(OpenSession(*renderer), nullptr);
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
@@ -201,8 +201,8 @@ TEST_F(RendererAudio_RegisterSession, WithoutAudioLeavesEverythingAsItWas) {
     PipelineSessionParams_t params;
     params.renderAudio = false;
     params.renderVideo = true;
-    renderer_->RegisterSession(params, none);
-    renderer_->RegisterSession(params, previous);
+    renderer->RegisterSession(params, none);
+    renderer->RegisterSession(params, previous);
     EXPECT_EQ(none, nullptr);
     EXPECT_EQ(previous.get(), before);
     EXPECT_EQ(destroyedCount, 0);
@@ -214,39 +214,39 @@ TEST_F(RendererAudio_RegisterSession, PreviousStateWithAnotherHolderLivesOn) {
     boost::intrusive_ptr<PipelineState> state(new ForeignState(destroyedCount));
     boost::intrusive_ptr<PipelineState> const other = state;
     PipelineSessionParams_t params;
-    renderer_->RegisterSession(params, state);
+    renderer->RegisterSession(params, state);
     EXPECT_EQ(destroyedCount, 0);
     EXPECT_NE(state, other);
 }
 
 TEST_F(RendererAudio_RegisterSession, StateIsDestroyedWithTheHoldersReference) {
-    auto session = OpenSession(*renderer_);
-    renderer_->Divide(
+    auto session = OpenSession(*renderer);
+    renderer->Divide(
         RenderJob(session, ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), InMilliSec(100)));
-    ASSERT_THAT(world_.LiveBuffers(), SizeIs(1));
+    ASSERT_THAT(world.LiveBuffers(), SizeIs(1));
     session.reset();
-    EXPECT_THAT(world_.LiveBuffers(), IsEmpty());
+    EXPECT_THAT(world.LiveBuffers(), IsEmpty());
 }
 
 TEST_F(RendererAudio_RegisterSession, UnlistedFailureGivesASessionThatPlaysOnceTheDeviceIsThere) {
-    world_.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_GENERIC);
-    auto const session = OpenSession(*renderer_);
+    world.Faults().Fail(Call_t::SoundCreate8, 1, DSERR_GENERIC);
+    auto const session = OpenSession(*renderer);
     ASSERT_NE(session, nullptr);
     auto const frame = ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5);
     auto const lost = RenderJob(session, frame, InMilliSec(100));
-    renderer_->Divide(lost);
+    renderer->Divide(lost);
     EXPECT_EQ(lost->GetOutcome(), Outcome_t::Uncompleted);
 
-    ASSERT_EQ(renderer_->Initialize(), 0);
+    ASSERT_EQ(renderer->Initialize(), 0);
     auto const heard = RenderJob(session, frame, InMilliSec(100));
-    renderer_->Divide(heard);
+    renderer->Divide(heard);
     EXPECT_EQ(heard->GetOutcome(), Outcome_t::Succeeded);
 }
 
 TEST_F(RendererAudio_RegisterSession, FromSeveralThreadsAtOnceOpensTheDeviceOnce) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([this] { EXPECT_NE(OpenSession(*renderer_), nullptr); });
+        threads.emplace_back([this] { EXPECT_NE(OpenSession(*renderer), nullptr); });
     }
     for (auto& thread : threads) {
         thread.join();

@@ -25,19 +25,19 @@ class RendererAudio_GetLineLevelCallbacks : public RendererTest {};
 
 TEST_F(RendererAudio_CaptureConstruction, MakesTheTwoDevicesWakeEventsAndDestructionClosesTheLaterFirst) {
     // The fixture's is replaced by one that comes into the journal.
-    renderer_ = std::make_unique<RendererAudio>();
-    EXPECT_FALSE(renderer_->IsEnabled());
+    renderer = std::make_unique<RendererAudio>();
+    EXPECT_FALSE(renderer->IsEnabled());
     EXPECT_THAT(TakeTexts(), ElementsAre("Win32::CreateEventA(0, 0)", "Win32::CreateEventA(0, 0)",
                                          "Win32::CloseHandle(2)", "Win32::CloseHandle(1)"));
-    renderer_.reset();
+    renderer.reset();
     EXPECT_THAT(TakeTexts(), ElementsAre("Win32::CloseHandle(4)", "Win32::CloseHandle(3)"));
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionOfAnEnabledRendererFreesProxyPlaybackAndCaptureInOrder) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
     TakeTexts();
-    renderer_.reset();
+    renderer.reset();
     // Event 1 wakes the playback device, 2 the capture device, 3 is the capture buffer's.
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
@@ -47,10 +47,10 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionOfAnEnabledRendererFreesPro
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionOfADisabledRendererFreesWhatCaptureOpened) {
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
-    ASSERT_FALSE(renderer_->IsEnabled());
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
+    ASSERT_FALSE(renderer->IsEnabled());
     TakeTexts();
-    renderer_.reset();
+    renderer.reset();
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
                             "CaptureBuffer::Release()", "Capture::Release()", "Win32::SetEvent(2)",
@@ -58,11 +58,11 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionOfADisabledRendererFreesWha
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionLeavesAProxyThatIsHeldReadableAndStoppable) {
-    auto proxy = renderer_->GetCaptureProxy();
+    auto proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
-    renderer_.reset();
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
-    world_.Clock().AdvanceMilliSec(40);
+    renderer.reset();
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    world.Clock().AdvanceMilliSec(40);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
     EXPECT_THAT(frames, SizeIs(2));
@@ -72,64 +72,64 @@ TEST_F(RendererAudio_CaptureConstruction, DestructionLeavesAProxyThatIsHeldReada
     proxy->StartBufferCapture();
     proxy->StopBufferCapture();
     EXPECT_TRUE(proxy->IsInitialized());
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    EXPECT_EQ(world.LiveCaptures(), 0U);
     EXPECT_EQ(proxy->ReadFrames(frames), -30);
     proxy.reset();
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    EXPECT_EQ(world_.OpenHandles(), 0U);
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.OpenHandles(), 0U);
 }
 
 TEST_F(RendererAudio_CaptureConstruction, DestructionLeavesAProxyThatIsHeldToBeDestroyedWhileItCaptures) {
-    auto proxy = renderer_->GetCaptureProxy();
+    auto proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
-    renderer_.reset();
+    renderer.reset();
     proxy.reset();
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    EXPECT_EQ(world_.OpenHandles(), 0U);
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.OpenHandles(), 0U);
 }
 
 // --- Initialize
 
 TEST_F(RendererAudio_InitializeCapture, OpensCaptureAfterPlayback) {
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
-    EXPECT_TRUE(renderer_->IsEnabled());
+    EXPECT_EQ(renderer->Initialize(), 0);
+    EXPECT_TRUE(renderer->IsEnabled());
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("DirectSound::DirectSoundEnumerateA()", "DirectSound::DirectSoundCreate8()",
                             "Win32::GetDesktopWindow()", "Sound::SetCooperativeLevel(2)", EnumerateText,
                             CreateText, GetCapsText));
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
-    EXPECT_THAT(world_.CaptureBuffers(), IsEmpty());
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    EXPECT_THAT(world.CaptureBuffers(), IsEmpty());
 }
 
 TEST_F(RendererAudio_InitializeCapture, WhenEnabledDoesNotTryAMissingMicrophoneAgain) {
-    world_.Faults().Fail(Call_t::CaptureCreate8, 1, DSERR_NODRIVER);
-    ASSERT_EQ(renderer_->Initialize(), 0);
+    world.Faults().Fail(Call_t::CaptureCreate8, 1, DSERR_NODRIVER);
+    ASSERT_EQ(renderer->Initialize(), 0);
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_EQ(renderer->Initialize(), 0);
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_F(RendererAudio_InitializeCapture, DoesNotOpenWhatAProxyHasOpenedAgain) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_EQ(renderer->Initialize(), 0);
     EXPECT_THAT(TakeTexts(CaptureCalls()), IsEmpty());
-    EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+    EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
 }
 
 TEST_F(RendererAudio_InitializeCapture, AfterShutdownCreatesAgainWithoutEnumerating) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    renderer_->Shutdown();
+    ASSERT_EQ(renderer->Initialize(), 0);
+    renderer->Shutdown();
     TakeTexts();
-    EXPECT_EQ(renderer_->Initialize(), 0);
+    EXPECT_EQ(renderer->Initialize(), 0);
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(CreateText, GetCapsText));
 }
 
 TEST_F(RendererAudio_InitializeCapture, IsLeftToItRatherThanToASession) {
-    ASSERT_NE(OpenSession(*renderer_), nullptr);
+    ASSERT_NE(OpenSession(*renderer), nullptr);
     EXPECT_THAT(TakeTexts(CaptureCalls()), IsEmpty());
-    EXPECT_EQ(world_.CaptureCount(), 0U);
+    EXPECT_EQ(world.CaptureCount(), 0U);
 }
 
 /// A way in which the capture device fails to open.
@@ -143,24 +143,24 @@ class RendererAudio_CaptureOpenFailure : public RendererTest,
                                          public testing::WithParamInterface<CaptureOpenFailure> {
 protected:
     RendererAudio_CaptureOpenFailure() {
-        world_.Faults().FailAlways(GetParam().call, static_cast<HRESULT>(GetParam().result));
+        world.Faults().FailAlways(GetParam().call, static_cast<HRESULT>(GetParam().result));
     }
 };
 
 TEST_P(RendererAudio_CaptureOpenFailure, DoesNotDisturbInitialize) {
-    EXPECT_EQ(renderer_->Initialize(), 0);
-    EXPECT_TRUE(renderer_->IsEnabled());
-    EXPECT_EQ(world_.LiveSounds(), 1U);
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
+    EXPECT_EQ(renderer->Initialize(), 0);
+    EXPECT_TRUE(renderer->IsEnabled());
+    EXPECT_EQ(world.LiveSounds(), 1U);
+    EXPECT_EQ(world.LiveCaptures(), 0U);
 }
 
 TEST_P(RendererAudio_CaptureOpenFailure, GivesNoProxyAndIsTriedByEachCall) {
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
     EXPECT_EQ(CountOf(GetParam().call), 2U);
-    EXPECT_THAT(world_.Journal().Records({Call_t::CaptureCreateCaptureBuffer}), IsEmpty());
-    world_.Faults().Clear();
-    auto const proxy = renderer_->GetCaptureProxy();
+    EXPECT_THAT(world.Journal().Records({Call_t::CaptureCreateCaptureBuffer}), IsEmpty());
+    world.Faults().Clear();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     EXPECT_TRUE(proxy->IsInitialized());
 }
@@ -168,8 +168,8 @@ TEST_P(RendererAudio_CaptureOpenFailure, GivesNoProxyAndIsTriedByEachCall) {
 TEST_P(RendererAudio_CaptureOpenFailure, StartsNoLineLevelThreadAndIsTriedByEachCall) {
     LogCapture const log;
     Meter meter;
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
     EXPECT_EQ(CountOf(GetParam().call), 2U);
     EXPECT_EQ(meter.GetHeld(), 0U);
     EXPECT_THAT(log.GetTexts(), IsEmpty());
@@ -189,112 +189,112 @@ INSTANTIATE_TEST_SUITE_P(
 // --- Shutdown
 
 TEST_F(RendererAudio_ShutdownCapture, FreesTheProxyThenClosesPlaybackThenCapture) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
+    ASSERT_EQ(renderer->Initialize(), 0);
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
     TakeTexts();
-    renderer_->Shutdown();
+    renderer->Shutdown();
     EXPECT_THAT(TakeTexts(),
                 ElementsAre("CaptureBuffer::Stop()", "Win32::SetEvent(2)", "Win32::CloseHandle(3)",
                             "CaptureBuffer::Release()", "Capture::Release()", "Win32::SetEvent(1)",
                             "Sound::Release()", "Win32::SetEvent(2)", "Capture::Release()"));
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 TEST_F(RendererAudio_ShutdownCapture, OfADisabledRendererClosesWhatAProxyOpened) {
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
-    renderer_->Shutdown();
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
+    renderer->Shutdown();
+    EXPECT_EQ(world.LiveCaptures(), 0U);
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
 }
 
 TEST_F(RendererAudio_ShutdownCapture, LeavesTheProxyToItsOtherHolders) {
-    auto const proxy = renderer_->GetCaptureProxy();
-    world_.Clock().AdvanceMilliSec(20);
-    renderer_->Shutdown();
+    auto const proxy = renderer->GetCaptureProxy();
+    world.Clock().AdvanceMilliSec(20);
+    renderer->Shutdown();
     EXPECT_EQ(proxy.use_count(), 1);
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
-    world_.Clock().AdvanceMilliSec(20);
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    world.Clock().AdvanceMilliSec(20);
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), 0);
     EXPECT_THAT(frames, SizeIs(2));
     proxy->StopBufferCapture();
-    EXPECT_EQ(world_.LiveCaptures(), 0U);
-    EXPECT_EQ(world_.OpenHandles(), 2U);
+    EXPECT_EQ(world.LiveCaptures(), 0U);
+    EXPECT_EQ(world.OpenHandles(), 2U);
 }
 
 TEST_F(RendererAudio_ShutdownCapture, IsFollowedByAProxyOfItsOwn) {
-    auto const old = renderer_->GetCaptureProxy();
-    renderer_->Shutdown();
+    auto const old = renderer->GetCaptureProxy();
+    renderer->Shutdown();
     TakeTexts();
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     EXPECT_NE(proxy, old);
     EXPECT_THAT(TakeTexts({Call_t::CaptureEnumerate, Call_t::CaptureCreate8}), ElementsAre(CreateText));
-    EXPECT_THAT(world_.LiveCaptureBuffers(), SizeIs(2));
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(2));
 }
 
 TEST_F(RendererAudio_ShutdownCapture, ASecondTimeDoesNothing) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
-    renderer_->Shutdown();
+    ASSERT_EQ(renderer->Initialize(), 0);
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
+    renderer->Shutdown();
     TakeTexts();
-    renderer_->Shutdown();
+    renderer->Shutdown();
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 // --- GetCaptureProxy
 
 TEST_F(RendererAudio_GetCaptureProxy, OpensTheDeviceAndStartsCapture) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     EXPECT_TRUE(proxy->IsInitialized());
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(EnumerateText, CreateText, GetCapsText,
                                                        CreateBufferText, "CaptureBuffer::Start(1)"));
-    EXPECT_TRUE(world_.OnlyCaptureBuffer().IsCapturing());
-    EXPECT_EQ(world_.SoundCount(), 0U);
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_TRUE(world.OnlyCaptureBuffer().IsCapturing());
+    EXPECT_EQ(world.SoundCount(), 0U);
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, OnAnOpenDeviceMakesTheBufferAlone) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
+    ASSERT_EQ(renderer->Initialize(), 0);
     TakeTexts();
-    EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+    EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(CreateBufferText, "CaptureBuffer::Start(1)"));
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, ASecondTimeGivesTheSameObjectWithoutACall) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     TakeTexts();
-    EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+    EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, KeepsTheProxyForTheNextCaller) {
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
-    EXPECT_TRUE(world_.OnlyCaptureBuffer().IsCapturing());
-    auto const proxy = renderer_->GetCaptureProxy();
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
+    EXPECT_TRUE(world.OnlyCaptureBuffer().IsCapturing());
+    auto const proxy = renderer->GetCaptureProxy();
     EXPECT_EQ(proxy.use_count(), 2);
-    EXPECT_THAT(world_.CaptureBuffers(), SizeIs(1));
+    EXPECT_THAT(world.CaptureBuffers(), SizeIs(1));
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, GivesAStoppedProxyOutAndLeavesItStopped) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     proxy->StopBufferCapture();
     TakeTexts();
-    EXPECT_EQ(renderer_->GetCaptureProxy(), proxy);
+    EXPECT_EQ(renderer->GetCaptureProxy(), proxy);
     EXPECT_THAT(TakeTexts(), IsEmpty());
     Frames frames;
     EXPECT_EQ(proxy->ReadFrames(frames), -30);
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, NeverGivesOutAProxyThatFailedAndTriesAgain) {
-    world_.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
-    world_.Faults().Fail(Call_t::CaptureBufferQueryBuffer8, 1, E_NOINTERFACE);
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
+    world.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureBufferQueryBuffer8, 1, E_NOINTERFACE);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
     EXPECT_EQ(CountOf(Call_t::CaptureCreateCaptureBuffer), 2U);
-    EXPECT_THAT(world_.LiveCaptureBuffers(), IsEmpty());
-    auto const proxy = renderer_->GetCaptureProxy();
+    EXPECT_THAT(world.LiveCaptureBuffers(), IsEmpty());
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     EXPECT_TRUE(proxy->IsInitialized());
     EXPECT_EQ(proxy.use_count(), 2);
@@ -303,12 +303,12 @@ TEST_F(RendererAudio_GetCaptureProxy, NeverGivesOutAProxyThatFailedAndTriesAgain
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, ReplacesAProxyWhoseRestartFailed) {
-    auto const old = renderer_->GetCaptureProxy();
+    auto const old = renderer->GetCaptureProxy();
     old->StopBufferCapture();
-    world_.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
     old->StartBufferCapture();
     ASSERT_FALSE(old->IsInitialized());
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     ASSERT_NE(proxy, nullptr);
     EXPECT_NE(proxy, old);
     EXPECT_EQ(old.use_count(), 1);
@@ -316,87 +316,87 @@ TEST_F(RendererAudio_GetCaptureProxy, ReplacesAProxyWhoseRestartFailed) {
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, LetsGoOfAProxyWhoseRestartFailedAlsoWhenThereIsNoOther) {
-    auto const old = renderer_->GetCaptureProxy();
+    auto const old = renderer->GetCaptureProxy();
     old->StopBufferCapture();
-    world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+    world.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
     old->StartBufferCapture();
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
     EXPECT_EQ(old.use_count(), 1);
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, WithoutAnyKnownDeviceIsEmptyAndEnumeratesEachTime) {
-    world_.CaptureDevice().SetDevices({});
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
+    world.CaptureDevice().SetDevices({});
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(EnumerateText, CreateText, GetCapsText));
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(EnumerateText));
     // One is plugged in.
-    world_.CaptureDevice().SetDevices({{std::nullopt, "Microphone", ""}});
-    EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+    world.CaptureDevice().SetDevices({{std::nullopt, "Microphone", ""}});
+    EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, IsOnTheDeviceThatTheRendererOpened) {
-    auto const proxy = renderer_->GetCaptureProxy();
+    auto const proxy = renderer->GetCaptureProxy();
     auto const device = CaptureProxyPeer::GetDevice(*proxy);
     ASSERT_NE(device, nullptr);
     EXPECT_THAT(device->registry.GetBuffers(boost::mutex::scoped_lock(device->lock)),
                 ElementsAre(nullptr, CaptureProxyPeer::GetBuffer(*proxy).get()));
-    renderer_->Shutdown();
+    renderer->Shutdown();
     EXPECT_EQ(device->capture, nullptr);
 }
 
 TEST_F(RendererAudio_GetCaptureProxy, LogsNothing) {
     LogCapture const log;
-    world_.Faults().Fail(Call_t::CaptureEnumerate, 1, DSERR_GENERIC);
-    world_.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
-    EXPECT_EQ(renderer_->GetCaptureProxy(), nullptr);
-    EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
-    renderer_->Shutdown();
+    world.Faults().Fail(Call_t::CaptureEnumerate, 1, DSERR_GENERIC);
+    world.Faults().Fail(Call_t::CaptureCreateCaptureBuffer, 1, DSERR_GENERIC);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
+    EXPECT_EQ(renderer->GetCaptureProxy(), nullptr);
+    EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
+    renderer->Shutdown();
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
 // --- GetLineLevelCallbacks
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, WithAnEmptyFunctionIsRefusedAfterTheDeviceWasOpened) {
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(nullptr));
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(nullptr));
     EXPECT_THAT(TakeTexts(CaptureCalls()), ElementsAre(EnumerateText, CreateText, GetCapsText));
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
+    EXPECT_EQ(world.LiveCaptures(), 1U);
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, OpensTheDeviceWithoutPlaybackAndLeavesTheRestToTheThread) {
     Meter once([](float) { return false; });
-    EXPECT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    EXPECT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_EQ(once.GetCalls(), 1U);
     EXPECT_THAT(TakeTexts(), ElementsAre(EnumerateText, CreateText, GetCapsText));
-    EXPECT_FALSE(renderer_->IsEnabled());
+    EXPECT_FALSE(renderer->IsEnabled());
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, OnAnOpenDeviceMakesNoCallOfItsOwn) {
-    ASSERT_NE(renderer_->GetCaptureProxy(), nullptr);
+    ASSERT_NE(renderer->GetCaptureProxy(), nullptr);
     TakeTexts();
     Meter once([](float) { return false; });
-    EXPECT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    EXPECT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_THAT(TakeTexts(), IsEmpty());
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, WithoutAnyKnownDeviceIsRefusedThoughTheDefaultOneOpens) {
-    world_.CaptureDevice().SetDevices({});
+    world.CaptureDevice().SetDevices({});
     Meter meter;
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
-    EXPECT_EQ(world_.LiveCaptures(), 1U);
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
+    EXPECT_EQ(world.LiveCaptures(), 1U);
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
     EXPECT_EQ(CountOf(Call_t::CaptureEnumerate), 2U);
     EXPECT_EQ(meter.GetHeld(), 0U);
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, IsAcceptedThoughCaptureCannotBeStarted) {
     // The thread finds out, and ends.
-    world_.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
+    world.Faults().FailAlways(Call_t::CaptureCreateCaptureBuffer, DSERR_GENERIC);
     Meter meter;
-    EXPECT_TRUE(renderer_->GetLineLevelCallbacks(meter.MakeCallback()));
+    EXPECT_TRUE(renderer->GetLineLevelCallbacks(meter.MakeCallback()));
     EXPECT_TRUE(meter.WaitForEnd());
     EXPECT_EQ(meter.GetCalls(), 0U);
 }
@@ -409,17 +409,17 @@ TEST_F(RendererAudio_GetLineLevelCallbacks, IsRefusedWhenTheCallbackCannotBeCopi
         bool operator()(float) const { return false; }
     };
     std::function<bool(float)> const callback{Uncopiable()};
-    EXPECT_FALSE(renderer_->GetLineLevelCallbacks(callback));
+    EXPECT_FALSE(renderer->GetLineLevelCallbacks(callback));
     // The lock and the device are as they were.
-    EXPECT_NE(renderer_->GetCaptureProxy(), nullptr);
+    EXPECT_NE(renderer->GetCaptureProxy(), nullptr);
 }
 
 TEST_F(RendererAudio_GetLineLevelCallbacks, AfterShutdownOpensAgain) {
-    ASSERT_EQ(renderer_->Initialize(), 0);
-    renderer_->Shutdown();
+    ASSERT_EQ(renderer->Initialize(), 0);
+    renderer->Shutdown();
     TakeTexts();
     Meter once([](float) { return false; });
-    EXPECT_TRUE(renderer_->GetLineLevelCallbacks(once.MakeCallback()));
+    EXPECT_TRUE(renderer->GetLineLevelCallbacks(once.MakeCallback()));
     EXPECT_TRUE(once.WaitForEnd());
     EXPECT_THAT(TakeTexts(), ElementsAre(CreateText, GetCapsText));
 }

@@ -5,9 +5,9 @@
 #include "commands/record.h"
 #include "files/wavfile.h"
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
@@ -27,16 +27,6 @@ public:
 private:
     std::shared_ptr<TestMicrophone> const microphone_;
 };
-
-template <typename Action>
-ExitCode_t CodeOf(Action const& action) {
-    try {
-        action();
-    } catch (HostError const& error) {
-        return error.GetCode();
-    }
-    return ExitCode_t::Ok;
-}
 
 } // namespace
 

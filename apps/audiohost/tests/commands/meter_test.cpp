@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "pipeline/pipeline.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
@@ -17,8 +18,8 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t Second = 1'000'000'000;
-constexpr std::int64_t StartNanoSec = 1000 * Second;
+using Listening::NanoSecPerSec;
+constexpr std::int64_t StartNanoSec = 1000 * NanoSecPerSec;
 
 /// A line-level thread that calls without a pause: 0.75, and 0.5 from two seconds on.
 class TestMeter : public CaptureAccess {
@@ -36,8 +37,8 @@ public:
         hadRenderer = Media::Pipeline::GetAudioRenderer() != nullptr;
         if (isThere) {
             thread_ = std::thread([this, copy = callback]() mutable {
-                while (calls_ < mostCalls &&
-                       copy(clock_.nanoSec < StartNanoSec + 2 * Second ? 0.75F : 0.5F)) {
+                while (calls_ < maxCalls &&
+                       copy(clock_.nanoSec < StartNanoSec + 2 * NanoSecPerSec ? 0.75F : 0.5F)) {
                     AddCall();
                 }
                 // Time enough for a command that does not wait to be gone.
@@ -60,7 +61,7 @@ public:
     }
 
     bool isThere = true;
-    std::uint64_t mostCalls = UINT64_MAX;
+    std::uint64_t maxCalls = UINT64_MAX;
     bool hadRenderer = false;
     std::atomic<bool> hasEnded{false};
 
@@ -112,11 +113,7 @@ struct Fixture {
     }
 
     ExitCode_t Run() {
-        try {
-            return Meter(options, {renderer, pacer, out, isTerminal}, meter);
-        } catch (HostError const& error) {
-            return error.GetCode();
-        }
+        return CodeOf([this] { return Meter(options, {renderer, pacer, out, isTerminal}, meter); });
     }
 };
 
@@ -136,7 +133,7 @@ TEST(Meter, EndsAfterAPartOfASecond) {
     Fixture fixture;
     fixture.options.seconds = 0.5;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
-    EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + Second / 2);
+    EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + NanoSecPerSec / 2);
     EXPECT_EQ(fixture.out.str(), "0:00.5  level 0.750  highest 0.750\n");
 }
 
@@ -150,7 +147,7 @@ TEST(Meter, OnATerminalMovesABar) {
 
 TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {
     Fixture fixture;
-    fixture.pacer.stopNanoSec = Second;
+    fixture.pacer.stopNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_TRUE(fixture.meter.hadRenderer);
     EXPECT_TRUE(fixture.renderer.hadEnded);
@@ -168,7 +165,7 @@ TEST(Meter, WithoutAMicrophoneEndsWithItsCode) {
 TEST(Meter, OfAThreadThatEndsByItselfEndsWithItsCode) {
     for (std::uint64_t const calls : {0U, 3U}) {
         Fixture fixture;
-        fixture.meter.mostCalls = calls;
+        fixture.meter.maxCalls = calls;
         EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
     }
 }

@@ -3,13 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <thread>
 
 #include "listening/tests/testsounds.h"
 #include "pipeline/pipeline.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testrenderer.h"
 
@@ -34,11 +33,7 @@ struct Fixture {
     ExitCode_t Run() { return Play(options, {renderer, stop, out, false}, output); }
 
     ExitCode_t RunToError() {
-        try {
-            return Run();
-        } catch (HostError const& error) {
-            return error.GetCode();
-        }
+        return CodeOf([this] { return Run(); });
     }
 };
 
@@ -107,8 +102,7 @@ TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
     fixture.stop.Request();
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_THAT(fixture.out.str(), HasSubstr("Interrupted before anything was played"));
-    std::ifstream report(std::filesystem::u8path(fixture.options.reportPath));
-    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(report), {}), HasSubstr("voice.wav"));
+    EXPECT_THAT(ReadFile(fixture.options.reportPath), HasSubstr("voice.wav"));
     EXPECT_EQ(fixture.renderer.shutdowns, 1);
     EXPECT_EQ(Media::Pipeline::GetAudioRenderer(), nullptr);
 }

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
@@ -19,7 +17,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr std::int64_t Second = 1'000'000'000;
+using Listening::NanoSecPerSec;
 
 class TestAccess : public CaptureAccess {
 public:
@@ -49,19 +47,10 @@ struct Fixture {
     ExitCode_t Run() { return Record(options, {renderer, pacer, out}, capture); }
 
     ExitCode_t RunToError() {
-        try {
-            return Run();
-        } catch (HostError const& error) {
-            sentence = error.what();
-            return error.GetCode();
-        }
+        return CodeOf([this] { return Run(); }, &sentence);
     }
 
-    static std::string Read(std::string const& path) {
-        std::ifstream file(std::filesystem::u8path(path), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::string ReadOut() const { return Read(options.outPath); }
+    std::string ReadOut() const { return ReadFile(options.outPath); }
     /// The file that a perfect take of so many samples makes.
     std::string PerfectFile(std::int64_t count) const {
         return MakeWav({}, BytesOf(Listening::Samples(Listening::Join(
@@ -86,13 +75,13 @@ TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
     fixture.options.reportPath = fixture.folder.PathOf("report.html");
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_THAT(fixture.out.str(), HasSubstr("144000 identical, 0 changed, 0 missing"));
-    EXPECT_THAT(Fixture::Read(fixture.options.reportPath), HasSubstr("<h1>Recording report</h1>"));
+    EXPECT_THAT(ReadFile(fixture.options.reportPath), HasSubstr("<h1>Recording report</h1>"));
 }
 
 TEST(Record, InterruptedKeepsWhatHadCome) {
     Fixture fixture;
     fixture.options.seconds = 0.0;
-    fixture.pacer.stopNanoSec = 5 * Second / 2;
+    fixture.pacer.stopNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(120000));
     EXPECT_THAT(fixture.out.str(), HasSubstr("until interrupted"));
@@ -102,7 +91,7 @@ TEST(Record, HasAValidFileAtEveryMoment) {
     Fixture fixture;
     fixture.pacer.onWait = [&](std::int64_t time) {
         // Waits come before reads: at 2.51 s the frame that was complete at 2.5 s has been read.
-        if (time == 2510 * Second / 1000) {
+        if (time == 2510 * NanoSecPerSec / 1000) {
             EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(120000));
             fixture.sentence = "looked";
         }
@@ -113,7 +102,7 @@ TEST(Record, HasAValidFileAtEveryMoment) {
 
 TEST(Record, OfAMicrophoneThatGoesAwaySumsUpAndEndsWithItsCode) {
     Fixture fixture;
-    fixture.capture.microphone->endNanoSec = 5 * Second / 2;
+    fixture.capture.microphone->endNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoInput);
     EXPECT_THAT(fixture.sentence, HasSubstr("nothing for three seconds (status -1)"));
     EXPECT_THAT(fixture.out.str(), HasSubstr("The recording broke off."));

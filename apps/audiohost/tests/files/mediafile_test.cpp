@@ -7,8 +7,8 @@
 #include "listening/soundcompare.h"
 #include "listening/soundlevel.h"
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testfiles.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
@@ -48,12 +48,9 @@ std::string DataOf(Media::FrameAud const& frame) {
 
 /// The sentence and the code that reading the file for its sound ends with.
 std::pair<ExitCode_t, std::string> ErrorOf(std::string const& path) {
-    try {
-        RequireSound(path);
-    } catch (HostError const& error) {
-        return {error.GetCode(), error.what()};
-    }
-    return {ExitCode_t::Ok, ""};
+    std::string sentence;
+    ExitCode_t const code = CodeOf([&] { RequireSound(path); }, &sentence);
+    return {code, sentence};
 }
 
 /// The file's sound is `sound`, apart from the coding's loss and delay.
@@ -171,7 +168,8 @@ TEST(MediaFile_Aac, InAdtsIsHandedOverFrameByFrameWithoutConfiguration) {
         EXPECT_EQ(DataOf(*frame).substr(0, 1), "\xFF");
     }
     // 1024 samples at 48000 Hz are 21.333 ms; the container counts in 1/28224000 s.
-    EXPECT_NEAR(static_cast<double>(reading.positions[90]), 90.0 * 1024.0 / 48000.0 * 1e9, 1e4);
+    EXPECT_NEAR(static_cast<double>(reading.positions[90]),
+                90.0 * 1024.0 / 48000.0 * Listening::NanoSecPerSec, 1e4);
     ExpectSound(sound, reading.sound);
 }
 
@@ -187,7 +185,8 @@ TEST(MediaFile_Aac, InM4aCarriesItsConfigurationAndStartsAtZero) {
     EXPECT_EQ(config[0], 0x12);
     EXPECT_EQ(config[1], 0x08);
     EXPECT_EQ(reading.positions[0], 0);
-    EXPECT_NEAR(static_cast<double>(reading.positions[80]), 80.0 * 1024.0 / 44100.0 * 1e9, 1e3);
+    EXPECT_NEAR(static_cast<double>(reading.positions[80]),
+                80.0 * 1024.0 / 44100.0 * Listening::NanoSecPerSec, 1e3);
     EXPECT_EQ(reading.frames[0]->GetFrequency(), 44100U);
     EXPECT_GT(Listening::LevelDecibel(reading.sound), -40.0);
 }

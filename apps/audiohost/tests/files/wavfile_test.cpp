@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <sstream>
 
+#include "support/testerror.h"
 #include "support/testfiles.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
@@ -32,20 +31,6 @@ protected:
 private:
     std::streamoff const room_;
 };
-
-std::string ReadFile(std::string const& path) {
-    std::ifstream file(std::filesystem::u8path(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-ExitCode_t CodeOf(std::function<void()> const& action) {
-    try {
-        action();
-    } catch (HostError const& error) {
-        return error.GetCode();
-    }
-    return ExitCode_t::Ok;
-}
 
 } // namespace
 

@@ -5,11 +5,13 @@
 #include <atomic>
 #include <thread>
 
+#include "listening/samples.h"
+
 namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 
 /// A clock that the watching thread moves while it rests.
 class WatchedClock : public Kovra::ClockSource {
@@ -30,20 +32,20 @@ struct ClockInUse {
 /// devices do.
 class TestSilence : public SilentSound {
 public:
-    static constexpr std::int64_t LengthNanoSec = 2000 * MilliSec;
+    static constexpr std::int64_t LengthNanoSec = 2000 * NanoSecPerMilliSec;
 
     explicit TestSilence(WatchedClock& clock, std::int64_t standsFrom = INT64_MAX,
-                         std::int64_t leapsAt = 300 * MilliSec)
+                         std::int64_t leapsAt = 300 * NanoSecPerMilliSec)
         : clock_(clock), begin_(clock.now), standsFrom_(standsFrom), leapsAt_(leapsAt) {}
 
     std::optional<std::int64_t> GetPositionNanoSec() override {
         std::int64_t const since = std::min(clock_.now - begin_, standsFrom_);
-        std::int64_t const played = since + (since > leapsAt_ ? 40 * MilliSec : 0);
-        return played / (10 * MilliSec) * 10 * MilliSec % LengthNanoSec;
+        std::int64_t const played = since + (since > leapsAt_ ? 40 * NanoSecPerMilliSec : 0);
+        return played / (10 * NanoSecPerMilliSec) * 10 * NanoSecPerMilliSec % LengthNanoSec;
     }
     std::int64_t GetLengthNanoSec() const override { return LengthNanoSec; }
     void Rest() override {
-        clock_.now += 3 * MilliSec;
+        clock_.now += 3 * NanoSecPerMilliSec;
         std::this_thread::yield();
     }
 
@@ -80,10 +82,10 @@ TEST(OutputWatch, WaitsUntilTheSoundHasPlayedEvenlyAndSeesItAll) {
     PatientPacer pacer;
     watch.WaitUntilSteady(pacer);
     // The leap after 300 ms is older than half a second by then.
-    EXPECT_GE(use.clock.now - start, 990 * MilliSec);
+    EXPECT_GE(use.clock.now - start, 990 * NanoSecPerMilliSec);
     // Twice round the sound.
-    pacer.WaitUntil(Kovra::JiffyTime(start + 4500 * MilliSec));
-    Listening::OutputLog const log = watch.Stop(start + 1000 * MilliSec);
+    pacer.WaitUntil(Kovra::JiffyTime(start + 4500 * NanoSecPerMilliSec));
+    Listening::OutputLog const log = watch.Stop(start + 1000 * NanoSecPerMilliSec);
     EXPECT_TRUE(log.isWatched);
     EXPECT_TRUE(log.glitches.empty());
     EXPECT_LE(log.worstMilliSec, 4.0);
@@ -93,22 +95,23 @@ TEST(OutputWatch, WaitsUntilTheSoundHasPlayedEvenlyAndSeesItAll) {
 TEST(OutputWatch, TellsTheLeapThatItSaw) {
     ClockInUse use;
     std::int64_t const start = use.clock.now;
-    OutputWatch watch(std::make_unique<TestSilence>(use.clock, INT64_MAX, 2000 * MilliSec));
+    OutputWatch watch(std::make_unique<TestSilence>(use.clock, INT64_MAX, 2000 * NanoSecPerMilliSec));
     PatientPacer pacer;
-    pacer.WaitUntil(Kovra::JiffyTime(start + 3000 * MilliSec));
-    Listening::OutputLog const log = watch.Stop(start + 1000 * MilliSec);
+    pacer.WaitUntil(Kovra::JiffyTime(start + 3000 * NanoSecPerMilliSec));
+    Listening::OutputLog const log = watch.Stop(start + 1000 * NanoSecPerMilliSec);
     ASSERT_EQ(log.glitches.size(), 1U);
     EXPECT_NEAR(log.glitches[0].earlyMilliSec, 40.0, 5.0);
-    EXPECT_NEAR(static_cast<double>(log.glitches[0].startNanoSec), 1000.0 * MilliSec, 15.0 * MilliSec);
+    EXPECT_NEAR(static_cast<double>(log.glitches[0].startNanoSec), 1000.0 * NanoSecPerMilliSec,
+                15.0 * NanoSecPerMilliSec);
 }
 
 TEST(OutputWatch, WaitsThreeSecondsForACursorThatNeverMovesEvenly) {
     ClockInUse use;
-    OutputWatch watch(std::make_unique<TestSilence>(use.clock, 700 * MilliSec));
+    OutputWatch watch(std::make_unique<TestSilence>(use.clock, 700 * NanoSecPerMilliSec));
     PatientPacer pacer;
     std::int64_t const start = use.clock.now;
     watch.WaitUntilSteady(pacer);
-    EXPECT_GE(use.clock.now - start, 3000 * MilliSec);
+    EXPECT_GE(use.clock.now - start, 3000 * NanoSecPerMilliSec);
 }
 
 TEST(OutputWatch, DoesNotWaitWithoutASoundOrForOneWhoWantsToStop) {

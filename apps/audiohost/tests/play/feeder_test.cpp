@@ -10,7 +10,7 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 constexpr std::int64_t StartNanoSec = 5'000'000'000;
 constexpr std::int64_t BaseNanoSec = 1'000'000'000'000;
 
@@ -62,26 +62,27 @@ TEST(Feeder_Run, SubmitsEachFrameAtItsPositionToBeHeardLeadLater) {
     EXPECT_TRUE(isComplete);
     // Two frames at 0 and 20 ms; then the lead, the whole sound and 300 ms.
     EXPECT_EQ(fixture.pacer.waits,
-              (std::vector<std::int64_t>{0, 20 * MilliSec, (200 + 40 + 300) * MilliSec}));
+              (std::vector<std::int64_t>{0, 20 * NanoSecPerMilliSec, (200 + 40 + 300) * NanoSecPerMilliSec}));
     ASSERT_EQ(fixture.renderer.rendered.size(), 2U);
-    EXPECT_EQ(fixture.renderer.rendered[1].timestampNanoSec, BaseNanoSec + 20 * MilliSec);
-    EXPECT_EQ(fixture.renderer.rendered[1].presentationNanoSec, StartNanoSec + 220 * MilliSec);
+    EXPECT_EQ(fixture.renderer.rendered[1].timestampNanoSec, BaseNanoSec + 20 * NanoSecPerMilliSec);
+    EXPECT_EQ(fixture.renderer.rendered[1].presentationNanoSec, StartNanoSec + 220 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].framesSent, 2U);
-    EXPECT_EQ(log.sessions[0].sentNanoSec, 40 * MilliSec);
+    EXPECT_EQ(log.sessions[0].sentNanoSec, 40 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].sound, Listening::MakeVoice(1920));
 }
 
 TEST(Feeder_Run, OfSeveralFilesGoesBySoundPositionAndEndsWithTheLongest) {
     Fixture fixture;
     PlaybackLog const log = fixture.Feed({960, 1920}, 0);
-    EXPECT_EQ(fixture.pacer.waits, (std::vector<std::int64_t>{0, 0, 20 * MilliSec, 540 * MilliSec}));
+    EXPECT_EQ(fixture.pacer.waits,
+              (std::vector<std::int64_t>{0, 0, 20 * NanoSecPerMilliSec, 540 * NanoSecPerMilliSec}));
     EXPECT_EQ(log.sessions[0].framesSent, 1U);
     EXPECT_EQ(log.sessions[1].framesSent, 2U);
 }
 
 TEST(Feeder_Run, StopsAtTheLimit) {
     Fixture fixture;
-    PlaybackLog const log = fixture.Feed({9600}, 60 * MilliSec);
+    PlaybackLog const log = fixture.Feed({9600}, 60 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].framesSent, 3U);
 }
 

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "listening/samples.h"
+
 namespace AudioHost {
 
-namespace {
-
-constexpr std::int64_t Second = 1'000'000'000;
-
-} // namespace
+using Listening::NanoSecPerSec;
 
 TEST(LogWatch_ReadKind, KnowsEveryTextOfTheRenderer) {
     EXPECT_EQ(ReadKind("AudioBuffer playback started"), EventKind_t::Started);
@@ -39,14 +37,14 @@ TEST(LogWatch_ReadFrequency, IsNotTheSamplingRateOfFrames) {
 TEST(LogWatch_GroupEvents, JoinsSmallGapsInCloseSuccessionAcrossOtherRecords) {
     std::vector<PlayEvent> const events = {
         {EventKind_t::SmallGap, 0, "AudioBuffer ignoring small gap (2 samples)"},
-        {EventKind_t::FrequencyChange, Second, "Adjusting audio frequency to 47960 Hz"},
-        {EventKind_t::SmallGap, 2 * Second, "AudioBuffer ignoring small gap (4 samples)"},
-        {EventKind_t::SmallGap, 4 * Second + 1, "AudioBuffer ignoring small gap (2 samples)"},
+        {EventKind_t::FrequencyChange, NanoSecPerSec, "Adjusting audio frequency to 47960 Hz"},
+        {EventKind_t::SmallGap, 2 * NanoSecPerSec, "AudioBuffer ignoring small gap (4 samples)"},
+        {EventKind_t::SmallGap, 4 * NanoSecPerSec + 1, "AudioBuffer ignoring small gap (2 samples)"},
     };
     std::vector<EventGroup> const groups = GroupEvents(events);
     ASSERT_EQ(groups.size(), 3U);
     EXPECT_EQ(groups[0].count, 2U);
-    EXPECT_EQ(groups[0].lastNanoSec, 2 * Second);
+    EXPECT_EQ(groups[0].lastNanoSec, 2 * NanoSecPerSec);
     EXPECT_EQ(groups[0].text, "AudioBuffer ignoring small gap (2 samples)");
     EXPECT_EQ(groups[1].kind, EventKind_t::FrequencyChange);
     // 2 s and 1 ns after the one before: a group of its own.

@@ -6,7 +6,7 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 constexpr std::int64_t StartNanoSec = 1'000'000'000;
 
 Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int64_t error,
@@ -48,12 +48,12 @@ TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatIsItsSubject) {
     keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
     keeper.AddSession(1, {});
     keeper.AddSession(2, {});
-    keeper.AddLog(Log(3 * MilliSec, "AudioBuffer playback started", 2));
-    keeper.AddLog(Log(4 * MilliSec, "Adjusting audio frequency to 47960 Hz", 1));
+    keeper.AddLog(Log(3 * NanoSecPerMilliSec, "AudioBuffer playback started", 2));
+    keeper.AddLog(Log(4 * NanoSecPerMilliSec, "Adjusting audio frequency to 47960 Hz", 1));
     PlaybackLog const log = keeper.Take();
     ASSERT_EQ(log.sessions[0].steps.size(), 1U);
     EXPECT_EQ(log.sessions[0].steps[0].hz, 47960U);
-    EXPECT_EQ(log.sessions[0].steps[0].timeNanoSec, 4 * MilliSec);
+    EXPECT_EQ(log.sessions[0].steps[0].timeNanoSec, 4 * NanoSecPerMilliSec);
     ASSERT_EQ(log.sessions[1].events.size(), 1U);
     EXPECT_EQ(log.sessions[1].events[0].kind, EventKind_t::Started);
     EXPECT_EQ(log.sessions[1].steps[0].hz, 48000U);
@@ -73,8 +73,8 @@ TEST(PlaybackLogKeeper_AddSent, PutsSoundAtItsPositionWhenItIsKept) {
     PlaybackLogKeeper keeping(true);
     PlaybackLogKeeper forgetting(false);
     MediaFrame frame;
-    frame.positionNanoSec = 20 * MilliSec;
-    frame.durationNanoSec = 20 * MilliSec;
+    frame.positionNanoSec = 20 * NanoSecPerMilliSec;
+    frame.durationNanoSec = 20 * NanoSecPerMilliSec;
     frame.sound = {1, 2, 3};
     for (PlaybackLogKeeper* keeper : {&keeping, &forgetting}) {
         keeper->AddSent(keeper->AddSession(1, {}), frame);
@@ -85,7 +85,7 @@ TEST(PlaybackLogKeeper_AddSent, PutsSoundAtItsPositionWhenItIsKept) {
     EXPECT_EQ(sound[960], 1);
     SessionLog const other = forgetting.Take().sessions[0];
     EXPECT_TRUE(other.sound.empty());
-    EXPECT_EQ(other.sentNanoSec, 40 * MilliSec);
+    EXPECT_EQ(other.sentNanoSec, 40 * NanoSecPerMilliSec);
 }
 
 TEST(PlaybackLogKeeper_GetProgress, TellsTheLatest) {
@@ -94,7 +94,7 @@ TEST(PlaybackLogKeeper_GetProgress, TellsTheLatest) {
     session.durationNanoSec = 9;
     keeper.AddSession(1, session);
     keeper.AddLog(Log(0, "Adjusting audio frequency to 48040 Hz", 1));
-    keeper.AddReport(Report(1, 2 * MilliSec));
+    keeper.AddReport(Report(1, 2 * NanoSecPerMilliSec));
     keeper.AddReport(Report(1, 0, false));
     PlaybackLogKeeper::Progress const progress = keeper.GetProgress().at(0);
     EXPECT_EQ(progress.durationNanoSec, 9);

@@ -9,15 +9,15 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
-constexpr std::int64_t Second = 1'000'000'000;
+using Listening::NanoSecPerMilliSec;
+using Listening::NanoSecPerSec;
 
 /// Slots of a take that is `behind[i]` milliseconds behind in slot i, ten frames in each.
 std::vector<CaptureSlot> MakeSlots(std::vector<std::int64_t> const& behindMilliSec) {
     std::vector<CaptureSlot> slots;
     slots.reserve(behindMilliSec.size());
     for (std::int64_t const behind : behindMilliSec) {
-        slots.push_back({behind * MilliSec, 10 * (slots.size() + 1), 0.0F});
+        slots.push_back({behind * NanoSecPerMilliSec, 10 * (slots.size() + 1), 0.0F});
     }
     return slots;
 }
@@ -39,7 +39,7 @@ struct Fixture {
 
     /// Frames with these numbers, each dated 20 ms after the one before, at this time.
     void Add(std::int64_t milliSec, std::vector<std::uint32_t> const& numbers) {
-        clock.nanoSec = 1000 * Second + milliSec * MilliSec;
+        clock.nanoSec = 1000 * NanoSecPerSec + milliSec * NanoSecPerMilliSec;
         std::vector<std::shared_ptr<Media::FrameAud>> frames;
         for (std::uint32_t const number : numbers) {
             frames.push_back(MakeMicrophoneFrame(Listening::Samples(960), date_, number));
@@ -64,7 +64,7 @@ TEST(FindLosses, TellsWhenAndHowManyBlocksAreGoneForGood) {
     // 10 ms behind, and from the third second on (15 slots) three blocks more.
     std::vector<CaptureLoss> const losses = FindLosses(MakeSlots(Constant(15, 10) + Constant(20, 70)));
     ASSERT_EQ(losses.size(), 1U);
-    EXPECT_EQ(losses[0].timeNanoSec, 3 * Second);
+    EXPECT_EQ(losses[0].timeNanoSec, 3 * NanoSecPerSec);
     EXPECT_EQ(losses[0].frames, 3U);
     // Frame 250 comes in slot 25 only.
     EXPECT_FALSE(losses[0].isAtRingEnd);
@@ -120,7 +120,7 @@ TEST(FindLosses, DoNotComeFromASoundCardsClock) {
     // A tenth of a per mille slow: 0.02 ms a slot, 40 ms in 2000 slots.
     std::vector<CaptureSlot> slots;
     for (std::int64_t i = 0; i < 2000; ++i) {
-        slots.push_back({i * MilliSec / 50, static_cast<std::uint64_t>(10 * i), 0.0F});
+        slots.push_back({i * NanoSecPerMilliSec / 50, static_cast<std::uint64_t>(10 * i), 0.0F});
     }
     EXPECT_TRUE(FindLosses(slots).empty());
 }
@@ -131,12 +131,12 @@ TEST(CaptureLogKeeper_AddFrames, TellsTimesAndCounts) {
     fixture.Add(250, {1, 2, 3});
     CaptureLog const log = fixture.keeper.Take();
     EXPECT_EQ(log.frames, 4U);
-    EXPECT_EQ(log.firstNanoSec, 40 * MilliSec);
-    EXPECT_EQ(log.lastNanoSec, 250 * MilliSec);
+    EXPECT_EQ(log.firstNanoSec, 40 * NanoSecPerMilliSec);
+    EXPECT_EQ(log.lastNanoSec, 250 * NanoSecPerMilliSec);
     ASSERT_EQ(log.slots.size(), 2U);
     // 40 ms passed for one frame of 20 ms; 250 ms for four.
-    EXPECT_EQ(log.slots[0].behindNanoSec, 20 * MilliSec);
-    EXPECT_EQ(log.slots[1].behindNanoSec, 170 * MilliSec);
+    EXPECT_EQ(log.slots[0].behindNanoSec, 20 * NanoSecPerMilliSec);
+    EXPECT_EQ(log.slots[1].behindNanoSec, 170 * NanoSecPerMilliSec);
     EXPECT_EQ(log.slots[1].framesRead, 4U);
     EXPECT_EQ(log.numbersMissing + log.numbersBack + log.timestampsOff, 0U);
 }

@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "listening/tests/testsounds.h"
+#include "support/testerror.h"
 #include "support/testmicrophone.h"
-#include "terminal/hosterror.h"
 
 namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
-constexpr std::int64_t Second = 1'000'000'000;
+using Listening::NanoSecPerMilliSec;
+using Listening::NanoSecPerSec;
 
 struct Fixture {
     TestClock clock;
@@ -30,12 +30,7 @@ struct Fixture {
     }
 
     ExitCode_t RunToError(std::int64_t samples) {
-        try {
-            Run(samples);
-        } catch (HostError const& error) {
-            return error.GetCode();
-        }
-        return ExitCode_t::Ok;
+        return CodeOf([&] { Run(samples); });
     }
 };
 
@@ -58,13 +53,14 @@ TEST(CaptureLoop_Run, ReadsTwiceAFrame) {
     std::vector<std::int64_t> waits;
     fixture.pacer.onWait = [&](std::int64_t time) { waits.push_back(time); };
     fixture.Run(1920);
-    EXPECT_EQ(waits, (std::vector<std::int64_t>{10 * MilliSec, 20 * MilliSec, 30 * MilliSec, 40 * MilliSec}));
+    EXPECT_EQ(waits, (std::vector<std::int64_t>{10 * NanoSecPerMilliSec, 20 * NanoSecPerMilliSec,
+                                                30 * NanoSecPerMilliSec, 40 * NanoSecPerMilliSec}));
 }
 
 TEST(CaptureLoop_Run, InterruptedHandsOnWhatHadCome) {
     Fixture fixture;
     // In the wait for the end of the fiftieth frame.
-    fixture.pacer.stopNanoSec = Second - 1;
+    fixture.pacer.stopNanoSec = NanoSecPerSec - 1;
     EXPECT_FALSE(fixture.Run(480000));
     EXPECT_EQ(fixture.heard.size(), 48000U);
 }
@@ -74,7 +70,7 @@ TEST(CaptureLoop_Run, AfterAStallGoesOnFromThere) {
     int waits = 0;
     fixture.pacer.onWait = [&](std::int64_t time) {
         ++waits;
-        fixture.clock.nanoSec += time == Second ? Second : 0;
+        fixture.clock.nanoSec += time == NanoSecPerSec ? NanoSecPerSec : 0;
     };
     EXPECT_TRUE(fixture.Run(144000));
     // Two seconds of waits, and the one that lasted a second.
@@ -85,7 +81,7 @@ TEST(CaptureLoop_Run, AfterAStallGoesOnFromThere) {
 TEST(CaptureLoop_Run, FindsBlocksThatTheClockMisses) {
     Fixture fixture;
     fixture.pacer.onWait = [&](std::int64_t time) {
-        if (time == 5 * Second) {
+        if (time == 5 * NanoSecPerSec) {
             fixture.microphone.Skip(4);
         }
     };
@@ -100,11 +96,11 @@ TEST(CaptureLoop_Run, FindsBlocksThatTheClockMisses) {
 
 TEST(CaptureLoop_Run, WithoutAnythingForThreeSecondsEndsWithItsCode) {
     Fixture fixture;
-    fixture.microphone.endNanoSec = Second;
+    fixture.microphone.endNanoSec = NanoSecPerSec;
     fixture.microphone.failedStatus = Microphone::NothingYet;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
     // The last frame came at 0.98 s.
-    EXPECT_EQ(fixture.clock.nanoSec, 1003 * Second + 980 * MilliSec);
+    EXPECT_EQ(fixture.clock.nanoSec, 1003 * NanoSecPerSec + 980 * NanoSecPerMilliSec);
     EXPECT_EQ(fixture.heard.size(), 49U * 960U);
     EXPECT_EQ(fixture.keeper.Take().readsFailed, 0U);
 }
@@ -113,13 +109,14 @@ TEST(CaptureLoop_Run, BeginsACaptureAnewFromWhichNothingEverCame) {
     Fixture fixture;
     fixture.microphone.deadCaptures = 2;
     EXPECT_TRUE(fixture.Run(48000));
-    EXPECT_EQ(fixture.microphone.restartsNanoSec, (std::vector<std::int64_t>{Second, 2 * Second}));
+    EXPECT_EQ(fixture.microphone.restartsNanoSec,
+              (std::vector<std::int64_t>{NanoSecPerSec, 2 * NanoSecPerSec}));
     EXPECT_EQ(fixture.heard, Listening::Samples(fixture.sound.begin(), fixture.sound.begin() + 48000));
 }
 
 TEST(CaptureLoop_Run, DoesNotBeginAnewWhatHasGivenSomething) {
     Fixture fixture;
-    fixture.microphone.endNanoSec = Second;
+    fixture.microphone.endNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
     EXPECT_TRUE(fixture.microphone.restartsNanoSec.empty());
 }
@@ -128,12 +125,13 @@ TEST(CaptureLoop_Run, GivesUpAfterThreeSecondsOfBeginningAnew) {
     Fixture fixture;
     fixture.microphone.deadCaptures = 100;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
-    EXPECT_EQ(fixture.microphone.restartsNanoSec, (std::vector<std::int64_t>{Second, 2 * Second}));
+    EXPECT_EQ(fixture.microphone.restartsNanoSec,
+              (std::vector<std::int64_t>{NanoSecPerSec, 2 * NanoSecPerSec}));
 }
 
 TEST(CaptureLoop_Run, CountsReadsThatFail) {
     Fixture fixture;
-    fixture.microphone.endNanoSec = Second;
+    fixture.microphone.endNanoSec = NanoSecPerSec;
     fixture.microphone.failedStatus = -120;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
     CaptureLog const log = fixture.keeper.Take();

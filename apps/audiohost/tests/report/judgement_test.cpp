@@ -9,16 +9,16 @@ namespace AudioHost {
 
 namespace {
 
-constexpr std::int64_t MilliSec = 1'000'000;
+using Listening::NanoSecPerMilliSec;
 
 /// A second after the first frame: 0.8 s into the sound, with a lead of 200 ms.
-constexpr std::int64_t GlitchAt = 1000 * MilliSec;
+constexpr std::int64_t GlitchAt = 1000 * NanoSecPerMilliSec;
 constexpr std::int64_t GlitchSample = 38400;
 
 Listening::OutputGlitch StoodStill(double milliSec, double left = 0.0, std::int64_t at = GlitchAt) {
     Listening::OutputGlitch glitch;
     glitch.startNanoSec = at;
-    glitch.endNanoSec = at + static_cast<std::int64_t>(milliSec * MilliSec);
+    glitch.endNanoSec = at + static_cast<std::int64_t>(milliSec * NanoSecPerMilliSec);
     glitch.lateMilliSec = milliSec;
     glitch.leftMilliSec = left;
     return glitch;
@@ -27,7 +27,7 @@ Listening::OutputGlitch StoodStill(double milliSec, double left = 0.0, std::int6
 Listening::OutputGlitch Leapt(double milliSec, std::int64_t at = GlitchAt) {
     Listening::OutputGlitch glitch;
     glitch.startNanoSec = at;
-    glitch.endNanoSec = at + 10 * MilliSec;
+    glitch.endNanoSec = at + 10 * NanoSecPerMilliSec;
     glitch.earlyMilliSec = milliSec;
     glitch.leftMilliSec = -milliSec;
     return glitch;
@@ -52,7 +52,7 @@ Listening::TimelineJump Jump(Listening::TimelineJump::Kind_t kind, double milliS
 }
 
 PlayEvent Event(EventKind_t kind, std::int64_t atMilliSec) {
-    return {kind, atMilliSec * MilliSec, ""};
+    return {kind, atMilliSec * NanoSecPerMilliSec, ""};
 }
 
 /// What went wrong, what the output's cursor was seen to do, and whose doing that makes it.
@@ -102,12 +102,12 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"TooSmallAStall", {StoodStill(16)}, {Hole(60)}, {}, Outcome_t::Bad},
         // Half a second before and after.
         Case{"AStallBeforeTheHole",
-             {StoodStill(95, 0, GlitchAt - 500 * MilliSec)},
+             {StoodStill(95, 0, GlitchAt - 500 * NanoSecPerMilliSec)},
              {Hole(60)},
              {},
              Outcome_t::Bad},
         Case{"AStallBehindTheHole",
-             {StoodStill(95, 0, GlitchAt + 500 * MilliSec)},
+             {StoodStill(95, 0, GlitchAt + 500 * NanoSecPerMilliSec)},
              {Hole(60)},
              {},
              Outcome_t::Bad},
@@ -125,14 +125,14 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"MissingAtALeap", {Leapt(40)}, {}, {Jump(Kind::Missing, 40)}, Outcome_t::OutputGlitch},
         Case{"MissingAtTooSmallALeap", {Leapt(20)}, {}, {Jump(Kind::Missing, 40)}, Outcome_t::Bad},
         Case{"MissingAndTheLeapElsewhere",
-             {Leapt(40, GlitchAt + 2000 * MilliSec)},
+             {Leapt(40, GlitchAt + 2000 * NanoSecPerMilliSec)},
              {},
              {Jump(Kind::Missing, 40)},
              Outcome_t::Bad},
         Case{"RepeatedAndNoGlitch", {}, {}, {Jump(Kind::Repeated, 40)}, Outcome_t::Bad},
         Case{"AHoleWhileTheWatchDidNotRun", {NotSeen(80)}, {Hole(60)}, {}, Outcome_t::OutputGlitch},
         Case{"TwoStallsTogether",
-             {StoodStill(40), StoodStill(40, 0, GlitchAt + 200 * MilliSec)},
+             {StoodStill(40), StoodStill(40, 0, GlitchAt + 200 * NanoSecPerMilliSec)},
              {},
              {Jump(Kind::SilenceInserted, 80)},
              Outcome_t::OutputGlitch}),
@@ -153,12 +153,12 @@ TEST(Judge, OfWindowsLostExcusesOnlyThoseAtAStall) {
 
 TEST(Judge, OfASessionThatTheOutputHasDisplacedLooksWhereItReallyWas) {
     // 80 ms late since 0.1 s: what was due 0.8 s into the sound was played when a stall of 20 ms came by.
-    PlaybackLog log =
-        LogOf({"",
-               {StoodStill(80, 80, 100 * MilliSec), StoodStill(20, 20, GlitchAt + 140 * MilliSec)},
-               {Hole(15)},
-               {},
-               Outcome_t::OutputGlitch});
+    PlaybackLog log = LogOf({"",
+                             {StoodStill(80, 80, 100 * NanoSecPerMilliSec),
+                              StoodStill(20, 20, GlitchAt + 140 * NanoSecPerMilliSec)},
+                             {Hole(15)},
+                             {},
+                             Outcome_t::OutputGlitch});
     EXPECT_EQ(Judge(log).outcome, Outcome_t::OutputGlitch);
     log.output.glitches[0].leftMilliSec = 0.0;
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
@@ -166,11 +166,12 @@ TEST(Judge, OfASessionThatTheOutputHasDisplacedLooksWhereItReallyWas) {
 
 TEST(Judge, OfACursorMovedLaterExcusesWhatTheOutputStillOwed) {
     // Two stalls of 60 ms stay; the renderer moves its cursor a second after the second one.
-    PlaybackLog log = LogOf({"",
-                             {StoodStill(60, 60, 100 * MilliSec), StoodStill(60, 60, 300 * MilliSec)},
-                             {},
-                             {Jump(Kind::Missing, 120, 62400)},
-                             Outcome_t::OutputGlitch});
+    PlaybackLog log =
+        LogOf({"",
+               {StoodStill(60, 60, 100 * NanoSecPerMilliSec), StoodStill(60, 60, 300 * NanoSecPerMilliSec)},
+               {},
+               {Jump(Kind::Missing, 120, 62400)},
+               Outcome_t::OutputGlitch});
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad) << "nobody moved a cursor there";
     log.sessions[0].events.push_back(Event(EventKind_t::DriftReset, 1500));
     EXPECT_EQ(Judge(log).outcome, Outcome_t::OutputGlitch);
@@ -189,7 +190,8 @@ PlaybackLog OutOfTime(double errorMilliSec, std::int64_t from = 0, std::int64_t 
     PlaybackLog log = MakeLog();
     log.output.isWatched = true;
     for (PresentationPoint& point : log.sessions[0].points) {
-        bool const isOut = point.timeNanoSec >= from * MilliSec && point.timeNanoSec < to * MilliSec;
+        bool const isOut =
+            point.timeNanoSec >= from * NanoSecPerMilliSec && point.timeNanoSec < to * NanoSecPerMilliSec;
         point.errorMilliSec = isOut ? errorMilliSec : 0.0;
     }
     return log;
@@ -208,7 +210,7 @@ TEST(Judge, OfAnEarlyStartWithoutAGlitchIsBad) {
 
 TEST(Judge, OfAnEarlyStartAtALeapIsTheOutputs) {
     PlaybackLog log = OutOfTime(-50.0, 20);
-    log.output.glitches = {Leapt(50, 10 * MilliSec)};
+    log.output.glitches = {Leapt(50, 10 * NanoSecPerMilliSec)};
     EXPECT_EQ(Judge(log).outcome, Outcome_t::OutputGlitch);
     EXPECT_EQ(Judge(log).text,
               "The output leapt ahead by 50 ms at 0:00.0; the renderer was still catching up");
@@ -229,7 +231,7 @@ TEST(Judge, OfARendererThatDoesNotMakeItGoodIsBad) {
     // 95 ms late for ten minutes: half a minute would have been enough for the first 12.
     PlaybackLog log = OutOfTime(95.0);
     for (std::int64_t at = 2; at < 600; ++at) {
-        log.sessions[0].points.push_back({at * 1000 * MilliSec, 95.0});
+        log.sessions[0].points.push_back({at * 1000 * NanoSecPerMilliSec, 95.0});
     }
     log.output.glitches = {StoodStill(95.0, 95.0, 0)};
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
@@ -247,7 +249,8 @@ TEST(Judge, OfACursorMovedWhileTheOutputStoodExcusesTheOppositeError) {
 }
 
 TEST(Judge, TellsTheLongestGlitchAndThatTheRendererCaughtUp) {
-    PlaybackLog log = LogOf({"", {StoodStill(95), StoodStill(20, 0, 1600 * MilliSec)}, {Hole(60)}, {}, {}});
+    PlaybackLog log =
+        LogOf({"", {StoodStill(95), StoodStill(20, 0, 1600 * NanoSecPerMilliSec)}, {Hole(60)}, {}, {}});
     EXPECT_EQ(Judge(log).text,
               "The output stood still for 95 ms at 0:00.8 (and was out of step 1 time more); the renderer "
               "caught up");

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <stdexcept>
@@ -102,6 +103,11 @@ std::string TestFolder::Write(std::string const& name, std::string const& bytes)
     std::string const path = PathOf(name);
     std::ofstream(std::filesystem::u8path(path), std::ios::binary) << bytes;
     return path;
+}
+
+std::string ReadFile(std::string const& path) {
+    std::ifstream file(std::filesystem::u8path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string MakeWav(WavFormat const& format, std::string const& data) {

@@ -26,6 +26,9 @@ private:
     std::filesystem::path path_;
 };
 
+/// A file's bytes; none when there is no such file.
+std::string ReadFile(std::string const& path);
+
 /// What a WAV header tells.
 struct WavFormat {
     /// 1 PCM, 6 A-law, 7 mu-law.

@@ -4,33 +4,31 @@
 
 namespace AudioHost {
 
-namespace {
-
-constexpr std::int64_t MilliSec = 1'000'000;
-
-} // namespace
+using Listening::NanoSecPerMilliSec;
 
 SessionLog MakeSession(std::string const& name) {
     SessionLog session;
     session.name = name;
     session.description = "16-bit PCM, 48000 Hz, mono, handed over as 48 kHz mono PCM";
-    session.durationNanoSec = 2000 * MilliSec;
-    session.sentNanoSec = 2000 * MilliSec;
+    session.durationNanoSec = 2000 * NanoSecPerMilliSec;
+    session.sentNanoSec = 2000 * NanoSecPerMilliSec;
     session.framesSent = 100;
     session.jobsSucceeded = 100;
     for (int i = 0; i < 100; ++i) {
-        session.points.push_back({i * 20 * MilliSec, i % 10 == 9 ? -4.0 : 1.0});
+        session.points.push_back({i * 20 * NanoSecPerMilliSec, i % 10 == 9 ? -4.0 : 1.0});
     }
-    session.events.push_back({EventKind_t::Started, 3 * MilliSec, "AudioBuffer playback started"});
+    session.events.push_back({EventKind_t::Started, 3 * NanoSecPerMilliSec, "AudioBuffer playback started"});
     for (int i = 0; i < 30; ++i) {
-        session.events.push_back(
-            {EventKind_t::SmallGap, (100 + i) * MilliSec, "AudioBuffer ignoring small gap (2 samples)"});
+        session.events.push_back({EventKind_t::SmallGap, (100 + i) * NanoSecPerMilliSec,
+                                  "AudioBuffer ignoring small gap (2 samples)"});
     }
     session.events.push_back(
-        {EventKind_t::FrequencyChange, 1100 * MilliSec, "Adjusting audio frequency to 47960 Hz"});
+        {EventKind_t::FrequencyChange, 1100 * NanoSecPerMilliSec, "Adjusting audio frequency to 47960 Hz"});
     session.events.push_back(
-        {EventKind_t::FrequencyChange, 1900 * MilliSec, "Adjusting audio frequency to 48000 Hz"});
-    session.steps = {{3 * MilliSec, 48000}, {1100 * MilliSec, 47960}, {1900 * MilliSec, 48000}};
+        {EventKind_t::FrequencyChange, 1900 * NanoSecPerMilliSec, "Adjusting audio frequency to 48000 Hz"});
+    session.steps = {{3 * NanoSecPerMilliSec, 48000},
+                     {1100 * NanoSecPerMilliSec, 47960},
+                     {1900 * NanoSecPerMilliSec, 48000}};
     return session;
 }
 

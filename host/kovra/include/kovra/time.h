@@ -6,6 +6,9 @@
 
 namespace Kovra {
 
+constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+
 /// Where both clocks of this library get their time. Replaceable, so that tests and simulations run on a
 /// clock that they move by hand.
 ///
@@ -37,7 +40,9 @@ public:
     /// The current instant of the process-wide clock source.
     KOVRA_API static SysTime Now();
 
-    static constexpr SysTime FromMilliSec(std::int64_t milliSec) { return SysTime(milliSec * 1'000'000); }
+    static constexpr SysTime FromMilliSec(std::int64_t milliSec) {
+        return SysTime(milliSec * NanoSecPerMilliSec);
+    }
 
     constexpr std::int64_t NanoSec() const { return nanoSec_; }
 
