@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <type_traits>
 
 #include "kovra/log.h"
 #include "rendereraudio.h"
@@ -18,7 +19,9 @@ namespace {
 
 // Of the thread that renders.
 thread_local bool isCounting = false;
+static_assert(std::is_trivially_destructible_v<decltype(isCounting)>);
 thread_local std::uint64_t allocations = 0;
+static_assert(std::is_trivially_destructible_v<decltype(allocations)>);
 
 void* CountedAllocation(std::size_t size) {
     if (isCounting) {

@@ -19,7 +19,8 @@ using Failures::Failure_t;
 
 thread_local bool hasMemory = true;
 static_assert(std::is_trivially_destructible_v<decltype(hasMemory)>);
-thread_local std::function<void()>* onNext = nullptr;
+using Action = std::function<void()>;
+thread_local Action* onNext = nullptr;
 static_assert(std::is_trivially_destructible_v<decltype(onNext)>);
 
 /// Looked at by the thread that set it alone: no other is in a `ModuleScope`.

@@ -258,7 +258,7 @@ TEST(PlaybackThread_Run, GoesOnAfterAPassThatFails) {
     bool hasThrown = false;
     {
         WatchedClock const clock(world.Clock(), [&] {
-            if (Kovra::GetThreadName() == PlaybackThreadName) {
+            if (std::string(Kovra::GetThreadName()) == PlaybackThreadName) {
                 hasThrown = true;
                 throw 42;
             }
