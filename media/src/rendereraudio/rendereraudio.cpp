@@ -32,6 +32,7 @@ std::shared_ptr<FrameAud> TakeFrame(PipelineRegisters const& registers) {
 
 void RenderJob(PipelineStageRenderJob& job) {
     auto const& state = job.State();
+    // Wanted: only this aborts; whatever else fails leaves the job uncompleted (docs/kept-behaviour.md).
     if (state == nullptr) {
         job.Abort();
         return;
@@ -69,7 +70,7 @@ int RendererAudio::Initialize() {
         return Status::Success;
     }
     int const status = Guarded(Status::OutOfMemory, [&] { return playbackDevice_.Open(); });
-    // A machine without a sound driver is a machine that plays nothing, not one that cannot start.
+    // Wanted: no sound driver is accepted here, and refused by RegisterSession (docs/kept-behaviour.md).
     if (status != Status::Success && status != Status::NoDriver) {
         return status;
     }
@@ -79,6 +80,7 @@ int RendererAudio::Initialize() {
 }
 
 void RendererAudio::Shutdown() {
+    // Wanted: no session is stopped (docs/kept-behaviour.md).
     // Each by itself: none must keep the next from being closed.
     Guarded([&] { std::atomic_store(&captureProxy_, std::shared_ptr<RendererAudioCaptureProxy>()); });
     Guarded([&] { playbackDevice_.Close(); });

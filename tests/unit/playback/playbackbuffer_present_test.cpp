@@ -137,7 +137,9 @@ TEST_F(PlaybackBuffer_Present, TheNotificationPointStaysWhereTheStartPutIt) {
         PresentAhead(100 * NanoSecPerMilliSec);
         world.Clock().AdvanceMilliSec(10);
     }
-    // Behind the first frame; the record follows the frames.
+    // Behind the first frame; the record follows the frames, and DirectSound is not told.
+    EXPECT_THAT(TakeCalls({Call_t::NotifySetNotificationPositions}),
+                ElementsAre("SetNotificationPositions(1, 960, 2)"));
     ASSERT_THAT(Sound().NotificationPoints(), SizeIs(1));
     EXPECT_EQ(Sound().NotificationPoints()[0].dwOffset, 960U);
     EXPECT_EQ(GetFields().notifyPosition->dwOffset, 5 * 960U);
