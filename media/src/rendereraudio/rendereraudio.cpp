@@ -32,6 +32,7 @@ std::shared_ptr<FrameAud> TakeFrame(PipelineRegisters const& registers) {
 
 void RenderJob(PipelineStageRenderJob& job) {
     auto const& state = job.State();
+    // Wanted: only this aborts; whatever else fails leaves the job uncompleted (docs/kept-behaviour.md).
     if (state == nullptr) {
         job.Abort();
         return;
@@ -69,7 +70,7 @@ int RendererAudio::Initialize() {
         return Status::Success;
     }
     int const status = Guarded(Status::OutOfMemory, [&] { return playbackDevice_.Open(); });
-    // A machine without a sound driver is a machine that plays nothing, not one that cannot start.
+    // Wanted: no sound driver is accepted here, and refused by RegisterSession (docs/kept-behaviour.md).
     if (status != Status::Success && status != Status::NoDriver) {
         return status;
     }
@@ -79,6 +80,7 @@ int RendererAudio::Initialize() {
 }
 
 void RendererAudio::Shutdown() {
+    // Wanted: no session is stopped (docs/kept-behaviour.md).
     // Each by itself: none must keep the next from being closed.
     Guarded([&] { std::atomic_store(&captureProxy_, std::shared_ptr<RendererAudioCaptureProxy>()); });
     Guarded([&] { playbackDevice_.Close(); });
@@ -112,29 +114,27 @@ void RendererAudio::RegisterSession(PipelineSessionParams_t& params,
 }
 
 std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::GetCaptureProxy() const {
-    return Guarded(std::shared_ptr<RendererAudioCaptureProxy>(), [&] { return ShareCaptureProxy(); });
-}
-
-std::shared_ptr<RendererAudioCaptureProxy> RendererAudio::ShareCaptureProxy() const {
-    auto const guard = Hold(proxyMutex_);
-    std::shared_ptr<RendererAudioCaptureProxy> proxy = std::atomic_load(&captureProxy_);
-    if (proxy != nullptr && proxy->IsInitialized()) {
-        return proxy;
-    }
-    // What throws from here on leaves none, and the next call tries again.
-    proxy.reset();
-    std::atomic_store(&captureProxy_, proxy);
-    if (!captureDevice_.IsOpen()) {
-        captureDevice_.Initialize();
-    }
-    if (captureDevice_.IsOpen()) {
-        proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
-    }
-    if (proxy != nullptr && !proxy->IsInitialized()) {
+    return Guarded(std::shared_ptr<RendererAudioCaptureProxy>(), [this] {
+        auto const guard = Hold(proxyMutex_);
+        std::shared_ptr<RendererAudioCaptureProxy> proxy = std::atomic_load(&captureProxy_);
+        if (proxy != nullptr && proxy->IsInitialized()) {
+            return proxy;
+        }
+        // What throws from here on leaves none, and the next call tries again.
         proxy.reset();
-    }
-    std::atomic_store(&captureProxy_, proxy);
-    return proxy;
+        std::atomic_store(&captureProxy_, proxy);
+        if (!captureDevice_.IsOpen()) {
+            captureDevice_.Initialize();
+        }
+        if (captureDevice_.IsOpen()) {
+            proxy = std::make_shared<RendererAudioCaptureProxy>(captureDevice_);
+        }
+        if (proxy != nullptr && !proxy->IsInitialized()) {
+            proxy.reset();
+        }
+        std::atomic_store(&captureProxy_, proxy);
+        return proxy;
+    });
 }
 
 bool RendererAudio::GetLineLevelCallbacks(std::function<bool(float)> const& callback) const {

@@ -45,8 +45,12 @@ public:
     int Initialize() override;
 
     /// Lets go of the capture proxy, which lives on with its other holders, and closes both devices, also
-    /// when the renderer is not enabled. Line-level threads find the device
-    /// closed after their next sleep of 20 ms and end by themselves; it does not wait for them.
+    /// when the renderer is not enabled. Line-level threads find the device closed after their next sleep of
+    /// 20 ms and end by themselves; it does not wait for them.
+    ///
+    /// It stops no session: one that was playing keeps its sound buffer and DirectSound's object. Without the
+    /// playback thread nothing clears or stops it once its frames end, and what is left in its ring is heard
+    /// again every five seconds until the pipeline releases its state.
     void Shutdown() override;
 
     /// True from a successful `Initialize` to `Shutdown`. Any thread.
@@ -79,10 +83,8 @@ public:
     bool GetLineLevelCallbacks(std::function<bool(float)> const& callback) const;
 
 private:
-    std::shared_ptr<RendererAudioCaptureProxy> ShareCaptureProxy() const;
-
     RendererAudioPlaybackDevice playbackDevice_;
-    // Opened, and its proxy made, when somebody asks.
+    // Opened by `Initialize`, and again by whoever asks for the microphone while it is closed.
     mutable RendererAudioCaptureDevice captureDevice_;
     mutable boost::mutex proxyMutex_;
     /// Read and written atomically: `Shutdown` drops it without the mutex.

@@ -66,8 +66,7 @@ int RendererAudioCaptureBuffer::Create() {
     if (capture == nullptr) {
         return Status::NothingToCreateWith;
     }
-    // Only the low half of the time is looked at: one start in four billion does not count as one, and the
-    // buffer is made anew.
+    // Wanted: only the low half is looked at, so one start in four billion is none (docs/kept-behaviour.md).
     if (static_cast<std::uint32_t>(fields_->nextTime.NanoSec()) != 0) {
         return Status::AlreadyCreated;
     }
@@ -143,7 +142,7 @@ int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>
         return Status::OutOfMemory;
     }
     std::uint32_t const take = blocks * BlockSamples;
-    // Asked of the whole vector: frames that the caller left in it count.
+    // Wanted: asked of the whole vector, frames of the caller's included (docs/kept-behaviour.md).
     auto const statusOf = [&frames] { return frames.empty() ? Status::NothingRead : Status::Success; };
 
     auto lock = DirectSound::CaptureLock::Acquire(
@@ -155,7 +154,7 @@ int RendererAudioCaptureBuffer::ReadFrames(std::vector<std::shared_ptr<FrameAud>
         lock->Forget();
         return statusOf();
     }
-    // Before the blocks are looked at: what the walk leaves out is not read again.
+    // Wanted: first, so that what the walk leaves out is not read again (docs/kept-behaviour.md).
     Advance(take);
     CaptureWalk::ForEachFrame(FirstRegion(*lock), SecondRegion(*lock), take,
                               [&](std::uint8_t const* block, CaptureWalk::Block_t kind) {
@@ -182,6 +181,7 @@ int RendererAudioCaptureBuffer::SampleLineLevel() {
     if (!lock) {
         return Status::NothingRead;
     }
+    // Wanted: an empty first region is not asked for, as ReadFrames does (docs/kept-behaviour.md).
     Advance(take);
     std::uint32_t const metered =
         CaptureWalk::ForEachMeteredBlock(FirstRegion(*lock), SecondRegion(*lock), take,

@@ -12,8 +12,8 @@ namespace Media {
 /// One looping five-second capture buffer of the microphone, read in blocks of 20 ms: 48000 Hz, mono, 16
 /// bits.
 ///
-/// Frames and meter share one read position: a block goes to whichever reads it first. What is not read
-/// within five seconds is overwritten unnoticed.
+/// Wanted: frames and meter share one read position, so that a block goes to whichever reads it first; what
+/// is not read within five seconds is overwritten unnoticed (docs/kept-behaviour.md).
 ///
 /// **Threads:** all operations from any thread; each holds the buffer's lock for its whole run.
 /// **Ownership:** owns its DirectSound buffer; borrows the device, which may be gone before it.

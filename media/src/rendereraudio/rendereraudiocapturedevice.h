@@ -62,8 +62,9 @@ private:
 
     static void LineLevel(WeakFields const& device, std::function<bool(float)> const& callback);
 
-    /// Starts the thread that reads the microphone for nobody, so that the meter goes on without a reader.
-    /// Nothing in the module asks for it today. False when the device is closed or the thread runs.
+    /// Starts the thread that reads the microphone for nobody, through a capture buffer of its own, whose
+    /// meter nobody sees. Nothing in the module asks for it. False when the device is closed or the thread
+    /// runs.
     bool StartCaptureThread();
     void RunCaptureThread();
 

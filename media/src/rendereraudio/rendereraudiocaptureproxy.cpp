@@ -31,6 +31,7 @@ RendererAudioCaptureProxy::~RendererAudioCaptureProxy() {
 
 void RendererAudioCaptureProxy::StartBufferCapture() {
     Guarded([this] {
+        // Wanted: also of a buffer whose creation failed, which it does not mend (docs/kept-behaviour.md).
         if (auto const buffer = GetBuffer()) {
             buffer->StartCapture();
         } else {
@@ -54,6 +55,7 @@ void RendererAudioCaptureProxy::StopBufferCapture() {
 int RendererAudioCaptureProxy::ReadFrames(std::vector<std::shared_ptr<FrameAud>>& frames) {
     return Guarded(Status::OutOfMemory, [&] {
         auto const buffer = GetBuffer();
+        // Wanted: -30 without a buffer here, 0 from SampleLineLevel (docs/kept-behaviour.md).
         return buffer == nullptr ? Status::TooFewSamples : buffer->ReadFrames(frames);
     });
 }
@@ -73,6 +75,7 @@ float RendererAudioCaptureProxy::GetLineLevel() const {
 }
 
 bool RendererAudioCaptureProxy::IsInitialized() const {
+    // Wanted: true also when capture has been stopped (docs/kept-behaviour.md).
     return status_.load(std::memory_order_relaxed) >= Status::Success;
 }
 

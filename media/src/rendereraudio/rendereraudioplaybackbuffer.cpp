@@ -32,8 +32,8 @@ constexpr std::int32_t IdleGraceMilliSec = 500;
 /// Beyond this, with no new frame either, it is taken to be idle.
 constexpr std::int32_t IdleLimitMilliSec = 1000;
 
-/// Raw PCM goes through the processor's fastest copy, decoded PCM through a plain move; the samples of a
-/// coding that cannot be heard stay out of the ring.
+/// Raw PCM goes through the processor's fastest copy, decoded PCM through a plain move.
+/// Wanted: other codings are not copied, and count as written (docs/kept-behaviour.md).
 void CopySamples(std::uint8_t const* source, std::uint8_t* destination, std::uint32_t byteCount,
                  MediaCoding_t coding) {
     if (coding == MediaCoding_t::RawPcm) {
@@ -176,8 +176,7 @@ void RendererAudioPlaybackBuffer::CloseSmallGap() {
                      static_cast<int>(gap));
             break;
         case Ring::Gap_t::Loss:
-            // Nothing is written, whatever the message says: the clearing of played data has left zeros
-            // there (PlaybackBuffer_WriteFrame pins it).
+            // Wanted: nothing is zeroed, whatever the message says (docs/kept-behaviour.md).
             WriteLog(*logger, LogLevel_t::Info, "AudioBuffer packet loss, zero'ing %d samples",
                      static_cast<int>(gap));
             break;
@@ -188,7 +187,7 @@ bool RendererAudioPlaybackBuffer::DecodeFrame(std::shared_ptr<FrameAud> const& f
     fields_->decodedFrame.reset();
     try {
         std::vector<std::shared_ptr<FrameAud>> decoded = fields_->codec.Decode({frame});
-        // The channel count of a frame that already has the ring's rate is left as it is.
+        // Wanted: several channels stay when the rate is the ring's own (docs/kept-behaviour.md).
         if (!decoded.empty() && decoded.front() != nullptr &&
             decoded.front()->GetFrequency() != Ring::NominalFrequencyHz) {
             decoded =
@@ -224,7 +223,7 @@ bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint8_
         last = lock->GetSecond();
         lastBytes = lock->GetSecondBytes();
     }
-    // A region of one byte, from an odd byte count, holds no sample.
+    // A region of one byte holds no sample. Wanted, though nobody reads it (docs/kept-behaviour.md).
     if (lastBytes >= bytesPerSample) {
         std::memcpy(&fields_->lastSample, last + lastBytes - bytesPerSample, sizeof(fields_->lastSample));
     }
@@ -253,6 +252,7 @@ void RendererAudioPlaybackBuffer::ClearPlayed(std::uint32_t playPos) {
     std::uint32_t const clearedEnd = fields_->clearedEnd.load(std::memory_order_relaxed);
     std::uint32_t const count = Ring::ClearableSamples(clearedEnd, playPos, fields_->ringSamples);
     if (count != 0) {
+        // Wanted: as far as the cursor, also over what was not heard yet (docs/kept-behaviour.md).
         Clear({clearedEnd, count});
     }
 }
@@ -268,6 +268,7 @@ void RendererAudioPlaybackBuffer::Present(Kovra::JiffyTime& presentationTime) {
         if (soundBuffer != nullptr) {
             soundBuffer->Stop();
         }
+        // Wanted: lastPresentTime stays; this was no presentation (docs/kept-behaviour.md).
         return;
     }
     DWORD status = 0;
@@ -277,7 +278,6 @@ void RendererAudioPlaybackBuffer::Present(Kovra::JiffyTime& presentationTime) {
     std::uint32_t const writePos = fields_->writePos.load(std::memory_order_relaxed);
     std::uint32_t const aheadSamples = Ring::SamplesAheadTruncated(aheadNanoSec, fields_->nsPerSample);
     std::uint32_t const startPos = Ring::StartPosition(writePos, aheadSamples, fields_->ringSamples);
-
     if ((status & DSBSTATUS_PLAYING) == 0) {
         StartPlayback(startPos);
         fields_->lastPresentTime.store(now, std::memory_order_relaxed);
@@ -304,8 +304,7 @@ void RendererAudioPlaybackBuffer::Present(Kovra::JiffyTime& presentationTime) {
 void RendererAudioPlaybackBuffer::StartPlayback(std::uint32_t startPos) {
     WriteLog(*logger, LogLevel_t::Info, "AudioBuffer playback started");
     JumpTo(startPos);
-    // Without the interface, because its query failed, playback starts all the same: the buffer is then
-    // serviced by the playback thread's timeout alone.
+    // Wanted: the point is handed over here alone, and stays (docs/kept-behaviour.md).
     if (fields_->notify != nullptr) {
         fields_->notify->SetNotificationPositions(1, fields_->notifyPosition.get());
     }
@@ -372,19 +371,17 @@ void RendererAudioPlaybackBuffer::StopIdle(std::int32_t idleMilliSec) {
 // --- volume and balance
 
 void RendererAudioPlaybackBuffer::SetVolume(float volume, bool force) {
-    if (!force && volume == fields_->volume) {
-        return;
+    if (force || volume != fields_->volume) {
+        fields_->volume = volume;
+        ApplyVolume();
     }
-    fields_->volume = volume;
-    ApplyVolume();
 }
 
 void RendererAudioPlaybackBuffer::SetPan(float pan) {
-    if (pan == fields_->pan) {
-        return;
+    if (pan != fields_->pan) {
+        fields_->pan = pan;
+        ApplyPan();
     }
-    fields_->pan = pan;
-    ApplyPan();
 }
 
 void RendererAudioPlaybackBuffer::ApplyVolume() {

@@ -48,8 +48,9 @@ public:
     /// Starts playback so that the newest frame is heard at `presentationTime`, or keeps it in step by the
     /// playback frequency, or jumps when the newest frame lies more than 312.5 ms ahead of the play cursor,
     /// or stops it when the time lies in the past. While playing, it clears what has been played, and
-    /// `presentationTime` comes back as the moment when the frame will be heard. When DirectSound tells
-    /// neither status nor position, nothing is done and the time stays as it is.
+    /// `presentationTime` comes back as the moment when the frame will be heard; at a start and at a stop it
+    /// stays as it is. It also does, with nothing else done, when DirectSound does not tell the status or,
+    /// while playing, the position; without the position this still counts as a presentation.
     void Present(Kovra::JiffyTime& presentationTime);
 
     /// The service pass: clears what has been played once the presentations have paused for half a second,

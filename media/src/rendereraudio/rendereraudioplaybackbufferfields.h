@@ -36,11 +36,13 @@ struct RendererAudioPlaybackBuffer::Fields {
     boost::intrusive_ptr<IDirectSound8> sound;
     /// Null until created. Read by the playback thread too, which knows the buffer only while it is set.
     boost::intrusive_ptr<IDirectSoundBuffer8> soundBuffer;
-    /// `soundBuffer`'s notification interface; may be null beside it.
+    /// `soundBuffer`'s notification interface; may be null beside it: the playback thread's timeout alone
+    /// services the buffer then.
     boost::intrusive_ptr<IDirectSoundNotify> notify;
-    /// The one notification point: the byte behind the written data, and the device's event.
+    /// The one notification point: the byte behind the written data, which DirectSound is told at the start
+    /// alone, and the device's event.
     std::unique_ptr<DSBPOSITIONNOTIFY> const notifyPosition = std::make_unique<DSBPOSITIONNOTIFY>();
-    /// Work memory of signal processing, set up and held for the buffer's life.
+    /// Work memory of signal processing. Wanted, though nobody reads it (docs/kept-behaviour.md).
     boost::intrusive_ptr<Kovra::Buffer> const dspState = CreateDspState();
     /// Ring length; 0 before the first creation.
     std::uint32_t ringSamples = 0;
@@ -63,7 +65,8 @@ struct RendererAudioPlaybackBuffer::Fields {
     std::uint32_t expectedLagSum = 0;
     /// Nanoseconds a sample position; 1 before the first creation.
     std::int64_t nsPerSample = 1;
-    /// Timestamp at ring position 0, in nanoseconds; 0 means none. Cleared by the playback thread.
+    /// Timestamp at ring position 0, in nanoseconds. Wanted: 0 means none (docs/kept-behaviour.md). Cleared
+    /// by the playback thread.
     std::atomic<std::int64_t> baseTimestamp{0};
     /// When the presentation step last ran to its end; construction counts as such, so that a session whose
     /// presentations all fail goes idle a second after its last frame. Read by the playback thread.
@@ -73,7 +76,7 @@ struct RendererAudioPlaybackBuffer::Fields {
     float volume = 1.0F;
     /// 0.0 left to 1.0 right, as the client gave it.
     float pan = 0.5F;
-    /// The last sample written into the ring.
+    /// The ring's value at the end of the last region written. Wanted likewise.
     std::uint16_t lastSample = 0;
     /// Set by every frame written, cleared by the playback thread's idle stop.
     std::atomic<std::uint8_t> active{0};

@@ -51,7 +51,7 @@ int RendererAudioPlaybackDevice::Open() {
     if (sound->SetCooperativeLevel(GetDesktopWindow(), DSSCL_PRIORITY) != DS_OK) {
         return Status::Refused;
     }
-    // Should it be quicker than the storing of its pointer, the next Open after a Close starts another.
+    // Wanted: it may end at its start, until the next Open after a Close (docs/kept-behaviour.md).
     DirectSound::StartThread(fields_->thread, [this] { RunPlaybackThread(); });
     fields_->sound = std::move(sound);
     return Status::Success;
@@ -89,6 +89,7 @@ void RendererAudioPlaybackDevice::RunPlaybackThread() {
 
 void RendererAudioPlaybackDevice::WaitAndService() {
     auto const events = fields_->registry.GetEvents();
+    // Wanted: of more than 64 handles every wait fails, and nothing is serviced (docs/kept-behaviour.md).
     auto const count = static_cast<DWORD>(events->size());
     DWORD const result =
         WaitForMultipleObjects(count, events->data(), FALSE, count > 1 ? ServiceTimeoutMilliSec : INFINITE);

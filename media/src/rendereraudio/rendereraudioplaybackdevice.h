@@ -14,8 +14,8 @@ class RendererAudioPlaybackBuffer;
 /// playback buffers, and the thread that services them.
 ///
 /// **Threads:** `Open`, `GetSound`, `AddBuffer` and `RemoveBuffer` from any thread. `Close` only while
-/// nothing else opens, closes or uses the device: the end of the renderer's life. The playback thread,
-/// "Media.RendererAudio.Playback", runs from `Open` to `Close`.
+/// nothing else opens, closes or uses the device: when the renderer is shut down or destroyed. The playback
+/// thread, "Media.RendererAudio.Playback", runs from `Open` to `Close`.
 /// **Ownership:** owned by the renderer, outlives every session. Owns DirectSound, the thread and the
 /// events; holds plain pointers to the buffers.
 class RendererAudioPlaybackDevice {
@@ -36,7 +36,8 @@ public:
     int Open();
 
     /// Ends the playback thread and releases DirectSound. Does nothing when closed. Known devices and
-    /// registered buffers stay.
+    /// registered buffers stay, which keep DirectSound's object and sound on, unserviced, until they go or
+    /// the device is opened again: it may be, any number of times.
     void Close();
 
     /// The DirectSound object to create sound buffers with; null unless the device is open and at least one

@@ -357,5 +357,23 @@ TEST_F(CaptureBuffer_SampleLineLevel, ALockOfNothingGivesMinus10) {
     world.TakeMisuse();
 }
 
+TEST_F(CaptureBuffer_SampleLineLevel, ALockOfNothingIsUnlockedAndItsBlocksAreLost) {
+    using Simulation::CaptureSettings;
+    Create();
+    // Only the meter unlocks what it was given, which was nothing.
+    world.AllowMisuse();
+    for (auto const fault :
+         {CaptureSettings::LockFault_t::NullAddress, CaptureSettings::LockFault_t::ZeroBytes}) {
+        Microphone().CaptureAtOnce(960);
+        world.CaptureDevice().SetLockFault(fault);
+        EXPECT_EQ(buffer->SampleLineLevel(), -10);
+        EXPECT_THAT(TakeCalls({Call_t::CaptureBufferUnlock}), SizeIs(1));
+        world.CaptureDevice().SetLockFault(CaptureSettings::LockFault_t::None);
+        Frames frames;
+        EXPECT_EQ(buffer->ReadFrames(frames), -30);
+    }
+    world.TakeMisuse();
+}
+
 } // namespace
 } // namespace UnitTest

@@ -131,6 +131,20 @@ TEST_F(PlaybackBuffer_Present, StartsAtTheNominalFrequencyAgain) {
     EXPECT_EQ(Sound().Frequency(), 48000U);
 }
 
+TEST_F(PlaybackBuffer_Present, TheNotificationPointStaysWhereTheStartPutIt) {
+    for (std::int64_t number = 0; number < 5; ++number) {
+        EXPECT_TRUE(Write(number * 10'000'000, 480, 7));
+        PresentAhead(100 * NanoSecPerMilliSec);
+        world.Clock().AdvanceMilliSec(10);
+    }
+    // Behind the first frame; the record follows the frames, and DirectSound is not told.
+    EXPECT_THAT(TakeCalls({Call_t::NotifySetNotificationPositions}),
+                ElementsAre("SetNotificationPositions(1, 960, 2)"));
+    ASSERT_THAT(Sound().NotificationPoints(), SizeIs(1));
+    EXPECT_EQ(Sound().NotificationPoints()[0].dwOffset, 960U);
+    EXPECT_EQ(GetFields().notifyPosition->dwOffset, 5 * 960U);
+}
+
 TEST_F(PlaybackBuffer_Present, StartsWithoutTheNotifyInterface) {
     GetFields().notify.reset();
     PresentAhead(100 * NanoSecPerMilliSec);

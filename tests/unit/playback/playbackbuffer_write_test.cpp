@@ -88,6 +88,20 @@ TEST_F(PlaybackBuffer_WriteFrame, FrameAcrossTheEndOfTheRingIsSplitThere) {
     EXPECT_EQ(Sound().Samples(239997, 7), (std::vector<std::int16_t>{0, 11, 12, 13, 14, 15, 0}));
 }
 
+TEST_F(PlaybackBuffer_WriteFrame, RemembersTheLastSampleOfTheRegionThatWasWrittenLast) {
+    EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin, {11, 12, 13})));
+    EXPECT_EQ(GetFields().lastSample, 13U);
+    GetFields().writeEnd = 239998;
+    EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin + 4'999'878'334, {11, 12, 13, 14, 15})));
+    EXPECT_EQ(GetFields().lastSample, 15U);
+    // Also of what was not copied: the sample that is there.
+    Soil(0, 8);
+    codec.decode = [](Frames const&) { return Frames{RawFrame(Origin, {21, 22, 23})}; };
+    GetFields().writeEnd = 0;
+    EXPECT_TRUE(buffer->WriteFrame(CodedFrame(MediaCoding_t::G726, Origin)));
+    EXPECT_EQ(GetFields().lastSample, static_cast<std::uint16_t>(Soiled));
+}
+
 TEST_F(PlaybackBuffer_WriteFrame, ALockSplitWithinTheRingIsFilledInOrder) {
     world.Device().SetLockSplit(4);
     EXPECT_TRUE(buffer->WriteFrame(RawFrame(Origin, {11, 12, 13, 14, 15})));

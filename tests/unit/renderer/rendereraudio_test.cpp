@@ -1,5 +1,6 @@
 #include "rendereraudio.h"
 
+#include <algorithm>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -171,6 +172,24 @@ TEST_F(RendererAudio_Shutdown, OfANewRendererDoesNothing) {
     renderer->Shutdown();
     EXPECT_THAT(TakeTexts(), IsEmpty());
     EXPECT_FALSE(renderer->IsEnabled());
+}
+
+TEST_F(RendererAudio_Shutdown, ASessionThatIsNotReleasedSoundsOnAndRepeatsEveryFiveSeconds) {
+    auto session = OpenSession(*renderer);
+    renderer->Divide(
+        RenderJob(session, ConstantFrame(FirstTimestampNanoSec, FrameSamples, 5), InMilliSec(100)));
+    auto& sound = world.OnlyBuffer();
+    sound.EnableSpeaker();
+    renderer->Shutdown();
+    EXPECT_EQ(world.LiveSounds(), 1U);
+    // Nobody clears or stops it: the frame is heard at 0.1, 5.1 and 10.1 seconds.
+    world.Clock().AdvanceMilliSec(10'200);
+    EXPECT_TRUE(sound.IsPlaying());
+    auto const& heard = sound.GetSpeaker().Samples();
+    EXPECT_EQ(std::count(heard.begin(), heard.end(), 5), 3 * FrameSamples);
+    session.reset();
+    EXPECT_FALSE(sound.IsPlaying());
+    EXPECT_EQ(world.LiveSounds(), 0U);
 }
 
 // --- RegisterSession

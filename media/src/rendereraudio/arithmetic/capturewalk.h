@@ -41,8 +41,8 @@ enum class Block_t { Whole, Split };
 ///
 /// A block that the end of the ring splits is put together of as many *bytes* of each piece as it has
 /// samples, the second piece where it would start if it were whole; and what follows starts at the second
-/// region's start again. Kept so for hosts that know it. The ring holds whole blocks only, so that no read of
-/// it meets such a block.
+/// region's start again. The ring holds whole blocks only, so that no read of it meets such a block.
+/// Wanted, with the blocks that are left out behind the end (docs/kept-behaviour.md).
 template <class OnBlock>
 void ForEachFrame(Region first, Region second, std::uint32_t take, OnBlock onBlock) {
     Region region = first;

@@ -29,6 +29,7 @@ static_assert(!IsWindowOver(1023) && IsWindowOver(1024));
 
 /// The frequency for a window's sums, in samples; `expectedLagSum` is not 0. Measured below expected: the
 /// newest audio is queued less far ahead than asked for, so the ring plays early and is slowed down.
+/// Wanted: the sums lack the frame that closes the window, and survive a jump (docs/kept-behaviour.md).
 constexpr std::uint32_t FrequencyForSums(std::uint32_t measuredLagSum, std::uint32_t expectedLagSum) {
     double const ratio = static_cast<double>(measuredLagSum) / static_cast<double>(expectedLagSum);
     if (ratio < LowerRatioBound) {

@@ -17,9 +17,8 @@ constexpr double PanSpanHundredthDb = -20000.0;
 /// Bends the volume so that half of it is heard at about -21 dB instead of -50 dB.
 constexpr float VolumeExponent = 0.34375F;
 
-/// `value` clamped to [0, 1]. What is no number counts as 0, the lower bound: a broken volume is silence, not
-/// full level. A broken balance is far left by the same rule, which is heard at once: a host's mistake is not
-/// hidden in the middle (Levels_PanForBalance pins it).
+/// `value` clamped to [0, 1]. What is no number counts as 0, the lower bound.
+/// Wanted: such a volume is silence, such a balance far left (docs/kept-behaviour.md).
 constexpr double ClampToUnit(double value) {
     if (value > 0.0) {
         return value < 1.0 ? value : 1.0;

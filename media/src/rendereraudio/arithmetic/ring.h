@@ -46,7 +46,7 @@ constexpr std::uint32_t ForwardDistance(std::uint32_t from, std::uint32_t to, st
 }
 
 /// Where audio belongs whose timestamp lies `offsetNanoSec` (0 or more) after the ring's origin. Positions
-/// are even: an odd one is rounded up.
+/// are even: an odd one is rounded up. Wanted (docs/kept-behaviour.md).
 constexpr std::uint32_t PositionRoundedUpToEven(std::int64_t offsetNanoSec, std::int64_t nsPerSample,
                                                 std::uint32_t ringSamples) {
     std::int64_t const samples = offsetNanoSec % TimeSpanNanoSec / nsPerSample;
@@ -81,7 +81,7 @@ constexpr std::uint32_t SamplesAheadTruncated(std::int64_t aheadNanoSec, std::in
 
 /// Where the play cursor must stand now to reach `writePos` after `aheadSamples`. Of the up to three samples
 /// more than the ring holds the difference wraps at 2^32, which is no multiple of the ring: just below a
-/// multiple of five seconds the cursor stands elsewhere (ring_test.cpp pins it).
+/// multiple of five seconds the cursor stands elsewhere. Wanted (docs/kept-behaviour.md).
 constexpr std::uint32_t StartPosition(std::uint32_t writePos, std::uint32_t aheadSamples,
                                       std::uint32_t ringSamples) {
     return (writePos - aheadSamples + ringSamples) % ringSamples;

@@ -54,8 +54,7 @@ boost::intrusive_ptr<Interface> Adopt(HRESULT result, FirstInterface* created, R
 } // namespace
 
 boost::intrusive_ptr<IDirectSoundBuffer8> CreatePlaybackBuffer(IDirectSound8& sound, std::uint32_t channels) {
-    // The ring is counted at two bytes a position and five seconds of mono whatever `channels` is: of a
-    // buffer with several channels only the first part is used, and it is not fit for listening.
+    // Wanted: the ring is counted as mono whatever `channels` is (docs/kept-behaviour.md).
     WAVEFORMATEX format = MakeFormat(channels);
     auto const description =
         Describe<DSBUFFERDESC>(format, PlaybackFlags, PlaybackRingLengthSec * format.nAvgBytesPerSec);

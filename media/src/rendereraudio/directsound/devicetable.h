@@ -14,8 +14,8 @@ namespace Media {
 namespace DirectSound {
 
 /// The devices that enumeration found, by description: two devices of one description share an entry, and
-/// the later one's GUID stands. The module always opens the system's default device: all that it asks of the
-/// table is whether any device is known.
+/// the later one's GUID stands. All that the module asks of the table is whether any device is known.
+/// Wanted: the system's default device is opened, whatever was found (docs/kept-behaviour.md).
 ///
 /// **Threads:** any, under the device's lock: every operation takes it itself, or wants to see that it is
 /// held.

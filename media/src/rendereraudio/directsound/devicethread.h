@@ -16,7 +16,7 @@ using ThreadPointer = std::atomic<boost::thread*>;
 /// throws.
 ///
 /// The pointer is stored last: a thread quicker than that finds it null and ends at once, unless a lock keeps
-/// it waiting (PlaybackThread_Start pins it).
+/// it waiting. Wanted (docs/kept-behaviour.md).
 template <class Body>
 void StartThread(ThreadPointer& pointer, Body body) {
     auto thread = std::make_unique<boost::thread>(std::move(body));

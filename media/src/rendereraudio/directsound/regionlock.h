@@ -31,14 +31,15 @@ struct ByteRange {
 template <class DirectSoundBuffer>
 class RegionLock {
 public:
-    /// Locks `range`. A lost buffer is restored and tried once more. Empty when
-    /// DirectSound refuses, and without a buffer (null), which counts as a refusal.
+    /// Locks `range`. A lost buffer is restored and tried once more. Empty when DirectSound refuses, and
+    /// without a buffer (null), which counts as a refusal.
     static std::optional<RegionLock> Acquire(DirectSoundBuffer* buffer, ByteRange range) {
         if (buffer == nullptr) {
             return std::nullopt;
         }
         RegionLock lock(*buffer);
         HRESULT result = lock.Lock(range);
+        // Wanted: once, and no more (docs/kept-behaviour.md).
         if (result == DSERR_BUFFERLOST && RestoreLostMemory(*buffer)) {
             result = lock.Lock(range);
         }

@@ -34,7 +34,7 @@ constexpr int OutOfMemory = -202;
 /// The status of a failed creation of a DirectSound device object, playback or capture.
 ///
 /// A failure without a status of its own counts as success, although nothing was opened: the host goes on
-/// without the device, and the next opening tries again (Device_OpenCreateFailure pins it).
+/// without the device, and the next opening tries again. Wanted (docs/kept-behaviour.md).
 constexpr int StatusOfCreateFailure(HRESULT result) {
     switch (result) {
         case CLASS_E_NOAGGREGATION:
@@ -53,6 +53,7 @@ constexpr int StatusOfCreateFailure(HRESULT result) {
 }
 
 /// The status of a failed reading of the capture position.
+/// Wanted: DSERR_NODRIVER is -120 here and -25 there (docs/kept-behaviour.md).
 constexpr int StatusOfPositionFailure(HRESULT result) {
     switch (result) {
         case E_OUTOFMEMORY:

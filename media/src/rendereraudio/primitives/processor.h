@@ -60,7 +60,7 @@ std::optional<std::uint64_t> ReadFeatureMask(Cpuid const& cpuid);
 /// The processor's vendor, such as "GenuineIntel".
 std::string ReadVendor(Cpuid const& cpuid);
 
-/// The only vendor whose processors the implementations were tuned on and whose caches are asked for.
+/// The only vendor whose processors are taken without a warning and whose caches are asked for.
 constexpr char const* IntelVendor = "GenuineIntel";
 
 /// The size of the largest cache that leaf 2 tells of, in bytes; 0 when it tells of none, and on processors

@@ -23,7 +23,7 @@ constexpr std::uint32_t Avx = 5;
 /// What the choice has to report besides the variant.
 namespace SelectionWarning {
 constexpr int None = 0;
-/// A processor of another vendor than the implementations were tuned on.
+/// A processor of another vendor than Intel. It changes neither the choice nor anything else.
 constexpr int OtherVendor = 20;
 /// A processor without SSE3.
 constexpr int NoSse3 = 36;
