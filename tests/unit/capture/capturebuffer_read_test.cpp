@@ -54,6 +54,18 @@ TEST_F(CaptureBuffer_ReadFrames, With960SamplesGivesOneFrame) {
     EXPECT_THAT(log.GetTexts(), IsEmpty());
 }
 
+TEST_F(CaptureBuffer_ReadFrames, EndsAtTheReadCursorHoweverFarAheadTheCaptureCursorIs) {
+    // What lies between both is still being filled.
+    world.CaptureDevice().SetCaptureLead(480);
+    Create();
+    world.Clock().AdvanceMilliSec(10);
+    Frames frames;
+    EXPECT_EQ(buffer->ReadFrames(frames), -30);
+    world.Clock().AdvanceMilliSec(10);
+    EXPECT_EQ(buffer->ReadFrames(frames), 0);
+    EXPECT_THAT(FirstSamplesOf(frames), ElementsAre(0));
+}
+
 TEST_F(CaptureBuffer_ReadFrames, AFrameIs20MillisecondsOfTheMicrophone) {
     Create();
     Kovra::SysTime const start = Kovra::SysTime::Now();
