@@ -20,17 +20,22 @@ public:
     ModuleTrace(ModuleTrace const&) = delete;
     ModuleTrace& operator=(ModuleTrace const&) = delete;
 
-    /// Forgets everything so far.
+    /// Forgets the calls and requests so far.
     void Clear();
     /// Plans the faults that a call can have, and gives those.
     std::vector<Fault> Plan(std::vector<Fault> const& faults);
-    void Compare(Trace const& expected, Difference& difference) const;
+    /// Compares a step's calls and requests.
+    void Compare(Trace const& expected, Difference& difference);
+    /// Compares the log records of all steps since the last time. Waits for the log's thread, and so is not
+    /// for every step.
+    void CompareLogs(Difference& difference);
 
     UnitTest::FakeCodec codec;
 
 private:
     Simulation::World& world_;
     std::vector<LogLine> logs_;
+    std::vector<LogLine> expectedLogs_;
 };
 
 } // namespace ModelTest

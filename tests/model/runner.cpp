@@ -14,7 +14,7 @@ namespace {
 
 using Simulation::World;
 
-/// The whole ring is compared every so many steps, and at the end.
+/// The whole ring and the log records are compared every so many steps, and at the end.
 constexpr std::size_t StepsPerFullCompare = 128;
 
 /// Module and model, in step.
@@ -39,6 +39,7 @@ public:
         capture_.Compare();
         if (++steps_ % StepsPerFullCompare == 0) {
             playback_.CompareWholeRing();
+            moduleTrace_.CompareLogs(difference_);
         }
         return difference_.IsNone();
     }
@@ -50,6 +51,7 @@ public:
         capture_.End();
         playback_.End();
         moduleTrace_.Compare(trace_, difference_);
+        moduleTrace_.CompareLogs(difference_);
         return difference_.IsNone();
     }
 
