@@ -14,6 +14,12 @@ function(rendereraudio_precompile set)
     target_precompile_headers(${set} PRIVATE ${arg_HEADERS})
 endfunction()
 
+# rendereraudio_join_sources(TARGET...): compiles eight sources of a target as one, their templates once: half the work.
+# Names in nameless namespaces then have to differ within a target.
+function(rendereraudio_join_sources)
+    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ${RENDERERAUDIO_JOIN_SOURCES})
+endfunction()
+
 set(RENDERERAUDIO_COMMON_HEADERS
     <algorithm> <array> <atomic> <chrono> <cstdint> <functional> <map> <memory> <mutex> <optional> <string>
     <thread> <utility> <vector>)

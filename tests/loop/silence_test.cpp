@@ -11,13 +11,13 @@
 namespace ClosedLoop {
 namespace {
 
-constexpr std::int64_t LeadsMilliSec[] = {20, 60, 100, 200, 300};
+constexpr std::int64_t SilenceLeadsMilliSec[] = {20, 60, 100, 200, 300};
 /// More than two laps of the ring.
 constexpr std::int64_t AfterwardsNanoSec = 12 * NanoSecPerSec;
 
 Conditions MakeConditions(std::mt19937& random) {
     Conditions conditions;
-    conditions.leadMilliSec = LeadsMilliSec[random() % std::size(LeadsMilliSec)];
+    conditions.leadMilliSec = SilenceLeadsMilliSec[random() % std::size(LeadsMilliSec)];
     conditions.skewPartsPerMillion = static_cast<std::int64_t>(random() % 1601) - 800;
     // Small enough for no cursor to jump at the longest lead.
     conditions.cursorStepSamples = static_cast<std::uint32_t>(1 + random() % 480);

@@ -26,11 +26,9 @@ using Simulation::Call_t;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsSupersetOf;
-using UnitTest::NanoSecPerMilliSec;
+using namespace Facts;
 
 constexpr std::int64_t FirstTimestampNanoSec = 7'000'000'000;
-constexpr std::int64_t FrameMilliSec = 20;
-constexpr std::size_t FrameSamples = 960;
 constexpr std::size_t Workers = 2;
 /// After each frame: five samples of 20833 ns.
 constexpr std::int64_t GapNanoSec = 5 * 20833;

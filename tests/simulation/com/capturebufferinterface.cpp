@@ -6,7 +6,7 @@ namespace Simulation {
 
 namespace {
 
-Call_t QueryCall(REFIID riid) {
+Call_t CaptureQueryCall(REFIID riid) {
     if (IsEqualGUID(riid, IID_IDirectSoundCaptureBuffer)) {
         return Call_t::CaptureBufferQueryBuffer;
     }
@@ -19,8 +19,8 @@ Call_t QueryCall(REFIID riid) {
 } // namespace
 
 HRESULT CaptureBufferInterface::QueryInterface(REFIID riid, void** object) {
-    return Query(QueryCall(riid), object, [&]() -> HRESULT {
-        if (!IsEqualGUID(riid, IID_IUnknown) && QueryCall(riid) == Call_t::CaptureBufferQueryOther) {
+    return Query(CaptureQueryCall(riid), object, [&]() -> HRESULT {
+        if (!IsEqualGUID(riid, IID_IUnknown) && CaptureQueryCall(riid) == Call_t::CaptureBufferQueryOther) {
             return E_NOINTERFACE;
         }
         *object = static_cast<IDirectSoundCaptureBuffer8*>(this);

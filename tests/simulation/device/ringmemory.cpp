@@ -8,12 +8,6 @@
 
 namespace Simulation {
 
-namespace {
-
-constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
-
-} // namespace
-
 RingMemory::RingMemory(std::uint32_t bytes, bool hasCheck, Access_t access)
     : size_(bytes), access_(access), memory_(bytes + 2 * GuardBytes, FillByte) {
     guard_.fill(GuardByte);

@@ -30,6 +30,8 @@ public:
     /// What a new ring is filled with: not silence, so that a test notices what was never cleared.
     static constexpr std::uint8_t FillByte = 0xA5;
 
+    static constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
+
     RingMemory(std::uint32_t bytes, bool hasCheck, Access_t access);
 
     std::uint32_t Size() const { return size_; }

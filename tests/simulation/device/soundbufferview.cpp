@@ -10,12 +10,6 @@
 
 namespace Simulation {
 
-namespace {
-
-constexpr std::uint32_t SampleBytes = sizeof(std::int16_t);
-
-} // namespace
-
 std::uint32_t SoundBuffer::PlayByte() const {
     PlatformLock const lock(PlatformMutex());
     CursorClock cursor = cursor_;
@@ -59,12 +53,12 @@ void SoundBuffer::Write(std::uint32_t first, std::vector<std::int16_t> const& sa
     PlatformLock const lock(PlatformMutex());
     CheckMayRead("Write");
     CatchUp();
-    std::uint32_t const total = ring_.Size() / SampleBytes;
+    std::uint32_t const total = ring_.Size() / RingMemory::SampleBytes;
     for (std::size_t i = 0; i < samples.size(); ++i) {
-        std::uint8_t bytes[SampleBytes];
-        std::memcpy(bytes, &samples[i], SampleBytes);
+        std::uint8_t bytes[RingMemory::SampleBytes];
+        std::memcpy(bytes, &samples[i], RingMemory::SampleBytes);
         auto const index = static_cast<std::uint32_t>((first + i) % total);
-        ring_.Write(index * SampleBytes, bytes, SampleBytes);
+        ring_.Write(index * RingMemory::SampleBytes, bytes, RingMemory::SampleBytes);
     }
 }
 

@@ -1,7 +1,6 @@
 // What the playback device and the capture device do alike.
 
 #include <boost/thread/thread.hpp>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,10 +17,7 @@ namespace UnitTest {
 namespace {
 
 constexpr GUID SomeGuid = {0x11111111, 0x2222, 0x3333, {1, 2, 3, 4, 5, 6, 7, 8}};
-
-bool AreEqual(GUID const& a, GUID const& b) {
-    return std::memcmp(&a, &b, sizeof(GUID)) == 0;
-}
+constexpr GUID NoGuid = {};
 
 /// A device of either direction.
 class AnyDevice {
@@ -241,9 +237,9 @@ TEST_P(Device_Enumeration, RecordsWhatDirectSoundReports) {
     ExpectOpens();
     auto const known = device->KnownDevices();
     ASSERT_THAT(known, SizeIs(3));
-    EXPECT_TRUE(AreEqual(known.at("Primary"), GUID{}));
-    EXPECT_TRUE(AreEqual(known.at("Speakers"), SomeGuid));
-    EXPECT_TRUE(AreEqual(known.at("Headset"), SomeGuid));
+    EXPECT_TRUE(IsEqualGUID(known.at("Primary"), NoGuid));
+    EXPECT_TRUE(IsEqualGUID(known.at("Speakers"), SomeGuid));
+    EXPECT_TRUE(IsEqualGUID(known.at("Headset"), SomeGuid));
 }
 
 TEST_P(Device_Enumeration, FailureGivesMinus26TriesNothingMoreAndIsTriedAgain) {

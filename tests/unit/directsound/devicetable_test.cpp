@@ -1,7 +1,5 @@
 #include "directsound/devicetable.h"
 
-#include <cstring>
-
 #include "support/module/deviceview.h"
 
 namespace UnitTest {
@@ -11,17 +9,13 @@ constexpr GUID FirstGuid = {0x11111111, 0x2222, 0x3333, {1, 2, 3, 4, 5, 6, 7, 8}
 constexpr GUID SecondGuid = {0x99999999, 0x8888, 0x7777, {8, 7, 6, 5, 4, 3, 2, 1}};
 constexpr GUID ZeroGuid = {};
 
-bool AreEqual(GUID const& a, GUID const& b) {
-    return std::memcmp(&a, &b, sizeof(GUID)) == 0;
-}
-
 class DeviceTableTest : public testing::Test {
 protected:
     bool HasOnly(char const* description, GUID const& guid) {
         boost::mutex::scoped_lock const guard(lock);
         auto const& devices = table.GetDevices(guard);
         auto const found = devices.find(description);
-        return devices.size() == 1 && found != devices.end() && AreEqual(found->second, guid);
+        return devices.size() == 1 && found != devices.end() && IsEqualGUID(found->second, guid);
     }
 
     bool IsEmpty() { return table.IsEmpty(boost::mutex::scoped_lock(lock)); }

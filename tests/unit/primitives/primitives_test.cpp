@@ -7,10 +7,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "unit/primitives/guardedbytes.h"
+
 namespace Media::Primitives {
 namespace {
 
-constexpr std::uint8_t Guard = 0xA5;
 constexpr std::size_t GuardBytes = 64;
 constexpr std::size_t MaxOffsetBytes = 16;
 
@@ -39,15 +40,6 @@ private:
     std::vector<std::uint8_t> storage_;
     std::uint8_t* begin_;
 };
-
-/// Bytes that differ from their neighbours at every distance that a wide store could slip by.
-std::vector<std::uint8_t> Pattern(std::size_t count) {
-    std::vector<std::uint8_t> bytes(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(1 + i % 251);
-    }
-    return bytes;
-}
 
 // --- ZeroBytes
 

@@ -10,12 +10,12 @@
 
 #include "primitives/processor.h"
 #include "primitives/varianttable.h"
+#include "unit/primitives/guardedbytes.h"
 
 namespace Media::Primitives {
 namespace {
 
 constexpr std::size_t LineBytes = 64;
-constexpr std::uint8_t Guard = 0xA5;
 
 /// Sizes beyond 4096 bytes: a captured block's, the rings', and those at which writing past the caches
 /// begins, for registers of 16 and of 32 bytes.
@@ -62,15 +62,6 @@ private:
     std::vector<std::uint8_t> const guards_ = std::vector<std::uint8_t>(LineBytes, Guard);
     std::uint8_t* base_;
 };
-
-/// Bytes that differ from those at every distance that a wide store could slip by.
-std::vector<std::uint8_t> Pattern(std::size_t count) {
-    std::vector<std::uint8_t> bytes(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(1 + i % 251);
-    }
-    return bytes;
-}
 
 class Primitives_Variants : public ::testing::TestWithParam<std::uint32_t> {
 protected:
