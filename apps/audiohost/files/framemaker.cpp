@@ -19,6 +19,9 @@ constexpr std::size_t FrameSamples = Listening::SoundRateHz / FramesPerSec;
 constexpr std::size_t BufferAlignmentBytes = 16;
 /// Samples in an AAC frame, for files that do not tell how long a packet lasts.
 constexpr std::int64_t AacFrameSamples = 1024;
+/// No packet lasts longer, and no file: what tells more is damaged.
+constexpr std::int64_t MaxPacketNanoSec = Listening::NanoSecPerSec;
+constexpr std::int64_t MaxPositionNanoSec = 24 * Listening::NanoSecPerHour;
 
 Kovra::BufferInfoListScoped CopyToBuffer(void const* data, std::size_t size) {
     boost::intrusive_ptr<Kovra::Buffer> const buffer = Kovra::Buffer::Create(size, BufferAlignmentBytes);
@@ -27,6 +30,31 @@ Kovra::BufferInfoListScoped CopyToBuffer(void const* data, std::size_t size) {
     list.Append(Kovra::BufferInfo(buffer, 0, static_cast<std::uint32_t>(size)));
     return list;
 }
+
+/// What has been read and not yet cut into frames.
+template <typename T>
+class Uncut {
+public:
+    /// To append to; invalidates what `Take` gave.
+    std::vector<T>& Grow() {
+        held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(taken_));
+        taken_ = 0;
+        return held_;
+    }
+
+    std::size_t GetSize() const { return held_.size() - taken_; }
+
+    /// The next `count`, of which there must be so many. A packet may hold thousands of frames: moving its
+    /// rest for each of them would take minutes.
+    T const* Take(std::size_t count) {
+        taken_ += count;
+        return held_.data() + (taken_ - count);
+    }
+
+private:
+    std::vector<T> held_;
+    std::size_t taken_ = 0;
+};
 
 /// Numbers and stamps the frames of one stream.
 class FrameStamper {
@@ -78,18 +106,17 @@ public:
     bool IsCoded() const override { return false; }
 
     bool Next(MediaFrame& next) override {
-        while (sound_.size() < FrameSamples && !isAtEnd_) {
+        while (sound_.GetSize() < FrameSamples && !isAtEnd_) {
             AVPacket const* const packet = packets_.Next();
             isAtEnd_ = packet == nullptr;
-            decoder_.Decode(packet, sound_);
+            decoder_.Decode(packet, sound_.Grow());
         }
-        std::size_t const count = std::min(sound_.size(), FrameSamples);
+        std::size_t const count = std::min(sound_.GetSize(), FrameSamples);
         if (count == 0) {
             return false;
         }
-        auto const end = sound_.begin() + static_cast<std::ptrdiff_t>(count);
-        next.sound.assign(sound_.begin(), end);
-        sound_.erase(sound_.begin(), end);
+        std::int16_t const* const samples = sound_.Take(count);
+        next.sound.assign(samples, samples + count);
         next.positionNanoSec = position_;
         next.durationNanoSec =
             static_cast<std::int64_t>(count) * Listening::NanoSecPerSec / Listening::SoundRateHz;
@@ -105,8 +132,8 @@ private:
     FrameStamper stamper_;
     PcmDecoder decoder_;
     boost::intrusive_ptr<Media::ParamsAudRaw> params_;
-    /// Decoded and not yet cut: less than a frame and a packet.
-    Listening::Samples sound_;
+    /// Less than a frame and a packet.
+    Uncut<std::int16_t> sound_;
     std::int64_t position_ = 0;
     bool isAtEnd_ = false;
 };
@@ -117,7 +144,8 @@ public:
     AacFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
         : packets_(packets), stamper_(base, name), params_(new Media::ParamsAud(Media::MediaCoding_t::Aac)) {
         AVCodecParameters const& stream = packets.GetParameters();
-        params_->SetParamsAud(static_cast<std::uint32_t>(stream.sample_rate), 1, 16);
+        rateHz_ = stream.sample_rate;
+        params_->SetParamsAud(static_cast<std::uint32_t>(rateHz_), 1, 16);
         // ADTS frames tell their set-up themselves.
         if (stream.extradata_size > 0 && packets.GetFormatName() != "aac") {
             params_->SetDecoderConfig({stream.extradata, stream.extradata + stream.extradata_size});
@@ -141,18 +169,23 @@ public:
     }
 
 private:
+    /// By the packet's own time stamps, or right behind the packet before where they are damaged or missing.
     void Place(AVPacket const& packet, MediaFrame& next) {
         AVRational const nanoSec = {1, static_cast<int>(Listening::NanoSecPerSec)};
-        next.durationNanoSec =
-            packet.duration > 0
-                ? av_rescale_q(packet.duration, packets_.GetTimeBase(), nanoSec)
-                : AacFrameSamples * Listening::NanoSecPerSec / packets_.GetParameters().sample_rate;
-        if (packet.pts != AV_NOPTS_VALUE && firstPts_ == AV_NOPTS_VALUE) {
-            firstPts_ = packet.pts;
+        next.durationNanoSec = av_rescale_q(packet.duration, packets_.GetTimeBase(), nanoSec);
+        if (next.durationNanoSec <= 0 || next.durationNanoSec > MaxPacketNanoSec) {
+            next.durationNanoSec = AacFrameSamples * Listening::NanoSecPerSec / rateHz_;
         }
-        next.positionNanoSec = packet.pts == AV_NOPTS_VALUE
-                                   ? end_
-                                   : av_rescale_q(packet.pts - firstPts_, packets_.GetTimeBase(), nanoSec);
+        next.positionNanoSec = end_;
+        if (packet.pts != AV_NOPTS_VALUE) {
+            firstPts_ = firstPts_ == AV_NOPTS_VALUE ? packet.pts : firstPts_;
+            // Negative, too, where nanoseconds overflow.
+            std::int64_t const position =
+                av_rescale_q(av_sat_sub64(packet.pts, firstPts_), packets_.GetTimeBase(), nanoSec);
+            if (position >= 0 && position <= MaxPositionNanoSec) {
+                next.positionNanoSec = position;
+            }
+        }
         end_ = next.positionNanoSec + next.durationNanoSec;
     }
 
@@ -160,6 +193,8 @@ private:
     FrameStamper stamper_;
     boost::intrusive_ptr<Media::ParamsAud> params_;
     SoundOfFrames sound_;
+    /// As the file's headers tell: what packets tell later may be damaged.
+    std::int64_t rateHz_ = 0;
     /// The stream's own time of its first packet; encoders start before 0.
     std::int64_t firstPts_ = AV_NOPTS_VALUE;
     std::int64_t end_ = 0;
@@ -182,14 +217,15 @@ public:
     bool IsCoded() const override { return true; }
 
     bool Next(MediaFrame& next) override {
-        while (held_.size() < frameBytes_) {
+        while (held_.GetSize() < frameBytes_) {
             AVPacket const* const packet = packets_.Next();
             if (!packet) {
                 break;
             }
-            held_.insert(held_.end(), packet->data, packet->data + packet->size);
+            std::vector<std::uint8_t>& held = held_.Grow();
+            held.insert(held.end(), packet->data, packet->data + packet->size);
         }
-        std::size_t const count = std::min(held_.size(), frameBytes_);
+        std::size_t const count = std::min(held_.GetSize(), frameBytes_);
         if (count == 0) {
             return false;
         }
@@ -197,9 +233,8 @@ public:
         sent_ += static_cast<std::int64_t>(count);
         next.durationNanoSec = sent_ * Listening::NanoSecPerSec / rateHz_ - next.positionNanoSec;
         auto frame = std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
-        frame->AttachBuffers(CopyToBuffer(held_.data(), count));
+        frame->AttachBuffers(CopyToBuffer(held_.Take(count), count));
         frame->SetDuration(Kovra::SysTime(next.durationNanoSec));
-        held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(count));
         next.sound = sound_.Decode(frame);
         next.frame = std::move(frame);
         return true;
@@ -212,7 +247,7 @@ private:
     SoundOfFrames sound_;
     std::int64_t rateHz_;
     std::size_t frameBytes_;
-    std::vector<std::uint8_t> held_;
+    Uncut<std::uint8_t> held_;
     /// Samples cut so far, a byte each.
     std::int64_t sent_ = 0;
 };

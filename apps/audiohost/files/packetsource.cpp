@@ -1,9 +1,11 @@
 #include "files/packetsource.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <new>
 
+#include "files/pcmdecoder.h"
 #include "listening/samples.h"
 #include "terminal/hosterror.h"
 
@@ -71,17 +73,18 @@ PacketSource::PacketSource(std::string const& path) : packet_(av_packet_alloc())
         format_->streams[i]->discard = static_cast<int>(i) == index ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
     AVCodecParameters const& parameters = *stream_->codecpar;
-    if (parameters.sample_rate <= 0 || parameters.ch_layout.nb_channels <= 0) {
+    if (!IsRateOfSound(parameters.sample_rate) || parameters.ch_layout.nb_channels <= 0) {
         throw HostError(ExitCode_t::NotAudio, Quote(path) + " is not an audio file that can be played.");
     }
 }
 
 std::int64_t PacketSource::GetDurationNanoSec() const {
-    if (stream_->duration != AV_NOPTS_VALUE && stream_->duration > 0) {
-        return av_rescale_q(stream_->duration, stream_->time_base,
-                            {1, static_cast<int>(Listening::NanoSecPerSec)});
-    }
-    return format_->duration > 0 ? av_rescale(format_->duration, Listening::NanoSecPerSec, AV_TIME_BASE) : 0;
+    std::int64_t const told = stream_->duration != AV_NOPTS_VALUE && stream_->duration > 0
+                                  ? av_rescale_q(stream_->duration, stream_->time_base,
+                                                 {1, static_cast<int>(Listening::NanoSecPerSec)})
+                                  : av_rescale(format_->duration, Listening::NanoSecPerSec, AV_TIME_BASE);
+    // Negative where nothing is told, and where the count of nanoseconds overflows.
+    return std::max<std::int64_t>(0, told);
 }
 
 AVPacket const* PacketSource::Next() {

@@ -2,8 +2,42 @@
 
 #include <new>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace AudioHost {
+
+namespace {
+
+/// How channels become one.
+enum class Mix_t { ByPlaces, AllAlike };
+
+/// Null where the library knows no way.
+ResamplerPointer OpenResampler(AVFrame const& frame, Mix_t mix) {
+    AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
+    int const channels = frame.ch_layout.nb_channels;
+    AVChannelLayout input = {};
+    if (mix == Mix_t::AllAlike) {
+        input.nb_channels = channels;
+    } else if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
+        av_channel_layout_default(&input, channels);
+    } else if (av_channel_layout_copy(&input, &frame.ch_layout) < 0) {
+        throw std::bad_alloc();
+    }
+    SwrContext* context = nullptr;
+    int status =
+        swr_alloc_set_opts2(&context, &mono, AV_SAMPLE_FMT_S16, static_cast<int>(Listening::SoundRateHz),
+                            &input, static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+    av_channel_layout_uninit(&input);
+    ResamplerPointer resampler(context);
+    if (status >= 0 && mix == Mix_t::AllAlike) {
+        std::vector<double> const shares(static_cast<std::size_t>(channels), 1.0 / channels);
+        status = swr_set_matrix(context, shares.data(), channels);
+    }
+    return status >= 0 && swr_init(context) >= 0 ? std::move(resampler) : nullptr;
+}
+
+} // namespace
 
 PcmDecoder::PcmDecoder(AVCodecParameters const& parameters, AVRational timeBase) : frame_(av_frame_alloc()) {
     AVCodec const* const decoder = avcodec_find_decoder(parameters.codec_id);
@@ -30,26 +64,17 @@ void PcmDecoder::Decode(AVPacket const* packet, Listening::Samples& sound) {
     }
 }
 
-void PcmDecoder::SetUpResampler(AVFrame const& frame) {
-    AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
-    AVChannelLayout input = {};
-    if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
-        av_channel_layout_default(&input, frame.ch_layout.nb_channels);
-    } else if (av_channel_layout_copy(&input, &frame.ch_layout) < 0) {
-        throw std::bad_alloc();
-    }
-    SwrContext* context = nullptr;
-    int const status =
-        swr_alloc_set_opts2(&context, &mono, AV_SAMPLE_FMT_S16, static_cast<int>(Listening::SoundRateHz),
-                            &input, static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
-    av_channel_layout_uninit(&input);
-    resampler_.reset(context);
-    if (status < 0 || swr_init(resampler_.get()) < 0) {
-        throw std::runtime_error("no resampler");
+bool PcmDecoder::SetUpResampler(AVFrame const& frame) {
+    if (IsRateOfSound(frame.sample_rate)) {
+        resampler_ = OpenResampler(frame, Mix_t::ByPlaces);
+        if (!resampler_) {
+            resampler_ = OpenResampler(frame, Mix_t::AllAlike);
+        }
     }
     inputRateHz_ = frame.sample_rate;
     inputChannels_ = frame.ch_layout.nb_channels;
     inputFormat_ = frame.format;
+    return resampler_ != nullptr;
 }
 
 void PcmDecoder::Resample(AVFrame const* frame, Listening::Samples& sound) {
@@ -57,7 +82,9 @@ void PcmDecoder::Resample(AVFrame const* frame, Listening::Samples& sound) {
                         frame->ch_layout.nb_channels == inputChannels_ && frame->format == inputFormat_;
     if (!isSame) {
         EndResampler(sound);
-        SetUpResampler(*frame);
+        if (!SetUpResampler(*frame)) {
+            return;
+        }
     }
     int const room = swr_get_out_samples(resampler_.get(), frame->nb_samples);
     std::size_t const held = sound.size();

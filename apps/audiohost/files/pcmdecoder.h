@@ -5,8 +5,17 @@
 
 namespace AudioHost {
 
+/// Rates that sound is recorded at. A damaged header tells others: a byte of a file at 1 Hz would be 96 kB.
+constexpr int MinRateHz = 1'000;
+constexpr int MaxRateHz = 768'000;
+
+constexpr bool IsRateOfSound(int rateHz) {
+    return rateHz >= MinRateHz && rateHz <= MaxRateHz;
+}
+
 /// Decodes one stream and brings it to mono 16-bit PCM at `SoundRateHz`, whatever its coding, rate and
-/// channels; channels are mixed down as the library does.
+/// channels; channels are mixed down as the library does, and all alike where it knows nothing of their
+/// places.
 ///
 /// **Threads:** one at a time.
 class PcmDecoder {
@@ -14,12 +23,13 @@ public:
     /// Throws `std::runtime_error` when there is no decoder for the stream.
     PcmDecoder(AVCodecParameters const& parameters, AVRational timeBase);
 
-    /// Decodes a packet (null: the end) and appends what it yields. A packet that is damaged yields nothing.
+    /// Decodes a packet (null: the end) and appends what it yields. A packet that is damaged yields nothing,
+    /// nor does one that changes the stream to what is no sound (`IsRateOfSound`).
     void Decode(AVPacket const* packet, Listening::Samples& sound);
 
 private:
     void Resample(AVFrame const* frame, Listening::Samples& sound);
-    void SetUpResampler(AVFrame const& frame);
+    bool SetUpResampler(AVFrame const& frame);
     void EndResampler(Listening::Samples& sound);
 
     CodecPointer codec_;
