@@ -6,42 +6,15 @@
 
 #include "codec/audiocodecproxy.h"
 #include "files/pcmdecoder.h"
-#include "kovra/buffer.h"
+#include "files/pcmframes.h"
 
 namespace AudioHost {
 
 namespace {
 
-/// Frames that the host cuts itself last 20 ms.
-constexpr std::int64_t FrameNanoSec = 20'000'000;
-constexpr std::int64_t FramesPerSec = Listening::NanoSecPerSec / FrameNanoSec;
-constexpr std::size_t FrameSamples = Listening::SoundRateHz / FramesPerSec;
-constexpr std::size_t BufferAlignmentBytes = 16;
+constexpr std::int64_t FramesPerSec = Listening::NanoSecPerSec / PcmFrameNanoSec;
 /// Samples in an AAC frame, for files that do not tell how long a packet lasts.
 constexpr std::int64_t AacFrameSamples = 1024;
-
-Kovra::BufferInfoListScoped CopyToBuffer(void const* data, std::size_t size) {
-    boost::intrusive_ptr<Kovra::Buffer> const buffer = Kovra::Buffer::Create(size, BufferAlignmentBytes);
-    std::memcpy(buffer->GetData(), data, size);
-    Kovra::BufferInfoListScoped list;
-    list.Append(Kovra::BufferInfo(buffer, 0, static_cast<std::uint32_t>(size)));
-    return list;
-}
-
-/// Numbers and stamps the frames of one stream.
-class FrameStamper {
-public:
-    FrameStamper(Kovra::SysTime base, std::string name) : base_(base), name_(std::move(name)) {}
-
-    Media::FrameIdent Stamp(std::int64_t positionNanoSec) {
-        return {base_ + Kovra::SysTime(positionNanoSec), number_++, name_};
-    }
-
-private:
-    Kovra::SysTime base_;
-    std::string name_;
-    std::uint32_t number_ = 0;
-};
 
 /// Finds the sound that coded frames stand for in the way that the renderer does.
 class SoundOfFrames {
@@ -68,47 +41,14 @@ private:
 class RawFrameMaker : public FrameMaker {
 public:
     RawFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
-        : packets_(packets),
-          stamper_(base, name),
-          decoder_(packets.GetParameters(), packets.GetTimeBase()),
-          params_(new Media::ParamsAudRaw) {
-        params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
-    }
+        : sound_(packets), frames_(base, name) {}
 
     bool IsCoded() const override { return false; }
-
-    bool Next(MediaFrame& next) override {
-        while (sound_.size() < FrameSamples && !isAtEnd_) {
-            AVPacket const* const packet = packets_.Next();
-            isAtEnd_ = packet == nullptr;
-            decoder_.Decode(packet, sound_);
-        }
-        std::size_t const count = std::min(sound_.size(), FrameSamples);
-        if (count == 0) {
-            return false;
-        }
-        auto const end = sound_.begin() + static_cast<std::ptrdiff_t>(count);
-        next.sound.assign(sound_.begin(), end);
-        sound_.erase(sound_.begin(), end);
-        next.positionNanoSec = position_;
-        next.durationNanoSec =
-            static_cast<std::int64_t>(count) * Listening::NanoSecPerSec / Listening::SoundRateHz;
-        position_ += next.durationNanoSec;
-        auto frame = std::make_shared<Media::FrameAudRaw>(stamper_.Stamp(next.positionNanoSec), params_);
-        frame->AttachBuffers(CopyToBuffer(next.sound.data(), count * sizeof(std::int16_t)));
-        next.frame = std::move(frame);
-        return true;
-    }
+    bool Next(MediaFrame& next) override { return frames_.Next(sound_, next); }
 
 private:
-    PacketSource& packets_;
-    FrameStamper stamper_;
-    PcmDecoder decoder_;
-    boost::intrusive_ptr<Media::ParamsAudRaw> params_;
-    /// Decoded and not yet cut: less than a frame and a packet.
-    Listening::Samples sound_;
-    std::int64_t position_ = 0;
-    bool isAtEnd_ = false;
+    PacketSound sound_;
+    PcmFrames frames_;
 };
 
 /// One packet, one frame.
