@@ -1,10 +1,13 @@
 #include <exception>
 #include <iostream>
 
+#include "commands/devices.h"
 #include "commands/meter.h"
 #include "commands/play.h"
 #include "commands/record.h"
+#include "commands/summaryjson.h"
 #include "kovra/log.h"
+#include "output/devicelist.h"
 #include "output/silentoutput.h"
 #include "record/rendereraccess.h"
 #include "rendereraudio.h"
@@ -20,7 +23,11 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter;
+    return command.play || command.record || command.meter || command.devices;
+}
+
+char const* NameOf(AudioHost::CommandLine const& command) {
+    return command.play ? "play" : command.record ? "record" : command.meter ? "meter" : "devices";
 }
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
@@ -32,11 +39,51 @@ AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
     if (command.record) {
         return AudioHost::Record(*command.record, surroundings, capture);
     }
-    return AudioHost::Meter(*command.meter, surroundings, capture);
+    if (command.meter) {
+        return AudioHost::Meter(*command.meter, surroundings, capture);
+    }
+    return AudioHost::Devices(AudioHost::ListDevices(), command.telling, surroundings);
+}
+
+/// Takes what is written and keeps nothing.
+std::ostream& GetNowhere() {
+    static std::ostream nowhere(nullptr);
+    return nowhere;
+}
+
+/// Where the command tells what it does. Standard output is the object's alone where one is asked for.
+AudioHost::Surroundings MakeSurroundings(AudioHost::Telling const& telling, Media::RendererAudio& renderer,
+                                         AudioHost::StopSignal& stop) {
+    AudioHost::Stream_t const stream =
+        telling.isJson ? AudioHost::Stream_t::Error : AudioHost::Stream_t::Output;
+    std::ostream& prose = telling.isJson ? std::cerr : std::cout;
+    AudioHost::Surroundings surroundings{renderer, stop, telling.isQuiet ? GetNowhere() : prose};
+    // A line that is rewritten would end up among log records.
+    surroundings.isTerminal = AudioHost::IsTerminal(stream) && !telling.isQuiet && !telling.isVerbose;
+    surroundings.countColumns = [stream] { return AudioHost::CountColumns(stream); };
+    surroundings.json = telling.isJson ? &std::cout : nullptr;
+    surroundings.in = &std::cin;
+    if (telling.isVerbose) {
+        Kovra::LogManager::Instance().SetConsole(Kovra::LogLevel_t::Info);
+    }
+    return surroundings;
+}
+
+AudioHost::ExitCode_t RunToObject(AudioHost::CommandLine const& command,
+                                  AudioHost::Surroundings const& surroundings,
+                                  AudioHost::CaptureAccess& capture, AudioHost::OutputAccess& output) {
+    try {
+        return RunCommand(command, surroundings, capture, output);
+    } catch (AudioHost::HostError const& error) {
+        if (surroundings.json) {
+            *surroundings.json << AudioHost::FormatErrorJson(NameOf(command), error);
+        }
+        throw;
+    }
 }
 
 AudioHost::ExitCode_t Run() {
-    bool const isTerminal = AudioHost::SetUpConsole();
+    AudioHost::SetUpConsole();
     AudioHost::CommandLine const command = AudioHost::ReadCommandLine(AudioHost::GetArguments());
     if (!IsCommand(command)) {
         (command.code == AudioHost::ExitCode_t::Ok ? std::cout : std::cerr) << command.text << std::endl;
@@ -49,7 +96,7 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
-    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture, output);
+    return RunToObject(command, MakeSurroundings(command.telling, renderer, stop), capture, output);
 }
 
 } // namespace

@@ -121,15 +121,20 @@ private:
     std::optional<Kovra::JiffyTime> end_;
 };
 
-std::string Describe(LevelFeed::Reading const& reading, std::int64_t nanoSec, bool isTerminal) {
-    return isTerminal ? FormatLevelBar(reading.latest)
-                      : FormatClock(nanoSec) + "  level " + FormatFixed(reading.latest, 3) + "  highest " +
-                            FormatFixed(reading.highest, 3);
+std::string DescribeBar(LevelFeed::Reading const& reading, std::int64_t nanoSec, PeakHold& hold) {
+    double const peak = hold.Add(LineLevelDecibel(reading.highest), nanoSec);
+    return FormatLevelBar(LineLevelDecibel(reading.latest), peak) + "  peak " + FormatLevel(peak);
+}
+
+std::string DescribeNumbers(LevelFeed::Reading const& reading, std::int64_t nanoSec) {
+    return FormatClock(nanoSec) + "  level " + FormatLevel(LineLevelDecibel(reading.latest)) + "  highest " +
+           FormatLevel(LineLevelDecibel(reading.highest));
 }
 
 /// False when the person asked to stop.
 bool ShowLevels(LevelFeed& feed, MeterOptions const& options, Surroundings const& surroundings) {
-    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    ProgressLine line(surroundings);
+    PeakHold hold;
     AtEnd const end([&line] { line.End(); });
     Kovra::JiffyTime const start = Kovra::JiffyTime::Now();
     Schedule schedule(start, surroundings.isTerminal ? TerminalIntervalMilliSec : line.GetIntervalMilliSec(),
@@ -144,7 +149,9 @@ bool ShowLevels(LevelFeed& feed, MeterOptions const& options, Surroundings const
         }
         LevelFeed::Reading const reading = feed.Read();
         if (reading.count > 0) {
-            line.Show(Describe(reading, next.GetDiffSysTime(start).NanoSec(), surroundings.isTerminal));
+            std::int64_t const time = next.GetDiffSysTime(start).NanoSec();
+            line.Show(surroundings.isTerminal ? DescribeBar(reading, time, hold)
+                                              : DescribeNumbers(reading, time));
         }
     }
     return true;

@@ -7,7 +7,7 @@
 
 namespace AudioHost {
 
-/// Shows the microphone's line level: on a terminal a bar that moves, elsewhere a number a second. Returns
+/// Shows the microphone's line level: on a terminal a bar that moves, elsewhere a line a second. Returns
 /// `Ok` or `Interrupted`, when the renderer has let go of everything that was handed to it; throws
 /// `HostError` (`NoInput`) when there is no microphone, or no longer. `capture` belongs to
 /// `surroundings.renderer`.

@@ -6,8 +6,10 @@
 #include <thread>
 #include <utility>
 
+#include "commands/findings.h"
+#include "commands/playsources.h"
+#include "commands/summaryjson.h"
 #include "files/heardfile.h"
-#include "files/mediafile.h"
 #include "files/outputfile.h"
 #include "kovra/log.h"
 #include "kovra/thread.h"
@@ -15,7 +17,6 @@
 #include "pipeline/pipeline.h"
 #include "play/feeder.h"
 #include "play/playbackprogress.h"
-#include "report/judgement.h"
 #include "report/playbackreport.h"
 #include "report/playbacksummary.h"
 #include "terminal/atend.h"
@@ -26,6 +27,8 @@ namespace AudioHost {
 namespace {
 
 constexpr std::size_t Workers = 2;
+/// What the renderer's thread can wait for, besides the wake event.
+constexpr std::size_t ServedSessions = 63;
 constexpr char const* RendererChannels = "Media.RendererAudio";
 
 /// How much earlier than by the growth of the recording a sound may appear in it, and how much later than it
@@ -41,42 +44,47 @@ void OpenRenderer(Media::IPipelineRenderer& renderer) {
     }
 }
 
-/// A file without a session yet, or with one.
-struct Source {
-    std::unique_ptr<MediaFile> file;
+/// What plays, without a session yet or with one.
+struct Player {
+    std::unique_ptr<SoundSource> source;
     Media::Pipeline::SessionId_t session = Media::Pipeline::InvalidSession;
     std::size_t number = 0;
 };
 
-std::vector<Source> OpenFiles(std::vector<std::string> const& paths) {
-    for (std::string const& path : paths) {
-        RequireSound(path);
+std::vector<Player> OpenPlayers(PlayOptions const& options, std::istream* in) {
+    std::vector<Player> players;
+    for (std::unique_ptr<SoundSource>& source : OpenSources(options, in)) {
+        players.push_back({std::move(source)});
     }
-    Kovra::SysTime const base = Kovra::SysTime::Now();
-    std::vector<Source> sources;
-    for (std::string const& path : paths) {
-        sources.push_back({std::make_unique<MediaFile>(path, base)});
+    return players;
+}
+
+void WarnOfTooMany(std::size_t sessions, std::ostream& out) {
+    if (sessions > ServedSessions) {
+        out << sessions << " sessions at once: the renderer serves up to " << ServedSessions
+            << ". With more it serves none: what ends is not stopped, and its rest is heard again every five "
+               "seconds. --then plays one after the other."
+            << std::endl;
     }
-    return sources;
 }
 
 void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOptions const& options,
-                  std::vector<Source>& sources) {
-    for (Source& source : sources) {
-        source.session = pipeline.OpenSession({});
-        if (source.session == Media::Pipeline::InvalidSession) {
+                  std::vector<Player>& players) {
+    for (Player& player : players) {
+        player.session = pipeline.OpenSession({});
+        if (player.session == Media::Pipeline::InvalidSession) {
             throw HostError(ExitCode_t::NoOutput, "there is no audio output device.");
         }
         SessionLog log;
-        log.name = source.file->GetName();
-        log.description = source.file->GetDescription();
-        log.durationNanoSec = source.file->GetDurationNanoSec();
-        source.number = keeper.AddSession(source.session, std::move(log));
+        log.name = player.source->GetName();
+        log.description = player.source->GetDescription();
+        log.durationNanoSec = player.source->GetDurationNanoSec();
+        player.number = keeper.AddSession(player.session, std::move(log));
         if (options.volume || options.balance) {
             Media::PipelineClientState_t state;
             state.volume = options.volume.value_or(state.volume);
             state.balance = options.balance.value_or(state.balance);
-            pipeline.SetClientState(source.session, state);
+            pipeline.SetClientState(player.session, state);
         }
     }
 }
@@ -91,7 +99,7 @@ bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptio
         Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
         return feeder.Run(start, options.leadMilliSec, limit);
     });
-    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    ProgressLine line(surroundings);
     std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
     while (fed.wait_for(interval) != std::future_status::ready) {
         line.Show(FormatProgress(keeper.GetProgress()));
@@ -100,8 +108,8 @@ bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptio
     return fed.get();
 }
 
-PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
-                      std::vector<Source> sources) {
+PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
+                    std::vector<Player> players) {
     OpenRenderer(surroundings.renderer);
     AtEnd const close([&] { surroundings.renderer.Shutdown(); });
     Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
@@ -126,17 +134,17 @@ PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundin
         Media::Pipeline pipeline(
             surroundings.renderer, Workers,
             [&keeper](Media::Pipeline::Report_t const& report) { keeper.AddReport(report); });
-        OpenSessions(pipeline, keeper, options, sources);
+        OpenSessions(pipeline, keeper, options, players);
         Feeder feeder(pipeline, keeper, surroundings.stop);
-        for (Source& source : sources) {
-            feeder.Add(source.session, source.number, std::move(source.file));
+        for (Player& player : players) {
+            feeder.Add(player.session, player.number, std::move(player.source));
         }
         heardBefore = CountRawSamples(options.heardPath);
         start = Kovra::JiffyTime::Now();
         keeper.SetStart(start);
         isComplete = FeedWithProgress(feeder, keeper, options, surroundings, start);
-        for (Source const& source : sources) {
-            pipeline.CloseSession(source.session);
+        for (Player const& player : players) {
+            pipeline.CloseSession(player.session);
         }
     }
     Kovra::LogManager::Instance().Flush();
@@ -176,28 +184,14 @@ void RequirePlayed(PlaybackLog const& log) {
     }
 }
 
-ExitCode_t CodeOf(PlaybackLog const& log) {
-    if (log.isInterrupted) {
-        return ExitCode_t::Interrupted;
-    }
-    switch (Judge(log).outcome) {
-        case Outcome_t::Good:
-            return ExitCode_t::Ok;
-        case Outcome_t::OutputGlitch:
-            return ExitCode_t::OutputGlitch;
-        case Outcome_t::Bad:
-            break;
-    }
-    return ExitCode_t::PlayedBadly;
-}
-
 } // namespace
 
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output) {
-    std::vector<Source> sources = OpenFiles(options.files);
+    std::vector<Player> players = OpenPlayers(options, surroundings.in);
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
-    PlaybackLog log = PlayFiles(options, surroundings, output, std::move(sources));
+    WarnOfTooMany(players.size(), surroundings.out);
+    PlaybackLog log = PlayAll(options, surroundings, output, std::move(players));
     // What is asked to be silent cannot be found again.
     bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
     if (!options.heardPath.empty() && isAudible) {
@@ -208,7 +202,12 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
     RequirePlayed(log);
-    return CodeOf(log);
+    Findings const findings = FindWhatFailed(log, AskedDecibel(options));
+    ExitCode_t const code = CodeOf(log, findings, options.failOn);
+    if (surroundings.json) {
+        *surroundings.json << FormatSummaryJson(log, findings, options, code) << std::flush;
+    }
+    return code;
 }
 
 } // namespace AudioHost

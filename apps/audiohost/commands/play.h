@@ -8,9 +8,9 @@
 namespace AudioHost {
 
 /// Plays the files through the pipeline and `surroundings.renderer`, shows progress, compares with what was
-/// heard, prints the summary and writes the report. Returns what the verdict says (`Ok`, `PlayedBadly`,
-/// `OutputGlitch`) or `Interrupted`; throws `HostError` for everything else. `output` (borrowed) is kept
-/// running and watched meanwhile; null: left alone.
+/// heard, prints the summary and writes the report. Returns what the verdict says, as far as
+/// `options.failOn` asks for it (`Ok`, `WentBadly`, `OutputGlitch`), or `Interrupted`; throws `HostError` for
+/// everything else. `output` (borrowed) is kept running and watched meanwhile; null: left alone.
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output);
 
 } // namespace AudioHost

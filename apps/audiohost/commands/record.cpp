@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "commands/summaryjson.h"
 #include "files/mediafile.h"
 #include "files/outputfile.h"
 #include "files/wavfile.h"
@@ -64,7 +65,7 @@ Ending RecordWithProgress(CaptureLoop& loop, CaptureLogKeeper const& keeper, std
         Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
         return loop.Run(start, limitSamples);
     });
-    ProgressLine line(surroundings.out, surroundings.isTerminal);
+    ProgressLine line(surroundings);
     std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
     while (isComplete.wait_for(interval) != std::future_status::ready) {
         line.Show(FormatCaptureProgress(keeper.GetProgress()));
@@ -105,6 +106,14 @@ Take RecordTake(RecordOptions const& options, Surroundings const& surroundings, 
     return take;
 }
 
+ExitCode_t CodeOf(CaptureLog const& log, FailOn const& failOn) {
+    if (log.isInterrupted) {
+        return ExitCode_t::Interrupted;
+    }
+    bool const isGood = !failOn.sound || Judge(log).outcome == Outcome_t::Good;
+    return isGood ? ExitCode_t::Ok : ExitCode_t::WentBadly;
+}
+
 } // namespace
 
 ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings, CaptureAccess& capture) {
@@ -128,7 +137,11 @@ ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings
     if (take.error) {
         throw *take.error;
     }
-    return log.isInterrupted ? ExitCode_t::Interrupted : ExitCode_t::Ok;
+    ExitCode_t const code = CodeOf(log, options.failOn);
+    if (surroundings.json) {
+        *surroundings.json << FormatSummaryJson(log, options, code) << std::flush;
+    }
+    return code;
 }
 
 } // namespace AudioHost

@@ -12,7 +12,8 @@ namespace AudioHost {
 
 /// Owners of the library's objects.
 struct FfmpegDeleter {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+    /// With what it reads by, where that is not the library's own.
+    void operator()(AVFormatContext* context) const;
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }

@@ -6,70 +6,18 @@
 
 #include "codec/audiocodecproxy.h"
 #include "files/pcmdecoder.h"
-#include "kovra/buffer.h"
+#include "files/pcmframes.h"
 
 namespace AudioHost {
 
 namespace {
 
-/// Frames that the host cuts itself last 20 ms.
-constexpr std::int64_t FrameNanoSec = 20'000'000;
-constexpr std::int64_t FramesPerSec = Listening::NanoSecPerSec / FrameNanoSec;
-constexpr std::size_t FrameSamples = Listening::SoundRateHz / FramesPerSec;
-constexpr std::size_t BufferAlignmentBytes = 16;
+constexpr std::int64_t FramesPerSec = Listening::NanoSecPerSec / PcmFrameNanoSec;
 /// Samples in an AAC frame, for files that do not tell how long a packet lasts.
 constexpr std::int64_t AacFrameSamples = 1024;
 /// No packet lasts longer, and no file: what tells more is damaged.
 constexpr std::int64_t MaxPacketNanoSec = Listening::NanoSecPerSec;
 constexpr std::int64_t MaxPositionNanoSec = 24 * Listening::NanoSecPerHour;
-
-Kovra::BufferInfoListScoped CopyToBuffer(void const* data, std::size_t size) {
-    boost::intrusive_ptr<Kovra::Buffer> const buffer = Kovra::Buffer::Create(size, BufferAlignmentBytes);
-    std::memcpy(buffer->GetData(), data, size);
-    Kovra::BufferInfoListScoped list;
-    list.Append(Kovra::BufferInfo(buffer, 0, static_cast<std::uint32_t>(size)));
-    return list;
-}
-
-/// What has been read and not yet cut into frames.
-template <typename T>
-class Uncut {
-public:
-    /// To append to; invalidates what `Take` gave.
-    std::vector<T>& Grow() {
-        held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(taken_));
-        taken_ = 0;
-        return held_;
-    }
-
-    std::size_t GetSize() const { return held_.size() - taken_; }
-
-    /// The next `count`, of which there must be so many. A packet may hold thousands of frames: moving its
-    /// rest for each of them would take minutes.
-    T const* Take(std::size_t count) {
-        taken_ += count;
-        return held_.data() + (taken_ - count);
-    }
-
-private:
-    std::vector<T> held_;
-    std::size_t taken_ = 0;
-};
-
-/// Numbers and stamps the frames of one stream.
-class FrameStamper {
-public:
-    FrameStamper(Kovra::SysTime base, std::string name) : base_(base), name_(std::move(name)) {}
-
-    Media::FrameIdent Stamp(std::int64_t positionNanoSec) {
-        return {base_ + Kovra::SysTime(positionNanoSec), number_++, name_};
-    }
-
-private:
-    Kovra::SysTime base_;
-    std::string name_;
-    std::uint32_t number_ = 0;
-};
 
 /// Finds the sound that coded frames stand for in the way that the renderer does.
 class SoundOfFrames {
@@ -96,46 +44,14 @@ private:
 class RawFrameMaker : public FrameMaker {
 public:
     RawFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
-        : packets_(packets),
-          stamper_(base, name),
-          decoder_(packets.GetParameters(), packets.GetTimeBase()),
-          params_(new Media::ParamsAudRaw) {
-        params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
-    }
+        : sound_(packets), frames_(base, name) {}
 
     bool IsCoded() const override { return false; }
-
-    bool Next(MediaFrame& next) override {
-        while (sound_.GetSize() < FrameSamples && !isAtEnd_) {
-            AVPacket const* const packet = packets_.Next();
-            isAtEnd_ = packet == nullptr;
-            decoder_.Decode(packet, sound_.Grow());
-        }
-        std::size_t const count = std::min(sound_.GetSize(), FrameSamples);
-        if (count == 0) {
-            return false;
-        }
-        std::int16_t const* const samples = sound_.Take(count);
-        next.sound.assign(samples, samples + count);
-        next.positionNanoSec = position_;
-        next.durationNanoSec =
-            static_cast<std::int64_t>(count) * Listening::NanoSecPerSec / Listening::SoundRateHz;
-        position_ += next.durationNanoSec;
-        auto frame = std::make_shared<Media::FrameAudRaw>(stamper_.Stamp(next.positionNanoSec), params_);
-        frame->AttachBuffers(CopyToBuffer(next.sound.data(), count * sizeof(std::int16_t)));
-        next.frame = std::move(frame);
-        return true;
-    }
+    bool Next(MediaFrame& next) override { return frames_.Next(sound_, next); }
 
 private:
-    PacketSource& packets_;
-    FrameStamper stamper_;
-    PcmDecoder decoder_;
-    boost::intrusive_ptr<Media::ParamsAudRaw> params_;
-    /// Less than a frame and a packet.
-    Uncut<std::int16_t> sound_;
-    std::int64_t position_ = 0;
-    bool isAtEnd_ = false;
+    PacketSound sound_;
+    PcmFrames frames_;
 };
 
 /// One packet, one frame.

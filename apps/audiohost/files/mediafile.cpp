@@ -60,14 +60,15 @@ std::string Describe(AVCodecParameters const& stream, bool isCoded) {
 
 } // namespace
 
-MediaFile::MediaFile(std::string const& path, Kovra::SysTime base)
-    : name_(FileNameOf(path)),
-      packets_(path),
-      maker_(CreateMaker(packets_, base, path, name_)),
+MediaFile::MediaFile(MediaInput const& input, Kovra::SysTime base)
+    : name_(FileNameOf(input.path)),
+      packets_(input),
+      maker_(CreateMaker(packets_, base, input.path, name_)),
       description_(Describe(packets_.GetParameters(), maker_->IsCoded())) {}
 
-void RequireSound(std::string const& path) {
-    MediaFile file(path, Kovra::SysTime(1));
+void RequireSound(MediaInput const& input) {
+    std::string const& path = input.path;
+    MediaFile file(input, Kovra::SysTime(1));
     bool hasSamples = false;
     MediaFrame frame;
     while (file.ReadFrame(frame)) {

@@ -42,28 +42,20 @@ void RequireReadable(std::string const& path) {
     }
 }
 
-FormatPointer OpenFormat(std::string const& path) {
-    AVDictionary* settings = nullptr;
-    av_dict_set(&settings, "format_whitelist", Containers, 0);
-    AVFormatContext* context = nullptr;
-    // "file:" keeps a name such as "a:b.wav" from being read as a protocol.
-    int const status = avformat_open_input(&context, ("file:" + path).c_str(), nullptr, &settings);
-    av_dict_free(&settings);
-    FormatPointer format(context);
-    if (status < 0 || avformat_find_stream_info(format.get(), nullptr) < 0) {
-        throw HostError(ExitCode_t::NotAudio, Quote(path) + " is not an audio file that can be played.");
-    }
-    return format;
-}
-
 } // namespace
 
-PacketSource::PacketSource(std::string const& path) : packet_(av_packet_alloc()) {
+PacketSource::PacketSource(MediaInput const& input) : packet_(av_packet_alloc()) {
     if (!packet_) {
         throw std::bad_alloc();
     }
-    RequireReadable(path);
-    format_ = OpenFormat(path);
+    std::string const& path = input.path;
+    if (!input.bytes) {
+        RequireReadable(path);
+    }
+    format_ = OpenFormat(input, Containers);
+    if (!format_) {
+        throw HostError(ExitCode_t::NotAudio, Quote(path) + " is not an audio file that can be played.");
+    }
     int const index = av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (index < 0) {
         throw HostError(ExitCode_t::NoSound, Quote(path) + " has no audio stream.");

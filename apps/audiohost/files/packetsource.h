@@ -4,6 +4,7 @@
 #include <string>
 
 #include "files/ffmpegpointers.h"
+#include "files/mediainput.h"
 
 namespace AudioHost {
 
@@ -12,9 +13,9 @@ namespace AudioHost {
 /// **Threads:** one at a time.
 class PacketSource {
 public:
-    /// `path` is UTF-8. Throws `HostError` with a sentence that names the file: `FileMissing`, `NotAudio`
-    /// (cannot be read, empty, not an audio file) or `NoSound` (no audio stream in it).
-    explicit PacketSource(std::string const& path);
+    /// Throws `HostError` with a sentence that names the file: `FileMissing`, `NotAudio` (cannot be read,
+    /// empty, not an audio file) or `NoSound` (no audio stream in it).
+    explicit PacketSource(MediaInput const& input);
 
     AVCodecParameters const& GetParameters() const { return *stream_->codecpar; }
     /// Seconds that one unit of a packet's time stamps lasts.

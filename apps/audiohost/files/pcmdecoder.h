@@ -1,6 +1,8 @@
 #pragma once
 
 #include "files/ffmpegpointers.h"
+#include "files/packetsource.h"
+#include "files/pcmframes.h"
 #include "listening/samples.h"
 
 namespace AudioHost {
@@ -38,6 +40,26 @@ private:
     int inputRateHz_ = 0;
     int inputChannels_ = 0;
     int inputFormat_ = -1;
+};
+
+/// The sound of a file's packets (borrowed).
+///
+/// **Threads:** one at a time.
+class PacketSound : public PcmStream {
+public:
+    /// Throws as `PcmDecoder` does.
+    explicit PacketSound(PacketSource& packets)
+        : packets_(packets), decoder_(packets.GetParameters(), packets.GetTimeBase()) {}
+
+    bool Read(Listening::Samples& sound) override {
+        AVPacket const* const packet = packets_.Next();
+        decoder_.Decode(packet, sound);
+        return packet != nullptr;
+    }
+
+private:
+    PacketSource& packets_;
+    PcmDecoder decoder_;
 };
 
 } // namespace AudioHost

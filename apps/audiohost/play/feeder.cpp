@@ -16,17 +16,18 @@ Kovra::JiffyTime After(Kovra::JiffyTime instant, std::int64_t nanoSec) {
 
 } // namespace
 
-void Feeder::Add(Media::Pipeline::SessionId_t session, std::size_t number, std::unique_ptr<MediaFile> file) {
+void Feeder::Add(Media::Pipeline::SessionId_t session, std::size_t number,
+                 std::unique_ptr<SoundSource> source) {
     Track track;
     track.session = session;
     track.number = number;
-    track.file = std::move(file);
+    track.source = std::move(source);
     tracks_.push_back(std::move(track));
 }
 
 void Feeder::ReadAhead(Track& track, std::int64_t limitNanoSec) {
-    track.hasNext =
-        track.file->ReadFrame(track.next) && (limitNanoSec == 0 || track.next.positionNanoSec < limitNanoSec);
+    track.hasNext = track.source->ReadFrame(track.next) &&
+                    (limitNanoSec == 0 || track.next.positionNanoSec < limitNanoSec);
 }
 
 Feeder::Track* Feeder::FindFirst() {

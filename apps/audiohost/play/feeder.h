@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "files/mediafile.h"
+#include "files/soundsource.h"
 #include "kovra/time.h"
 #include "pipeline/pipeline.h"
 #include "play/playbacklog.h"
@@ -12,7 +12,7 @@
 
 namespace AudioHost {
 
-/// Hands the frames of several files to the pipeline in real time: the frame at position p at start + p, to
+/// Hands the frames of several sources to the pipeline in real time: the frame at position p at start + p, to
 /// be heard at start + lead + p. Deadlines are absolute, so that lateness does not add up.
 ///
 /// **Threads:** one at a time.
@@ -23,17 +23,17 @@ public:
         : pipeline_(pipeline), keeper_(keeper), pacer_(pacer) {}
 
     /// `number` is the session's number in the log.
-    void Add(Media::Pipeline::SessionId_t session, std::size_t number, std::unique_ptr<MediaFile> file);
+    void Add(Media::Pipeline::SessionId_t session, std::size_t number, std::unique_ptr<SoundSource> source);
 
-    /// Feeds until every file ends, or reaches `limitNanoSec` (0: no limit), then waits until the last frame
-    /// must have been heard. False when the person asked to stop.
+    /// Feeds until every source ends, or reaches `limitNanoSec` (0: no limit), then waits until the last
+    /// frame must have been heard. False when the person asked to stop.
     bool Run(Kovra::JiffyTime start, std::int64_t leadMilliSec, std::int64_t limitNanoSec);
 
 private:
     struct Track {
         Media::Pipeline::SessionId_t session = Media::Pipeline::InvalidSession;
         std::size_t number = 0;
-        std::unique_ptr<MediaFile> file;
+        std::unique_ptr<SoundSource> source;
         /// Read ahead of its time, so that a slow disk does not delay it.
         MediaFrame next;
         bool hasNext = false;

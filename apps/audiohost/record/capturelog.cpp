@@ -172,7 +172,7 @@ CaptureLog CaptureLogKeeper::Take() {
 
 std::string FormatCaptureProgress(CaptureLogKeeper::Progress const& progress) {
     return FormatClock(progress.readNanoSec) + "  " + FormatCount(progress.frames, "frame") + "  " +
-           FormatLevelBar(progress.level);
+           FormatLevelBar(LineLevelDecibel(progress.level));
 }
 
 } // namespace AudioHost

@@ -122,7 +122,7 @@ private:
     double energy_ = 0.0;
 };
 
-/// "0:03.2  160 frames  [########............] 0.41".
+/// "0:03.2  160 frames  [############............] -24.0 dBFS".
 std::string FormatCaptureProgress(CaptureLogKeeper::Progress const& progress);
 
 } // namespace AudioHost

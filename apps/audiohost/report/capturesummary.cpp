@@ -94,13 +94,8 @@ bool IsRecordedWell(Listening::TakeCheck const& check) {
     return check.comparison.GetMatchedShare() >= GoodMatchedShare && check.exact.jumps.empty();
 }
 
-} // namespace
-
-Verdict Judge(CaptureLog const& log) {
-    if (log.frames == 0) {
-        return {Outcome_t::Bad,
-                log.isInterrupted ? "Interrupted before anything was recorded" : "Nothing was recorded"};
-    }
+/// Of frames that were recorded.
+Verdict JudgeRecorded(CaptureLog const& log) {
     if (!log.failure.empty()) {
         return {Outcome_t::Bad, "The recording broke off"};
     }
@@ -119,8 +114,19 @@ Verdict Judge(CaptureLog const& log) {
     if (log.check && !IsRecordedWell(*log.check)) {
         return {Outcome_t::Bad, "Parts of the sound were not recorded as played"};
     }
-    std::string const end = log.isInterrupted ? ", until interrupted" : "";
-    return {Outcome_t::Good, (log.check ? "Recorded as played" : "Recorded without a loss") + end};
+    return {Outcome_t::Good, log.check ? "Recorded as played" : "Recorded without a loss"};
+}
+
+} // namespace
+
+Verdict Judge(CaptureLog const& log) {
+    if (log.frames == 0) {
+        return {Outcome_t::Bad,
+                log.isInterrupted ? "Interrupted before anything was recorded" : "Nothing was recorded"};
+    }
+    Verdict verdict = JudgeRecorded(log);
+    verdict.text += log.isInterrupted ? ", until interrupted" : "";
+    return verdict;
 }
 
 std::vector<std::string> DescribeCapture(CaptureLog const& log) {

@@ -229,20 +229,18 @@ std::string TellGlitches(PlaybackLog const& log) {
     return text + "; the renderer " + (HasCaughtUp(log) ? "caught up" : "was still catching up");
 }
 
-} // namespace
+bool WasPlayed(PlaybackLog const& log) {
+    return std::any_of(log.sessions.begin(), log.sessions.end(),
+                       [](SessionLog const& session) { return session.jobsSucceeded > 0; });
+}
 
-Verdict Judge(PlaybackLog const& log) {
+/// Of frames that were played.
+Verdict JudgePlayed(PlaybackLog const& log) {
     std::uint64_t failed = 0;
-    std::uint64_t succeeded = 0;
     double worst = 0.0;
     for (SessionLog const& session : log.sessions) {
         failed += session.jobsFailed;
-        succeeded += session.jobsSucceeded;
         worst = std::max(worst, Listening::Percentile(Listening::Magnitudes(ErrorsOf(session)), 0.95));
-    }
-    if (succeeded == 0) {
-        return {Outcome_t::Bad,
-                log.isInterrupted ? "Interrupted before anything was played" : "Nothing was played"};
     }
     if (failed > 0) {
         return {Outcome_t::Bad, FormatCount(failed, "frame") + " failed"};
@@ -261,11 +259,22 @@ Verdict Judge(PlaybackLog const& log) {
         return {Outcome_t::Bad, (log.comparison ? "Heard as sent, but up to " : "Played, but up to ") +
                                     FormatFixed(worst, 0) + " ms out of time"};
     }
-    std::string const end = log.isInterrupted ? ", until interrupted" : "";
     if (heard == Outcome_t::OutputGlitch || inTime == Outcome_t::OutputGlitch) {
-        return {Outcome_t::OutputGlitch, TellGlitches(log) + end};
+        return {Outcome_t::OutputGlitch, TellGlitches(log)};
     }
-    return {Outcome_t::Good, (log.comparison ? "Played and heard as sent" : "Played in time") + end};
+    return {Outcome_t::Good, log.comparison ? "Played and heard as sent" : "Played in time"};
+}
+
+} // namespace
+
+Verdict Judge(PlaybackLog const& log) {
+    if (!WasPlayed(log)) {
+        return {Outcome_t::Bad,
+                log.isInterrupted ? "Interrupted before anything was played" : "Nothing was played"};
+    }
+    Verdict verdict = JudgePlayed(log);
+    verdict.text += log.isInterrupted ? ", until interrupted" : "";
+    return verdict;
 }
 
 std::optional<double> BeginErrorMilliSec(SessionLog const& session) {

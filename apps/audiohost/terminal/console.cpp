@@ -6,9 +6,14 @@
 #endif
 #include <windows.h>
 
+#include <fcntl.h>
+#include <io.h>
 #include <shellapi.h>
 
+#include <cstdio>
+
 #include "terminal/hosterror.h"
+#include "terminal/surroundings.h"
 
 namespace AudioHost {
 
@@ -31,6 +36,12 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
     return TRUE;
 }
 
+HANDLE GetHandle(Stream_t stream) {
+    return GetStdHandle(stream == Stream_t::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+} // namespace
+
 std::string ToUtf8(wchar_t const* text) {
     int const size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
     if (size <= 1) {
@@ -41,8 +52,6 @@ std::string ToUtf8(wchar_t const* text) {
     converted.pop_back(); // the terminating zero
     return converted;
 }
-
-} // namespace
 
 std::vector<std::string> GetArguments() {
     int count = 0;
@@ -55,10 +64,22 @@ std::vector<std::string> GetArguments() {
     return arguments;
 }
 
-bool SetUpConsole() {
+void SetUpConsole() {
     SetConsoleOutputCP(CP_UTF8);
+    // Sound may come in there.
+    _setmode(_fileno(stdin), _O_BINARY);
+}
+
+bool IsTerminal(Stream_t stream) {
     DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+    return GetConsoleMode(GetHandle(stream), &mode) != 0;
+}
+
+std::size_t CountColumns(Stream_t stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info = {};
+    bool const isTold = GetConsoleScreenBufferInfo(GetHandle(stream), &info) != 0;
+    int const columns = info.srWindow.Right - info.srWindow.Left + 1;
+    return isTold && columns > 0 ? static_cast<std::size_t>(columns) : UsualColumns;
 }
 
 void StopOnInterrupt(StopSignal& stop) {

@@ -5,7 +5,7 @@
 
 namespace AudioHost {
 
-/// What the program ends with, for scripts. `options.cpp` lists them for people.
+/// What the program ends with, for scripts. `help` lists them for people.
 enum class ExitCode_t : int {
     Ok = 0,
     Internal = 1,
@@ -16,7 +16,7 @@ enum class ExitCode_t : int {
     NoOutput = 6,
     NoInput = 7,
     NotWritten = 8,
-    PlayedBadly = 9,
+    WentBadly = 9,
     OutputGlitch = 10,
     Interrupted = 130,
 };

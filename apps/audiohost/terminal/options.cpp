@@ -19,13 +19,20 @@ constexpr char const* RecordHelp =
 constexpr char const* MeterHelp =
 #include "terminal/help/meter.txt"
     ;
+constexpr char const* DevicesHelp =
+#include "terminal/help/devices.txt"
+    ;
 constexpr char const* Usage =
     "usage: audiohost COMMAND [OPTION...] [FILE...]\n"
+    "       audiohost --version\n"
     "Plays and records sound through the media pipeline and the audio renderer.\n"
     "Of an option given twice the last one counts.\n";
 
 constexpr int MinLeadMilliSec = 40;
 constexpr int MaxLeadMilliSec = 2000;
+
+constexpr double MinToneHz = 20.0;
+constexpr double MaxToneHz = 20'000.0;
 
 constexpr double MinSeconds = 0.02;
 constexpr double MaxSeconds = 1e6;
@@ -49,8 +56,56 @@ CLI::Validator Between(double min, double max) {
         "");
 }
 
+std::vector<double> ReadTones(std::string const& text) {
+    std::vector<double> tones;
+    for (std::string& part : CLI::detail::split(text, ',')) {
+        std::string const complaint = Between(MinToneHz, MaxToneHz)(part);
+        if (!complaint.empty()) {
+            throw CLI::ValidationError("--tone", complaint);
+        }
+        CLI::detail::lexical_cast(part, tones.emplace_back());
+    }
+    return tones;
+}
+
+/// `words` are those that the command knows.
+FailOn ReadFailOn(std::string const& text, std::vector<std::string> const& words) {
+    std::vector<std::string> const parts = CLI::detail::split(text, ',');
+    for (std::string const& part : parts) {
+        if (std::find(words.begin(), words.end(), part) == words.end()) {
+            throw CLI::ValidationError("--fail-on", part + " is none of " + CLI::detail::join(words, ", "));
+        }
+    }
+    auto const has = [&parts](char const* word) {
+        return std::find(parts.begin(), parts.end(), word) != parts.end();
+    };
+    if (has("nothing") && parts.size() > 1) {
+        throw CLI::ValidationError("--fail-on", "nothing stands alone");
+    }
+    return {has("sound"), has("time"), has("level")};
+}
+
+void AddFailOn(CLI::App& command, FailOn& failOn, std::vector<std::string> const& words) {
+    command.add_option_function<std::string>(
+        "--fail-on", [&failOn, words](std::string const& text) { failOn = ReadFailOn(text, words); });
+}
+
+void AddTelling(CLI::App& command, Telling& telling) {
+    CLI::Option* const quiet = command.add_flag("-q,--quiet", telling.isQuiet)->disable_flag_override();
+    command.add_flag("-v,--verbose", telling.isVerbose)->disable_flag_override()->excludes(quiet);
+}
+
+void AddJson(CLI::App& command, Telling& telling) {
+    command.add_flag("--json", telling.isJson)->disable_flag_override();
+}
+
 void AddPlay(CLI::App& play, PlayOptions& options) {
-    play.add_option("FILE", options.files)->required();
+    play.add_option("FILE", options.files);
+    play.add_option_function<std::string>(
+        "--tone", [&options](std::string const& text) { options.tonesHz = ReadTones(text); });
+    play.add_flag("--noise", options.hasNoise)->disable_flag_override();
+    play.add_flag("--then", options.isSequence)->disable_flag_override();
+    play.add_flag("--loop", options.isLoop)->disable_flag_override();
     play.add_option("--lead", options.leadMilliSec)->check(Between(MinLeadMilliSec, MaxLeadMilliSec));
     play.add_option("--volume", options.volume)->check(Between(0.0, 1.0));
     play.add_option("--balance", options.balance)->check(Between(0.0, 1.0));
@@ -58,6 +113,7 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_option("--report", options.reportPath);
     play.add_option("--heard", options.heardPath);
     play.add_option("--log", options.logPath);
+    AddFailOn(play, options.failOn, {"sound", "time", "level", "nothing"});
 }
 
 void AddRecord(CLI::App& record, RecordOptions& options) {
@@ -67,6 +123,7 @@ void AddRecord(CLI::App& record, RecordOptions& options) {
     record.add_option("--report", options.reportPath);
     record.add_option("--sent", options.sentPath);
     record.add_option("--log", options.logPath);
+    AddFailOn(record, options.failOn, {"sound", "nothing"});
 }
 
 void AddMeter(CLI::App& meter, MeterOptions& options) {
@@ -85,6 +142,12 @@ std::string FormatHelp(CLI::App const& app) {
         text += "\n" + command->get_description();
     }
     return text;
+}
+
+void RequireSound(PlayOptions const& options) {
+    if (options.files.empty() && options.tonesHz.empty() && !options.hasNoise) {
+        throw CLI::RequiredError("FILE");
+    }
 }
 
 /// CLI11's own texts end without a hint; ours say where help is.
@@ -110,23 +173,36 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     CLI::App* const play = app.add_subcommand("play", PlayHelp);
     CLI::App* const record = app.add_subcommand("record", RecordHelp);
     CLI::App* const meter = app.add_subcommand("meter", MeterHelp);
+    CLI::App* const devices = app.add_subcommand("devices", DevicesHelp);
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
+    for (CLI::App* const command : {play, record, meter, devices}) {
+        AddTelling(*command, result.telling);
+    }
+    for (CLI::App* const command : {play, record, devices}) {
+        AddJson(*command, result.telling);
+    }
+    app.set_version_flag("--version", "audiohost " RENDERERAUDIO_VERSION);
 
     // The parser takes its arguments from the back.
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
         app.parse(reversed);
         if (play->parsed()) {
+            RequireSound(playOptions);
             result.play = playOptions;
         } else if (record->parsed()) {
             result.record = recordOptions;
-        } else {
+        } else if (meter->parsed()) {
             result.meter = meterOptions;
+        } else {
+            result.devices = NoOptions();
         }
     } catch (CLI::CallForHelp const&) {
         result.text = FormatHelp(app);
+    } catch (CLI::CallForVersion const& version) {
+        result.text = version.what();
     } catch (CLI::ParseError const& error) {
         result.code = ExitCode_t::Usage;
         result.text = Complain(error);

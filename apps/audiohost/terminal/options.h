@@ -9,9 +9,35 @@
 
 namespace AudioHost {
 
+/// What of the verdict makes the exit code.
+struct FailOn {
+    bool sound = true;
+    bool time = true;
+    bool level = false;
+};
+
+/// What is told besides errors, and how.
+struct Telling {
+    bool isQuiet = false;
+    /// Log records too.
+    bool isVerbose = false;
+    /// One object on standard output.
+    bool isJson = false;
+};
+
+/// Names standard input among files.
+constexpr char const* StandardInput = "-";
+
 /// The `play` command, as asked for. Texts are UTF-8, paths as given.
 struct PlayOptions {
     std::vector<std::string> files;
+    /// Frequencies of a test tone; empty: none.
+    std::vector<double> tonesHz;
+    bool hasNoise = false;
+    /// One file after the other in one session, instead of all at once.
+    bool isSequence = false;
+    /// Over and over.
+    bool isLoop = false;
     std::int64_t leadMilliSec = 200;
     /// Not given: the renderer's own default stands.
     std::optional<float> volume;
@@ -22,6 +48,7 @@ struct PlayOptions {
     std::string reportPath;
     std::string heardPath;
     std::string logPath;
+    FailOn failOn;
 };
 
 /// Longest take, twelve hours: a WAV file holds little more.
@@ -36,6 +63,7 @@ struct RecordOptions {
     std::string reportPath;
     std::string sentPath;
     std::string logPath;
+    FailOn failOn;
 };
 
 /// The `meter` command.
@@ -46,11 +74,16 @@ struct MeterOptions {
     std::string logPath;
 };
 
+/// The commands that take no options of their own are asked for by this.
+struct NoOptions {};
+
 /// What the command line asks for: one of the commands, or a text and an exit code.
 struct CommandLine {
     std::optional<PlayOptions> play;
     std::optional<RecordOptions> record;
     std::optional<MeterOptions> meter;
+    std::optional<NoOptions> devices;
+    Telling telling;
     ExitCode_t code = ExitCode_t::Ok;
     /// For standard output (help, version) when `code` is `Ok`, else for standard error.
     std::string text;

@@ -20,9 +20,12 @@ void ProgressLine::Show(std::string const& text) {
         out_ << text << std::endl;
         return;
     }
-    std::string line = text;
+    // Asked each time: windows are resized. A terminal may wrap as soon as its last place is taken.
+    std::size_t const columns = countColumns_();
+    std::size_t const most = columns > 1 ? columns - 1 : 1;
+    std::string line = text.substr(0, most);
     std::size_t const length = line.size();
-    line.resize(std::max(length, shownLength_), ' ');
+    line.resize(std::min(most, std::max(length, shownLength_)), ' ');
     out_ << '\r' << line << std::flush;
     shownLength_ = length;
 }

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <ostream>
 #include <string>
+
+#include "terminal/surroundings.h"
 
 namespace AudioHost {
 
@@ -11,11 +15,14 @@ namespace AudioHost {
 /// **Threads:** one.
 class ProgressLine {
 public:
-    /// `out` is borrowed.
-    ProgressLine(std::ostream& out, bool isTerminal) : out_(out), isTerminal_(isTerminal) {}
+    explicit ProgressLine(Surroundings const& surroundings)
+        : out_(surroundings.out),
+          isTerminal_(surroundings.isTerminal),
+          countColumns_(surroundings.countColumns) {}
 
     /// How often to call `Show`.
     int GetIntervalMilliSec() const;
+    /// On a terminal that is too narrow the end is cut off: a line that wraps could not be rewritten.
     void Show(std::string const& text);
     /// Ends the line, so that what follows starts on a new one.
     void End();
@@ -23,6 +30,7 @@ public:
 private:
     std::ostream& out_;
     bool const isTerminal_;
+    std::function<std::size_t()> const countColumns_;
     std::size_t shownLength_ = 0;
 };
 

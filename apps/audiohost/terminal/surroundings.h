@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+#include <istream>
 #include <ostream>
 
 #include "pipeline/ipipelinerenderer.h"
 #include "terminal/stopsignal.h"
 
 namespace AudioHost {
+
+/// A terminal whose width nobody knows is taken for one of these.
+constexpr std::size_t UsualColumns = 80;
 
 /// Where a command runs. All borrowed.
 struct Surroundings {
@@ -15,6 +21,12 @@ struct Surroundings {
     std::ostream& out;
     /// `out` is a terminal.
     bool isTerminal = false;
+    /// Places in a line of the terminal, now.
+    std::function<std::size_t()> countColumns = [] { return UsualColumns; };
+    /// Where the summary goes as one JSON object; null when none is wanted.
+    std::ostream* json = nullptr;
+    /// Standard input.
+    std::istream* in = nullptr;
 };
 
 } // namespace AudioHost

@@ -124,9 +124,9 @@ TEST(Meter, ElsewhereThanOnATerminalWritesALineASecond) {
     fixture.options.seconds = 3.0;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.out.str(),
-              "0:01.0  level 0.750  highest 0.750\n"
-              "0:02.0  level 0.500  highest 0.750\n"
-              "0:03.0  level 0.500  highest 0.500\n");
+              "0:01.0  level -3.8 dBFS  highest -3.8 dBFS\n"
+              "0:02.0  level -9.2 dBFS  highest -3.8 dBFS\n"
+              "0:03.0  level -9.2 dBFS  highest -9.2 dBFS\n");
 }
 
 TEST(Meter, EndsAfterAPartOfASecond) {
@@ -134,15 +134,16 @@ TEST(Meter, EndsAfterAPartOfASecond) {
     fixture.options.seconds = 0.5;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + NanoSecPerSec / 2);
-    EXPECT_EQ(fixture.out.str(), "0:00.5  level 0.750  highest 0.750\n");
+    EXPECT_EQ(fixture.out.str(), "0:00.5  level -3.8 dBFS  highest -3.8 dBFS\n");
 }
 
-TEST(Meter, OnATerminalMovesABar) {
+TEST(Meter, OnATerminalMovesABarWithItsPeak) {
     Fixture fixture;
     fixture.isTerminal = true;
     fixture.options.seconds = 0.1;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
-    EXPECT_EQ(fixture.out.str(), "\r[###############.....] 0.75\r[###############.....] 0.75\n");
+    std::string const line = "\r[######################..] -3.8 dBFS  peak -3.8 dBFS";
+    EXPECT_EQ(fixture.out.str(), line + line + "\n");
 }
 
 TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
@@ -15,6 +16,7 @@
 namespace AudioHost {
 
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -25,12 +27,19 @@ struct Fixture {
     std::ostringstream out;
     PlayOptions options;
     OutputAccess* output = nullptr;
+    std::ostream* json = nullptr;
+    std::istream* in = nullptr;
 
     Fixture() {
         options.files = {folder.Write("voice.wav", MakeWav({}, BytesOf(Listening::MakeVoice(96000))))};
     }
 
-    ExitCode_t Run() { return Play(options, {renderer, stop, out, false}, output); }
+    ExitCode_t Run() {
+        Surroundings surroundings{renderer, stop, out, false};
+        surroundings.json = json;
+        surroundings.in = in;
+        return Play(options, surroundings, output);
+    }
 
     ExitCode_t RunToError() {
         return CodeOf([this] { return Run(); });
@@ -73,7 +82,87 @@ TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
     fixture.options.leadMilliSec = 40;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     fixture.renderer.errorMilliSec = 46;
-    EXPECT_EQ(fixture.Run(), ExitCode_t::PlayedBadly);
+    EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
+}
+
+TEST(Play, CountsOnlyWhatItIsAskedToFailOn) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.renderer.errorMilliSec = 46;
+    fixture.options.failOn = {true, false, true};
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    fixture.options.failOn = {false, true, false};
+    EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
+    fixture.options.failOn = {false, false, false};
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+}
+
+TEST(Play, SumsUpInOneObject) {
+    Fixture fixture;
+    std::ostringstream json;
+    fixture.json = &json;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.renderer.errorMilliSec = 46;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
+    auto const object = nlohmann::json::parse(json.str());
+    EXPECT_EQ(object["exitCode"], 9);
+    EXPECT_EQ(object["verdict"]["time"], "bad");
+    EXPECT_EQ(object["sessions"][0]["framesPlayed"], 5);
+}
+
+TEST(Play, OfMoreThan63SessionsSaysWhatComesOfThem) {
+    Fixture fixture;
+    fixture.stop.Request();
+    fixture.options.files.assign(63, fixture.options.files.front());
+    fixture.Run();
+    EXPECT_THAT(fixture.out.str(), Not(HasSubstr("at once")));
+    fixture.options.files.push_back(fixture.options.files.front());
+    fixture.Run();
+    EXPECT_THAT(fixture.out.str(), HasSubstr("64 sessions at once: the renderer serves up to 63."));
+}
+
+TEST(Play, PlaysFilesSignalsAndStandardInputEachInASession) {
+    Fixture fixture;
+    std::istringstream in(MakeWav({}, BytesOf(Listening::MakeVoice(960))));
+    fixture.in = &in;
+    fixture.options.files.push_back(StandardInput);
+    fixture.options.tonesHz = {440.0, 660.0};
+    fixture.options.hasNoise = true;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("voice.wav\n  16-bit PCM, 48000 Hz, mono, handed over"));
+    EXPECT_THAT(fixture.out.str(), HasSubstr("standard input\n  16-bit PCM"));
+    EXPECT_THAT(fixture.out.str(), HasSubstr("440 + 660 Hz\n  test signal"));
+    EXPECT_THAT(fixture.out.str(), HasSubstr("white noise\n  test signal"));
+    // 5 frames of each, and the whole 20 ms of standard input.
+    EXPECT_EQ(fixture.renderer.rendered.size(), 16U);
+}
+
+TEST(Play, OfASequenceHasOneSession) {
+    Fixture fixture;
+    fixture.options.files.push_back(
+        fixture.folder.Write("two.wav", MakeWav({}, BytesOf(Listening::MakeVoice(960)))));
+    fixture.options.files.push_back(fixture.options.files.back());
+    fixture.options.files.erase(fixture.options.files.begin());
+    fixture.options.isSequence = true;
+    fixture.options.leadMilliSec = 40;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("two.wav, then two.wav\n  2 files one after the other"));
+    EXPECT_EQ(fixture.renderer.rendered.size(), 2U);
+}
+
+TEST(Play, OfALoopGoesOnForAsLongAsItIsAskedTo) {
+    Fixture fixture;
+    fixture.options.files = {
+        fixture.folder.Write("short.wav", MakeWav({}, BytesOf(Listening::MakeVoice(480))))};
+    fixture.options.isLoop = true;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_EQ(fixture.renderer.rendered.size(), 5U);
 }
 
 TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "listening/tests/testsounds.h"
@@ -37,6 +38,7 @@ struct Fixture {
     Listening::Samples const sound = Listening::MakeVoice(96000);
     RecordOptions options;
     std::string sentence;
+    std::ostream* json = nullptr;
 
     Fixture() {
         capture.microphone = std::make_shared<TestMicrophone>(clock, sound);
@@ -44,7 +46,11 @@ struct Fixture {
         options.seconds = 3.0;
     }
 
-    ExitCode_t Run() { return Record(options, {renderer, pacer, out}, capture); }
+    ExitCode_t Run() {
+        Surroundings surroundings{renderer, pacer, out};
+        surroundings.json = json;
+        return Record(options, surroundings, capture);
+    }
 
     ExitCode_t RunToError() {
         return CodeOf([this] { return Run(); }, &sentence);
@@ -76,6 +82,26 @@ TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_THAT(fixture.out.str(), HasSubstr("144000 identical, 0 changed, 0 missing"));
     EXPECT_THAT(ReadFile(fixture.options.reportPath), HasSubstr("<h1>Recording report</h1>"));
+}
+
+TEST(Record, OfSoundThatIsMissingEndsWithItsCodeUnlessNothingCounts) {
+    for (bool const counts : {true, false}) {
+        Fixture fixture;
+        fixture.options.failOn.sound = counts;
+        std::ostringstream json;
+        fixture.json = &json;
+        fixture.pacer.onWait = [&](std::int64_t time) {
+            if (time == NanoSecPerSec) {
+                fixture.capture.microphone->Skip(5);
+            }
+        };
+        EXPECT_EQ(fixture.Run(), counts ? ExitCode_t::WentBadly : ExitCode_t::Ok);
+        EXPECT_THAT(fixture.out.str(), HasSubstr("Recorded, but 100 ms of sound are missing."));
+        auto const object = nlohmann::json::parse(json.str());
+        EXPECT_EQ(object["exitCode"], counts ? 9 : 0);
+        EXPECT_EQ(object["verdict"]["outcome"], "bad");
+        EXPECT_EQ(object["files"]["sound"], fixture.options.outPath);
+    }
 }
 
 TEST(Record, InterruptedKeepsWhatHadCome) {

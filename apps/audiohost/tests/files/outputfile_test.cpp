@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "kovra/log.h"
 #include "support/testfiles.h"
 #include "terminal/hosterror.h"
 
@@ -14,6 +15,19 @@ TEST(WriteReport, ToAPlaceThatCannotBeWrittenIsAnError) {
     std::ostringstream out;
     EXPECT_THROW(WriteReport(folder.PathOf("no folder/a.html"), "x", out), HostError);
     EXPECT_EQ(out.str(), "");
+}
+
+TEST(LogTo, KeepsANameBeyondTheCodePage) {
+    TestFolder const folder;
+    std::string const path = folder.PathOf("\xC3\xBCn\xC3\xAF.log");
+    LogTo(path);
+    Kovra::LogManager::Instance()
+        .GetLogger("AudioHost.Test", nullptr, "")
+        ->get()
+        .Push(Kovra::LogExec(Kovra::LogLevel_t::Info, "here"));
+    Kovra::LogManager::Instance().Flush();
+    Kovra::LogManager::Instance().SetFile("");
+    EXPECT_NE(ReadFile(path).find("here"), std::string::npos);
 }
 
 TEST(LogTo, APlaceThatCannotBeWrittenIsAnError) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "files/mediafile.h"
 #include "listening/tests/testsounds.h"
 #include "support/testfiles.h"
 #include "support/testrenderer.h"

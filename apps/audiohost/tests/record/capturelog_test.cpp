@@ -209,7 +209,7 @@ TEST(FormatCaptureProgress, TellsTimeFramesAndLevel) {
     Fixture fixture;
     fixture.Add(60, {0, 1, 2});
     EXPECT_EQ(FormatCaptureProgress(fixture.keeper.GetProgress()),
-              "0:00.0  3 frames  [##########..........] 0.50");
+              "0:00.0  3 frames  [###################.....] -9.2 dBFS");
 }
 
 } // namespace AudioHost

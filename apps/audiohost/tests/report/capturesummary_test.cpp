@@ -74,6 +74,8 @@ TEST(Judge, OfAnInterruptedRecordingSaysSo) {
     log.isInterrupted = true;
     EXPECT_EQ(Judge(log).text, "Recorded without a loss, until interrupted");
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Good);
+    log.numbersMissing = 1;
+    EXPECT_EQ(Judge(log).text, "Recorded, but 20 ms of sound are missing, until interrupted");
 }
 
 TEST(Judge, OfSomethingElseThanWasPlayedIsBad) {

@@ -278,4 +278,11 @@ TEST(BeginErrorMilliSec, IsTheMiddleOfTheFirstTenFrames) {
     EXPECT_EQ(BeginErrorMilliSec(session), -2.0);
 }
 
+TEST(Judge, OfABadPlaybackThatWasInterruptedSaysBoth) {
+    PlaybackLog log = MakeLog();
+    log.isInterrupted = true;
+    log.sessions[0].jobsFailed = 2;
+    EXPECT_EQ(Judge(log).text, "2 frames failed, until interrupted");
+}
+
 } // namespace AudioHost

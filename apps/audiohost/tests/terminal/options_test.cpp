@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <sstream>
 
 namespace AudioHost {
@@ -16,6 +17,11 @@ TEST(ReadCommandLine, OfPlayWithOneFileHasTheDefaults) {
     EXPECT_FALSE(line.play->balance);
     EXPECT_EQ(line.play->seconds, 0.0);
     EXPECT_EQ(line.play->reportPath + line.play->heardPath + line.play->logPath, "");
+    EXPECT_TRUE(line.play->tonesHz.empty());
+    EXPECT_FALSE(line.play->hasNoise || line.play->isSequence || line.play->isLoop);
+    EXPECT_TRUE(line.play->failOn.sound && line.play->failOn.time);
+    EXPECT_FALSE(line.play->failOn.level);
+    EXPECT_FALSE(line.telling.isQuiet || line.telling.isVerbose || line.telling.isJson);
 }
 
 TEST(ReadCommandLine, OfPlayTakesEveryOptionAndSeveralFiles) {
@@ -31,6 +37,49 @@ TEST(ReadCommandLine, OfPlayTakesEveryOptionAndSeveralFiles) {
     EXPECT_EQ(line.play->reportPath, "r.html");
     EXPECT_EQ(line.play->heardPath, "h.raw");
     EXPECT_EQ(line.play->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, OfPlayTakesTestSignalsInPlaceOfFiles) {
+    CommandLine const tone = ReadCommandLine({"play", "--tone", "440,660.5"});
+    ASSERT_TRUE(tone.play) << tone.text;
+    EXPECT_EQ(tone.play->tonesHz, (std::vector<double>{440.0, 660.5}));
+    EXPECT_TRUE(tone.play->files.empty());
+    CommandLine const noise = ReadCommandLine({"play", "--tone=20", "--tone=20000", "a.wav", "--noise"});
+    ASSERT_TRUE(noise.play) << noise.text;
+    EXPECT_TRUE(noise.play->hasNoise);
+    EXPECT_EQ(noise.play->tonesHz, std::vector<double>{20000.0});
+    EXPECT_EQ(noise.play->files, std::vector<std::string>{"a.wav"});
+}
+
+TEST(ReadCommandLine, OfPlayTakesFlagsAndStandardInput) {
+    CommandLine const line =
+        ReadCommandLine({"play", "--then", "-", "--loop", "a.wav", "-q", "--json", "--json"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->files, (std::vector<std::string>{StandardInput, "a.wav"}));
+    EXPECT_TRUE(line.play->isSequence && line.play->isLoop);
+    EXPECT_TRUE(line.telling.isQuiet && line.telling.isJson);
+    EXPECT_FALSE(line.telling.isVerbose);
+    EXPECT_TRUE(ReadCommandLine({"meter", "--verbose"}).telling.isVerbose);
+}
+
+TEST(ReadCommandLine, FailOnTakesWhatCounts) {
+    FailOn const level = ReadCommandLine({"play", "a.wav", "--fail-on", "level,time"}).play->failOn;
+    EXPECT_FALSE(level.sound);
+    EXPECT_TRUE(level.time && level.level);
+    FailOn const nothing = ReadCommandLine({"play", "a.wav", "--fail-on=nothing"}).play->failOn;
+    EXPECT_FALSE(nothing.sound || nothing.time || nothing.level);
+    EXPECT_FALSE(ReadCommandLine({"record", "a.wav", "--fail-on=nothing"}).record->failOn.sound);
+}
+
+TEST(ReadCommandLine, OfTheVersionIsNoError) {
+    CommandLine const line = ReadCommandLine({"--version"});
+    EXPECT_EQ(line.code, ExitCode_t::Ok);
+    EXPECT_THAT(line.text, testing::MatchesRegex("audiohost [0-9]+\\.[0-9]+\\.[0-9]+"));
+}
+
+TEST(ReadCommandLine, OfDevicesHasNoOptionsOfItsOwn) {
+    CommandLine const line = ReadCommandLine({"devices", "-v", "--json"});
+    EXPECT_TRUE(line.devices && line.telling.isVerbose && line.telling.isJson) << line.text;
 }
 
 TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
@@ -98,29 +147,38 @@ class ReadCommandLine_Wrong : public testing::TestWithParam<std::vector<std::str
 
 TEST_P(ReadCommandLine_Wrong, IsAUsageErrorWithASentenceAndAHint) {
     CommandLine const line = ReadCommandLine(GetParam());
-    EXPECT_FALSE(line.play || line.record || line.meter);
+    EXPECT_FALSE(line.play || line.record || line.meter || line.devices);
     EXPECT_EQ(line.code, ExitCode_t::Usage);
     EXPECT_NE(line.text.find("--help"), std::string::npos);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, ReadCommandLine_Wrong,
-                         testing::Values(std::vector<std::string>{}, std::vector<std::string>{"play"},
-                                         std::vector<std::string>{"dance"},
-                                         std::vector<std::string>{"play", "a.wav", "--volume", "1.1"},
-                                         std::vector<std::string>{"play", "a.wav", "--volume", "nan"},
-                                         std::vector<std::string>{"play", "a.wav", "--volume", "loud"},
-                                         std::vector<std::string>{"play", "a.wav", "--balance", "-0.1"},
-                                         std::vector<std::string>{"play", "a.wav", "--seconds", "0"},
-                                         std::vector<std::string>{"play", "a.wav", "--seconds", "nan"},
-                                         std::vector<std::string>{"play", "a.wav", "--colour"},
-                                         std::vector<std::string>{"play", "a.wav", "--report"},
-                                         std::vector<std::string>{"record"},
-                                         std::vector<std::string>{"record", "a.wav", "b.wav"},
-                                         std::vector<std::string>{"record", "a.wav", "--seconds", "0"},
-                                         std::vector<std::string>{"record", "a.wav", "--volume", "1"},
-                                         std::vector<std::string>{"meter", "a.wav"},
-                                         std::vector<std::string>{"meter", "--seconds", "nan"},
-                                         std::vector<std::string>{"meter", "record", "a.wav"}));
+INSTANTIATE_TEST_SUITE_P(
+    Each, ReadCommandLine_Wrong,
+    testing::Values(
+        std::vector<std::string>{}, std::vector<std::string>{"play"}, std::vector<std::string>{"dance"},
+        std::vector<std::string>{"play", "a.wav", "--volume", "1.1"},
+        std::vector<std::string>{"play", "a.wav", "--volume", "nan"},
+        std::vector<std::string>{"play", "a.wav", "--volume", "loud"},
+        std::vector<std::string>{"play", "a.wav", "--balance", "-0.1"},
+        std::vector<std::string>{"play", "a.wav", "--seconds", "0"},
+        std::vector<std::string>{"play", "a.wav", "--seconds", "nan"},
+        std::vector<std::string>{"play", "a.wav", "--colour"}, std::vector<std::string>{"play", "--loop"},
+        std::vector<std::string>{"play", "--tone", "19.9"},
+        std::vector<std::string>{"play", "--tone", "20000.1"},
+        std::vector<std::string>{"play", "--tone", "440,,660"},
+        std::vector<std::string>{"play", "--tone", ""}, std::vector<std::string>{"play", "a.wav", "--json=1"},
+        std::vector<std::string>{"play", "a.wav", "-q", "-v"},
+        std::vector<std::string>{"play", "a.wav", "--fail-on", "weather"},
+        std::vector<std::string>{"play", "a.wav", "--fail-on", ""},
+        std::vector<std::string>{"play", "a.wav", "--fail-on", "nothing,sound"},
+        std::vector<std::string>{"record", "a.wav", "--fail-on", "time"},
+        std::vector<std::string>{"meter", "--json"}, std::vector<std::string>{"devices", "a.wav"},
+        std::vector<std::string>{"play", "a.wav", "--report"}, std::vector<std::string>{"record"},
+        std::vector<std::string>{"record", "a.wav", "b.wav"},
+        std::vector<std::string>{"record", "a.wav", "--seconds", "0"},
+        std::vector<std::string>{"record", "a.wav", "--volume", "1"},
+        std::vector<std::string>{"meter", "a.wav"}, std::vector<std::string>{"meter", "--seconds", "nan"},
+        std::vector<std::string>{"meter", "record", "a.wav"}));
 
 TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
     for (std::vector<std::string> const& arguments :
@@ -135,25 +193,30 @@ TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
 
 TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
     std::string const all = ReadCommandLine({"--help"}).text;
-    for (std::string const command : {"play", "record", "meter"}) {
+    for (std::string const command : {"play", "record", "meter", "devices"}) {
         EXPECT_THAT(all, testing::HasSubstr(ReadCommandLine({command, "--help"}).text));
     }
 }
 
 TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
     std::size_t told = 0;
-    for (std::string const command : {"play", "record", "meter"}) {
+    std::regex const form("  (-[a-z], )?(--[a-z-]+)( [^ ]+)?  .*");
+    for (std::string const command : {"play", "record", "meter", "devices"}) {
         std::istringstream help(ReadCommandLine({command, "--help"}).text);
         for (std::string line; std::getline(help, line);) {
-            if (line.rfind("  --", 0) == 0) {
-                std::string const option = line.substr(2, line.find(' ', 2) - 2);
-                EXPECT_THAT(ReadCommandLine({command, option}).text,
-                            testing::StartsWith(option + ": 1 required"));
+            std::smatch option;
+            if (std::regex_match(line, option, form)) {
+                bool const hasValue = option[3].matched;
+                // One wants its value, the other none.
+                std::string const wrong = option[2].str() + (hasValue ? "" : "=1");
+                EXPECT_THAT(ReadCommandLine({command, wrong}).text,
+                            testing::HasSubstr(hasValue ? option[2].str() + ": 1 required" : "flag"))
+                    << command << " " << wrong;
                 ++told;
             }
         }
     }
-    EXPECT_EQ(told, 7U + 4U + 2U);
+    EXPECT_EQ(told, 15U + 8U + 4U + 3U);
 }
 
 } // namespace AudioHost

@@ -1,0 +1,97 @@
+#include "commands/findings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "arithmetic/levels.h"
+#include "report/judgement.h"
+
+namespace AudioHost {
+
+namespace {
+
+/// Recorders and mixers round, and what is not heard at all is missing from the level; twice the loudness is
+/// 6 dB.
+constexpr double LevelToleranceDecibel = 3.0;
+constexpr double CentreBalance = 0.5;
+constexpr double HundredthsPerDecibel = 100.0;
+
+/// What the judge needs, without the sound itself.
+PlaybackLog CopyFacts(PlaybackLog const& log) {
+    PlaybackLog facts;
+    facts.leadMilliSec = log.leadMilliSec;
+    facts.output = log.output;
+    for (SessionLog const& session : log.sessions) {
+        SessionLog copy;
+        copy.jobsSucceeded = session.jobsSucceeded;
+        copy.events = session.events;
+        facts.sessions.push_back(std::move(copy));
+    }
+    return facts;
+}
+
+/// With every frame in time.
+Outcome_t JudgeSoundAlone(PlaybackLog const& log) {
+    PlaybackLog facts = CopyFacts(log);
+    facts.comparison = log.comparison;
+    for (std::size_t i = 0; i < log.sessions.size(); ++i) {
+        facts.sessions[i].jobsFailed = log.sessions[i].jobsFailed;
+    }
+    return Judge(facts).outcome;
+}
+
+/// With every frame played, and nobody who listened.
+Outcome_t JudgeTimeAlone(PlaybackLog const& log) {
+    PlaybackLog facts = CopyFacts(log);
+    bool hasPoints = false;
+    for (std::size_t i = 0; i < log.sessions.size(); ++i) {
+        facts.sessions[i].points = log.sessions[i].points;
+        hasPoints = hasPoints || !log.sessions[i].points.empty();
+    }
+    return hasPoints ? Judge(facts).outcome : Outcome_t::Good;
+}
+
+std::optional<Outcome_t> JudgeLevelAlone(PlaybackLog const& log, double askedDecibel) {
+    if (!log.comparison || !log.comparison->isFound) {
+        return std::nullopt;
+    }
+    double const difference = log.comparison->heardLevelDecibel - log.comparison->sentLevelDecibel;
+    return std::fabs(difference - askedDecibel) <= LevelToleranceDecibel ? Outcome_t::Good : Outcome_t::Bad;
+}
+
+} // namespace
+
+Findings FindWhatFailed(PlaybackLog const& log, double askedDecibel) {
+    return {JudgeSoundAlone(log), JudgeTimeAlone(log), JudgeLevelAlone(log, askedDecibel)};
+}
+
+double AskedDecibel(PlayOptions const& options) {
+    auto const balance = static_cast<float>(options.balance.value_or(CentreBalance));
+    double const volume = Media::Levels::AttenuationForVolume(options.volume.value_or(1.0F));
+    // The pan makes one channel softer and leaves the other.
+    double const softer = -std::abs(Media::Levels::PanForBalance(balance)) / HundredthsPerDecibel;
+    double const mean = (1.0 + std::pow(10.0, softer / 20.0)) / 2.0;
+    return volume / HundredthsPerDecibel + 20.0 * std::log10(mean);
+}
+
+ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn) {
+    if (log.isInterrupted) {
+        return ExitCode_t::Interrupted;
+    }
+    Outcome_t const good = Outcome_t::Good;
+    Outcome_t const worst =
+        std::max({failOn.sound ? findings.sound : good, failOn.time ? findings.time : good,
+                  failOn.level ? findings.level.value_or(good) : good});
+    switch (worst) {
+        case Outcome_t::Good:
+            return ExitCode_t::Ok;
+        case Outcome_t::OutputGlitch:
+            return ExitCode_t::OutputGlitch;
+        case Outcome_t::Bad:
+            break;
+    }
+    return ExitCode_t::WentBadly;
+}
+
+} // namespace AudioHost

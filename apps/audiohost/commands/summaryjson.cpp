@@ -1,0 +1,193 @@
+#include "commands/summaryjson.h"
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "listening/stats.h"
+#include "report/capturesummary.h"
+#include "report/judgement.h"
+
+namespace AudioHost {
+
+namespace {
+
+/// In the order in which members are written down. What is not finite becomes null.
+using Json = nlohmann::ordered_json;
+
+/// To three places: what is finer is noise.
+double Rounded(double value) {
+    return std::round(value * 1000.0) / 1000.0;
+}
+
+double SecondsOf(std::int64_t nanoSec) {
+    return Rounded(static_cast<double>(nanoSec) / Listening::NanoSecPerSec);
+}
+
+double MilliSecOf(std::int64_t samples) {
+    return Rounded(Listening::SamplesToMilliSec(static_cast<double>(samples)));
+}
+
+Json FromOutcome(Outcome_t outcome) {
+    switch (outcome) {
+        case Outcome_t::Good:
+            return "good";
+        case Outcome_t::OutputGlitch:
+            return "output";
+        case Outcome_t::Bad:
+            break;
+    }
+    return "bad";
+}
+
+Json FromPath(std::string const& path) {
+    return path.empty() ? Json() : Json(path);
+}
+
+Json Head(std::string const& command, ExitCode_t code) {
+    return {{"schema", "audiohost-summary"},
+            {"version", SummaryVersion},
+            {"command", command},
+            {"exitCode", static_cast<int>(code)}};
+}
+
+std::string Write(Json const& json) {
+    // File names need not be UTF-8.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Json FromFrequencies(SessionLog const& session) {
+    if (session.steps.empty()) {
+        return nullptr;
+    }
+    auto const [least, most] =
+        std::minmax_element(session.steps.begin(), session.steps.end(),
+                            [](FrequencyStep const& a, FrequencyStep const& b) { return a.hz < b.hz; });
+    return {{"changes", CountEvents(session, EventKind_t::FrequencyChange)},
+            {"leastHz", least->hz},
+            {"mostHz", most->hz}};
+}
+
+Json FromErrors(SessionLog const& session) {
+    if (session.points.empty()) {
+        return nullptr;
+    }
+    std::vector<double> const errors = Listening::Magnitudes(ErrorsOf(session));
+    return {{"began", Rounded(BeginErrorMilliSec(session).value_or(0.0))},
+            {"median", Rounded(Listening::Median(errors))},
+            {"percent95", Rounded(Listening::Percentile(errors, 0.95))},
+            {"most", Rounded(*std::max_element(errors.begin(), errors.end()))}};
+}
+
+Json FromSession(SessionLog const& session) {
+    return {
+        {"name", session.name},
+        {"description", session.description},
+        {"durationSeconds", session.durationNanoSec > 0 ? Json(SecondsOf(session.durationNanoSec)) : Json()},
+        {"sentSeconds", SecondsOf(session.sentNanoSec)},
+        {"framesSent", session.framesSent},
+        {"framesPlayed", session.jobsSucceeded},
+        {"framesFailed", session.jobsFailed},
+        {"errorMilliSec", FromErrors(session)},
+        {"frequency", FromFrequencies(session)}};
+}
+
+Json FromJumps(std::vector<Listening::TimelineJump> const& jumps) {
+    Json list = Json::array();
+    for (Listening::TimelineJump const& jump : jumps) {
+        char const* const kind = jump.kind == Listening::TimelineJump::Kind_t::Missing    ? "missing"
+                                 : jump.kind == Listening::TimelineJump::Kind_t::Repeated ? "repeated"
+                                                                                          : "silence";
+        list.push_back({{"kind", kind},
+                        {"atSeconds", Rounded(Listening::SamplesToSec(static_cast<double>(jump.sentSample)))},
+                        {"milliSec", MilliSecOf(jump.samples)}});
+    }
+    return list;
+}
+
+Json FromComparison(Listening::SoundComparison const& comparison) {
+    return {{"isFound", comparison.isFound},
+            {"windows", comparison.windowsWithSignal},
+            {"windowsMatched", comparison.windowsMatched},
+            {"sentLevelDecibel", Rounded(comparison.sentLevelDecibel)},
+            {"heardLevelDecibel", Rounded(comparison.heardLevelDecibel)},
+            {"driftMilliSec", Rounded(Listening::SamplesToMilliSec(comparison.lagDriftSamples))},
+            {"spreadMilliSec", Rounded(Listening::SamplesToMilliSec(comparison.lagSpreadSamples))},
+            {"holes", comparison.holes.size()},
+            {"longestHoleMilliSec", MilliSecOf(comparison.longestHole.samples)},
+            {"jumps", FromJumps(comparison.jumps)}};
+}
+
+Json FromDevices(std::vector<SoundDevice> const& devices) {
+    Json list = Json::array();
+    for (SoundDevice const& device : devices) {
+        list.push_back({{"name", device.name},
+                        {"driver", device.driver},
+                        {"id", device.id},
+                        {"isDefault", device.IsDefault()}});
+    }
+    return list;
+}
+
+Json FromVerdict(Verdict const& verdict) {
+    return {{"outcome", FromOutcome(verdict.outcome)}, {"text", verdict.text}};
+}
+
+} // namespace
+
+std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, PlayOptions const& options,
+                              ExitCode_t code) {
+    Json json = Head("play", code);
+    Json verdict = FromVerdict(Judge(log));
+    verdict["sound"] = FromOutcome(findings.sound);
+    verdict["time"] = FromOutcome(findings.time);
+    verdict["level"] = findings.level ? FromOutcome(*findings.level) : Json();
+    json["verdict"] = std::move(verdict);
+    json["isInterrupted"] = log.isInterrupted;
+    json["leadMilliSec"] = log.leadMilliSec;
+    json["sessions"] = Json::array();
+    for (SessionLog const& session : log.sessions) {
+        json["sessions"].push_back(FromSession(session));
+    }
+    json["heard"] = log.comparison ? FromComparison(*log.comparison) : Json();
+    json["output"] = {{"isWatched", log.output.isWatched},
+                      {"glitches", log.output.glitches.size()},
+                      {"worstMilliSec", Rounded(log.output.worstMilliSec)}};
+    json["files"] = {{"report", FromPath(options.reportPath)},
+                     {"heard", FromPath(options.heardPath)},
+                     {"log", FromPath(options.logPath)}};
+    return Write(json);
+}
+
+std::string FormatSummaryJson(CaptureLog const& log, RecordOptions const& options, ExitCode_t code) {
+    Json json = Head("record", code);
+    json["verdict"] = FromVerdict(Judge(log));
+    json["isInterrupted"] = log.isInterrupted;
+    json["seconds"] = Rounded(Listening::SamplesToSec(static_cast<double>(log.samples)));
+    json["frames"] = log.frames;
+    json["framesLost"] = log.GetFramesLost();
+    json["frameNumbersMissing"] = log.numbersMissing;
+    json["readsFailed"] = log.readsFailed;
+    json["levelDecibel"] = Rounded(log.levelDecibel);
+    json["recorded"] = log.check ? FromComparison(log.check->comparison) : Json();
+    json["files"] = {{"sound", log.samples > 0 ? Json(options.outPath) : Json()},
+                     {"report", FromPath(options.reportPath)},
+                     {"log", FromPath(options.logPath)}};
+    return Write(json);
+}
+
+std::string FormatSummaryJson(DeviceList const& list, ExitCode_t code) {
+    Json json = Head("devices", code);
+    json["outputs"] = FromDevices(list.outputs);
+    json["inputs"] = FromDevices(list.inputs);
+    return Write(json);
+}
+
+std::string FormatErrorJson(std::string const& command, HostError const& error) {
+    Json json = Head(command, error.GetCode());
+    json["error"] = error.what();
+    return Write(json);
+}
+
+} // namespace AudioHost

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "commands/findings.h"
+#include "output/devicelist.h"
+#include "play/playbacklog.h"
+#include "record/capturelog.h"
+#include "terminal/hosterror.h"
+#include "terminal/options.h"
+
+namespace AudioHost {
+
+/// Goes up when a member changes its meaning or goes; docs/summary.md tells all of them.
+constexpr int SummaryVersion = 1;
+
+/// The summary of one run as a JSON object with a line end, for scripts.
+std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, PlayOptions const& options,
+                              ExitCode_t code);
+std::string FormatSummaryJson(CaptureLog const& log, RecordOptions const& options, ExitCode_t code);
+
+std::string FormatSummaryJson(DeviceList const& list, ExitCode_t code);
+
+/// Of a run that ended with an error instead.
+std::string FormatErrorJson(std::string const& command, HostError const& error);
+
+} // namespace AudioHost

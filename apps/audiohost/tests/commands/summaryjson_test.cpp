@@ -1,0 +1,88 @@
+#include "commands/summaryjson.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "support/testcapturelog.h"
+#include "support/testplaybacklog.h"
+
+namespace AudioHost {
+
+namespace {
+
+nlohmann::json Parse(PlaybackLog const& log, PlayOptions const& options = {}) {
+    return nlohmann::json::parse(
+        FormatSummaryJson(log, FindWhatFailed(log, 0.0), options, ExitCode_t::WentBadly));
+}
+
+} // namespace
+
+TEST(FormatSummaryJson, OfAPlaybackHasItsSchemaVerdictAndFigures) {
+    auto const object = Parse(MakeHeardLog());
+    EXPECT_EQ(object["schema"], "audiohost-summary");
+    EXPECT_EQ(object["version"], 1);
+    EXPECT_EQ(object["command"], "play");
+    EXPECT_EQ(object["exitCode"], 9);
+    EXPECT_EQ(object["verdict"], (nlohmann::json{{"outcome", "good"},
+                                                 {"text", "Played and heard as sent"},
+                                                 {"sound", "good"},
+                                                 {"time", "good"},
+                                                 {"level", "good"}}));
+    auto const& session = object["sessions"].at(0);
+    EXPECT_EQ(session["name"], "voice.wav");
+    EXPECT_EQ(session["framesSent"], 100);
+    EXPECT_EQ(session["framesFailed"], 0);
+    EXPECT_EQ(session["sentSeconds"], 2.0);
+    EXPECT_EQ(session["errorMilliSec"]["median"], 1.0);
+    EXPECT_EQ(session["errorMilliSec"]["most"], 4.0);
+    EXPECT_EQ(session["frequency"], (nlohmann::json{{"changes", 2}, {"leastHz", 47960}, {"mostHz", 48000}}));
+    EXPECT_EQ(object["heard"]["isFound"], true);
+    EXPECT_EQ(object["heard"]["windowsMatched"], object["heard"]["windows"]);
+    EXPECT_TRUE(object["heard"]["jumps"].empty());
+}
+
+TEST(FormatSummaryJson, OfWhatIsNotKnownIsNull) {
+    PlaybackLog log = MakeLog();
+    log.sessions[0].points.clear();
+    log.sessions[0].steps.clear();
+    log.sessions[0].durationNanoSec = 0;
+    auto const object = Parse(log);
+    EXPECT_TRUE(object["heard"].is_null());
+    EXPECT_TRUE(object["verdict"]["level"].is_null());
+    EXPECT_TRUE(object["files"]["report"].is_null());
+    EXPECT_TRUE(object["sessions"][0]["errorMilliSec"].is_null());
+    EXPECT_TRUE(object["sessions"][0]["frequency"].is_null());
+    EXPECT_TRUE(object["sessions"][0]["durationSeconds"].is_null());
+}
+
+TEST(FormatSummaryJson, OfANameThatIsNoTextStaysAnObject) {
+    PlaybackLog log = MakeLog();
+    log.sessions[0].name = "a\"\n\xFF.wav";
+    EXPECT_EQ(Parse(log)["sessions"][0]["name"], "a\"\n\xEF\xBF\xBD.wav");
+}
+
+TEST(FormatSummaryJson, OfARecordingHasItsVerdictAndFigures) {
+    CaptureLog log = MakeCaptureLog();
+    log.losses = {{5'000'000'000, 4, true}};
+    RecordOptions options;
+    options.outPath = "out.wav";
+    auto const object = nlohmann::json::parse(FormatSummaryJson(log, options, ExitCode_t::WentBadly));
+    EXPECT_EQ(object["command"], "record");
+    EXPECT_EQ(object["verdict"]["outcome"], "bad");
+    EXPECT_EQ(object["frames"], 100);
+    EXPECT_EQ(object["framesLost"], 4);
+    EXPECT_EQ(object["seconds"], 2.0);
+    EXPECT_EQ(object["files"]["sound"], "out.wav");
+    EXPECT_TRUE(object["recorded"].is_null());
+}
+
+TEST(FormatErrorJson, HasTheSentenceAndTheCode) {
+    auto const object =
+        nlohmann::json::parse(FormatErrorJson("play", HostError(ExitCode_t::FileMissing, "'a' is gone.")));
+    EXPECT_EQ(object["version"], 1);
+    EXPECT_EQ(object["exitCode"], 3);
+    EXPECT_EQ(object["error"], "'a' is gone.");
+}
+
+} // namespace AudioHost
