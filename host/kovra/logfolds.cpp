@@ -1,20 +1,22 @@
 #include "logfolds.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 namespace Kovra {
 
 namespace {
 
 constexpr std::int64_t FoldNanoSec = 10 * NanoSecPerSec;
-/// Kinds that are told apart at a time: somebody may log ever new texts.
-constexpr std::size_t MaxFolds = 64;
+/// Kinds that are told apart at a time, more than all sessions that a machine can play have together:
+/// somebody may log ever new texts.
+constexpr std::size_t MaxFolds = 1024;
 
 /// What records must have in common to be folded.
 std::string KindOf(LogRecord const& record) {
-    return record.channel + '\n' + std::to_string(static_cast<int>(record.level)) + '\n' + record.file + ':' +
-           std::to_string(record.line) + '\n' + HideNumbers(record.message);
+    return record.channel + '\n' + std::to_string(static_cast<int>(record.level)) + '\n' +
+           std::to_string(record.subject) + '\n' + record.file + ':' + std::to_string(record.line) + '\n' +
+           HideNumbers(record.message);
 }
 
 /// Whole seconds, rounded up, 1 at least.
@@ -54,13 +56,24 @@ void LogFolds::Close() {
 }
 
 void LogFolds::CloseDue(JiffyTime now) {
+    bool const mayBeDue = now < latest_ || IsDue(oldest_, now);
+    latest_ = now;
+    if (!mayBeDue) {
+        return;
+    }
+    oldest_ = now;
     for (auto place = folds_.begin(); place != folds_.end();) {
         Fold& fold = place->second;
         if (IsDue(fold.since, now)) {
             Write(fold);
         }
         // It has not moved: the kind has not come for so long, or not again.
-        place = IsDue(fold.since, now) ? folds_.erase(place) : std::next(place);
+        if (IsDue(fold.since, now)) {
+            place = folds_.erase(place);
+        } else {
+            oldest_ = std::min(oldest_, fold.since);
+            ++place;
+        }
     }
 }
 

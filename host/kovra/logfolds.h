@@ -10,8 +10,8 @@
 
 namespace Kovra {
 
-/// Joins records that are alike but for the numbers in their texts: the first is written at once, the others
-/// as one line when ten seconds have passed since the line before.
+/// Joins records of one subject that are alike but for the numbers in their texts: the first is written at
+/// once, the others as one line when ten seconds have passed since the line before.
 ///
 /// **Threads:** one at a time. Time is that of the records.
 class LogFolds {
@@ -38,6 +38,11 @@ private:
 
     Writer const write_;
     std::map<std::string, Fold> folds_;
+    /// No fold began before it: with many sessions, going through all folds for each record would cost more
+    /// than writing them.
+    JiffyTime oldest_;
+    /// Of the latest record.
+    JiffyTime latest_;
 };
 
 } // namespace Kovra

@@ -11,6 +11,7 @@
 #include <boost/log/sinks/text_ostream_backend.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
 #include <boost/smart_ptr/make_shared_object.hpp>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -61,6 +62,7 @@ char const* const MessageName = "Message";
 // Ours, on each record.
 char const* const TimeName = "Time";
 char const* const ThreadName = "Thread";
+char const* const SubjectName = "Subject";
 char const* const LocationName = "Location";
 
 /// "2026-02-03T04:05:06.789Z".
@@ -109,14 +111,22 @@ std::string ToOneLine(std::string text) {
     return text;
 }
 
-/// One line: time, level, channel, thread in brackets if it has a name, text, location in parentheses if any.
+/// " [Media.Pipeline.Worker session 3]", or as much of it as there is.
+std::string FormatOrigin(bl::record_view const& record) {
+    auto origin = bl::extract_or_default<std::string>(ThreadName, record, std::string());
+    auto const subject = bl::extract_or_default<std::uint64_t>(SubjectName, record, std::uint64_t{0});
+    if (subject != 0) {
+        origin += (origin.empty() ? "session " : " session ") + std::to_string(subject);
+    }
+    return origin.empty() ? origin : " [" + origin + ']';
+}
+
+/// One line: time, level, channel, thread and session in brackets if any, text, location in parentheses if
+/// any.
 void FormatLine(bl::record_view const& record, bl::formatting_ostream& line) {
     line << FormatTime(bl::extract_or_default<SysTime>(TimeName, record, SysTime())) << ' '
          << GetLevelName(bl::extract_or_default<LogLevel_t>(SeverityName, record, LogLevel_t::Off)) << ' '
-         << bl::extract<std::string>(ChannelName, record);
-    if (auto const thread = bl::extract<std::string>(ThreadName, record); !thread.get().empty()) {
-        line << " [" << thread << ']';
-    }
+         << bl::extract<std::string>(ChannelName, record) << FormatOrigin(record);
     line << ' ' << ToOneLine(bl::extract_or_default<std::string>(MessageName, record, std::string()));
     if (auto const location = bl::extract<std::string>(LocationName, record); !location.get().empty()) {
         line << " (" << location << ')';
@@ -235,6 +245,7 @@ void LogSinks::State::Write(LogRecord const& record) {
     }
     Insert(opened, TimeName, record.wallTime);
     Insert(opened, ThreadName, record.threadName);
+    Insert(opened, SubjectName, record.subject);
     Insert(opened, LocationName, record.file.empty() ? std::string() : FormatLocation(record));
     Insert(opened, MessageName, record.message);
     logger.push_record(std::move(opened));

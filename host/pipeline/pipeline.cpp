@@ -11,8 +11,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "capturetally.h"
 #include "kovra/log.h"
 #include "kovra/thread.h"
+#include "sessiontally.h"
 
 namespace Media {
 
@@ -43,7 +45,10 @@ bool IsCallCompleted(Call call) {
 
 struct Session {
     Session(SessionId_t id_, boost::intrusive_ptr<PipelineState> state_)
-        : id(id_), state(std::move(state_)), exclusive(dynamic_cast<PipelineStateExclusive*>(state.get())) {}
+        : id(id_),
+          state(std::move(state_)),
+          exclusive(dynamic_cast<PipelineStateExclusive*>(state.get())),
+          tally(id_) {}
 
     bool HasWork() const { return isUpdateWaiting || !jobs.empty() || isClosing; }
 
@@ -64,6 +69,9 @@ struct Session {
     // --- used by the worker that has the session
     /// Of the next job to run.
     std::uint64_t nextJobNumber = 0;
+
+    // --- with a lock of its own
+    SessionTally tally;
 };
 
 Job MakeJob(Session const& session, std::shared_ptr<FrameAud> frame, Kovra::JiffyTime presentation) {
@@ -109,6 +117,12 @@ struct Pipeline::State {
     std::deque<std::shared_ptr<Session>> ready;
     std::size_t scheduled = 0;
     bool isStopping = false;
+    SessionStatistics_t ended;
+    std::uint64_t endedSessions = 0;
+    Episodes_t idleStops;
+
+    // --- with a lock of its own
+    CaptureTally capture;
 
     // --- used by the constructor and the destructor only
     std::vector<std::thread> workers;
@@ -200,6 +214,8 @@ void Pipeline::State::Step(std::unique_lock<std::mutex>& guard, std::shared_ptr<
         EndSession(*session);
         guard.lock();
         session->hasEnded = true;
+        Merge(session->tally.Get(), ended);
+        ++endedSessions;
         sessions.erase(session->id);
         settled.notify_all();
     }
@@ -219,15 +235,16 @@ bool Pipeline::State::RunJob(Session& session, Job const& job) {
     if (session.exclusive) {
         PipelineStateAccess::Release(*session.exclusive, job.get());
     }
-    std::uint64_t const jobNumber = session.nextJobNumber++;
+    Report_t report;
+    report.session = session.id;
+    report.jobNumber = session.nextJobNumber++;
+    report.outcome = isCompleted ? job->GetOutcome() : PipelineStageJob::Outcome_t::Uncompleted;
+    report.requested = job->Params()->presentationTime;
+    report.achieved = job->GetPresentationTimestamp();
+    report.started = start;
+    report.renderNanoSec = end.GetDiffSysTime(start).NanoSec();
+    session.tally.AddJob(report);
     if (observer) {
-        Report_t report;
-        report.session = session.id;
-        report.jobNumber = jobNumber;
-        report.outcome = isCompleted ? job->GetOutcome() : PipelineStageJob::Outcome_t::Uncompleted;
-        report.requested = job->Params()->presentationTime;
-        report.achieved = job->GetPresentationTimestamp();
-        report.renderNanoSec = end.GetDiffSysTime(start).NanoSec();
         IsCallCompleted([&] { observer(report); });
     }
     return true;
@@ -317,6 +334,49 @@ void Pipeline::Drain() {
     }
     std::unique_lock<std::mutex> guard(state_->lock);
     state_->settled.wait(guard, [this] { return state_->scheduled == 0; });
+}
+
+PipelineStatistics_t Pipeline::GetStatistics() const {
+    PipelineStatistics_t told;
+    std::vector<std::shared_ptr<Session>> sessions;
+    {
+        std::lock_guard<std::mutex> const guard(state_->lock);
+        for (auto const& [id, session] : state_->sessions) {
+            sessions.push_back(session);
+        }
+        told.ended = state_->ended;
+        told.endedSessions = state_->endedSessions;
+        told.idleStops = state_->idleStops;
+    }
+    for (std::shared_ptr<Session> const& session : sessions) {
+        told.sessions.push_back(session->tally.Get());
+    }
+    told.capture = state_->capture.Get();
+    return told;
+}
+
+void Pipeline::AddLog(Kovra::LogRecord const& record) {
+    if (record.channel.rfind(RendererChannels, 0) != 0) {
+        return;
+    }
+    RendererEvent_t const event = ReadRendererEvent(record.message);
+    std::shared_ptr<Session> session;
+    {
+        std::lock_guard<std::mutex> const guard(state_->lock);
+        if (event.kind == RendererEventKind_t::IdleStop) {
+            state_->idleStops.Add(record.time);
+        }
+        auto const found = state_->sessions.find(static_cast<SessionId_t>(record.subject));
+        if (found == state_->sessions.end()) {
+            return;
+        }
+        session = found->second;
+    }
+    session->tally.AddEvent(event, record.time);
+}
+
+void Pipeline::AddCaptured(std::vector<std::shared_ptr<FrameAud>> const& frames) {
+    state_->capture.Add(frames);
 }
 
 } // namespace Media

@@ -106,8 +106,8 @@ TEST_F(LogThread, MayBeHeldUpWhilePlaybackAndMeterGoOnAndTheFileStaysEmpty) {
     release.set_value();
     manager.Flush();
     std::string const text = ReadFile();
-    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer playback started\n"));
-    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker] AudioBuffer ignoring small gap ("));
+    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker session 1] AudioBuffer playback started\n"));
+    EXPECT_THAT(text, HasSubstr("[Media.Pipeline.Worker session 1] AudioBuffer ignoring small gap ("));
     EXPECT_THAT(text, HasSubstr("[Media.RendererAudio.Playback] Idle AudioBuffer playback stopped ("));
     EXPECT_THAT(text, HasSubstr("[Media.RendererAudio.LineLevel] Failed to acquire "));
 }

@@ -1,24 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "pipeline/rendererevent.h"
+
 namespace AudioHost {
 
-/// What a log record of the renderer means for the person who listens.
-enum class EventKind_t {
-    Started,
-    FrequencyChange,
-    DriftReset,
-    LateStop,
-    IdleStop,
-    PacketLoss,
-    SmallGap,
-    RateChange,
-    Other,
-};
+using EventKind_t = Media::RendererEventKind_t;
 
 /// A log record on the time axis of a playback.
 struct PlayEvent {
@@ -37,11 +27,6 @@ struct EventGroup {
     /// The first record's text.
     std::string text;
 };
-
-EventKind_t ReadKind(std::string const& message);
-
-/// The playback frequency in Hz that holds from this record on; nothing when it does not tell.
-std::optional<std::uint32_t> ReadFrequency(std::string const& message);
 
 /// In a person's words: "playback started".
 char const* KindInWords(EventKind_t kind);

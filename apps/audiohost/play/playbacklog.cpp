@@ -7,9 +7,9 @@ namespace AudioHost {
 
 namespace {
 
-void AddEvent(PlayEvent event, SessionLog& session) {
-    if (std::optional<std::uint32_t> const hz = ReadFrequency(event.text)) {
-        session.steps.push_back({event.timeNanoSec, *hz});
+void AddEvent(PlayEvent event, std::uint32_t hz, SessionLog& session) {
+    if (hz != 0) {
+        session.steps.push_back({event.timeNanoSec, hz});
     }
     session.events.push_back(std::move(event));
 }
@@ -82,12 +82,13 @@ void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
 
 void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {
     std::lock_guard<std::mutex> const guard(lock_);
-    PlayEvent event{ReadKind(record.message), record.time.GetDiffSysTime(start_).NanoSec(), record.message};
+    Media::RendererEvent_t const told = Media::ReadRendererEvent(record.message);
+    PlayEvent event{told.kind, record.time.GetDiffSysTime(start_).NanoSec(), record.message};
     auto const number = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
     if (number == numbers_.end()) {
         log_.otherEvents.push_back(std::move(event));
     } else {
-        AddEvent(std::move(event), log_.sessions[number->second]);
+        AddEvent(std::move(event), Media::GetFrequencyHz(told), log_.sessions[number->second]);
     }
 }
 

@@ -11,37 +11,8 @@ namespace AudioHost {
 
 namespace {
 
-/// Slots within which sound that was only late must have come in.
-constexpr std::size_t SettleSlots = 10;
-/// A rise from here on is a loss: whole frames are lost, and reading and the sound card's clock waver by less
-/// than the rest of a frame.
-constexpr std::int64_t MinLossNanoSec = 15'000'000;
-/// A single read may be late for many reasons: so many slots with frames must agree, which leaves out the
-/// last half second of a take.
-constexpr std::size_t MinSlots = 3;
-/// What the delay may grow in a slot without any loss: sound card and machine have clocks of their own, and
-/// the first reads of a take may come early.
-constexpr std::int64_t MaxDriftNanoSec = 1'000'000;
 constexpr std::int64_t NeighbourSlots = 2;
 constexpr std::uint32_t BackwardFrom = 0x80000000U;
-
-/// The least delay from each slot on, for as long as it may take to settle; nothing where too few slots have
-/// frames to tell.
-std::vector<std::optional<std::int64_t>> Settle(std::vector<CaptureSlot> const& slots) {
-    std::vector<std::optional<std::int64_t>> settled;
-    for (std::size_t i = 0; i < slots.size(); ++i) {
-        std::vector<std::int64_t> delays;
-        for (std::size_t k = i; k < std::min(i + SettleSlots, slots.size()); ++k) {
-            if (slots[k].behindNanoSec) {
-                delays.push_back(*slots[k].behindNanoSec);
-            }
-        }
-        bool const isEnough = delays.size() >= MinSlots;
-        settled.push_back(isEnough ? std::optional(*std::min_element(delays.begin(), delays.end()))
-                                   : std::nullopt);
-    }
-    return settled;
-}
 
 /// A loss shows in the slot behind it, or a slot sooner where reads happen to come late.
 bool HasRingEnded(std::vector<CaptureSlot> const& slots, std::size_t slot, std::uint64_t lostBefore,
@@ -65,25 +36,18 @@ void AddLoss(CaptureLoss const& loss, std::vector<CaptureLoss>& losses) {
 } // namespace
 
 std::vector<CaptureLoss> FindLosses(std::vector<CaptureSlot> const& slots) {
-    std::vector<std::optional<std::int64_t>> const settled = Settle(slots);
+    constexpr std::size_t Delay = Media::CaptureLossFinder::SettleSlots - 1;
+    Media::CaptureLossFinder finder;
     std::vector<CaptureLoss> losses;
-    std::optional<std::int64_t> reference;
     std::uint64_t lostBefore = 0;
-    for (std::size_t i = 0; i < settled.size(); ++i) {
-        if (!settled[i]) {
-            continue;
-        }
-        std::int64_t const rise = *settled[i] - reference.value_or(*settled[i]);
-        if (rise >= MinLossNanoSec) {
-            auto const frames = static_cast<std::uint64_t>((rise + CaptureFrameNanoSec - MinLossNanoSec) /
-                                                           CaptureFrameNanoSec);
-            AddLoss({static_cast<std::int64_t>(i) * CaptureSlot::LengthNanoSec, frames,
-                     HasRingEnded(slots, i, lostBefore, frames)},
+    for (std::size_t i = 0; i < slots.size() + Delay; ++i) {
+        std::uint64_t const frames = finder.Add(i < slots.size() ? slots[i].behindNanoSec : std::nullopt);
+        if (frames != 0) {
+            std::size_t const slot = i - Delay;
+            AddLoss({static_cast<std::int64_t>(slot) * CaptureSlot::LengthNanoSec, frames,
+                     HasRingEnded(slots, slot, lostBefore, frames)},
                     losses);
             lostBefore += frames;
-            reference = *reference + static_cast<std::int64_t>(frames) * CaptureFrameNanoSec;
-        } else {
-            reference = reference.value_or(*settled[i]) + std::min(rise, MaxDriftNanoSec);
         }
     }
     return losses;

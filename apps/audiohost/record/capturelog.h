@@ -11,18 +11,19 @@
 #include "listening/samples.h"
 #include "listening/takecheck.h"
 #include "mediacore/frame.h"
+#include "pipeline/capturelosses.h"
 
 namespace AudioHost {
 
 /// What one frame stands for.
 constexpr std::int64_t CaptureFrameSamples = 960;
-constexpr std::int64_t CaptureFrameNanoSec = 20'000'000;
+using Media::CaptureFrameNanoSec;
 /// Frames after which the renderer's capture ring begins again: five seconds.
 constexpr std::uint64_t CaptureRingFrames = 250;
 
 /// A fifth of a second of a take.
 struct CaptureSlot {
-    static constexpr std::int64_t LengthNanoSec = 200'000'000;
+    static constexpr std::int64_t LengthNanoSec = Media::CaptureLossFinder::SlotNanoSec;
 
     /// Least time by which the sound read so far was behind the time that had passed, in nanoseconds; nothing
     /// when no frame came in this slot.
@@ -42,9 +43,7 @@ struct CaptureLoss {
     bool isAtRingEnd = false;
 };
 
-/// Sound that is missing for good, from how far behind the clock the frames came: what is only late comes
-/// in within two seconds. A loss in the last half second is not found. Neither frame numbers nor timestamps
-/// show such a loss.
+/// Sound that is missing for good (`Media::CaptureLossFinder`). A loss in the last half second is not found.
 std::vector<CaptureLoss> FindLosses(std::vector<CaptureSlot> const& slots);
 
 /// One run of the record command.

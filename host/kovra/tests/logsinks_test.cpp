@@ -93,6 +93,20 @@ TEST_F(LogManager_SetConsole, WritesOneLineToTheStandardErrorStream) {
               "2023-11-14T22:13:20.125Z info Test.Console [Test.Named] 48000 Hz (a.cpp:3 A::B)\n");
 }
 
+TEST_F(LogManager_SetConsole, ShowsTheSessionBehindTheThread) {
+    testing::internal::CaptureStderr();
+    manager.SetConsole(LogLevel_t::Debug);
+    auto const logger = GetLogger("Test.Console");
+    std::thread([&] {
+        Kovra::LogSubject const subject(12);
+        Push(*logger, LogLevel_t::Debug, "unnamed");
+        Kovra::SetThreadName("Test.Named");
+        Push(*logger, LogLevel_t::Debug, "named");
+    }).join();
+    EXPECT_EQ(TakeConsole(), std::string(KovraTest::LineTime) + "debug Test.Console [session 12] unnamed\n" +
+                                 KovraTest::LineTime + "debug Test.Console [Test.Named session 12] named\n");
+}
+
 TEST_F(LogManager_SetConsole, LineBreaksInATextBecomeBlanks) {
     testing::internal::CaptureStderr();
     manager.SetConsole(LogLevel_t::Debug);
@@ -344,10 +358,36 @@ TEST_F(LogManager_Folding, TextChannelLevelAndPlaceTellKindsApart) {
                              "gap of 4 ... 2 times in 1 s"));
 }
 
-// 64 are told apart at a time.
+TEST_F(LogManager_Folding, SessionsAreToldApart) {
+    Observe();
+    for (int second = 0; second < 3; ++second) {
+        for (std::uint64_t const session : {7U, 8U}) {
+            Kovra::LogSubject const subject(session);
+            PushAt(second, "gap of " + std::to_string(second));
+        }
+    }
+    EXPECT_THAT(TakeTexts(), ElementsAre("[session 7] gap of 0", "[session 8] gap of 0",
+                                         "[session 7] gap of 2 ... 2 times in 2 s",
+                                         "[session 8] gap of 2 ... 2 times in 2 s"));
+    EXPECT_EQ(GetSeen().front(), "gap of 0") << "observers have the session beside the text";
+}
+
+// Two kinds, one ten seconds younger than the other: the older one's line does not bring the younger one's.
+TEST_F(LogManager_Folding, EachKindHasTenSecondsOfItsOwn) {
+    PushAt(0, "gap of 1");
+    PushAt(1, "gap of 2");
+    PushAt(8, "jump of 1");
+    PushAt(9, "jump of 2");
+    PushAt(10, "other");
+    PushAt(18, "another");
+    EXPECT_THAT(TakeTexts(),
+                ElementsAre("gap of 1", "jump of 1", "gap of 2", "other", "jump of 2", "another"));
+}
+
+// 1024 are told apart at a time.
 TEST_F(LogManager_Folding, KindsThatWereSilentForTenSecondsAreForgotten) {
     std::string text;
-    for (int kind = 0; kind < 63; ++kind) {
+    for (int kind = 0; kind < 1023; ++kind) {
         PushAt(0, text += 'x');
     }
     PushAt(60, "gap of 1");
@@ -361,15 +401,15 @@ TEST_F(LogManager_Folding, OfEverNewTextsHoldsBackNoneForLong) {
     PushAt(0, "first 1");
     PushAt(0, "first 2");
     std::string text;
-    for (int kind = 0; kind < 64; ++kind) {
+    for (int kind = 0; kind < 1024; ++kind) {
         PushAt(0, text += 'x');
     }
     PushAt(0, "first 3");
     std::vector<std::string> const texts = TakeTexts();
-    ASSERT_EQ(texts.size(), 67U);
+    ASSERT_EQ(texts.size(), 1027U);
     EXPECT_EQ(texts[0], "first 1");
-    EXPECT_EQ(texts[65], "first 2");
-    EXPECT_EQ(texts[66], "first 3");
+    EXPECT_EQ(texts[1025], "first 2");
+    EXPECT_EQ(texts[1026], "first 3");
 }
 
 TEST_F(LogManager_Folding, WhatIsHeldBackGoesWhereItsFirstWent) {

@@ -103,12 +103,12 @@ struct LogRecord {
     SysTime wallTime;
     /// Name of the pushing thread (`SetThreadName`), empty for an unnamed one.
     std::string threadName;
-    /// What that thread worked for (`LogSubject`), 0 for nothing.
+    /// What that thread worked for (`LogSubject`), 0 for nothing. Console and file show it: "session 3".
     std::uint64_t subject = 0;
 };
 
-/// Says what its thread works for while it lives, in a number of the host's own that the thread's records
-/// carry: whoever observes them cannot tell by the thread they run on. The inner of two holds.
+/// Says for which session its thread works while it lives, in a number of the host's own that the thread's
+/// records carry: whoever reads them cannot tell by the thread. The inner of two holds; 0 is no session.
 ///
 /// **Threads:** to be ended by the thread that made it.
 class KOVRA_API LogSubject {
@@ -172,9 +172,9 @@ public:
     /// Appends every enabled record to the file at `path` (UTF-8), one line each. False when the file cannot
     /// be opened; the earlier file then stays in use. An empty path ends it.
     ///
-    /// In file and console, records that are alike but for the numbers in them are folded: the first one is
-    /// written at once, the others as one line every ten seconds, the latest text with " ... 357 times in
-    /// 10 s".
+    /// In file and console, records of one session that are alike but for the numbers in them are folded: the
+    /// first one is written at once, the others as one line every ten seconds, the latest text with " ... 357
+    /// times in 10 s".
     bool SetFile(std::string const& path, LogFileLimits const& limits = LogFileLimits());
 
     /// Called with every enabled record, on the log's thread, one record at a time; an empty function ends

@@ -4,13 +4,16 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
+#include "kovra/log.h"
 #include "kovra/time.h"
 #include "mediacore/frame.h"
 #include "pipeline/export.h"
 #include "pipeline/pipelinejob.h"
 #include "pipeline/pipelinesessionparams.h"
 #include "pipeline/pipelinestate.h"
+#include "pipeline/statistics.h"
 
 namespace Media {
 
@@ -37,7 +40,8 @@ public:
         /// What was asked for, and what the renderer expects.
         Kovra::JiffyTime requested;
         Kovra::JiffyTime achieved;
-        /// How long the renderer worked on it, in nanoseconds.
+        /// When the renderer was given it, and how long it worked on it, in nanoseconds.
+        Kovra::JiffyTime started;
         std::int64_t renderNanoSec = 0;
     };
     /// Called with each report. What it throws is dropped.
@@ -74,6 +78,19 @@ public:
     /// Waits until no job and no update waits or runs. Returns at once on a worker of this pipeline, which
     /// would wait for itself.
     void Drain();
+
+    /// What has happened in the sessions so far.
+    PipelineStatistics_t GetStatistics() const;
+
+    /// What the pipeline cannot see of playback it takes from the renderer's log: an observer of the log
+    /// hands the records on (`Kovra::LogManager::SetObserver`; any record may come, also on the log's
+    /// thread). One that comes when its session has ended is not counted: flush the log before
+    /// `CloseSession`. Allocates nothing.
+    void AddLog(Kovra::LogRecord const& record);
+
+    /// Likewise for the microphone, which no session reads: whoever reads it hands over the frames of each
+    /// read.
+    void AddCaptured(std::vector<std::shared_ptr<FrameAud>> const& frames);
 
 private:
     struct State;
