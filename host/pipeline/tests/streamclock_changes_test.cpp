@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "livestream.h"
+
+namespace StreamClockTests {
+namespace {
+
+/// Plays on until an event is told; the frames it took, or -1 after ten seconds.
+std::int64_t PlayUntilTold(LiveStream& stream, Kind_t kind, std::int64_t delayNanoSec,
+                           StreamPlacement_t& told) {
+    for (std::int64_t frames = 1; frames <= 500; ++frames) {
+        told = stream.Next(delayNanoSec);
+        if (told.event.kind == kind) {
+            return frames;
+        }
+    }
+    return -1;
+}
+
+TEST(StreamClock_Route, LongerOneIsFollowedAndTold) {
+    LiveStream stream;
+    stream.Play(1000);
+    StreamPlacement_t told;
+    std::int64_t const frames = PlayUntilTold(stream, Kind_t::RouteChanged, 30 * NanoSecPerMilliSec, told);
+    EXPECT_GE(frames, 50);
+    EXPECT_LE(frames, 100);
+    EXPECT_TRUE(IsNear(told.event.spanNanoSec, 30 * NanoSecPerMilliSec));
+    EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1) + 30 * NanoSecPerMilliSec));
+    EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, 30 * NanoSecPerMilliSec, told), -1);
+    EXPECT_NEAR(stream.clock.GetFigures().skewPartsPerMillion, 0.0, 0.5);
+}
+
+TEST(StreamClock_Route, ShorterOneIsFollowedWithTheThirdFrameAndTold) {
+    LiveStream stream;
+    stream.Play(1000);
+    StreamPlacement_t told;
+    EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, -30 * NanoSecPerMilliSec, told), 3);
+    EXPECT_TRUE(IsNear(told.event.spanNanoSec, -30 * NanoSecPerMilliSec));
+    EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1) - 30 * NanoSecPerMilliSec));
+    EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, -30 * NanoSecPerMilliSec, told), -1);
+    EXPECT_NEAR(stream.clock.GetFigures().skewPartsPerMillion, 0.0, 0.5);
+}
+
+TEST(StreamClock_Route, LateFramesOfASecondAreNoOtherRoute) {
+    LiveStream stream;
+    stream.Play(1000);
+    for (int i = 0; i < 45; ++i) {
+        EXPECT_EQ(stream.Next(30 * NanoSecPerMilliSec).event.kind, Kind_t::None);
+    }
+    EXPECT_TRUE(IsNear(stream.Play(200).due.NanoSec(), stream.DueNanoSec(1244)));
+    EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
+}
+
+struct Jump {
+    char const* name;
+    std::uint64_t ticks;
+};
+
+class StreamClock_Restart : public ::testing::TestWithParam<Jump> {};
+
+TEST_P(StreamClock_Restart, GoesOnWhereTheStreamHasBeen) {
+    LiveStream stream;
+    stream.Play(1000);
+    stream.firstTicks += GetParam().ticks;
+    StreamPlacement_t told;
+    std::int64_t const frames = PlayUntilTold(stream, Kind_t::Restarted, 0, told);
+    // A fifth of a second of frames that agree.
+    EXPECT_EQ(frames, 11);
+    EXPECT_EQ(told.verdict, Verdict_t::Play);
+    EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1)));
+    EXPECT_TRUE(IsNear(told.timestamp.NanoSec(), stream.SentNanoSec(stream.number - 1)));
+    StreamPlacement_t const later = stream.Play(1000);
+    EXPECT_TRUE(IsNear(later.due.NanoSec(), stream.DueNanoSec(stream.number - 1)));
+    EXPECT_TRUE(IsNear(later.timestamp.NanoSec(), stream.SentNanoSec(stream.number - 1)));
+    EXPECT_EQ(stream.clock.GetFigures().restarts, 1);
+    EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jumps, StreamClock_Restart,
+                         ::testing::Values(Jump{"AtZero", std::uint64_t(0) - 5'000'000 - 960'000},
+                                           Jump{"ASecondAhead", 48'000},
+                                           Jump{"ASecondBack", std::uint64_t(0) - 48'000},
+                                           Jump{"AnHourAhead", 3'600ULL * 48'000},
+                                           Jump{"AnHourBack", std::uint64_t(0) - 3'600ULL * 48'000},
+                                           Jump{"HalfOfTheRange", std::uint64_t{1} << 31U}),
+                         [](auto const& info_) { return std::string(info_.param.name); });
+
+TEST(StreamClock_Restart, TellsHowFarTheTimestampsWent) {
+    LiveStream stream;
+    stream.Play(1000);
+    stream.firstTicks += 480'000;
+    StreamPlacement_t told;
+    PlayUntilTold(stream, Kind_t::Restarted, 0, told);
+    EXPECT_TRUE(IsNear(told.event.spanNanoSec, 10 * NanoSecPerSec));
+}
+
+TEST(StreamClock_Restart, AskedForIsDoneWithTheNextFrame) {
+    LiveStream stream;
+    stream.Play(1000);
+    stream.clock.Restart();
+    stream.firstTicks = 17;
+    StreamPlacement_t const placement = stream.Next();
+    EXPECT_EQ(placement.verdict, Verdict_t::Play);
+    EXPECT_EQ(placement.event.kind, Kind_t::Restarted);
+    EXPECT_TRUE(IsNear(placement.timestamp.NanoSec(), stream.SentNanoSec(1000)));
+    EXPECT_TRUE(IsNear(placement.due.NanoSec(), stream.DueNanoSec(1000)));
+    EXPECT_EQ(stream.Next().event.kind, Kind_t::None);
+}
+
+TEST(StreamClock_Restart, AskedForBeforeAnythingCameIsTheUsualStart) {
+    LiveStream stream;
+    stream.clock.Restart();
+    EXPECT_EQ(stream.Next().event.kind, Kind_t::None);
+    EXPECT_EQ(stream.clock.GetFigures().restarts, 0);
+}
+
+TEST(StreamClock_Restart, AQueueThatEmptiesIsNone) {
+    LiveStream stream;
+    stream.Play(1000);
+    std::int64_t const stop = stream.number;
+    // Nothing for two seconds, then all of it within a tenth of one, then in step again.
+    for (std::int64_t i = 0; i < 100; ++i) {
+        stream.Next((100 - i) * FrameNanoSec + i * NanoSecPerMilliSec);
+    }
+    StreamPlacement_t const placement = stream.Play(10);
+    EXPECT_EQ(placement.verdict, Verdict_t::Play);
+    EXPECT_TRUE(IsNear(placement.due.NanoSec(), stream.DueNanoSec(stop + 109)));
+    EXPECT_EQ(stream.clock.GetFigures().restarts, 0);
+    EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
+}
+
+constexpr std::int64_t WallNanoSec = 1'700'000'000 * NanoSecPerSec;
+
+StreamEvent_t Report(LiveStream& stream, std::int64_t errorNanoSec = 0) {
+    std::int64_t const sent = stream.SentNanoSec(stream.number);
+    return stream.clock.Report(Kovra::SysTime(WallNanoSec + sent + errorNanoSec),
+                               stream.TicksOf(stream.number), JiffyTime(sent + 7 * NanoSecPerMilliSec));
+}
+
+TEST(StreamClock_Report, TellsWhenAFrameWasCaptured) {
+    LiveStream stream;
+    EXPECT_EQ(Report(stream).kind, Kind_t::None);
+    EXPECT_FALSE(stream.clock.GetWallTime(Kovra::SysTime(1)));
+    stream.Play(100);
+    EXPECT_EQ(Report(stream).kind, Kind_t::None);
+    StreamPlacement_t const placement = stream.Next();
+    ASSERT_TRUE(stream.clock.GetWallTime(placement.timestamp));
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(100)));
+}
+
+TEST(StreamClock_Report, ThatLiesIsToldAndLeftOutAndMovesNothing) {
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    stream.Play(250);
+    StreamEvent_t const event = Report(stream, 1'700 * NanoSecPerMilliSec);
+    EXPECT_EQ(event.kind, Kind_t::ReportRefused);
+    EXPECT_EQ(event.spanNanoSec, 1'700 * NanoSecPerMilliSec);
+    StreamPlacement_t const placement = stream.Next();
+    EXPECT_TRUE(IsNear(placement.due.NanoSec(), stream.DueNanoSec(750)));
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(750)));
+    EXPECT_EQ(Report(stream).kind, Kind_t::None);
+}
+
+TEST(StreamClock_Report, ASenderThatHasSetItsClockIsBelievedTheSecondTime) {
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::ReportRefused);
+    stream.Play(250);
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::None);
+    StreamPlacement_t const placement = stream.Next();
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(750) + NanoSecPerSec));
+}
+
+TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {
+    EXPECT_EQ(StreamEvent_t().Describe(), "");
+    EXPECT_EQ((StreamEvent_t{Kind_t::RouteChanged, -4'300'000}).Describe(),
+              "the way of the frames takes -4.3 ms from now on");
+    EXPECT_EQ((StreamEvent_t{Kind_t::Restarted, 2 * NanoSecPerSec}).Describe(),
+              "the sender's timestamps begin anew, +2000.0 ms from where they would be");
+    EXPECT_EQ((StreamEvent_t{Kind_t::LeadRaised, 20 * NanoSecPerMilliSec}).Describe(),
+              "frames come too late; the lead is 20.0 ms longer now");
+    EXPECT_EQ((StreamEvent_t{Kind_t::ReportRefused, 1'700 * NanoSecPerMilliSec}).Describe(),
+              "a report of the sender is left out: it is off by +1700.0 ms");
+}
+
+} // namespace
+} // namespace StreamClockTests

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+
+#include "network/clockcourse.h"
+
+namespace Network {
+namespace {
+
+constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
+constexpr std::int64_t NanoSecPerMinute = 60 * NanoSecPerSec;
+
+Sender MakeSender(int skewPartsPerMillion) {
+    Sender sender;
+    sender.skewPartsPerMillion = skewPartsPerMillion;
+    return sender;
+}
+
+class SenderClock : public ::testing::TestWithParam<Severity> {};
+
+/// What docs/timing.md derives for each millisecond of jitter: 0.02 ms, 0.2 ms and 9 ppm at 16 ms of it.
+TEST_P(SenderClock, WandersNoMoreThanTheJitterAllows) {
+    Severity const severity = GetParam();
+    for (int const skew : SkewsPartsPerMillion) {
+        SCOPED_TRACE(skew);
+        Sender const sender = MakeSender(skew);
+        VirtualNetwork network(severity, sender, static_cast<std::uint64_t>(skew + 1'000));
+        ClockCourse const course = RunClock(network, sender, {}, 150 * NanoSecPerSec);
+        // The route of the worst changes every minute, before the clock has settled.
+        double const jitterMilliSec = severity.jitterMilliSec * (severity.name == 'H' ? 2.0 : 1.0);
+        EXPECT_LE(std::abs(course.meanMilliSec), jitterMilliSec / 300.0);
+        EXPECT_LE(course.deviationMilliSec, jitterMilliSec / 800.0);
+        EXPECT_LE(course.PeakToPeakMilliSec(), jitterMilliSec / 80.0);
+        EXPECT_LE(course.ratePartsPerMillion, jitterMilliSec * 0.55);
+        EXPECT_LE(course.fiveSecMilliSec, jitterMilliSec / 32.0);
+        EXPECT_EQ(course.otherEvents, 0);
+        EXPECT_EQ(course.outOfLine, 0);
+        // One within the first seconds is part of the start.
+        EXPECT_LE(course.routeChangesTold, course.routeChanges);
+        EXPECT_GE(course.routeChangesTold, course.routeChanges - 1);
+    }
+}
+
+/// In more jitter than this 30 ms are hidden for longer.
+class SenderRoute : public SenderClock {};
+
+TEST_P(SenderRoute, IsFollowedWithinThreeSeconds) {
+    Severity const severity = OnOneRoute(GetParam());
+    for (std::int64_t const milliSec : {30, -30}) {
+        for (int const skew : {0, 500, -500}) {
+            SCOPED_TRACE(std::to_string(milliSec) + " ms, " + std::to_string(skew) + " ppm");
+            Sender const sender = MakeSender(skew);
+            VirtualNetwork network(severity, sender, static_cast<std::uint64_t>(skew + 1'000));
+            network.SetDetour(sender.startNanoSec + 90 * NanoSecPerSec, milliSec * 1'000'000);
+            ClockCourse const course = RunClock(network, sender, {}, 150 * NanoSecPerSec);
+            EXPECT_EQ(course.routeChanges, 1);
+            EXPECT_GE(course.routeChangesTold, 1);
+            EXPECT_LE(course.followSec, 3.0);
+        }
+    }
+}
+
+TEST_P(SenderClock, LeadFollowsTheJitter) {
+    Severity const severity = GetParam();
+    for (int const skew : {0, 100, -500}) {
+        SCOPED_TRACE(skew);
+        Sender const sender = MakeSender(skew);
+        VirtualNetwork network(severity, sender, static_cast<std::uint64_t>(skew + 1'000));
+        Media::StreamClockSettings_t settings;
+        settings.isLeadAdapted = true;
+        ClockCourse const course = RunClock(network, sender, settings, 5 * NanoSecPerMinute);
+        if (severity.name <= 'D') {
+            EXPECT_LE(course.tooLate * 1'000, course.frames);
+            EXPECT_LE(course.mostLeadMilliSec, 200.0);
+            EXPECT_LE(course.lastLeadMilliSec, severity.jitterMilliSec + 20.0 + 30.0);
+        }
+        EXPECT_LE(course.mostLeadMilliSec, 300.0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Severity, SenderRoute,
+                         ::testing::ValuesIn(Severities.begin(), Severities.begin() + 6),
+                         [](auto const& info_) { return std::string(1, info_.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(Severity, SenderClock, ::testing::ValuesIn(Severities),
+                         [](auto const& info_) { return std::string(1, info_.param.name); });
+
+TEST(SenderClock_Growth, IsNone) {
+    for (int const skew : {78, -500}) {
+        SCOPED_TRACE(skew);
+        Sender const sender = MakeSender(skew);
+        VirtualNetwork network(OnOneRoute(SeverityOf('C')), sender, 7);
+        ClockCourse const course = RunClock(network, sender, {}, 30 * NanoSecPerMinute);
+        EXPECT_EQ(course.tooLate, 0);
+        EXPECT_EQ(course.outOfLine, 0);
+        EXPECT_EQ(course.routeChangesTold, 0);
+        EXPECT_EQ(course.otherEvents, 0);
+        EXPECT_LE(course.PeakToPeakMilliSec(), 0.2);
+    }
+}
+
+} // namespace
+} // namespace Network
