@@ -1,11 +1,13 @@
 #include <exception>
 #include <iostream>
 
+#include "commands/compare.h"
 #include "commands/meter.h"
 #include "commands/play.h"
 #include "commands/record.h"
 #include "kovra/log.h"
 #include "output/silentoutput.h"
+#include "page/facts.h"
 #include "record/rendereraccess.h"
 #include "rendereraudio.h"
 #include "terminal/atend.h"
@@ -20,7 +22,7 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter;
+    return command.play || command.record || command.meter || command.compare;
 }
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
@@ -37,10 +39,14 @@ AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
 
 AudioHost::ExitCode_t Run() {
     bool const isTerminal = AudioHost::SetUpConsole();
-    AudioHost::CommandLine const command = AudioHost::ReadCommandLine(AudioHost::GetArguments());
+    std::vector<std::string> const arguments = AudioHost::GetArguments();
+    AudioHost::CommandLine const command = AudioHost::ReadCommandLine(arguments);
     if (!IsCommand(command)) {
         (command.code == AudioHost::ExitCode_t::Ok ? std::cout : std::cerr) << command.text << std::endl;
         return command.code;
+    }
+    if (command.compare) {
+        return AudioHost::Compare(*command.compare, std::cout);
     }
     // What is wrong with a file is said in a sentence of our own.
     av_log_set_level(AV_LOG_QUIET);
@@ -49,7 +55,9 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
-    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture, output);
+    AudioHost::Surroundings surroundings{renderer, stop, std::cout, isTerminal};
+    surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
+    return RunCommand(command, surroundings, capture, output);
 }
 
 } // namespace

@@ -19,6 +19,9 @@ constexpr char const* RecordHelp =
 constexpr char const* MeterHelp =
 #include "terminal/help/meter.txt"
     ;
+constexpr char const* CompareHelp =
+#include "terminal/help/compare.txt"
+    ;
 constexpr char const* Usage =
     "usage: audiohost COMMAND [OPTION...] [FILE...]\n"
     "Plays and records sound through the media pipeline and the audio renderer.\n"
@@ -74,6 +77,11 @@ void AddMeter(CLI::App& meter, MeterOptions& options) {
     meter.add_option("--log", options.logPath);
 }
 
+void AddCompare(CLI::App& compare, CompareOptions& options) {
+    compare.add_option("BEFORE", options.beforePath)->required();
+    compare.add_option("AFTER", options.afterPath)->required();
+}
+
 /// Of the command given, or of all.
 std::string FormatHelp(CLI::App const& app) {
     std::vector<CLI::App*> const given = app.get_subcommands();
@@ -101,6 +109,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     PlayOptions playOptions;
     RecordOptions recordOptions;
     MeterOptions meterOptions;
+    CompareOptions compareOptions;
     CLI::App app("", "audiohost");
     app.require_subcommand(1);
     // Also on Windows: a path may begin with a slash.
@@ -113,6 +122,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
+    CLI::App* const compare = app.add_subcommand("compare", CompareHelp);
+    AddCompare(*compare, compareOptions);
 
     // The parser takes its arguments from the back.
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -122,6 +133,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
             result.play = playOptions;
         } else if (record->parsed()) {
             result.record = recordOptions;
+        } else if (compare->parsed()) {
+            result.compare = compareOptions;
         } else {
             result.meter = meterOptions;
         }

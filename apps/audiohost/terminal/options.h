@@ -46,11 +46,18 @@ struct MeterOptions {
     std::string logPath;
 };
 
+/// The `compare` command.
+struct CompareOptions {
+    std::string beforePath;
+    std::string afterPath;
+};
+
 /// What the command line asks for: one of the commands, or a text and an exit code.
 struct CommandLine {
     std::optional<PlayOptions> play;
     std::optional<RecordOptions> record;
     std::optional<MeterOptions> meter;
+    std::optional<CompareOptions> compare;
     ExitCode_t code = ExitCode_t::Ok;
     /// For standard output (help, version) when `code` is `Ok`, else for standard error.
     std::string text;
