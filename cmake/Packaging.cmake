@@ -46,6 +46,8 @@ if(CMAKE_CROSSCOMPILING)
         FILES_MATCHING PATTERN "*.dll")
 endif()
 install(FILES README.md CHANGELOG.md DESTINATION .)
+# Part of the reports that audiohost writes.
+install(FILES third-party/uplot/LICENSE DESTINATION third-party/uplot)
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME rendereraudio)

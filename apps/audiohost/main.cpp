@@ -1,6 +1,7 @@
 #include <exception>
 #include <iostream>
 
+#include "commands/compare.h"
 #include "commands/devices.h"
 #include "commands/meter.h"
 #include "commands/play.h"
@@ -9,6 +10,7 @@
 #include "kovra/log.h"
 #include "output/devicelist.h"
 #include "output/silentoutput.h"
+#include "page/facts.h"
 #include "record/rendereraccess.h"
 #include "rendereraudio.h"
 #include "terminal/atend.h"
@@ -23,11 +25,15 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter || command.devices;
+    return command.play || command.record || command.meter || command.compare || command.devices;
 }
 
 char const* NameOf(AudioHost::CommandLine const& command) {
-    return command.play ? "play" : command.record ? "record" : command.meter ? "meter" : "devices";
+    return command.play      ? "play"
+           : command.record  ? "record"
+           : command.meter   ? "meter"
+           : command.compare ? "compare"
+                             : "devices";
 }
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
@@ -84,10 +90,14 @@ AudioHost::ExitCode_t RunToObject(AudioHost::CommandLine const& command,
 
 AudioHost::ExitCode_t Run() {
     AudioHost::SetUpConsole();
-    AudioHost::CommandLine const command = AudioHost::ReadCommandLine(AudioHost::GetArguments());
+    std::vector<std::string> const arguments = AudioHost::GetArguments();
+    AudioHost::CommandLine const command = AudioHost::ReadCommandLine(arguments);
     if (!IsCommand(command)) {
         (command.code == AudioHost::ExitCode_t::Ok ? std::cout : std::cerr) << command.text << std::endl;
         return command.code;
+    }
+    if (command.compare) {
+        return AudioHost::Compare(*command.compare, std::cout);
     }
     // What is wrong with a file is said in a sentence of our own.
     av_log_set_level(AV_LOG_QUIET);
@@ -96,7 +106,9 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
-    return RunToObject(command, MakeSurroundings(command.telling, renderer, stop), capture, output);
+    AudioHost::Surroundings surroundings = MakeSurroundings(command.telling, renderer, stop);
+    surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
+    return RunToObject(command, surroundings, capture, output);
 }
 
 } // namespace

@@ -7,8 +7,8 @@
 
 #include "controllaw.h"
 #include "playbackloop.h"
-#include "report/svgplot.h"
 #include "simulation/world.h"
+#include "svgplot.h"
 #include "terminal/textformat.h"
 
 // Draws the pictures of docs/timing.md from sessions on the simulated device: the error of what is heard, and

@@ -24,6 +24,9 @@ public:
         ++total_;
     }
 
+    double GetMin() const { return min_; }
+    double GetStep() const { return step_; }
+    std::vector<std::uint64_t> const& GetCounts() const { return counts_; }
     std::uint64_t GetCount() const { return total_; }
     double GetSmallest() const { return smallest_; }
     double GetGreatest() const { return greatest_; }

@@ -7,7 +7,10 @@
 #include <vector>
 
 #include "findings.h"
+#include "page/facts.h"
+#include "page/reportpage.h"
 #include "performance.h"
+#include "report.h"
 #include "support/recording/recording.h"
 #include "verdict.h"
 
@@ -32,6 +35,7 @@ void AddOptions(CLI::App& app, Soak::Options& options) {
         ->check(CLI::Range(1, 100));
     app.add_option("--result", options.resultPath, "Write all figures to this JSON file");
     app.add_option("--summary", options.summaryPath, "Write the summary to this file too");
+    app.add_option("--report", options.reportPath, "Write a page with charts to this file");
 }
 
 /// Nothing when there is no path.
@@ -39,22 +43,23 @@ void Write(std::string const& path, std::string const& text) {
     if (path.empty()) {
         return;
     }
-    std::ofstream file(path);
+    std::ofstream file(path, std::ios::binary);
     file << text;
     if (!file.flush()) {
         throw std::runtime_error("this file cannot be written: " + path);
     }
 }
 
-ExitCode_t Run(Soak::Options const& options) {
+ExitCode_t Run(Soak::Options const& options, std::vector<std::string> const& arguments) {
     Soak::SoundPlan const plan(options.sessions);
     Soak::RunRecord record;
     Soak::Findings findings;
     std::vector<std::string> failures;
+    TestSupport::HeardSound heard;
     for (int take = 1; take <= options.takes; ++take) {
         record = Soak::Perform(options, plan, std::cout);
         std::cout << "comparing what was heard with what was played" << std::endl;
-        TestSupport::HeardSound const heard = TestSupport::Recording::FromEnvironment().ReadFrom(0);
+        heard = TestSupport::Recording::FromEnvironment().ReadFrom(0);
         findings = Soak::Analyse(plan, record, heard.left);
         failures = Soak::ListFailures(options, record, findings);
         // What has failed does not become well by another take.
@@ -65,6 +70,11 @@ ExitCode_t Run(Soak::Options const& options) {
                   << ": the output was disturbed for too long to tell" << std::endl;
     }
     Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
+    if (!options.reportPath.empty()) {
+        record.facts = AudioHost::DescribeAll("soak", arguments);
+        Write(options.reportPath, AudioHost::FormatReportPage(
+                                      Soak::DescribeRun(options, record, findings, failures, heard.left)));
+    }
     std::string const words = Soak::FormatWords(options, record, findings, failures);
     Write(options.summaryPath, words);
     std::cout << words << std::flush;
@@ -83,7 +93,7 @@ int main(int count, char** arguments) {
     try {
         AddOptions(app, options);
         app.parse(count, arguments);
-        return static_cast<int>(Run(options));
+        return static_cast<int>(Run(options, {arguments + 1, arguments + count}));
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode_t::Broken);
     } catch (std::exception const& error) {

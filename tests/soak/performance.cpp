@@ -74,6 +74,7 @@ public:
 
     RunRecord Perform() {
         RunRecord record;
+        record.startedAt = Kovra::SysTime::Now();
         record.beginSample = recording_.GetLength();
         // Before the first session plays: a device that has just been started may take its first buffers at
         // once.

@@ -7,6 +7,7 @@
 
 #include "capturejudge.h"
 #include "listening/outputglitch.h"
+#include "page/facts.h"
 #include "processfigures.h"
 #include "tally.h"
 
@@ -24,6 +25,7 @@ struct Options {
     int takes = 1;
     std::string resultPath;
     std::string summaryPath;
+    std::string reportPath;
 };
 
 /// Sessions that the playback thread can wait for besides its wake event.
@@ -36,6 +38,9 @@ struct Moment {
 
 /// What was noted of a run while it lasted.
 struct RunRecord {
+    Kovra::SysTime startedAt;
+    /// What was run, and on what.
+    std::vector<AudioHost::Fact> facts;
     /// Of each session.
     std::int64_t frames = 0;
     /// Sample of the recording from which on nothing was played but this run: takes before it end there.

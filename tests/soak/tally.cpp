@@ -37,7 +37,15 @@ void Tally::AddSubmission(std::size_t session, std::uint64_t number, std::int64_
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     submissions_[session][number % RememberedJobs] = now;
     handOvers_.Add(session, now);
-    told_.feederMilliSec.Add(static_cast<double>(lateNanoSec) / Listening::NanoSecPerMilliSec);
+    first_ = first_.value_or(now);
+    double const lateMilliSec = static_cast<double>(lateNanoSec) / Listening::NanoSecPerMilliSec;
+    told_.feederMilliSec.Add(lateMilliSec);
+    told_.feederCourse.Add(SecondsAt(now), lateMilliSec);
+}
+
+double Tally::SecondsAt(Kovra::JiffyTime now) const {
+    return first_ ? static_cast<double>(now.GetDiffSysTime(*first_).NanoSec()) / Listening::NanoSecPerSec
+                  : 0.0;
 }
 
 void Tally::AddReport(Media::Pipeline::Report_t const& report) {
@@ -48,12 +56,17 @@ void Tally::AddReport(Media::Pipeline::Report_t const& report) {
     told_.succeeded += report.outcome == Media::PipelineStageJob::Outcome_t::Succeeded ? 1 : 0;
     // The clock is looked at somewhere between the job's begin and now: the later one is on the safe side.
     told_.overdue += report.requested < now ? 1 : 0;
-    told_.renderMicroSec.Add(static_cast<double>(report.renderNanoSec) / Listening::NanoSecPerMicroSec);
+    double const renderMicroSec = static_cast<double>(report.renderNanoSec) / Listening::NanoSecPerMicroSec;
+    told_.renderMicroSec.Add(renderMicroSec);
+    told_.renderCourse.Add(SecondsAt(now), renderMicroSec);
     Kovra::JiffyTime const submitted = submissions_[session][report.jobNumber % RememberedJobs];
     told_.doneMilliSec.Add(static_cast<double>(now.GetDiffSysTime(submitted).NanoSec()) /
                            Listening::NanoSecPerMilliSec);
-    told_.errorMilliSec.Add(static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
-                            Listening::NanoSecPerMilliSec);
+    double const errorMilliSec =
+        static_cast<double>(report.achieved.GetDiffSysTime(report.requested).NanoSec()) /
+        Listening::NanoSecPerMilliSec;
+    told_.errorMilliSec.Add(errorMilliSec);
+    told_.errorCourse.Add(SecondsAt(now), errorMilliSec);
     Kovra::JiffyTime const begun(now.NanoSec() - report.renderNanoSec);
     if (handOvers_.Finish(session, report.requested, begun, report.renderNanoSec)) {
         events_.push_back({SessionEvent::Kind_t::LateFrame, session, begun});

@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "course.h"
 #include "histogram.h"
 #include "kovra/log.h"
 #include "pipeline/pipeline.h"
@@ -28,6 +30,10 @@ struct Told {
     Histogram errorMilliSec{-400.0, 400.0, 0.5};
     /// The feeder's lateness in handing a frame over.
     Histogram feederMilliSec{0.0, 400.0, 0.1};
+    /// The same over time, of all sessions.
+    Course renderCourse;
+    Course errorCourse;
+    Course feederCourse;
     /// By text, with # for every number in it.
     std::map<std::string, std::uint64_t> logged;
 };
@@ -69,8 +75,12 @@ private:
     /// Far more than jobs of one session can wait at a time.
     static constexpr std::size_t RememberedJobs = 1024;
 
+    /// Seconds since the first frame was handed over, or 0.0 before.
+    double SecondsAt(Kovra::JiffyTime now) const;
+
     mutable std::mutex lock_;
     Told told_;
+    std::optional<Kovra::JiffyTime> first_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
     std::vector<std::array<Kovra::JiffyTime, RememberedJobs>> submissions_;
     TestSupport::HandOvers handOvers_;

@@ -24,6 +24,10 @@ Span() {
     fi
 }
 
+# Where the packages of the browser suite are: another folder for every change of what they shall be.
+NodeLock=$Checkout/tests/reports/package-lock.json
+NodeModules() { printf '%s/node-%s/node_modules' "$Cache" "$(sha256sum <"$NodeLock" | cut -c1-12)"; }
+
 # What this script and all that it has waited for have taken of the processor so far, into ProcessorSeconds. Machines
 # differ in speed, and neighbours take their share: this differs less than the time that passes. FILE is for its notes:
 # in a substitution `times` would tell of another shell.

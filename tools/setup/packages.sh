@@ -6,10 +6,19 @@ ListPackages() { sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "${PackageLists[@]/#/$S
 
 # One call of dpkg-query for all, as this is on the path of every ./run.
 ListMissingPackages() {
+    local missing
     # shellcheck disable=SC2016
     # A package that dpkg has never heard of is an error of dpkg-query, and missing all the same.
-    { ListPackages | xargs dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null || true; } |
-        sed -n 's/^installed //p' | sort -u | comm -13 - <(ListPackages | sort -u)
+    missing=$({ ListPackages | xargs dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null || true; } |
+        sed -n 's/^installed //p' | sort -u | comm -13 - <(ListPackages | sort -u))
+    [[ -z $missing ]] || comm -23 <(printf '%s\n' "$missing") <(ListProvided)
+}
+
+# What installed packages bring of others: Node.js as its makers pack it has npm in it, and excludes npm's own package.
+ListProvided() {
+    # shellcheck disable=SC2016
+    dpkg-query -W -f='${db:Status-Status} ${Provides}\n' | sed -n 's/^installed //p' | tr ',' '\n' |
+        sed -e 's/(.*//' -e 's/ //g' -e '/^$/d' | sort -u
 }
 
 InstallPackages() {

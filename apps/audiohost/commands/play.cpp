@@ -199,6 +199,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     }
     surroundings.out << FormatSummary(log) << std::flush;
     if (!options.reportPath.empty()) {
+        log.facts = surroundings.describe();
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
     RequirePlayed(log);

@@ -132,6 +132,7 @@ ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings
         surroundings.out << "Recorded: " << options.outPath << std::endl;
     }
     if (!options.reportPath.empty()) {
+        log.facts = surroundings.describe();
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
     if (take.error) {

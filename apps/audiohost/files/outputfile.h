@@ -2,6 +2,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace AudioHost {
 
@@ -13,8 +14,20 @@ void RequireWritable(std::string const& path);
 /// when it cannot be written.
 void LogTo(std::string const& path);
 
-/// Writes a report and says so on `out`. Throws `HostError` (`Internal`) when it
-/// could not be written.
-void WriteReport(std::string const& path, std::string const& html, std::ostream& out);
+/// A file that lies beside a report.
+struct SideFile {
+    std::string name;
+    std::string bytes;
+};
+
+/// A page, and the sounds that are too long for it.
+struct Report {
+    std::string html;
+    std::vector<SideFile> files;
+};
+
+/// Writes a report with the files beside it and says so on `out`. Throws `HostError` (`Internal`) when
+/// one could not be written.
+void WriteReport(std::string const& path, Report const& report, std::ostream& out);
 
 } // namespace AudioHost

@@ -53,8 +53,12 @@ std::size_t PlaybackLogKeeper::AddSession(Media::Pipeline::SessionId_t id, Sessi
 }
 
 void PlaybackLogKeeper::AddSent(std::size_t session, MediaFrame const& frame) {
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     std::lock_guard<std::mutex> const guard(lock_);
     SessionLog& log = log_.sessions.at(session);
+    std::int64_t const time = now.GetDiffSysTime(start_).NanoSec();
+    log.handOvers.push_back(
+        {time, static_cast<double>(time - frame.positionNanoSec) / Listening::NanoSecPerMilliSec});
     ++log.framesSent;
     log.sentNanoSec = std::max(log.sentNanoSec, frame.positionNanoSec + frame.durationNanoSec);
     if (keepSound_) {
@@ -76,8 +80,9 @@ void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
     }
     ++session.jobsSucceeded;
     std::int64_t const error = report.achieved.GetDiffSysTime(report.requested).NanoSec();
-    session.points.push_back(
-        {now.GetDiffSysTime(start_).NanoSec(), static_cast<double>(error) / Listening::NanoSecPerMilliSec});
+    session.points.push_back({now.GetDiffSysTime(start_).NanoSec(),
+                              static_cast<double>(error) / Listening::NanoSecPerMilliSec,
+                              static_cast<double>(report.renderNanoSec) / Listening::NanoSecPerMicroSec});
 }
 
 void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {

@@ -14,6 +14,7 @@
 #include "listening/outputglitch.h"
 #include "listening/samples.h"
 #include "listening/soundcompare.h"
+#include "page/facts.h"
 #include "pipeline/pipeline.h"
 #include "play/logwatch.h"
 
@@ -24,6 +25,15 @@ struct PresentationPoint {
     std::int64_t timeNanoSec = 0;
     /// When it will be heard minus when it was asked for.
     double errorMilliSec = 0.0;
+    /// How long the renderer worked on it.
+    double renderMicroSec = 0.0;
+};
+
+/// One frame's way to the pipeline. Times count as above.
+struct HandOver {
+    std::int64_t timeNanoSec = 0;
+    /// After it was due.
+    double lateMilliSec = 0.0;
 };
 
 struct FrequencyStep {
@@ -42,6 +52,7 @@ struct SessionLog {
     std::uint64_t framesSent = 0;
     std::uint64_t jobsSucceeded = 0;
     std::uint64_t jobsFailed = 0;
+    std::vector<HandOver> handOvers;
     /// Of jobs that succeeded.
     std::vector<PresentationPoint> points;
     std::vector<FrequencyStep> steps;
@@ -55,6 +66,8 @@ struct PlaybackLog {
     Kovra::SysTime startedAt;
     std::int64_t leadMilliSec = 0;
     bool isInterrupted = false;
+    /// What was run, and on what.
+    std::vector<Fact> facts;
     std::vector<SessionLog> sessions;
     /// Records that belong to no frame, such as a stop for idleness.
     std::vector<PlayEvent> otherEvents;

@@ -11,6 +11,7 @@
 #include "listening/samples.h"
 #include "listening/takecheck.h"
 #include "mediacore/frame.h"
+#include "page/facts.h"
 #include "pipeline/capturelosses.h"
 
 namespace AudioHost {
@@ -51,6 +52,8 @@ struct CaptureLog {
     std::string name;
     Kovra::SysTime startedAt;
     bool isInterrupted = false;
+    /// What was run, and on what.
+    std::vector<Fact> facts;
     /// Why it ended before its time; empty when it did not.
     std::string failure;
     std::uint64_t frames = 0;

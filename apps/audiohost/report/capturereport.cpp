@@ -1,168 +1,191 @@
 #include "report/capturereport.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 #include "listening/soundlevel.h"
+#include "page/reportpage.h"
+#include "page/reportsound.h"
+#include "page/thinning.h"
 #include "report/capturesummary.h"
-#include "report/reportparts.h"
-#include "report/svgplot.h"
-#include "terminal/textformat.h"
+#include "report/reportnumbers.h"
 
 namespace AudioHost {
 
 namespace {
 
-constexpr char const* SoundTimeLabel = "Time in the recording (s)";
-constexpr char const* ClockTimeLabel = "Time since the start (s)";
-constexpr double MinSeconds = 0.1;
-/// Leaves the wavering of a good take small in its picture.
-constexpr double MinDelayMilliSec = 40.0;
+/// Leaves the wavering of a good take small in its chart.
+constexpr std::int64_t UsualDelayMilliSec = 40;
 
 double ToSec(std::int64_t nanoSec) {
     return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
 }
 
-std::string Header(CaptureLog const& log) {
-    return "<header>" + Tag("h1", "Recording report") +
-           Tag("p", log.name + " \xC2\xB7 " + FormatUtc(log.startedAt)) + "</header>\n";
-}
-
-std::string Tiles(CaptureLog const& log) {
-    std::string html =
-        "<div class=\"tiles\">\n" +
-        Tile(FormatFixed(Listening::SamplesToSec(static_cast<double>(log.samples)), 1) + " s", "recorded") +
-        Tile(std::to_string(log.frames), "frames read") +
-        Tile(std::to_string(log.numbersMissing), "frame numbers missing") +
-        Tile(
-            std::to_string(log.GetFramesLost() * CaptureFrameNanoSec / Listening::NanoSecPerMilliSec) + " ms",
-            "of sound left out") +
-        Tile(FormatFixed(log.levelDecibel, 1) + " dB", "against full scale");
-    if (log.check) {
-        html += Tile(FormatFixed(100.0 * log.check->comparison.GetMatchedShare(), 1) + " %",
-                     "recorded as played") +
-                Tile(std::to_string(log.check->exact.changed), "samples changed") +
-                Tile(std::to_string(log.check->exact.missing), "samples missing");
-    }
-    return html + "</div>\n";
-}
-
-std::string InWords(CaptureLog const& log) {
-    std::string html = "<section>" + VerdictLine(Judge(log)) + Tiles(log);
-    if (!log.failure.empty()) {
-        html += Tag("p", log.failure);
-    }
-    html += Sentences(log.name, DescribeCapture(log));
-    if (log.check) {
-        html += Sentences("Against what was played", DescribeCheck(*log.check));
-    }
-    return html + "</section>\n";
-}
-
-std::string Waveform(std::string const& title, Listening::SampleView sound, PlotRange seconds, double scale,
-                     std::size_t series, std::vector<Listening::TimelineJump> const& jumps) {
-    SvgPlot plot(title, WaveHeight, seconds, {-scale, scale});
-    plot.AddAxes(SoundTimeLabel, AmplitudeLabel, TimeTicks, std::vector<double>{-scale, 0.0, scale});
-    plot.AddEnvelope(sound, 0.0, series);
-    for (Listening::TimelineJump const& jump : jumps) {
-        plot.AddMark(Listening::SamplesToSec(static_cast<double>(jump.sentSample)), "out of step", true);
-    }
-    return Figure(title, {}, plot.Finish());
-}
-
-std::string Waveforms(CaptureLog const& log) {
-    if (log.sound.empty()) {
-        return "";
-    }
-    auto const size = static_cast<std::int64_t>(log.sound.size());
-    PlotRange const seconds = {0.0, std::max(MinSeconds, Listening::SamplesToSec(static_cast<double>(size)))};
-    Listening::SampleView sent;
-    std::vector<Listening::TimelineJump> jumps;
-    if (log.check) {
-        sent = Listening::SampleView(log.check->sent).Cut(0, size);
-        jumps = log.check->exact.jumps;
-    }
-    double const scale = WaveScale(std::max(Listening::Peak(sent), Listening::Peak(log.sound)));
-    std::string html;
-    if (!sent.IsEmpty()) {
-        html += Waveform("Sound played, from where the recording starts", sent, seconds, scale, 0, jumps);
-    }
-    return html + Waveform("Sound recorded", log.sound, seconds, scale, 1, {});
-}
-
-PlotRange ClockRange(CaptureLog const& log) {
-    return {0.0, std::max(MinSeconds, ToSec(log.lastNanoSec))};
-}
-
-double SlotStart(std::size_t slot) {
-    return static_cast<double>(slot) * ToSec(CaptureSlot::LengthNanoSec);
-}
-
-std::string LevelOverTime(CaptureLog const& log) {
-    std::vector<PlotPoint> points;
-    for (std::size_t i = 0; i < log.slots.size(); ++i) {
-        points.push_back({SlotStart(i), static_cast<double>(log.slots[i].level)});
-    }
-    SvgPlot plot("Line level over time", ChartHeight, ClockRange(log), {0.0, 1.0});
-    plot.AddAxes(ClockTimeLabel, "Line level", TimeTicks, 4);
-    plot.AddSteps(points, ToSec(log.lastNanoSec), 2);
-    return Figure("Line level as the renderer's meter tells it (0 silence, 1 full scale)", {}, plot.Finish());
-}
-
-std::string DelayOverTime(CaptureLog const& log) {
-    std::vector<PlotPoint> points;
-    double highest = MinDelayMilliSec;
-    for (std::size_t i = 0; i < log.slots.size(); ++i) {
-        if (std::optional<std::int64_t> const behind = log.slots[i].behindNanoSec) {
-            double const milliSec = static_cast<double>(*behind) / Listening::NanoSecPerMilliSec;
-            points.push_back({SlotStart(i), milliSec});
-            highest = std::max(highest, milliSec);
-        }
-    }
-    SvgPlot plot("Delay behind the clock", ChartHeight, ClockRange(log), {0.0, 1.1 * highest});
-    plot.AddAxes(ClockTimeLabel, "Behind (ms)", TimeTicks, 4);
-    plot.AddSteps(points, ToSec(log.lastNanoSec), 3);
-    for (CaptureLoss const& loss : log.losses) {
-        plot.AddMark(ToSec(loss.timeNanoSec), loss.isAtRingEnd ? "the ring began again" : "sound lost", true);
-    }
-    return Figure("Sound read, behind the time that has passed (a step up: sound left out)", {},
-                  plot.Finish());
-}
-
-std::string Table(CaptureLog const& log) {
-    std::string html = "<section><div class=\"scroll\"><table>\n" +
-                       Row("Frames read", std::to_string(log.frames)) +
-                       Row("First frame after",
-                           FormatFixed(ToSec(log.firstNanoSec) * Listening::MilliSecPerSec, 1) + " ms") +
-                       Row("Last frame after", FormatFixed(ToSec(log.lastNanoSec), 3) + " s") +
-                       Row("Frame numbers missing", std::to_string(log.numbersMissing)) +
-                       Row("Frame numbers that went back", std::to_string(log.numbersBack)) +
-                       Row("Frames not dated 20 ms after the one before", std::to_string(log.timestampsOff)) +
-                       Row("Frames left out or lost, by the clock", std::to_string(log.GetFramesLost())) +
-                       Row("Reads that failed", std::to_string(log.readsFailed)) +
-                       Row("Level", FormatFixed(log.levelDecibel, 2) + " dBFS") +
-                       Row("Peak", FormatFixed(Listening::PeakDecibel(log.peak), 2) + " dBFS");
+std::vector<ReportFigure> Figures(CaptureLog const& log) {
+    std::vector<ReportFigure> figures = {
+        Figure("recorded", Listening::SamplesToSec(static_cast<double>(log.samples)), "s"),
+        CountFigure("frames read", log.frames),
+        CountFigure("frame numbers missing", log.numbersMissing, Better_t::Less),
+        CountFigure("of sound left out",
+                    log.GetFramesLost() * CaptureFrameNanoSec / Listening::NanoSecPerMilliSec, Better_t::Less,
+                    "ms"),
+        Figure("against full scale", log.levelDecibel, "dB")};
     if (log.check) {
         Listening::ExactMatch const& exact = log.check->exact;
-        html += Row("Samples recorded as played", std::to_string(exact.identical)) +
-                Row("Samples changed", std::to_string(exact.changed)) +
-                Row("Samples missing", std::to_string(exact.missing)) +
-                Row("Samples doubled or put in", std::to_string(exact.inserted));
+        figures.push_back(Figure("recorded as played", 100.0 * log.check->comparison.GetMatchedShare(), "%",
+                                 Better_t::More));
+        figures.push_back(
+            CountFigure("samples changed", static_cast<std::uint64_t>(exact.changed), Better_t::Less));
+        figures.push_back(
+            CountFigure("samples missing", static_cast<std::uint64_t>(exact.missing), Better_t::Less));
     }
-    return html + "</table></div></section>\n";
+    return figures;
+}
+
+ReportSession InNumbers(CaptureLog const& log) {
+    ReportSession result{log.name, "16 bit, 48000 Hz, one channel", {}};
+    result.figures = {
+        CountFigure("Frames read", log.frames),
+        Figure("First frame after", ToSec(log.firstNanoSec) * Listening::MilliSecPerSec, "ms"),
+        Figure("Last frame after", ToSec(log.lastNanoSec), "s"),
+        CountFigure("Frame numbers missing", log.numbersMissing, Better_t::Less),
+        CountFigure("Frame numbers that went back", log.numbersBack, Better_t::Less),
+        CountFigure("Frames not dated 20 ms after the one before", log.timestampsOff, Better_t::Less),
+        CountFigure("Frames left out or lost, by the clock", log.GetFramesLost(), Better_t::Less),
+        CountFigure("Reads that failed", log.readsFailed, Better_t::Less),
+        Figure("Level", log.levelDecibel, "dBFS"),
+        Figure("Peak", Listening::PeakDecibel(log.peak), "dBFS")};
+    if (log.check) {
+        Listening::ExactMatch const& exact = log.check->exact;
+        for (auto const& [name, count] : {std::pair{"Samples recorded as played", exact.identical},
+                                          {"Samples changed", exact.changed},
+                                          {"Samples missing", exact.missing},
+                                          {"Samples doubled or put in", exact.inserted}}) {
+            result.figures.push_back(CountFigure(name, static_cast<std::uint64_t>(count)));
+        }
+    }
+    return result;
+}
+
+std::vector<ReportPart> Parts(CaptureLog const& log) {
+    std::vector<ReportPart> parts;
+    if (!log.failure.empty()) {
+        parts.push_back({"Why it ended", {log.failure}});
+    }
+    parts.push_back({log.name, DescribeCapture(log)});
+    if (log.check) {
+        parts.push_back({"Against what was played", DescribeCheck(*log.check)});
+    }
+    return parts;
+}
+
+/// Of each slot; without an end of its own, as the last value holds to the end.
+std::vector<ReportChart> Charts(CaptureLog const& log, std::int64_t endMilliSec) {
+    ReportSeries level{"line level", {}, {}};
+    ReportSeries behind{"behind the clock", {}, {}};
+    for (std::size_t i = 0; i < log.slots.size(); ++i) {
+        std::int64_t const time = ToMilliSec(static_cast<std::int64_t>(i) * CaptureSlot::LengthNanoSec);
+        level.timesMilliSec.push_back(time);
+        level.values.push_back(ToThousandths(static_cast<double>(log.slots[i].level)));
+        if (std::optional<std::int64_t> const delay = log.slots[i].behindNanoSec) {
+            behind.timesMilliSec.push_back(time);
+            behind.values.push_back(*delay / Listening::NanoSecPerMicroSec);
+        }
+    }
+    for (ReportSeries* const series : {&level, &behind}) {
+        if (!series->values.empty() && series->timesMilliSec.back() < endMilliSec) {
+            series->timesMilliSec.push_back(endMilliSec);
+            series->values.push_back(series->values.back());
+        }
+    }
+    return {{"level",
+             "Line level as the renderer's meter tells it: 0 silence, 1 full scale",
+             "",
+             PerUnit,
+             true,
+             0,
+             PerUnit,
+             {std::move(level)}},
+            {"behind",
+             "Sound read, behind the time that has passed; a step up: sound left out",
+             "ms",
+             PerUnit,
+             true,
+             0,
+             UsualDelayMilliSec * PerUnit,
+             {std::move(behind)}}};
+}
+
+std::int64_t SoundStartMilliSec(CaptureLog const& log) {
+    return std::max<std::int64_t>(0, ToMilliSec(log.firstNanoSec - CaptureFrameNanoSec));
+}
+
+std::vector<ReportRecord> Records(CaptureLog const& log) {
+    std::vector<RecordToJoin> records;
+    for (CaptureLoss const& loss : log.losses) {
+        std::int64_t const time = ToMilliSec(loss.timeNanoSec);
+        std::string const frames = std::to_string(loss.frames * 20) + " ms of sound";
+        records.push_back(
+            {{time, time, 0, true, loss.isAtRingEnd ? "the ring began again" : "sound lost",
+              loss.isAtRingEnd ? "The ring began again: it left out " + frames : "Lost " + frames, 1},
+             false});
+    }
+    if (log.check) {
+        for (Listening::TimelineJump const& jump : log.check->exact.jumps) {
+            std::int64_t const time =
+                SoundStartMilliSec(log) +
+                std::llround(Listening::SamplesToMilliSec(static_cast<double>(jump.sentSample)));
+            records.push_back({{time, time, 0, true, "out of step", DescribeJumps({jump}), 1}, false});
+        }
+    }
+    return JoinRecords(std::move(records));
+}
+
+void AddSounds(CaptureLog const& log, ReportModel& model, std::vector<SideFile>& files) {
+    std::int64_t const start = SoundStartMilliSec(log);
+    if (log.check && !log.check->sent.empty() && !log.sound.empty()) {
+        Listening::SampleView const played =
+            Listening::SampleView(log.check->sent).Cut(0, static_cast<std::int64_t>(log.sound.size()));
+        model.sounds.push_back(PlaySound("played", "Sound played, from where the recording starts", played,
+                                         start, SoundFileName(log.startedAt, "played"), files));
+    }
+    if (!log.sound.empty()) {
+        model.sounds.push_back(PlaySound("recorded", "Sound recorded", log.sound, start,
+                                         SoundFileName(log.startedAt, "recorded"), files));
+    }
 }
 
 } // namespace
 
-std::string FormatReport(CaptureLog const& log) {
-    std::string html = Header(log) + InWords(log);
-    if (log.frames > 0) {
-        html += Tag("h2", "Over time") + Waveforms(log) + LevelOverTime(log) + DelayOverTime(log);
-    }
-    if (log.check) {
-        html += CloseUp(log.check->comparison, log.check->sent, log.sound, "recorded");
-    }
-    return FormatPage("Recording report", html + Tag("h2", "Numbers") + Table(log));
+ReportModel DescribeRun(CaptureLog const& log, std::vector<SideFile>& files) {
+    Verdict const verdict = Judge(log);
+    ReportModel model;
+    model.kind = "record";
+    model.title = "Recording report";
+    model.subject = log.name;
+    model.startedAt = log.startedAt;
+    model.grade = ToGrade(verdict.outcome);
+    model.verdict = verdict.text;
+    model.figures = Figures(log);
+    model.parts = Parts(log);
+    model.facts = log.facts;
+    model.sessions = {InNumbers(log)};
+    model.timeZero = "from the opening of the microphone";
+    std::int64_t const soundEnd =
+        SoundStartMilliSec(log) +
+        std::llround(Listening::SamplesToMilliSec(static_cast<double>(log.samples)));
+    model.endMilliSec = std::max<std::int64_t>({100, ToMilliSec(log.lastNanoSec), soundEnd});
+    model.charts = Charts(log, model.endMilliSec);
+    ThinOut(model.charts);
+    model.records = Records(log);
+    AddSounds(log, model, files);
+    return model;
+}
+
+Report FormatReport(CaptureLog const& log) {
+    Report report;
+    report.html = FormatReportPage(DescribeRun(log, report.files));
+    return report;
 }
 
 } // namespace AudioHost

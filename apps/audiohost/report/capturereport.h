@@ -1,12 +1,16 @@
 #pragma once
 
-#include <string>
+#include <vector>
 
+#include "files/outputfile.h"
+#include "page/reportmodel.h"
 #include "record/capturelog.h"
 
 namespace AudioHost {
 
-/// The report of a take as one self-contained HTML page: summary, pictures, table.
-std::string FormatReport(CaptureLog const& log);
+/// What the report of a recording shows; what is too long for the page goes to `files`.
+ReportModel DescribeRun(CaptureLog const& log, std::vector<SideFile>& files);
+
+Report FormatReport(CaptureLog const& log);
 
 } // namespace AudioHost

@@ -1,34 +1,29 @@
 #include "report/playbackreport.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 #include "listening/stats.h"
+#include "page/reportpage.h"
+#include "page/reportsound.h"
+#include "page/thinning.h"
 #include "report/judgement.h"
-#include "report/playbackcharts.h"
 #include "report/playbacksummary.h"
-#include "report/reportparts.h"
-#include "terminal/textformat.h"
+#include "report/reportnumbers.h"
 
 namespace AudioHost {
 
 namespace {
 
-/// A page with more rows than these would be slow to open and slower to read.
-constexpr std::size_t MaxEventRows = 300;
+constexpr std::int64_t NominalHz = 48'000;
+/// The renderer's largest change of the playback frequency.
+constexpr std::int64_t MaxChangeHz = 40;
 
-std::string Header(PlaybackLog const& log) {
-    std::string names;
-    for (SessionLog const& session : log.sessions) {
-        names += (names.empty() ? "" : ", ") + session.name;
-    }
-    return "<header>" + Tag("h1", "Playback report") +
-           Tag("p", names + " \xC2\xB7 " + FormatUtc(log.startedAt) + " \xC2\xB7 heard " +
-                        std::to_string(log.leadMilliSec) + " ms after being handed over") +
-           "</header>\n";
+double ToSec(std::int64_t nanoSec) {
+    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
 }
 
-std::string Tiles(PlaybackLog const& log) {
+std::vector<ReportFigure> Figures(PlaybackLog const& log) {
     std::uint64_t frames = 0;
     std::uint64_t failed = 0;
     std::uint64_t changes = 0;
@@ -42,120 +37,248 @@ std::string Tiles(PlaybackLog const& log) {
         std::vector<double> const own = Listening::Magnitudes(ErrorsOf(session));
         errors.insert(errors.end(), own.begin(), own.end());
     }
-    std::string html =
-        "<div class=\"tiles\">\n" +
-        Tile(FormatFixed(static_cast<double>(sent) / Listening::NanoSecPerSec, 1) + " s", "played") +
-        Tile(std::to_string(frames), "frames handed over") + Tile(std::to_string(failed), "of them failed") +
-        Tile(FormatFixed(Listening::Median(errors), 1) + " ms", "median presentation error") +
-        Tile(FormatFixed(Listening::Percentile(errors, 0.95), 1) + " ms", "95 % of frames within") +
-        Tile(std::to_string(changes), "frequency changes");
+    std::vector<ReportFigure> figures = {
+        Figure("played", ToSec(sent), "s"),
+        CountFigure("frames handed over", frames),
+        CountFigure("of them failed", failed, Better_t::Less),
+        Figure("median presentation error", Listening::Median(errors), "ms", Better_t::Less),
+        Figure("95 % of frames within", Listening::Percentile(errors, 0.95), "ms", Better_t::Less),
+        CountFigure("frequency changes", changes)};
     if (log.comparison) {
-        html += Tile(FormatFixed(100.0 * log.comparison->GetMatchedShare(), 1) + " %", "heard as sent");
+        figures.push_back(
+            Figure("heard as sent", 100.0 * log.comparison->GetMatchedShare(), "%", Better_t::More));
     }
-    return html + "</div>\n";
+    return figures;
 }
 
-std::string InWords(PlaybackLog const& log) {
-    std::string html = "<section>" + VerdictLine(Judge(log)) + Tiles(log);
-    for (SessionLog const& session : log.sessions) {
-        html += Sentences(session.name, DescribeSession(session));
-    }
-    if (log.comparison) {
-        html += Sentences("What came out of the loudspeaker", DescribeComparison(*log.comparison));
-    }
-    html += Sentences("The output", DescribeOutput(log.output, log.leadMilliSec));
-    return html + "</section>\n";
-}
-
-std::string SessionTable(SessionLog const& session) {
+ReportSession DescribeInNumbers(SessionLog const& session) {
     std::vector<double> const errors = ErrorsOf(session);
     std::vector<double> const magnitudes = Listening::Magnitudes(errors);
-    std::string const duration =
-        session.durationNanoSec > 0
-            ? FormatFixed(static_cast<double>(session.durationNanoSec) / Listening::NanoSecPerSec, 3) + " s"
-            : "unknown";
-    std::string html =
-        "<section>" + Tag("h3", session.name) + "<div class=\"scroll\"><table>\n" +
-        Row("File", session.description) + Row("Duration of the file", duration) +
-        Row("Handed over",
-            FormatFixed(static_cast<double>(session.sentNanoSec) / Listening::NanoSecPerSec, 3) + " s in " +
-                FormatCount(session.framesSent, "frame")) +
-        Row("Jobs that succeeded", std::to_string(session.jobsSucceeded)) +
-        Row("Jobs that failed", std::to_string(session.jobsFailed)) +
-        Row("Presentation error, median of its magnitude",
-            FormatFixed(Listening::Median(magnitudes), 3) + " ms") +
-        Row("Presentation error, 95th percentile",
-            FormatFixed(Listening::Percentile(magnitudes, 0.95), 3) + " ms") +
-        Row("Presentation error, earliest and latest",
-            FormatSigned(Listening::Percentile(errors, 0.0), 3) + " ms, " +
-                FormatSigned(Listening::Percentile(errors, 1.0), 3) + " ms") +
-        Row("Changes of the playback frequency",
-            std::to_string(CountEvents(session, EventKind_t::FrequencyChange)));
-    for (EventKind_t const kind : {EventKind_t::DriftReset, EventKind_t::LateStop, EventKind_t::PacketLoss,
-                                   EventKind_t::SmallGap, EventKind_t::RateChange}) {
-        if (std::uint64_t const count = CountEvents(session, kind)) {
-            html += Row(std::string("Log: ") + KindInWords(kind), std::to_string(count));
-        }
+    ReportSession result{session.name, session.description, {}};
+    std::vector<ReportFigure>& figures = result.figures;
+    if (session.durationNanoSec > 0) {
+        figures.push_back(Figure("Duration of the file", ToSec(session.durationNanoSec), "s"));
     }
-    return html + "</table></div></section>\n";
+    figures.push_back(Figure("Handed over", ToSec(session.sentNanoSec), "s"));
+    figures.push_back(CountFigure("Frames handed over", session.framesSent));
+    figures.push_back(CountFigure("Jobs that succeeded", session.jobsSucceeded));
+    figures.push_back(CountFigure("Jobs that failed", session.jobsFailed, Better_t::Less));
+    figures.push_back(Figure("Presentation error, median of its magnitude", Listening::Median(magnitudes),
+                             "ms", Better_t::Less));
+    figures.push_back(Figure("Presentation error, 95th percentile", Listening::Percentile(magnitudes, 0.95),
+                             "ms", Better_t::Less));
+    figures.push_back(Figure("Presentation error, earliest", Listening::Percentile(errors, 0.0), "ms"));
+    figures.push_back(Figure("Presentation error, latest", Listening::Percentile(errors, 1.0), "ms"));
+    for (EventKind_t const kind :
+         {EventKind_t::FrequencyChange, EventKind_t::DriftReset, EventKind_t::LateStop, EventKind_t::IdleStop,
+          EventKind_t::PacketLoss, EventKind_t::SmallGap, EventKind_t::RateChange}) {
+        figures.push_back(
+            CountFigure(std::string("Log: ") + KindInWords(kind), CountEvents(session, kind),
+                        kind == EventKind_t::FrequencyChange ? Better_t::Neither : Better_t::Less));
+    }
+    return result;
 }
 
-struct EventRow {
-    EventGroup group;
-    std::string session;
-};
-
-std::vector<EventRow> CollectEvents(PlaybackLog const& log) {
-    std::vector<EventRow> rows;
+std::vector<ReportPart> Parts(PlaybackLog const& log) {
+    std::vector<ReportPart> parts;
     for (SessionLog const& session : log.sessions) {
-        for (EventGroup const& group : GroupEvents(session.events)) {
-            rows.push_back({group, session.name});
-        }
+        parts.push_back({session.name, DescribeSession(session)});
     }
-    for (EventGroup const& group : GroupEvents(log.otherEvents)) {
-        rows.push_back({group, "-"});
+    if (log.comparison) {
+        parts.push_back({"What came out of the loudspeaker", DescribeComparison(*log.comparison)});
     }
-    std::stable_sort(rows.begin(), rows.end(), [](EventRow const& a, EventRow const& b) {
-        return a.group.firstNanoSec < b.group.firstNanoSec;
-    });
-    return rows;
+    parts.push_back({"The output", DescribeOutput(log.output, log.leadMilliSec)});
+    return parts;
 }
 
-std::string EventTable(PlaybackLog const& log) {
-    std::vector<EventRow> const rows = CollectEvents(log);
-    if (rows.empty()) {
-        return "";
-    }
-    std::string html = Tag("h2", "Log records") +
-                       "<div class=\"scroll\"><table>\n<tr><th class=\"number\">Time (s)</th><th>Session</th>"
-                       "<th>Record</th><th class=\"number\">Times</th></tr>\n";
-    for (std::size_t i = 0; i < std::min(rows.size(), MaxEventRows); ++i) {
-        EventGroup const& group = rows[i].group;
-        std::string time = FormatFixed(static_cast<double>(group.firstNanoSec) / Listening::NanoSecPerSec, 3);
-        if (group.lastNanoSec > group.firstNanoSec) {
-            time +=
-                " to " + FormatFixed(static_cast<double>(group.lastNanoSec) / Listening::NanoSecPerSec, 3);
+/// A chart with a series a session, of what `get` makes of one of its `elements`.
+template <class Element, class Function>
+ReportChart ChartOf(PlaybackLog const& log, ReportChart chart, std::vector<Element> SessionLog::*elements,
+                    Function const& get) {
+    for (SessionLog const& session : log.sessions) {
+        ReportSeries series{session.name, {}, {}};
+        for (Element const& element : session.*elements) {
+            series.timesMilliSec.push_back(ToMilliSec(element.timeNanoSec));
+            series.values.push_back(get(element));
         }
-        html += "<tr><td class=\"number\">" + time + "</td>" + Tag("td", rows[i].session) +
-                Tag("td", group.text) + "<td class=\"number\">" + std::to_string(group.count) +
-                "</td></tr>\n";
+        chart.series.push_back(std::move(series));
     }
-    html += "</table></div>\n";
-    if (rows.size() > MaxEventRows) {
-        html += Tag("p class=\"muted\"", std::to_string(rows.size() - MaxEventRows) + " more are left out.");
+    return chart;
+}
+
+ReportChart FrequencyChart(PlaybackLog const& log, std::int64_t endMilliSec) {
+    ReportChart chart = ChartOf(log,
+                                {"frequency",
+                                 "Playback frequency of the sound buffer",
+                                 "Hz",
+                                 1,
+                                 true,
+                                 NominalHz - MaxChangeHz,
+                                 NominalHz + MaxChangeHz,
+                                 {}},
+                                &SessionLog::steps,
+                                [](FrequencyStep const& step) { return static_cast<std::int64_t>(step.hz); });
+    for (ReportSeries& series : chart.series) {
+        // Holds to the end.
+        if (!series.values.empty() && series.timesMilliSec.back() < endMilliSec) {
+            series.timesMilliSec.push_back(endMilliSec);
+            series.values.push_back(series.values.back());
+        }
     }
-    return html;
+    return chart;
+}
+
+std::vector<ReportChart> Charts(PlaybackLog const& log, std::int64_t endMilliSec) {
+    std::vector<ReportChart> charts = {
+        ChartOf(log,
+                {"error",
+                 "Presentation error: expected minus requested, above 0 late",
+                 "ms",
+                 PerUnit,
+                 false,
+                 -5 * PerUnit,
+                 5 * PerUnit,
+                 {}},
+                &SessionLog::points,
+                [](PresentationPoint const& point) { return ToThousandths(point.errorMilliSec); }),
+        FrequencyChart(log, endMilliSec),
+        ChartOf(
+            log,
+            {"renderer", "Time spent in the renderer, a frame", "ms", PerUnit, false, 0, PerUnit / 10, {}},
+            &SessionLog::points,
+            [](PresentationPoint const& point) { return std::llround(point.renderMicroSec); }),
+        ChartOf(log, {"handover", "Lateness of the hand-over", "ms", PerUnit, false, 0, 5 * PerUnit, {}},
+                &SessionLog::handOvers,
+                [](HandOver const& handOver) { return ToThousandths(handOver.lateMilliSec); })};
+    if (log.comparison && log.comparison->isFound) {
+        ReportSeries delay;
+        for (Listening::WindowMatch const& window : log.comparison->windows) {
+            if (window.IsMatch()) {
+                auto const middle =
+                    static_cast<double>(window.sentStart + Listening::CompareWindowSamples / 2);
+                delay.timesMilliSec.push_back(log.leadMilliSec +
+                                              std::llround(Listening::SamplesToMilliSec(middle)));
+                delay.values.push_back(ToThousandths(Listening::SamplesToMilliSec(
+                    static_cast<double>(window.lag) - log.comparison->medianLagSamples)));
+            }
+        }
+        charts.push_back({"delay",
+                          "Delay as heard, against its median, above 0 late",
+                          "ms",
+                          PerUnit,
+                          false,
+                          -5 * PerUnit,
+                          5 * PerUnit,
+                          {std::move(delay)}});
+    }
+    return charts;
+}
+
+ReportHistogram ErrorHistogram(std::vector<ReportChart> const& charts) {
+    std::vector<std::int64_t> values;
+    for (ReportSeries const& series : charts.front().series) {
+        values.insert(values.end(), series.values.begin(), series.values.end());
+    }
+    ReportHistogram histogram = CountInSteps(values);
+    histogram.id = "error";
+    histogram.title = "Presentation error of all frames";
+    histogram.unit = "ms";
+    histogram.perUnit = PerUnit;
+    return histogram;
+}
+
+bool IsFault(EventKind_t kind) {
+    return kind == EventKind_t::DriftReset || kind == EventKind_t::LateStop ||
+           kind == EventKind_t::PacketLoss;
+}
+
+std::vector<ReportRecord> Records(PlaybackLog const& log) {
+    std::vector<RecordToJoin> records;
+    auto const add = [&records](std::vector<PlayEvent> const& events, std::optional<std::size_t> session) {
+        for (PlayEvent const& event : events) {
+            std::int64_t const time = ToMilliSec(event.timeNanoSec);
+            bool const isFault = IsFault(event.kind);
+            records.push_back({{time, time, session, isFault, KindInWords(event.kind), event.text, 1},
+                               isFault || event.kind == EventKind_t::SmallGap});
+        }
+    };
+    for (std::size_t i = 0; i < log.sessions.size(); ++i) {
+        add(log.sessions[i].events, i);
+    }
+    add(log.otherEvents, std::nullopt);
+    for (Listening::OutputGlitch const& glitch : log.output.glitches) {
+        records.push_back(
+            {{ToMilliSec(glitch.startNanoSec), ToMilliSec(glitch.endNanoSec), std::nullopt, true,
+              "glitch of the output", "The output " + FormatGlitch(glitch, log.leadMilliSec), 1},
+             false});
+    }
+    return JoinRecords(std::move(records));
+}
+
+void AddSounds(PlaybackLog const& log, ReportModel& model, std::vector<SideFile>& files) {
+    std::vector<Listening::SampleView> sounds;
+    for (SessionLog const& session : log.sessions) {
+        sounds.emplace_back(session.sound);
+    }
+    Listening::Samples const sent = Listening::MixSounds(sounds);
+    if (sent.empty()) {
+        return;
+    }
+    model.sounds.push_back(PlaySound("sent", "Sound sent, placed where it was due", sent, log.leadMilliSec,
+                                     SoundFileName(log.startedAt, "sent"), files));
+    if (log.heard.empty()) {
+        return;
+    }
+    // Not found, it lies where the recorder was when playing began.
+    bool const isFound = log.comparison && log.comparison->isFound;
+    double const ahead = isFound ? log.comparison->medianLagSamples : static_cast<double>(log.heardBefore);
+    std::int64_t const start =
+        (isFound ? log.leadMilliSec : 0) - std::llround(Listening::SamplesToMilliSec(ahead));
+    model.sounds.push_back(PlaySound("heard", isFound ? "Sound heard, its delay taken out" : "Sound heard",
+                                     log.heard, start, SoundFileName(log.startedAt, "heard"), files));
+}
+
+std::int64_t EndMilliSec(PlaybackLog const& log) {
+    std::int64_t end = 100;
+    for (SessionLog const& session : log.sessions) {
+        end = std::max(end, ToMilliSec(session.sentNanoSec) + log.leadMilliSec);
+        end = session.points.empty() ? end : std::max(end, ToMilliSec(session.points.back().timeNanoSec));
+    }
+    return end;
 }
 
 } // namespace
 
-std::string FormatReport(PlaybackLog const& log) {
-    std::string html =
-        Header(log) + InWords(log) + Tag("h2", "Over time") + FormatCharts(log) + Tag("h2", "Sessions");
+ReportModel DescribeRun(PlaybackLog const& log, std::vector<SideFile>& files) {
+    Verdict const verdict = Judge(log);
+    ReportModel model;
+    model.kind = "play";
+    model.title = "Playback report";
     for (SessionLog const& session : log.sessions) {
-        html += SessionTable(session);
+        model.subject += (model.subject.empty() ? "" : ", ") + session.name;
+        model.sessions.push_back(DescribeInNumbers(session));
     }
-    return FormatPage("Playback report", html + EventTable(log));
+    model.startedAt = log.startedAt;
+    model.grade = ToGrade(verdict.outcome);
+    model.verdict = verdict.text;
+    model.figures = Figures(log);
+    model.parts = Parts(log);
+    model.facts = log.facts;
+    model.facts.emplace_back("Lead", std::to_string(log.leadMilliSec) + " ms from handing over to hearing");
+    model.timeZero = "from the moment at which the first frame was handed over";
+    model.endMilliSec = EndMilliSec(log);
+    model.charts = Charts(log, model.endMilliSec);
+    model.histograms = {ErrorHistogram(model.charts)};
+    ThinOut(model.charts);
+    model.records = Records(log);
+    AddSounds(log, model, files);
+    return model;
+}
+
+Report FormatReport(PlaybackLog const& log) {
+    Report report;
+    report.html = FormatReportPage(DescribeRun(log, report.files));
+    return report;
 }
 
 } // namespace AudioHost

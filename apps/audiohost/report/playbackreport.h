@@ -1,13 +1,16 @@
 #pragma once
 
-#include <string>
+#include <vector>
 
+#include "files/outputfile.h"
+#include "page/reportmodel.h"
 #include "play/playbacklog.h"
 
 namespace AudioHost {
 
-/// The report of a playback as one self-contained HTML page: summary, pictures, tables. Nothing is loaded
-/// from anywhere; it reads well in light and dark and on paper.
-std::string FormatReport(PlaybackLog const& log);
+/// What the report of a playback shows; what is too long for the page goes to `files`.
+ReportModel DescribeRun(PlaybackLog const& log, std::vector<SideFile>& files);
+
+Report FormatReport(PlaybackLog const& log);
 
 } // namespace AudioHost

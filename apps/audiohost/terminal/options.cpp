@@ -19,6 +19,9 @@ constexpr char const* RecordHelp =
 constexpr char const* MeterHelp =
 #include "terminal/help/meter.txt"
     ;
+constexpr char const* CompareHelp =
+#include "terminal/help/compare.txt"
+    ;
 constexpr char const* DevicesHelp =
 #include "terminal/help/devices.txt"
     ;
@@ -131,6 +134,11 @@ void AddMeter(CLI::App& meter, MeterOptions& options) {
     meter.add_option("--log", options.logPath);
 }
 
+void AddCompare(CLI::App& compare, CompareOptions& options) {
+    compare.add_option("BEFORE", options.beforePath)->required();
+    compare.add_option("AFTER", options.afterPath)->required();
+}
+
 /// Of the command given, or of all.
 std::string FormatHelp(CLI::App const& app) {
     std::vector<CLI::App*> const given = app.get_subcommands();
@@ -164,6 +172,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     PlayOptions playOptions;
     RecordOptions recordOptions;
     MeterOptions meterOptions;
+    CompareOptions compareOptions;
     CLI::App app("", "audiohost");
     app.require_subcommand(1);
     // Also on Windows: a path may begin with a slash.
@@ -177,6 +186,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
+    CLI::App* const compare = app.add_subcommand("compare", CompareHelp);
+    AddCompare(*compare, compareOptions);
     for (CLI::App* const command : {play, record, meter, devices}) {
         AddTelling(*command, result.telling);
     }
@@ -194,6 +205,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
             result.play = playOptions;
         } else if (record->parsed()) {
             result.record = recordOptions;
+        } else if (compare->parsed()) {
+            result.compare = compareOptions;
         } else if (meter->parsed()) {
             result.meter = meterOptions;
         } else {

@@ -76,12 +76,18 @@ struct MeterOptions {
 
 /// The commands that take no options of their own are asked for by this.
 struct NoOptions {};
+/// The `compare` command.
+struct CompareOptions {
+    std::string beforePath;
+    std::string afterPath;
+};
 
 /// What the command line asks for: one of the commands, or a text and an exit code.
 struct CommandLine {
     std::optional<PlayOptions> play;
     std::optional<RecordOptions> record;
     std::optional<MeterOptions> meter;
+    std::optional<CompareOptions> compare;
     std::optional<NoOptions> devices;
     Telling telling;
     ExitCode_t code = ExitCode_t::Ok;

@@ -4,6 +4,9 @@
 #include <functional>
 #include <istream>
 #include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "pipeline/ipipelinerenderer.h"
 #include "terminal/stopsignal.h"
@@ -27,6 +30,11 @@ struct Surroundings {
     std::ostream* json = nullptr;
     /// Standard input.
     std::istream* in = nullptr;
+    /// Tells what runs, and on what, each with its name: for reports. Takes its time, as it asks for the
+    /// sound devices.
+    std::function<std::vector<std::pair<std::string, std::string>>()> describe = [] {
+        return std::vector<std::pair<std::string, std::string>>();
+    };
 };
 
 } // namespace AudioHost

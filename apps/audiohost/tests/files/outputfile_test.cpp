@@ -13,7 +13,7 @@ namespace AudioHost {
 TEST(WriteReport, ToAPlaceThatCannotBeWrittenIsAnError) {
     TestFolder const folder;
     std::ostringstream out;
-    EXPECT_THROW(WriteReport(folder.PathOf("no folder/a.html"), "x", out), HostError);
+    EXPECT_THROW(WriteReport(folder.PathOf("no folder/a.html"), {"x", {}}, out), HostError);
     EXPECT_EQ(out.str(), "");
 }
 

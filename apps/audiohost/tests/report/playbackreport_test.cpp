@@ -3,92 +3,153 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "listening/tests/testsounds.h"
-#include "support/testmarkup.h"
+#include <algorithm>
+
 #include "support/testplaybacklog.h"
 
 namespace AudioHost {
 
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
 using testing::HasSubstr;
-using testing::Not;
+using testing::IsEmpty;
+using testing::SizeIs;
 
-TEST(FindMarkupError, FindsThem) {
-    EXPECT_EQ(FindMarkupError("<!DOCTYPE html><a><b/></a>"), "");
-    EXPECT_NE(FindMarkupError("<a><b></a></b>"), "");
-    EXPECT_NE(FindMarkupError("<a>"), "");
-    EXPECT_NE(FindMarkupError("<a>1 < 2</a>"), "");
+namespace {
+
+ReportModel Describe(PlaybackLog const& log) {
+    std::vector<SideFile> files;
+    return DescribeRun(log, files);
 }
 
-TEST(FormatReport, IsWellFormedAndLoadsNothing) {
-    for (PlaybackLog const& log : {MakeLog(), MakeHeardLog(), PlaybackLog()}) {
-        std::string const html = FormatReport(log);
-        EXPECT_EQ(FindMarkupError(html), "");
-        EXPECT_THAT(html, Not(HasSubstr("http")));
-        EXPECT_THAT(html, Not(HasSubstr("src=")));
-        EXPECT_THAT(html, Not(HasSubstr("<script")));
-        EXPECT_THAT(html, Not(HasSubstr("nan")));
-        EXPECT_THAT(html, Not(HasSubstr("inf,")));
+std::vector<std::string> ChartIds(ReportModel const& model) {
+    std::vector<std::string> ids;
+    for (ReportChart const& chart : model.charts) {
+        ids.push_back(chart.id);
     }
+    return ids;
 }
 
-TEST(FormatReport, TellsTheNumbersOfTheRecord) {
-    std::string const html = FormatReport(MakeHeardLog());
-    EXPECT_THAT(html, HasSubstr("voice.wav \xC2\xB7 2026-01-02 03:04:05 UTC"));
-    EXPECT_THAT(html, HasSubstr("<b>2.0 s</b><span>played</span>"));
-    EXPECT_THAT(html, HasSubstr("<b>100</b><span>frames handed over</span>"));
-    EXPECT_THAT(html, HasSubstr("<b>4.0 ms</b><span>95 % of frames within</span>"));
-    EXPECT_THAT(html, HasSubstr("<b>100.0 %</b><span>heard as sent</span>"));
-    EXPECT_THAT(html, HasSubstr("<td>Log: small gap closed</td><td class=\"number\">30</td>"));
-    EXPECT_THAT(html, HasSubstr("-4.000 ms, +1.000 ms"));
+/// Of the report, or of its first session; -1 when there is none of this name.
+std::int64_t ValueOf(std::vector<ReportFigure> const& figures, std::string const& name) {
+    auto const found = std::find_if(figures.begin(), figures.end(),
+                                    [&name](ReportFigure const& figure) { return figure.name == name; });
+    return found == figures.end() ? -1 : found->value;
 }
 
-TEST(FormatReport, ShowsEveryPictureOfAHeardPlayback) {
-    std::string const html = FormatReport(MakeHeardLog());
-    for (char const* const title : {"Sound sent", "Sound heard", "Presentation error", "Playback frequency",
-                                    "Log of the renderer", "Delay as heard", "Close-up"}) {
-        EXPECT_THAT(html, HasSubstr(std::string("<figcaption><b>") + title));
-    }
-    EXPECT_THAT(html, HasSubstr("Adjusting audio frequency to 47960 Hz</text>"));
+} // namespace
+
+TEST(DescribeRun_OfAPlayback, TellsTheNumbersOfTheLog) {
+    ReportModel const model = Describe(MakeHeardLog());
+    EXPECT_EQ(model.kind, "play");
+    EXPECT_EQ(model.subject, "voice.wav");
+    EXPECT_EQ(model.grade, Grade_t::Good);
+    EXPECT_EQ(ValueOf(model.figures, "played"), 2'000);
+    EXPECT_EQ(ValueOf(model.figures, "frames handed over"), 100);
+    EXPECT_EQ(ValueOf(model.figures, "95 % of frames within"), 4'000);
+    EXPECT_EQ(ValueOf(model.figures, "heard as sent"), 100'000);
+    ASSERT_THAT(model.sessions, SizeIs(1));
+    EXPECT_EQ(ValueOf(model.sessions[0].figures, "Log: small gap closed"), 30);
+    EXPECT_EQ(ValueOf(model.sessions[0].figures, "Presentation error, earliest"), -4'000);
 }
 
-TEST(FormatReport, WithoutARecordingShowsOnlyWhatWasSent) {
-    PlaybackLog log = MakeHeardLog();
-    log.comparison.reset();
-    std::string const html = FormatReport(log);
-    EXPECT_THAT(html, HasSubstr("<figcaption><b>Sound sent"));
-    EXPECT_THAT(html, Not(HasSubstr("Sound heard")));
-    EXPECT_THAT(html, Not(HasSubstr("Close-up")));
+TEST(DescribeRun_OfAPlayback, HasAChartOfAllThatIsKnown) {
+    EXPECT_THAT(ChartIds(Describe(MakeHeardLog())),
+                ElementsAre("error", "frequency", "renderer", "handover", "delay"));
+    EXPECT_THAT(ChartIds(Describe(MakeLog())), ElementsAre("error", "frequency", "renderer", "handover"));
 }
 
-TEST(FormatReport, OfSeveralSessionsHasALegendAndATableForEach) {
+TEST(DescribeRun_OfAPlayback, PutsValuesWhereTheyWere) {
     PlaybackLog log = MakeLog();
-    log.sessions.push_back(MakeSession("<other> & more.mp3"));
-    std::string const html = FormatReport(log);
-    EXPECT_EQ(FindMarkupError(html), "");
-    EXPECT_THAT(html, HasSubstr("<i class=\"series2\"></i>&lt;other&gt; &amp; more.mp3"));
-    EXPECT_THAT(html, HasSubstr("<h3>&lt;other&gt; &amp; more.mp3</h3><div class=\"scroll\"><table>"));
+    log.sessions[0].points[50] = {1'000'000'000, 31.25, 85.0};
+    log.sessions[0].handOvers = {{20'000'000, 1.5}};
+    ReportModel const model = Describe(log);
+    EXPECT_EQ(model.charts[0].series[0].timesMilliSec[50], 1'000);
+    EXPECT_EQ(model.charts[0].series[0].values[50], 31'250);
+    EXPECT_EQ(model.charts[2].series[0].values[50], 85);
+    EXPECT_THAT(model.charts[3].series[0].timesMilliSec, ElementsAre(20));
+    EXPECT_THAT(model.charts[3].series[0].values, ElementsAre(1'500));
 }
 
-TEST(FormatReport, JoinsManyLogRecordsOfAKind) {
-    std::string const html = FormatReport(MakeLog());
-    EXPECT_THAT(html, HasSubstr("0.100 to 0.129"));
-    EXPECT_THAT(html, HasSubstr("AudioBuffer ignoring small gap (2 samples) \xC3\x97 30</text>"));
+TEST(DescribeRun_OfAPlayback, HoldsTheLastFrequencyToTheEnd) {
+    ReportModel const model = Describe(MakeLog());
+    EXPECT_EQ(model.endMilliSec, 2'200);
+    EXPECT_THAT(model.charts[1].series[0].timesMilliSec, ElementsAre(3, 1'100, 1'900, 2'200));
+    EXPECT_THAT(model.charts[1].series[0].values, ElementsAre(48'000, 47'960, 48'000, 48'000));
 }
 
-TEST(FormatReport, TellsAGlitchOfTheOutputInAColourOfItsOwn) {
+TEST(DescribeRun_OfAPlayback, CountsEveryErrorInTheHistogram) {
+    ReportModel const model = Describe(MakeLog());
+    ASSERT_THAT(model.histograms, SizeIs(1));
+    // 90 of 1 ms, 10 of -4 ms.
+    EXPECT_EQ(model.histograms[0].counts.front(), 10U);
+    EXPECT_EQ(model.histograms[0].counts.back(), 90U);
+}
+
+TEST(DescribeRun_OfAPlayback, JoinsManyLogRecordsOfAKindAndKeepsTheirSession) {
+    PlaybackLog log = MakeLog();
+    log.sessions.push_back(MakeSession("other.mp3"));
+    log.otherEvents = {{EventKind_t::IdleStop, 2'000'000'000, "Idle AudioBuffer playback stopped"}};
+    ReportModel const model = Describe(log);
+    auto const gaps = std::find_if(model.records.begin(), model.records.end(), [](ReportRecord const& one) {
+        return one.kind == "small gap closed" && one.session == 1U;
+    });
+    ASSERT_NE(gaps, model.records.end());
+    EXPECT_EQ(gaps->count, 30U);
+    EXPECT_EQ(gaps->fromMilliSec, 100);
+    EXPECT_EQ(gaps->toMilliSec, 129);
+    EXPECT_FALSE(gaps->isFault);
+    EXPECT_EQ(model.records.back().session, std::nullopt);
+}
+
+TEST(DescribeRun_OfAPlayback, MarksWhatAListenerMayHear) {
+    PlaybackLog log = MakeLog();
+    log.sessions[0].events.push_back({EventKind_t::LateStop, 1'500'000'000, "late"});
+    EXPECT_THAT(Describe(log).records, Contains(Field(&ReportRecord::isFault, true)));
+    EXPECT_THAT(Describe(MakeLog()).records, testing::Each(Field(&ReportRecord::isFault, false)));
+}
+
+TEST(DescribeRun_OfAPlayback, LaysWhatWasHeardOverWhatWasSent) {
+    ReportModel const model = Describe(MakeHeardLog());
+    ASSERT_THAT(model.sounds, SizeIs(2));
+    EXPECT_EQ(model.sounds[0].startMilliSec, 200);
+    // The recording begins half a second before the sound.
+    EXPECT_EQ(model.sounds[1].startMilliSec, -300);
+    EXPECT_FALSE(model.sounds[0].flac.empty());
+    EXPECT_FALSE(model.sounds[1].spectrogram.levels.empty());
+}
+
+TEST(DescribeRun_OfAPlayback, WithoutSoundHasNone) {
+    EXPECT_THAT(Describe(MakeLog()).sounds, IsEmpty());
+    EXPECT_THAT(Describe(PlaybackLog()).sounds, IsEmpty());
+}
+
+TEST(DescribeRun_OfAPlayback, GivesAGlitchOfTheOutputAGradeAndAPlaceOfItsOwn) {
     PlaybackLog log = MakeHeardLog();
-    EXPECT_NE(FormatReport(log).find("class=\"verdict good\""), std::string::npos);
     log.comparison->holes = {{38400, 2880}};
-    EXPECT_NE(FormatReport(log).find("class=\"verdict bad\""), std::string::npos);
+    EXPECT_EQ(Describe(log).grade, Grade_t::Bad);
     log.output.isWatched = true;
     log.output.glitches.resize(1);
     log.output.glitches[0].startNanoSec = 1'000'000'000;
     log.output.glitches[0].endNanoSec = 1'095'000'000;
     log.output.glitches[0].lateMilliSec = 95.0;
-    std::string const page = FormatReport(log);
-    EXPECT_NE(page.find("class=\"verdict fair\""), std::string::npos);
-    EXPECT_NE(page.find("The output stood still for 95 ms at 0:00.8; the renderer caught up"),
-              std::string::npos);
+    ReportModel const model = Describe(log);
+    EXPECT_EQ(model.grade, Grade_t::Fair);
+    EXPECT_EQ(model.verdict, "The output stood still for 95 ms at 0:00.8; the renderer caught up");
+    EXPECT_THAT(model.records,
+                Contains(testing::AllOf(Field(&ReportRecord::fromMilliSec, 1'000),
+                                        Field(&ReportRecord::toMilliSec, 1'095),
+                                        Field(&ReportRecord::text, HasSubstr("stood still for 95 ms")))));
+}
+
+TEST(FormatReport, OfALongPlaybackPutsItsSoundsBesideThePage) {
+    PlaybackLog log = MakeHeardLog();
+    log.sessions[0].sound.resize(48'000 * 121);
+    Report const report = FormatReport(log);
+    ASSERT_THAT(report.files, SizeIs(1));
+    EXPECT_EQ(report.files[0].name, "20260102-030405-sent.flac");
+    EXPECT_THAT(report.html, HasSubstr("\"fileName\":\"20260102-030405-sent.flac\""));
 }
 
 } // namespace AudioHost

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "listening/samples.h"
-
 namespace AudioHost {
 
 /// Ends of an axis.
@@ -19,14 +17,6 @@ struct PlotPoint {
     double y = 0.0;
 };
 
-/// A text with a place on the time axis; `from` and `to` may be the same.
-struct PlotNote {
-    double from = 0.0;
-    double to = 0.0;
-    std::string text;
-    std::size_t series = 0;
-};
-
 /// Distance of tick marks that a person finds round (1, 2 or 5 times a power of ten), for about `count` of
 /// them over `range`.
 double RoundTickStep(PlotRange range, int count);
@@ -35,7 +25,7 @@ double RoundTickStep(PlotRange range, int count);
 std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t max);
 
 /// One picture with a time axis, as an `<svg>` element. Colours are classes (`series1` to `series6`), which
-/// the page that holds it defines for light and dark.
+/// the document that holds it defines for light and dark.
 class SvgPlot {
 public:
     /// `description` is read out by screen readers.
@@ -50,16 +40,6 @@ public:
     void AddLine(std::vector<PlotPoint> const& points, std::size_t series);
     /// Holds each value until the next, the last up to `end`.
     void AddSteps(std::vector<PlotPoint> const& points, double end, std::size_t series);
-    /// Lowest and highest sample of each column; values are shares of full scale. `start` is the time of the
-    /// first sample.
-    void AddEnvelope(Listening::SampleView sound, double start, std::size_t series);
-    /// A vertical line through the whole picture, in the colour of a warning when it is bad.
-    void AddMark(double second, std::string const& title, bool isBad);
-    /// Texts beside dots, or upon bars where they last long enough, in as many rows as they need. The
-    /// picture's height must be `NotesHeight` of the same notes.
-    void AddNotes(std::vector<PlotNote> const& notes);
-    static double NotesHeight(std::vector<PlotNote> const& notes, PlotRange seconds);
-
     std::string Finish() const;
 
 private:

@@ -1,4 +1,4 @@
-#include "report/svgplot.h"
+#include "svgplot.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,11 +16,6 @@ constexpr double Left = 66.0;
 constexpr double Right = 990.0;
 constexpr double Top = 8.0;
 constexpr double AxisHeight = 42.0;
-constexpr double NoteRowHeight = 19.0;
-/// Width of a letter of the notes, on average.
-constexpr double LetterWidth = 6.4;
-constexpr double DotRoom = 6.0;
-constexpr double FullScale = 32768.0;
 constexpr std::size_t MaxLinePoints = 4000;
 
 std::string Number(double value) {
@@ -53,46 +48,6 @@ std::vector<double> TickPlaces(PlotRange range, double step) {
 
 double ScaleX(double second, PlotRange seconds) {
     return Left + (Right - Left) * (second - seconds.min) / (seconds.max - seconds.min);
-}
-
-enum class NoteSide_t { RightOfDot, LeftOfDot, UponBar };
-
-struct NotePlace {
-    std::size_t row = 0;
-    NoteSide_t side = NoteSide_t::RightOfDot;
-};
-
-/// The first row with room for each note, its text on the side that has room.
-std::vector<NotePlace> PlaceNotes(std::vector<PlotNote> const& notes, PlotRange seconds) {
-    std::vector<std::vector<std::pair<double, double>>> rows;
-    std::vector<NotePlace> places;
-    for (PlotNote const& note : notes) {
-        double const textWidth = LetterWidth * static_cast<double>(note.text.size()) + 14.0;
-        double const from = ScaleX(note.from, seconds);
-        double const to = ScaleX(note.to, seconds);
-        NoteSide_t const side = to - from >= textWidth    ? NoteSide_t::UponBar
-                                : to + textWidth <= Right ? NoteSide_t::RightOfDot
-                                                          : NoteSide_t::LeftOfDot;
-        std::pair<double, double> taken(from - DotRoom, to + DotRoom);
-        if (side == NoteSide_t::RightOfDot) {
-            taken.second = to + textWidth;
-        } else if (side == NoteSide_t::LeftOfDot) {
-            taken.first = from - textWidth;
-        }
-        auto const isFree = [&taken](std::vector<std::pair<double, double>> const& row) {
-            return std::all_of(row.begin(), row.end(), [&taken](auto const& other) {
-                return taken.second < other.first || other.second < taken.first;
-            });
-        };
-        auto const row = std::find_if(rows.begin(), rows.end(), isFree);
-        places.push_back({static_cast<std::size_t>(row - rows.begin()), side});
-        if (row == rows.end()) {
-            rows.push_back({taken});
-        } else {
-            row->push_back(taken);
-        }
-    }
-    return places;
 }
 
 } // namespace
@@ -193,67 +148,6 @@ void SvgPlot::AddSteps(std::vector<PlotPoint> const& points, double end, std::si
         corners.push_back({end, corners.back().y});
     }
     AddLine(corners, series);
-}
-
-void SvgPlot::AddEnvelope(Listening::SampleView sound, double start, std::size_t series) {
-    std::string above;
-    std::string below;
-    for (double x = Left; x < Right; x += 1.0) {
-        double const second = seconds_.min + (x - Left) / (Right - Left) * (seconds_.max - seconds_.min);
-        double const next = seconds_.min + (x + 1.0 - Left) / (Right - Left) * (seconds_.max - seconds_.min);
-        auto const from = static_cast<std::int64_t>(std::floor((second - start) * Listening::SoundRateHz));
-        auto const to = static_cast<std::int64_t>(std::floor((next - start) * Listening::SoundRateHz));
-        Listening::SampleView const column = sound.Cut(from, std::max<std::int64_t>(1, to - from));
-        double low = 0.0;
-        double high = 0.0;
-        if (!column.IsEmpty()) {
-            auto const [min, max] = std::minmax_element(column.begin(), column.end());
-            low = *min / FullScale;
-            high = *max / FullScale;
-        }
-        // At least a hair's breadth, so that silence is a line.
-        above += " " + Number(x) + "," + Number(ToY(high) - 0.3);
-        below = " " + Number(x) + "," + Number(ToY(low) + 0.3) + below;
-    }
-    body_ += "<path class=\"area " + SeriesClass(series) + "\" d=\"M" + above.substr(1) + below + "Z\"/>\n";
-}
-
-void SvgPlot::AddMark(double second, std::string const& title, bool isBad) {
-    if (second < seconds_.min || second > seconds_.max) {
-        return;
-    }
-    std::string const x = Number(ToX(second));
-    body_ += "<line class=\"mark" + std::string(isBad ? " bad" : "") + "\" x1=\"" + x + "\" y1=\"" +
-             Number(Top) + "\" x2=\"" + x + "\" y2=\"" + Number(height_ - AxisHeight) + "\"><title>" +
-             EscapeHtml(title) + "</title></line>\n";
-}
-
-double SvgPlot::NotesHeight(std::vector<PlotNote> const& notes, PlotRange seconds) {
-    std::size_t rows = 1;
-    for (NotePlace const& place : PlaceNotes(notes, seconds)) {
-        rows = std::max(rows, place.row + 1);
-    }
-    return Top + AxisHeight + NoteRowHeight * static_cast<double>(rows);
-}
-
-void SvgPlot::AddNotes(std::vector<PlotNote> const& notes) {
-    std::vector<NotePlace> const places = PlaceNotes(notes, seconds_);
-    for (std::size_t i = 0; i < notes.size(); ++i) {
-        PlotNote const& note = notes[i];
-        double const y = Top + NoteRowHeight * (static_cast<double>(places[i].row) + 0.5);
-        double const from = ToX(note.from);
-        double const to = ToX(note.to);
-        NoteSide_t const side = places[i].side;
-        double const textX = side == NoteSide_t::UponBar     ? from + DotRoom
-                             : side == NoteSide_t::LeftOfDot ? from - 1.5 * DotRoom
-                                                             : to + 1.5 * DotRoom;
-        std::string const shape = side == NoteSide_t::UponBar ? "bar " : "span ";
-        body_ += "<line class=\"" + shape + SeriesClass(note.series) + "\" x1=\"" + Number(from) +
-                 "\" y1=\"" + Number(y) + "\" x2=\"" + Number(to + 0.1) + "\" y2=\"" + Number(y) +
-                 "\"/><text class=\"note\" text-anchor=\"" +
-                 std::string(side == NoteSide_t::LeftOfDot ? "end" : "start") + "\" x=\"" + Number(textX) +
-                 "\" y=\"" + Number(y + 4.0) + "\">" + EscapeHtml(note.text) + "</text>\n";
-    }
 }
 
 std::string SvgPlot::Finish() const {

@@ -1,0 +1,156 @@
+#include "report/reportcompare.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "terminal/hosterror.h"
+#include "terminal/textformat.h"
+
+namespace AudioHost {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr int KnownVersion = 1;
+
+[[noreturn]] void Refuse(std::string const& why) {
+    throw HostError(ExitCode_t::Usage, "these cannot be compared: " + why + ".");
+}
+
+/// Of a page the data in it.
+std::string FindData(std::string const& text) {
+    std::string const start = "<script type=\"application/json\" id=\"data\">";
+    std::size_t const found = text.find(start);
+    std::size_t const from = found == std::string::npos ? 0 : found + start.size();
+    return text.substr(from, found == std::string::npos ? text.size() : text.find("</script>", from) - from);
+}
+
+json ReadReport(std::string const& text) {
+    json report = json::parse(FindData(text), nullptr, false);
+    if (!report.is_object() || report.value("schema", json()) != "audiohost-report") {
+        Refuse("one of them is no report");
+    }
+    if (report.value("version", json()) != KnownVersion) {
+        Refuse("one of them was written by another version of this program");
+    }
+    return report;
+}
+
+struct Named {
+    std::string name;
+    json figure;
+};
+
+/// Of the run, then of each session.
+std::vector<Named> ListFigures(json const& report) {
+    std::vector<Named> figures;
+    for (json const& figure : report.at("figures")) {
+        figures.push_back({figure.at("name").get<std::string>(), figure});
+    }
+    std::size_t number = 0;
+    for (json const& session : report.at("sessions")) {
+        std::string const of = "session " + std::to_string(++number) + ": ";
+        for (json const& figure : session.at("figures")) {
+            figures.push_back({of + figure.at("name").get<std::string>(), figure});
+        }
+    }
+    return figures;
+}
+
+std::string Format(json const& figure) {
+    auto const perUnit = figure.at("perUnit").get<std::int64_t>();
+    auto const value = figure.at("value").get<std::int64_t>();
+    std::string const unit = figure.at("unit").get<std::string>();
+    return (perUnit == 1 ? std::to_string(value)
+                         : FormatFixed(static_cast<double>(value) / static_cast<double>(perUnit), 2)) +
+           (unit.empty() ? "" : " " + unit);
+}
+
+struct Lists {
+    std::string better;
+    std::string worse;
+    std::string other;
+    std::uint64_t same = 0;
+};
+
+void Compare(Named const& before, json const& after, Lists& lists) {
+    std::string const line =
+        "  " + before.name + ": " + Format(before.figure) + " -> " + Format(after) + "\n";
+    std::string const wish = before.figure.at("better").get<std::string>();
+    bool const isLess = after.at("value").get<std::int64_t>() < before.figure.at("value").get<std::int64_t>();
+    if (Format(before.figure) == Format(after)) {
+        ++lists.same;
+    } else if (wish.empty()) {
+        lists.other += line;
+    } else {
+        (isLess == (wish == "less") ? lists.better : lists.worse) += line;
+    }
+}
+
+std::optional<json> Find(std::vector<Named> const& figures, std::string const& name) {
+    for (Named const& one : figures) {
+        if (one.name == name) {
+            return one.figure;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string CompareFacts(json const& before, json const& after) {
+    std::string text;
+    for (json const& fact : before.at("facts")) {
+        for (json const& other : after.at("facts")) {
+            if (fact.at("name") == other.at("name") && fact.at("value") != other.at("value")) {
+                text += "  " + fact.at("name").get<std::string>() + ": " +
+                        fact.at("value").get<std::string>() + " -> " + other.at("value").get<std::string>() +
+                        "\n";
+            }
+        }
+    }
+    return text;
+}
+
+std::string Heading(char const* which, json const& report) {
+    return std::string(which) + report.at("subject").get<std::string>() + ", " +
+           report.at("startedAt").get<std::string>() + ": " +
+           report.at("verdict").at("text").get<std::string>() + "\n";
+}
+
+std::string Section(std::string const& title, std::string const& lines) {
+    return lines.empty() ? "" : title + "\n" + lines;
+}
+
+std::string CompareParsed(json const& before, json const& after) {
+    if (before.at("kind") != after.at("kind")) {
+        Refuse("they are of different commands");
+    }
+    std::vector<Named> const old = ListFigures(before);
+    std::vector<Named> const fresh = ListFigures(after);
+    Lists lists;
+    for (Named const& one : old) {
+        if (std::optional<json> const figure = Find(fresh, one.name)) {
+            Compare(one, *figure, lists);
+        }
+    }
+    return Heading("Before: ", before) + Heading("After:  ", after) + Section("Better", lists.better) +
+           Section("Worse", lists.worse) + Section("Else changed", lists.other) +
+           Section("Run with", CompareFacts(before, after)) +
+           "The same: " + FormatCount(lists.same, "figure") + ".\n";
+}
+
+} // namespace
+
+std::string CompareReports(std::string const& before, std::string const& after) {
+    json const first = ReadReport(before);
+    json const second = ReadReport(after);
+    try {
+        return CompareParsed(first, second);
+    } catch (json::exception const&) {
+        Refuse("one of them is damaged");
+    }
+}
+
+} // namespace AudioHost
