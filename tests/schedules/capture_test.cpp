@@ -137,6 +137,17 @@ SCHEDULES_TEST(Schedules_Capture, AReaderBesideAMeter) {
     stage.End();
 }
 
+SCHEDULES_TEST(Schedules_Capture, AReaderBesideALookAtTheLevel) {
+    Listening stage;
+    Frames frames;
+    float level = -1.0F;
+    RunTogether(
+        {[&] { Listening::Read(*stage.proxy, frames); }, [&] { level = stage.proxy->GetLineLevel(); }});
+    EndsIn(level == 0.0F ? "nothing metered yet" : "the level of what was read");
+    Listening::ExpectBlocks(std::move(frames));
+    stage.End();
+}
+
 SCHEDULES_TEST(Schedules_Capture, AReaderBesideStopAndStart) {
     Listening stage;
     Frames frames;

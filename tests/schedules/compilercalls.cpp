@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "scheduler.h"
 
@@ -210,6 +211,7 @@ namespace std {
 namespace {
 
 thread_local void const* lockedPointer = nullptr;
+static_assert(std::is_trivially_destructible_v<decltype(lockedPointer)>);
 
 } // namespace
 

@@ -112,14 +112,30 @@ SCHEDULES_TEST(Schedules_Playback, ServiceBesideANewRate) {
     stage.renderer.reset();
 }
 
-SCHEDULES_TEST(Schedules_Playback, TwoJobsOfOneSession) {
+SCHEDULES_TEST(Schedules_Playback, AFirstFrameBesideTheClient) {
     Playing stage;
-    auto const client = [&] { stage.session.SetClient(0.0F, 1.0F); };
-    RunTogether({[&] { Expect(stage.session.Render(NewValue), "the frame is written"); }, client});
-    auto& sound = stage.session.Sound();
-    Expect(sound.Volume() == -10000 && sound.Pan() == 10000, "the client's wishes stand");
-    Expect(sound.IsPlaying(), "it plays");
+    Session other(stage);
+    auto const render = [&] { Expect(other.Render(NewValue), "the frame is written"); };
+    RunTogether({render, [&] { other.SetClient(0.0F, 1.0F); }});
+    other.FindSound();
+    Expect(other.Sound().Volume() == -10000 && other.Sound().Pan() == 10000, "the client's wishes stand");
+    Expect(other.Sound().IsPlaying(), "it plays");
     EndsIn("plays as the client wishes");
+    stage.ExpectRegistered(2);
+    other.End();
+    stage.GoOnAndEnd();
+}
+
+SCHEDULES_TEST(Schedules_Playback, TwoFirstFrames) {
+    Playing stage;
+    Session other(stage);
+    auto const render = [&] { Expect(other.Render(NewValue), "the frame is written"); };
+    RunTogether({render, render});
+    Expect(stage.world.Buffers().size() == 2, "one sound buffer is made for both");
+    EndsIn("one sound buffer plays both");
+    stage.ExpectRegistered(2);
+    other.ExpectServiced();
+    other.End();
     stage.GoOnAndEnd();
 }
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <type_traits>
 #include <utility>
 
 #include "realcalls.h"
@@ -23,6 +24,7 @@ constexpr std::uint32_t SpinLoads = 4;
 
 constexpr ThreadId NotManaged = UINT32_MAX;
 thread_local ThreadId self = NotManaged;
+static_assert(std::is_trivially_destructible_v<decltype(self)>);
 
 } // namespace
 
