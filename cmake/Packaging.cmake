@@ -6,7 +6,7 @@ endif()
 include(CMakePackageConfigHelpers)
 
 set(package_dir lib/cmake/RendererAudio)
-set(libraries rendereraudio mediacodec mediapipeline mediacore devparams kovra)
+set(libraries rendereraudio rendereraudio_c mediacodec mediapipeline mediacore devparams kovra)
 
 install(TARGETS ${libraries} EXPORT RendererAudioTargets
     RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION lib)
@@ -21,6 +21,11 @@ install(FILES
     media/src/rendereraudio/rendereraudioexport.h
     media/src/rendereraudio/rendereraudioplaybackdevice.h
     DESTINATION include/rendereraudio)
+install(DIRECTORY sdk/include/ DESTINATION include)
+install(FILES sdk/rendereraudio_c.def DESTINATION lib)
+if(CMAKE_CROSSCOMPILING)
+    install(FILES ${PROJECT_BINARY_DIR}/lib/msvc/rendereraudio_c.lib DESTINATION lib/msvc)
+endif()
 install(EXPORT RendererAudioTargets NAMESPACE Media:: DESTINATION ${package_dir})
 
 configure_package_config_file(cmake/RendererAudioConfig.cmake.in
