@@ -10,6 +10,7 @@
 #include "rendereraudio.h"
 #include "terminal/atend.h"
 #include "terminal/console.h"
+#include "terminal/consolescreen.h"
 #include "terminal/hosterror.h"
 #include "terminal/options.h"
 
@@ -49,7 +50,9 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
-    return RunCommand(command, {renderer, stop, std::cout, isTerminal}, capture, output);
+    AudioHost::ConsoleScreen screen;
+    return RunCommand(command, {renderer, stop, std::cout, isTerminal, isTerminal ? &screen : nullptr},
+                      capture, output);
 }
 
 } // namespace

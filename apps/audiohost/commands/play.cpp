@@ -15,6 +15,7 @@
 #include "pipeline/pipeline.h"
 #include "play/feeder.h"
 #include "play/playbackprogress.h"
+#include "play/playfigures.h"
 #include "report/judgement.h"
 #include "report/playbackreport.h"
 #include "report/playbacksummary.h"
@@ -26,7 +27,6 @@ namespace AudioHost {
 namespace {
 
 constexpr std::size_t Workers = 2;
-constexpr char const* RendererChannels = "Media.RendererAudio";
 
 /// How much earlier than by the growth of the recording a sound may appear in it, and how much later than it
 /// was due: recorders write in pieces, and an audio server holds up to two seconds.
@@ -60,8 +60,8 @@ std::vector<Source> OpenFiles(std::vector<std::string> const& paths) {
     return sources;
 }
 
-void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOptions const& options,
-                  std::vector<Source>& sources) {
+void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayFigures& figures,
+                  PlayOptions const& options, std::vector<Source>& sources) {
     for (Source& source : sources) {
         source.session = pipeline.OpenSession({});
         if (source.session == Media::Pipeline::InvalidSession) {
@@ -71,6 +71,7 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOpti
         log.name = source.file->GetName();
         log.description = source.file->GetDescription();
         log.durationNanoSec = source.file->GetDurationNanoSec();
+        figures.AddSession(source.session, log.name);
         source.number = keeper.AddSession(source.session, std::move(log));
         if (options.volume || options.balance) {
             Media::PipelineClientState_t state;
@@ -82,8 +83,8 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOpti
 }
 
 /// Feeds on a thread of its own, since writing to a slow terminal may take its time.
-bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptions const& options,
-                      Surroundings const& surroundings, Kovra::JiffyTime start) {
+bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayFigures& figures,
+                      PlayOptions const& options, Surroundings const& surroundings, Kovra::JiffyTime start) {
     auto const limit =
         static_cast<std::int64_t>(options.seconds * static_cast<double>(Listening::NanoSecPerSec));
     std::future<bool> fed = std::async(std::launch::async, [&] {
@@ -92,25 +93,30 @@ bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptio
         return feeder.Run(start, options.leadMilliSec, limit);
     });
     ProgressLine line(surroundings.out, surroundings.isTerminal);
-    std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
+    std::optional<int> const liveMilliSec = figures.GetIntervalMilliSec();
+    std::chrono::milliseconds const interval(liveMilliSec.value_or(line.GetIntervalMilliSec()));
     while (fed.wait_for(interval) != std::future_status::ready) {
-        line.Show(FormatProgress(keeper.GetProgress()));
+        figures.Show();
+        if (!liveMilliSec) {
+            line.Show(FormatProgress(keeper.GetProgress()));
+        }
     }
     line.End();
     return fed.get();
 }
 
 PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
-                      std::vector<Source> sources) {
+                      PlayFigures& figures, std::vector<Source> sources) {
     OpenRenderer(surroundings.renderer);
     AtEnd const close([&] { surroundings.renderer.Shutdown(); });
     Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
     AtEnd const forget([] { Media::Pipeline::SetAudioRenderer(nullptr); });
 
     PlaybackLogKeeper keeper(!options.reportPath.empty() || !options.heardPath.empty());
-    Kovra::LogManager::Instance().SetObserver([&keeper](Kovra::LogRecord const& record) {
-        if (record.channel.rfind(RendererChannels, 0) == 0) {
+    Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const& record) {
+        if (record.channel.rfind(Media::RendererChannels, 0) == 0) {
             keeper.AddLog(record);
+            figures.AddLog(record);
         }
     });
     AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
@@ -123,10 +129,14 @@ PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundin
     std::int64_t heardBefore = 0;
     Kovra::JiffyTime start;
     {
-        Media::Pipeline pipeline(
-            surroundings.renderer, Workers,
-            [&keeper](Media::Pipeline::Report_t const& report) { keeper.AddReport(report); });
-        OpenSessions(pipeline, keeper, options, sources);
+        Media::Pipeline pipeline(surroundings.renderer, Workers,
+                                 [&](Media::Pipeline::Report_t const& report) {
+                                     keeper.AddReport(report);
+                                     figures.AddReport(report);
+                                 });
+        figures.Attach(pipeline);
+        AtEnd const detach([&] { figures.Detach(); });
+        OpenSessions(pipeline, keeper, figures, options, sources);
         Feeder feeder(pipeline, keeper, surroundings.stop);
         for (Source& source : sources) {
             feeder.Add(source.session, source.number, std::move(source.file));
@@ -134,7 +144,8 @@ PlaybackLog PlayFiles(PlayOptions const& options, Surroundings const& surroundin
         heardBefore = CountRawSamples(options.heardPath);
         start = Kovra::JiffyTime::Now();
         keeper.SetStart(start);
-        isComplete = FeedWithProgress(feeder, keeper, options, surroundings, start);
+        isComplete = FeedWithProgress(feeder, keeper, figures, options, surroundings, start);
+        figures.TakeStatistics();
         for (Source const& source : sources) {
             pipeline.CloseSession(source.session);
         }
@@ -197,7 +208,8 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     std::vector<Source> sources = OpenFiles(options.files);
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
-    PlaybackLog log = PlayFiles(options, surroundings, output, std::move(sources));
+    PlayFigures figures(options, surroundings);
+    PlaybackLog log = PlayFiles(options, surroundings, output, figures, std::move(sources));
     // What is asked to be silent cannot be found again.
     bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
     if (!options.heardPath.empty() && isAudible) {
@@ -207,6 +219,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     if (!options.reportPath.empty()) {
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
+    figures.Write();
     RequirePlayed(log);
     return CodeOf(log);
 }

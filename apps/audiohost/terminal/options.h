@@ -22,6 +22,9 @@ struct PlayOptions {
     std::string reportPath;
     std::string heardPath;
     std::string logPath;
+    std::string tracePath;
+    std::string statisticsPath;
+    bool isLive = false;
 };
 
 /// Longest take, twelve hours: a WAV file holds little more.

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "pipeline/ipipelinerenderer.h"
+#include "terminal/screen.h"
 #include "terminal/stopsignal.h"
 
 namespace AudioHost {
@@ -15,6 +16,8 @@ struct Surroundings {
     std::ostream& out;
     /// `out` is a terminal.
     bool isTerminal = false;
+    /// Where a table can be written over in place; null when `out` is no terminal.
+    Screen* screen = nullptr;
 };
 
 } // namespace AudioHost

@@ -33,6 +33,19 @@ TEST(ReadCommandLine, OfPlayTakesEveryOptionAndSeveralFiles) {
     EXPECT_EQ(line.play->logPath, "l.txt");
 }
 
+TEST(ReadCommandLine, OfPlayTakesWhatToShowAndKeepOfTheFigures) {
+    CommandLine const plain = ReadCommandLine({"play", "a.wav"});
+    ASSERT_TRUE(plain.play) << plain.text;
+    EXPECT_FALSE(plain.play->isLive);
+    EXPECT_EQ(plain.play->tracePath + plain.play->statisticsPath, "");
+    CommandLine const full =
+        ReadCommandLine({"play", "--live", "a.wav", "--trace", "t.json", "--statistics", "s.json"});
+    ASSERT_TRUE(full.play) << full.text;
+    EXPECT_TRUE(full.play->isLive);
+    EXPECT_EQ(full.play->tracePath, "t.json");
+    EXPECT_EQ(full.play->statisticsPath, "s.json");
+}
+
 TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
     CommandLine const line = ReadCommandLine(
         {"play", "--lead", "120", "--report", "default.html", "a.wav", "--report=own.html", "--lead=140"});
@@ -146,14 +159,18 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
         std::istringstream help(ReadCommandLine({command, "--help"}).text);
         for (std::string line; std::getline(help, line);) {
             if (line.rfind("  --", 0) == 0) {
-                std::string const option = line.substr(2, line.find(' ', 2) - 2);
+                std::size_t const end = line.find(' ', 2);
+                std::string const option = line.substr(2, end - 2);
+                bool const hasValue = line[end + 1] != ' ';
                 EXPECT_THAT(ReadCommandLine({command, option}).text,
-                            testing::StartsWith(option + ": 1 required"));
+                            testing::StartsWith(hasValue            ? option + ": 1 required"
+                                                : command == "play" ? "FILE is required"
+                                                                    : "OUT.wav is required"));
                 ++told;
             }
         }
     }
-    EXPECT_EQ(told, 7U + 4U + 2U);
+    EXPECT_EQ(told, 10U + 4U + 2U);
 }
 
 } // namespace AudioHost
