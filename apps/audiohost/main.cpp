@@ -15,6 +15,7 @@
 #include "rendereraudio.h"
 #include "terminal/atend.h"
 #include "terminal/console.h"
+#include "terminal/consolescreen.h"
 #include "terminal/hosterror.h"
 #include "terminal/options.h"
 
@@ -106,7 +107,9 @@ AudioHost::ExitCode_t Run() {
     Media::RendererAudio renderer;
     AudioHost::RendererAccess capture(renderer);
     AudioHost::SilentOutput output;
+    AudioHost::ConsoleScreen screen;
     AudioHost::Surroundings surroundings = MakeSurroundings(command.telling, renderer, stop);
+    surroundings.screen = surroundings.isTerminal ? &screen : nullptr;
     surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
     return RunToObject(command, surroundings, capture, output);
 }

@@ -65,7 +65,8 @@ void SessionTally::AddJob(Pipeline::Report_t const& report) {
         // The renderer has not presented it, and tells back what was asked for.
         told_.lateJobs.Add(report.started);
     } else {
-        told_.errorNanoSec = report.achieved.GetDiffSysTime(report.requested).NanoSec();
+        // Saturates, and has a magnitude.
+        told_.errorNanoSec = std::max(report.achieved.GetDiffSysTime(report.requested).NanoSec(), -INT64_MAX);
         told_.error.Add(told_.errorNanoSec);
         trend_.Add(start, told_.errorNanoSec);
     }

@@ -31,7 +31,7 @@ void Trend::Add(std::int64_t timeNanoSec, std::int64_t valueNanoSec) {
         originNanoSec_ = valueNanoSec;
     }
     double const step = ToSec(timeNanoSec - lastNanoSec_);
-    double const value = ToMilliSec(valueNanoSec - originNanoSec_);
+    double const value = ToMilliSec(valueNanoSec) - ToMilliSec(originNanoSec_);
     double const kept = std::exp(-step / MemorySec);
     // All earlier values move back by the step; then they lose weight.
     timeSquared_ = kept * (timeSquared_ - 2.0 * step * time_ + step * step * weight_);

@@ -17,6 +17,7 @@
 #include "pipeline/pipeline.h"
 #include "play/feeder.h"
 #include "play/playbackprogress.h"
+#include "play/playfigures.h"
 #include "report/playbackreport.h"
 #include "report/playbacksummary.h"
 #include "terminal/atend.h"
@@ -29,7 +30,6 @@ namespace {
 constexpr std::size_t Workers = 2;
 /// What the renderer's thread can wait for, besides the wake event.
 constexpr std::size_t ServedSessions = 63;
-constexpr char const* RendererChannels = "Media.RendererAudio";
 
 /// How much earlier than by the growth of the recording a sound may appear in it, and how much later than it
 /// was due: recorders write in pieces, and an audio server holds up to two seconds.
@@ -68,8 +68,8 @@ void WarnOfTooMany(std::size_t sessions, std::ostream& out) {
     }
 }
 
-void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOptions const& options,
-                  std::vector<Player>& players) {
+void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayFigures& figures,
+                  PlayOptions const& options, std::vector<Player>& players) {
     for (Player& player : players) {
         player.session = pipeline.OpenSession({});
         if (player.session == Media::Pipeline::InvalidSession) {
@@ -79,6 +79,7 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOpti
         log.name = player.source->GetName();
         log.description = player.source->GetDescription();
         log.durationNanoSec = player.source->GetDurationNanoSec();
+        figures.AddSession(player.session, log.name);
         player.number = keeper.AddSession(player.session, std::move(log));
         if (options.volume || options.balance) {
             Media::PipelineClientState_t state;
@@ -90,8 +91,8 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayOpti
 }
 
 /// Feeds on a thread of its own, since writing to a slow terminal may take its time.
-bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptions const& options,
-                      Surroundings const& surroundings, Kovra::JiffyTime start) {
+bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayFigures& figures,
+                      PlayOptions const& options, Surroundings const& surroundings, Kovra::JiffyTime start) {
     auto const limit =
         static_cast<std::int64_t>(options.seconds * static_cast<double>(Listening::NanoSecPerSec));
     std::future<bool> fed = std::async(std::launch::async, [&] {
@@ -100,25 +101,30 @@ bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayOptio
         return feeder.Run(start, options.leadMilliSec, limit);
     });
     ProgressLine line(surroundings);
-    std::chrono::milliseconds const interval(line.GetIntervalMilliSec());
+    std::optional<int> const liveMilliSec = figures.GetIntervalMilliSec();
+    std::chrono::milliseconds const interval(liveMilliSec.value_or(line.GetIntervalMilliSec()));
     while (fed.wait_for(interval) != std::future_status::ready) {
-        line.Show(FormatProgress(keeper.GetProgress()));
+        figures.Show();
+        if (!liveMilliSec) {
+            line.Show(FormatProgress(keeper.GetProgress()));
+        }
     }
     line.End();
     return fed.get();
 }
 
 PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
-                    std::vector<Player> players) {
+                    PlayFigures& figures, std::vector<Player> players) {
     OpenRenderer(surroundings.renderer);
     AtEnd const close([&] { surroundings.renderer.Shutdown(); });
     Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
     AtEnd const forget([] { Media::Pipeline::SetAudioRenderer(nullptr); });
 
     PlaybackLogKeeper keeper(!options.reportPath.empty() || !options.heardPath.empty());
-    Kovra::LogManager::Instance().SetObserver([&keeper](Kovra::LogRecord const& record) {
-        if (record.channel.rfind(RendererChannels, 0) == 0) {
+    Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const& record) {
+        if (record.channel.rfind(Media::RendererChannels, 0) == 0) {
             keeper.AddLog(record);
+            figures.AddLog(record);
         }
     });
     AtEnd const silence([] { Kovra::LogManager::Instance().SetObserver({}); });
@@ -131,10 +137,14 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
     std::int64_t heardBefore = 0;
     Kovra::JiffyTime start;
     {
-        Media::Pipeline pipeline(
-            surroundings.renderer, Workers,
-            [&keeper](Media::Pipeline::Report_t const& report) { keeper.AddReport(report); });
-        OpenSessions(pipeline, keeper, options, players);
+        Media::Pipeline pipeline(surroundings.renderer, Workers,
+                                 [&](Media::Pipeline::Report_t const& report) {
+                                     keeper.AddReport(report);
+                                     figures.AddReport(report);
+                                 });
+        figures.Attach(pipeline);
+        AtEnd const detach([&] { figures.Detach(); });
+        OpenSessions(pipeline, keeper, figures, options, players);
         Feeder feeder(pipeline, keeper, surroundings.stop);
         for (Player& player : players) {
             feeder.Add(player.session, player.number, std::move(player.source));
@@ -142,7 +152,8 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
         heardBefore = CountRawSamples(options.heardPath);
         start = Kovra::JiffyTime::Now();
         keeper.SetStart(start);
-        isComplete = FeedWithProgress(feeder, keeper, options, surroundings, start);
+        isComplete = FeedWithProgress(feeder, keeper, figures, options, surroundings, start);
+        figures.TakeStatistics();
         for (Player const& player : players) {
             pipeline.CloseSession(player.session);
         }
@@ -191,7 +202,8 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     WarnOfTooMany(players.size(), surroundings.out);
-    PlaybackLog log = PlayAll(options, surroundings, output, std::move(players));
+    PlayFigures figures(options, surroundings);
+    PlaybackLog log = PlayAll(options, surroundings, output, figures, std::move(players));
     // What is asked to be silent cannot be found again.
     bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
     if (!options.heardPath.empty() && isAudible) {
@@ -202,6 +214,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
         log.facts = surroundings.describe();
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
+    figures.Write();
     RequirePlayed(log);
     Findings const findings = FindWhatFailed(log, AskedDecibel(options));
     ExitCode_t const code = CodeOf(log, findings, options.failOn);

@@ -48,6 +48,9 @@ struct PlayOptions {
     std::string reportPath;
     std::string heardPath;
     std::string logPath;
+    std::string tracePath;
+    std::string statisticsPath;
+    bool isLive = false;
     FailOn failOn;
 };
 

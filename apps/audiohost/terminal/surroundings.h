@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "pipeline/ipipelinerenderer.h"
+#include "terminal/screen.h"
 #include "terminal/stopsignal.h"
 
 namespace AudioHost {
@@ -35,6 +36,8 @@ struct Surroundings {
     std::function<std::vector<std::pair<std::string, std::string>>()> describe = [] {
         return std::vector<std::pair<std::string, std::string>>();
     };
+    /// Where a table can be written over in place; null when `out` is no terminal.
+    Screen* screen = nullptr;
 };
 
 } // namespace AudioHost

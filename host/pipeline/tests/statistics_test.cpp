@@ -177,6 +177,18 @@ TEST_F(Pipeline_GetStatistics, OutageOfThreeSecondsIsOneEpisode) {
     EXPECT_EQ(Get().error.GetCount(), 111U) << "what failed was not presented";
 }
 
+TEST_F(Pipeline_GetStatistics, ErrorsBeyondAllTimeSaturate) {
+    renderer.divide = [](PipelineStageRenderJob& job) {
+        job.GetPresentationTimestamp() = JiffyTime(INT64_MIN);
+        job.Success();
+    };
+    pipeline.Submit(session, nullptr, JiffyTime(INT64_MAX));
+    pipeline.Drain();
+    EXPECT_EQ(Get().errorNanoSec, -INT64_MAX);
+    pipeline.CloseSession(session);
+    EXPECT_EQ(pipeline.GetStatistics().ended.errorNanoSec, -INT64_MAX);
+}
+
 // Told is the time from one to the next: 2 s and a nanosecond are too much for one episode.
 TEST_F(Pipeline_AddLog, TwoSecondsMakeAnEpisode) {
     Log(Jumped);
@@ -242,6 +254,21 @@ TEST_F(Pipeline_GetStatistics, TrendIsTheSlopeOfTheErrorBeneathItsJitter) {
     }
     ASSERT_TRUE(Get().trendPpm);
     EXPECT_NEAR(*Get().trendPpm, 300.0, 15.0);
+}
+
+// Two and a half minutes are five times what a value counts in full.
+TEST_F(Pipeline_GetStatistics, TrendForgetsWhatWasMinutesAgo) {
+    std::int64_t errorNanoSec = 0;
+    auto const playSlope = [&](std::int64_t stepNanoSec, int jobs) {
+        for (int job = 0; job < jobs; ++job) {
+            Play({errorNanoSec += stepNanoSec, 0});
+            clock.nanoSec += 480 * MilliSec;
+        }
+    };
+    playSlope(150 * MicroSec, 300); // two a second: 300 ppm
+    EXPECT_NEAR(Get().trendPpm.value_or(0.0), 300.0, 0.1);
+    playSlope(-50 * MicroSec, 300);
+    EXPECT_NEAR(Get().trendPpm.value_or(0.0), -100.0, 25.0);
 }
 
 TEST_F(Pipeline_GetStatistics, TrendBeginsAnewWithAStartAJumpAndAPause) {

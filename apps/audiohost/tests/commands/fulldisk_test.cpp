@@ -5,6 +5,7 @@
 #include "commands/record.h"
 #include "files/wavfile.h"
 #include "listening/tests/testsounds.h"
+#include "play/trace.h"
 #include "support/testerror.h"
 #include "support/testmicrophone.h"
 #include "support/testrenderer.h"
@@ -46,6 +47,13 @@ TEST(Record, OnAFullDiskSumsUpShutsDownAndEndsWithItsCode) {
     EXPECT_EQ(CodeOf([&] { Record(options, {renderer, pacer, out}, capture); }), ExitCode_t::NotWritten);
     EXPECT_NE(out.str().find("The recording broke off."), std::string::npos);
     EXPECT_EQ(renderer.shutdowns, 1);
+}
+
+TEST(Trace_Close, OnAFullDiskSaysSo) {
+    Trace trace(FullPath);
+    std::string sentence;
+    EXPECT_EQ(CodeOf([&] { trace.Close(); }, &sentence), ExitCode_t::Internal);
+    EXPECT_NE(sentence.find("is the disk full?"), std::string::npos) << sentence;
 }
 
 } // namespace AudioHost

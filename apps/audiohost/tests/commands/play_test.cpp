@@ -12,6 +12,7 @@
 #include "support/testerror.h"
 #include "support/testfiles.h"
 #include "support/testrenderer.h"
+#include "support/testtrace.h"
 
 namespace AudioHost {
 
@@ -221,6 +222,41 @@ TEST(Play, WithAReportThatCannotBeWrittenSaysSoBeforeItPlays) {
     fixture.options.reportPath = fixture.folder.PathOf("no folder/report.html");
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
     EXPECT_EQ(fixture.renderer.shutdowns, 0);
+}
+
+TEST(Play, KeepsTraceAndStatisticsThatWereAskedFor) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.tracePath = fixture.folder.PathOf("trace.json");
+    fixture.options.statisticsPath = fixture.folder.PathOf("statistics.json");
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_THAT(FindTraceFaults(ReadFile(fixture.options.tracePath)), testing::IsEmpty());
+    EXPECT_THAT(ReadFile(fixture.options.tracePath), HasSubstr("\"AudioBuffer playback started\""));
+    auto const told = nlohmann::json::parse(ReadFile(fixture.options.statisticsPath));
+    EXPECT_EQ(told["sessions"][0]["name"], "voice.wav");
+    EXPECT_EQ(told["sessions"][0]["jobs"], 5);
+    EXPECT_EQ(told["sessions"][0]["starts"]["times"], 1);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("Trace: " + fixture.options.tracePath + "\n"));
+    EXPECT_THAT(fixture.out.str(), HasSubstr("Statistics: " + fixture.options.statisticsPath + "\n"));
+}
+
+TEST(Play, LiveShowsStatisticsInPlaceOfProgress) {
+    Fixture fixture;
+    fixture.options.seconds = 0.1;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.isLive = true;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    EXPECT_THAT(fixture.out.str(), testing::StartsWith("1 session  error 0.0 ms, 95% 0.0 ms"));
+}
+
+TEST(Play, WithATraceThatCannotBeWrittenSaysSoBeforeItPlays) {
+    for (auto const path : {&PlayOptions::tracePath, &PlayOptions::statisticsPath}) {
+        Fixture fixture;
+        fixture.options.*path = fixture.folder.PathOf("no folder/file.json");
+        EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
+        EXPECT_EQ(fixture.renderer.shutdowns, 0);
+    }
 }
 
 } // namespace AudioHost

@@ -82,6 +82,19 @@ TEST(ReadCommandLine, OfDevicesHasNoOptionsOfItsOwn) {
     EXPECT_TRUE(line.devices && line.telling.isVerbose && line.telling.isJson) << line.text;
 }
 
+TEST(ReadCommandLine, OfPlayTakesWhatToShowAndKeepOfTheFigures) {
+    CommandLine const plain = ReadCommandLine({"play", "a.wav"});
+    ASSERT_TRUE(plain.play) << plain.text;
+    EXPECT_FALSE(plain.play->isLive);
+    EXPECT_EQ(plain.play->tracePath + plain.play->statisticsPath, "");
+    CommandLine const full =
+        ReadCommandLine({"play", "--live", "a.wav", "--trace", "t.json", "--statistics", "s.json"});
+    ASSERT_TRUE(full.play) << full.text;
+    EXPECT_TRUE(full.play->isLive);
+    EXPECT_EQ(full.play->tracePath, "t.json");
+    EXPECT_EQ(full.play->statisticsPath, "s.json");
+}
+
 TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
     CommandLine const line = ReadCommandLine(
         {"play", "--lead", "120", "--report", "default.html", "a.wav", "--report=own.html", "--lead=140"});
@@ -216,7 +229,7 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
             }
         }
     }
-    EXPECT_EQ(told, 15U + 8U + 4U + 3U);
+    EXPECT_EQ(told, 18U + 8U + 4U + 3U);
 }
 
 } // namespace AudioHost

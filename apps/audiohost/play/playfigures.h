@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "kovra/log.h"
+#include "pipeline/pipeline.h"
+#include "play/liveview.h"
+#include "play/trace.h"
+#include "terminal/options.h"
+#include "terminal/surroundings.h"
+
+namespace AudioHost {
+
+/// What `play` shows and keeps of the pipeline's figures beside its own log: the live table, the trace and
+/// the statistics, each if asked for.
+///
+/// **Threads:** `AddReport` and `AddLog` from any thread; the others from one.
+/// **Ownership:** pipeline and surroundings are borrowed.
+class PlayFigures {
+public:
+    /// Throws `HostError` (`Usage`) when a file that is asked for cannot be written.
+    PlayFigures(PlayOptions const& options, Surroundings const& surroundings);
+
+    /// From now on records go to `pipeline` too.
+    void Attach(Media::Pipeline& pipeline);
+    /// When this returns no call to the pipeline is running or will run.
+    void Detach();
+    void AddSession(Media::Pipeline::SessionId_t session, std::string const& name);
+
+    void AddReport(Media::Pipeline::Report_t const& report);
+    void AddLog(Kovra::LogRecord const& record);
+
+    /// How often to call `Show` when it shows something; nothing when there is no live table.
+    std::optional<int> GetIntervalMilliSec() const;
+    /// To be called now and then while the pipeline is attached.
+    void Show();
+    /// Before the sessions end: their statistics so far, shown for the last time.
+    void TakeStatistics();
+
+    /// Writes the files that were asked for, when all is over, and says so. Throws `HostError` (`Internal`)
+    /// when one could not be written.
+    void Write();
+
+private:
+    Surroundings const& surroundings_;
+    std::string const tracePath_;
+    std::string const statisticsPath_;
+    bool const isLive_;
+    SessionNames names_;
+    Media::PipelineStatistics_t statistics_;
+    std::optional<LiveView> view_;
+    std::unique_ptr<Trace> trace_;
+
+    std::mutex lock_;
+    // --- guarded by lock
+    Media::Pipeline* pipeline_ = nullptr;
+};
+
+} // namespace AudioHost
