@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "commands/devices.h"
+#include "commands/doctor.h"
 #include "commands/meter.h"
 #include "commands/play.h"
 #include "commands/record.h"
@@ -23,11 +24,15 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter || command.devices;
+    return command.play || command.record || command.meter || command.devices || command.doctor;
 }
 
 char const* NameOf(AudioHost::CommandLine const& command) {
-    return command.play ? "play" : command.record ? "record" : command.meter ? "meter" : "devices";
+    return command.play      ? "play"
+           : command.record  ? "record"
+           : command.meter   ? "meter"
+           : command.devices ? "devices"
+                             : "doctor";
 }
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
@@ -42,7 +47,9 @@ AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
     if (command.meter) {
         return AudioHost::Meter(*command.meter, surroundings, capture);
     }
-    return AudioHost::Devices(AudioHost::ListDevices(), command.telling, surroundings);
+    AudioHost::DeviceList const devices = AudioHost::ListDevices();
+    return command.doctor ? AudioHost::Doctor(*command.doctor, devices, surroundings, capture, output)
+                          : AudioHost::Devices(devices, command.telling, surroundings);
 }
 
 /// Takes what is written and keeps nothing.
