@@ -3,6 +3,7 @@
 
 #include "commands/compare.h"
 #include "commands/devices.h"
+#include "commands/doctor.h"
 #include "commands/meter.h"
 #include "commands/play.h"
 #include "commands/record.h"
@@ -26,7 +27,8 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter || command.compare || command.devices;
+    return command.play || command.record || command.meter || command.compare || command.devices ||
+           command.doctor;
 }
 
 char const* NameOf(AudioHost::CommandLine const& command) {
@@ -34,7 +36,8 @@ char const* NameOf(AudioHost::CommandLine const& command) {
            : command.record  ? "record"
            : command.meter   ? "meter"
            : command.compare ? "compare"
-                             : "devices";
+           : command.devices ? "devices"
+                             : "doctor";
 }
 
 AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
@@ -49,7 +52,9 @@ AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
     if (command.meter) {
         return AudioHost::Meter(*command.meter, surroundings, capture);
     }
-    return AudioHost::Devices(AudioHost::ListDevices(), command.telling, surroundings);
+    AudioHost::DeviceList const devices = AudioHost::ListDevices();
+    return command.doctor ? AudioHost::Doctor(*command.doctor, devices, surroundings, capture, output)
+                          : AudioHost::Devices(devices, command.telling, surroundings);
 }
 
 /// Takes what is written and keeps nothing.

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "doctor/doctorpage.h"
 #include "listening/stats.h"
 #include "report/capturesummary.h"
 #include "report/judgement.h"
@@ -130,6 +131,17 @@ Json FromDevices(std::vector<SoundDevice> const& devices) {
     return list;
 }
 
+Json FromOutput(Listening::OutputLog const& output) {
+    return {{"isWatched", output.isWatched},
+            {"glitches", output.glitches.size()},
+            {"worstMilliSec", Rounded(output.worstMilliSec)}};
+}
+
+Json FromRate(std::optional<Rate> const& rate) {
+    return rate ? Json{{"ppm", Rounded(rate->ppm)}, {"uncertaintyPpm", Rounded(rate->uncertaintyPpm)}}
+                : Json();
+}
+
 Json FromVerdict(Verdict const& verdict) {
     return {{"outcome", FromOutcome(verdict.outcome)}, {"text", verdict.text}};
 }
@@ -151,9 +163,7 @@ std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, 
         json["sessions"].push_back(FromSession(session));
     }
     json["heard"] = log.comparison ? FromComparison(*log.comparison) : Json();
-    json["output"] = {{"isWatched", log.output.isWatched},
-                      {"glitches", log.output.glitches.size()},
-                      {"worstMilliSec", Rounded(log.output.worstMilliSec)}};
+    json["output"] = FromOutput(log.output);
     json["files"] = {{"report", FromPath(options.reportPath)},
                      {"heard", FromPath(options.heardPath)},
                      {"log", FromPath(options.logPath)}};
@@ -181,6 +191,24 @@ std::string FormatSummaryJson(DeviceList const& list, ExitCode_t code) {
     Json json = Head("devices", code);
     json["outputs"] = FromDevices(list.outputs);
     json["inputs"] = FromDevices(list.inputs);
+    return Write(json);
+}
+
+std::string FormatSummaryJson(CheckupLog const& log, ExitCode_t code) {
+    Json json = Head("doctor", code);
+    json["verdict"] = FromVerdict(Judge(log));
+    json["isInterrupted"] = log.isInterrupted;
+    json["seconds"] = SecondsOf(log.spanNanoSec);
+    json["outputs"] = FromDevices(log.devices.outputs);
+    json["inputs"] = FromDevices(log.devices.inputs);
+    json["output"] = log.hasOutput ? FromOutput(log.output) : Json();
+    json["outputRate"] = FromRate(log.outputRate);
+    json["input"] = log.input.frames > 0 ? Json{{"frames", log.input.frames},
+                                                {"framesLost", log.input.GetFramesLost()},
+                                                {"levelDecibel", Rounded(log.input.levelDecibel)}}
+                                         : Json();
+    json["inputRate"] = FromRate(log.inputRate);
+    json["loopbackMilliSec"] = log.loopbackMilliSec ? Json(Rounded(*log.loopbackMilliSec)) : Json();
     return Write(json);
 }
 

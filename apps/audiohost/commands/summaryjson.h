@@ -3,6 +3,7 @@
 #include <string>
 
 #include "commands/findings.h"
+#include "doctor/checkup.h"
 #include "output/devicelist.h"
 #include "play/playbacklog.h"
 #include "record/capturelog.h"
@@ -20,6 +21,7 @@ std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, 
 std::string FormatSummaryJson(CaptureLog const& log, RecordOptions const& options, ExitCode_t code);
 
 std::string FormatSummaryJson(DeviceList const& list, ExitCode_t code);
+std::string FormatSummaryJson(CheckupLog const& log, ExitCode_t code);
 
 /// Of a run that ended with an error instead.
 std::string FormatErrorJson(std::string const& command, HostError const& error);

@@ -25,6 +25,9 @@ constexpr char const* CompareHelp =
 constexpr char const* DevicesHelp =
 #include "terminal/help/devices.txt"
     ;
+constexpr char const* DoctorHelp =
+#include "terminal/help/doctor.txt"
+    ;
 constexpr char const* Usage =
     "usage: audiohost COMMAND [OPTION...] [FILE...]\n"
     "       audiohost --version\n"
@@ -36,6 +39,10 @@ constexpr int MaxLeadMilliSec = 2000;
 
 constexpr double MinToneHz = 20.0;
 constexpr double MaxToneHz = 20'000.0;
+
+/// Three seconds of noise and one for its way back; an hour is good for hundredths of a ppm.
+constexpr double MinCheckupSeconds = 4.0;
+constexpr double MaxCheckupSeconds = 3600.0;
 
 constexpr double MinSeconds = 0.02;
 constexpr double MaxSeconds = 1e6;
@@ -142,6 +149,12 @@ void AddCompare(CLI::App& compare, CompareOptions& options) {
     compare.add_option("AFTER", options.afterPath)->required();
 }
 
+void AddDoctor(CLI::App& doctor, DoctorOptions& options) {
+    doctor.add_option("--seconds", options.seconds)->check(Between(MinCheckupSeconds, MaxCheckupSeconds));
+    doctor.add_option("--report", options.pagePath);
+    doctor.add_option("--log", options.logPath);
+}
+
 /// Of the command given, or of all.
 std::string FormatHelp(CLI::App const& app) {
     std::vector<CLI::App*> const given = app.get_subcommands();
@@ -170,12 +183,17 @@ std::string Complain(CLI::ParseError const& error) {
 
 } // namespace
 
+std::string FormatVersion() {
+    return "audiohost " RENDERERAUDIO_VERSION;
+}
+
 CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     CommandLine result;
     PlayOptions playOptions;
     RecordOptions recordOptions;
     MeterOptions meterOptions;
     CompareOptions compareOptions;
+    DoctorOptions doctorOptions;
     CLI::App app("", "audiohost");
     app.require_subcommand(1);
     // Also on Windows: a path may begin with a slash.
@@ -186,18 +204,20 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     CLI::App* const record = app.add_subcommand("record", RecordHelp);
     CLI::App* const meter = app.add_subcommand("meter", MeterHelp);
     CLI::App* const devices = app.add_subcommand("devices", DevicesHelp);
+    CLI::App* const doctor = app.add_subcommand("doctor", DoctorHelp);
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
     CLI::App* const compare = app.add_subcommand("compare", CompareHelp);
     AddCompare(*compare, compareOptions);
-    for (CLI::App* const command : {play, record, meter, devices}) {
+    AddDoctor(*doctor, doctorOptions);
+    for (CLI::App* const command : {play, record, meter, devices, doctor}) {
         AddTelling(*command, result.telling);
     }
-    for (CLI::App* const command : {play, record, devices}) {
+    for (CLI::App* const command : {play, record, devices, doctor}) {
         AddJson(*command, result.telling);
     }
-    app.set_version_flag("--version", "audiohost " RENDERERAUDIO_VERSION);
+    app.set_version_flag("--version", FormatVersion());
 
     // The parser takes its arguments from the back.
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -212,6 +232,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
             result.compare = compareOptions;
         } else if (meter->parsed()) {
             result.meter = meterOptions;
+        } else if (doctor->parsed()) {
+            result.doctor = doctorOptions;
         } else {
             result.devices = NoOptions();
         }

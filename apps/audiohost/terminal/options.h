@@ -77,6 +77,14 @@ struct MeterOptions {
     std::string logPath;
 };
 
+/// The `doctor` command.
+struct DoctorOptions {
+    double seconds = 60.0;
+    /// Empty: none.
+    std::string pagePath;
+    std::string logPath;
+};
+
 /// The commands that take no options of their own are asked for by this.
 struct NoOptions {};
 /// The `compare` command.
@@ -92,11 +100,15 @@ struct CommandLine {
     std::optional<MeterOptions> meter;
     std::optional<CompareOptions> compare;
     std::optional<NoOptions> devices;
+    std::optional<DoctorOptions> doctor;
     Telling telling;
     ExitCode_t code = ExitCode_t::Ok;
     /// For standard output (help, version) when `code` is `Ok`, else for standard error.
     std::string text;
 };
+
+/// "audiohost 0.1.0".
+std::string FormatVersion();
 
 /// Reads the arguments without the program's name, in UTF-8. Never throws but for memory.
 CommandLine ReadCommandLine(std::vector<std::string> const& arguments);

@@ -95,6 +95,20 @@ TEST(ReadCommandLine, OfPlayTakesWhatToShowAndKeepOfTheFigures) {
     EXPECT_EQ(full.play->statisticsPath, "s.json");
 }
 
+TEST(ReadCommandLine, OfTheDoctorTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"doctor"});
+    ASSERT_TRUE(line.doctor) << line.text;
+    EXPECT_EQ(line.doctor->seconds, 60.0);
+    CommandLine const full =
+        ReadCommandLine({"doctor", "--seconds=4", "--report", "p.txt", "--log", "l.txt"});
+    ASSERT_TRUE(full.doctor) << full.text;
+    EXPECT_EQ(full.doctor->seconds, 4.0);
+    EXPECT_EQ(full.doctor->pagePath, "p.txt");
+    EXPECT_EQ(full.doctor->logPath, "l.txt");
+    EXPECT_EQ(ReadCommandLine({"doctor", "--seconds", "3.9"}).code, ExitCode_t::Usage);
+    EXPECT_EQ(ReadCommandLine({"doctor", "--seconds", "3601"}).code, ExitCode_t::Usage);
+}
+
 TEST(ReadCommandLine, OfAnOptionGivenTwiceTakesTheLast) {
     CommandLine const line = ReadCommandLine(
         {"play", "--lead", "120", "--report", "default.html", "a.wav", "--report=own.html", "--lead=140"});
@@ -206,7 +220,7 @@ TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
 
 TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
     std::string const all = ReadCommandLine({"--help"}).text;
-    for (std::string const command : {"play", "record", "meter", "devices"}) {
+    for (std::string const command : {"play", "record", "meter", "devices", "doctor"}) {
         EXPECT_THAT(all, testing::HasSubstr(ReadCommandLine({command, "--help"}).text));
     }
 }
@@ -214,7 +228,7 @@ TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
 TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
     std::size_t told = 0;
     std::regex const form("  (-[a-z], )?(--[a-z-]+)( [^ ]+)?  .*");
-    for (std::string const command : {"play", "record", "meter", "devices"}) {
+    for (std::string const command : {"play", "record", "meter", "devices", "doctor"}) {
         std::istringstream help(ReadCommandLine({command, "--help"}).text);
         for (std::string line; std::getline(help, line);) {
             std::smatch option;
@@ -229,7 +243,7 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
             }
         }
     }
-    EXPECT_EQ(told, 18U + 8U + 4U + 3U);
+    EXPECT_EQ(told, 18U + 8U + 4U + 3U + 6U);
 }
 
 } // namespace AudioHost
