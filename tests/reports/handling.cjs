@@ -199,8 +199,10 @@ module.exports = (context) => ({
         });
     },
 
-    'play: an address that makes no sense shows all': () => withReport(context, 'play', { hash: '#from=NaN&to=-7&at=1e99&hide=,x' }, async (report) => {
+    'play: an address that makes no sense shows all, and too short a span 5 ms': () => withReport(context, 'play', { hash: '#from=NaN&to=-7&at=1e99&hide=,x' }, async (report) => {
         assert.deepEqual(await shownSpan(report), [0, 2.2]);
+        await report.page.evaluate(() => { location.hash = '#from=1&to=1.0001'; });
+        await report.page.waitForFunction(() => document.querySelector('.toolbar output').textContent === '0:01.000 to 0:01.005');
     }),
 
     'many: reads out the lowest and highest of 63 sessions': () => withReport(context, 'many', { hash: '#at=30' }, async (report) => {
