@@ -140,6 +140,8 @@ module.exports = (context) => ({
         await report.settle();
         assert.match(await report.text('#chart-error caption'), /0:00\.900 to 0:01\.100$/);
         assert.match(await report.text('#chart-error tbody'), /31\.25/);
+        const starts = await report.page.$$eval('#chart-error td:first-child', (cells) => cells.map((cell) => cell.textContent));
+        assert.deepEqual([starts[0], starts[12], starts.length], ['0:00.900', '0:01.000', 24]);
         await report.page.click('#chart-records summary');
         await report.page.click('button[aria-label="Show all of it"]');
         await report.settle();
@@ -160,8 +162,13 @@ module.exports = (context) => ({
         for (let times = 0; times < 50; times += 1) {
             await page.keyboard.press('ArrowRight');
         }
+        await page.$eval('#player-sent audio', (audio) => {
+            audio.addEventListener('seeking', () => { window.soughtSecond ??= audio.currentTime; });
+        });
         await page.click('#player-sent button');
+        await page.waitForFunction(() => window.soughtSecond !== undefined, { timeout: 10000 });
         // 1.1 s on the axis is 0.9 s into the sound, which began at 0.2 s.
+        near(await page.evaluate('window.soughtSecond'), 0.9, 0.01);
         await page.waitForFunction(() => document.querySelector('#player-sent audio').currentTime > 0.95, { timeout: 10000 });
         await page.waitForFunction(() => view.at > 1.1, { timeout: 10000 });
     }),
@@ -192,8 +199,10 @@ module.exports = (context) => ({
         });
     },
 
-    'play: an address that makes no sense shows all': () => withReport(context, 'play', { hash: '#from=NaN&to=-7&at=1e99&hide=,x' }, async (report) => {
+    'play: an address that makes no sense shows all, and too short a span 5 ms': () => withReport(context, 'play', { hash: '#from=NaN&to=-7&at=1e99&hide=,x' }, async (report) => {
         assert.deepEqual(await shownSpan(report), [0, 2.2]);
+        await report.page.evaluate(() => { location.hash = '#from=1&to=1.0001'; });
+        await report.page.waitForFunction(() => document.querySelector('.toolbar output').textContent === '0:01.000 to 0:01.005');
     }),
 
     'many: reads out the lowest and highest of 63 sessions': () => withReport(context, 'many', { hash: '#at=30' }, async (report) => {

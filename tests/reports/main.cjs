@@ -26,7 +26,7 @@ async function main() {
     const browser = await puppeteer.launch({
         executablePath: '/usr/bin/chromium',
         // Root has no sandbox; nobody hears the sound.
-        args: ['--no-sandbox', '--disable-gpu', '--mute-audio', '--disable-dev-shm-usage'],
+        args: ['--no-sandbox', '--disable-gpu', '--mute-audio', '--disable-dev-shm-usage', '--renderer-process-limit=1'],
     });
     const outcomes = [];
     const context = { browser, folder, pictures, charts };

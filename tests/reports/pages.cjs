@@ -6,7 +6,7 @@ const path = require('node:path');
 const { pathToFileURL } = require('node:url');
 
 const desk = { width: 1100, height: 900 };
-const telephone = { width: 390, height: 844, deviceScaleFactor: 2, isMobile: true, hasTouch: true };
+const telephone = { width: 390, height: 844, deviceScaleFactor: 1, isMobile: true, hasTouch: true };
 
 // What the page said and asked for since it was opened: to be empty.
 class OpenReport {

@@ -1,8 +1,8 @@
 # embed.cmake: writes OUT, a C++ source with the script, the style sheet and the notice of the report's page. Run by the
-# build with SOURCE (this folder) and CHARTS (the folder of the charts' library).
+# build with the files of each in SCRIPTS, STYLES and NOTICES, in their order.
 
-# The bytes of FILES one after the other. A policy tells a script by the hash of its very bytes: they are hashed and
-# written down from one and the same file.
+# embed(NAME OUT FILE...): the texts one after the other, as C++. A policy tells a script by the hash of its very bytes:
+# they are hashed and written down from one and the same file.
 function(embed name out)
     set(joined ${OUT}.${name})
     file(WRITE ${joined} "")
@@ -32,13 +32,9 @@ std::string_view View${name}() {
 " PARENT_SCOPE)
 endfunction()
 
-set(scripts ${CHARTS}/uPlot.iife.min.js)
-foreach(name view words plot timecharts sounds records tables page)
-    list(APPEND scripts ${SOURCE}/web/${name}.js)
-endforeach()
-embed(Script script ${scripts})
-embed(Style style ${CHARTS}/uPlot.min.css ${SOURCE}/web/page.css)
-embed(Notice notice ${CHARTS}/LICENSE)
+embed(Script script ${SCRIPTS})
+embed(Style style ${STYLES})
+embed(Notice notice ${NOTICES})
 file(WRITE ${OUT} "#include \"page/pageassets.h\"
 
 namespace AudioHost {

@@ -123,6 +123,15 @@ std::string Section(std::string const& title, std::string const& lines) {
     return lines.empty() ? "" : title + "\n" + lines;
 }
 
+/// Reports come from anywhere: what they hold must not steer the terminal.
+std::string WithoutControls(std::string text) {
+    for (char& character : text) {
+        auto const code = static_cast<unsigned char>(character);
+        character = (code < 0x20U && character != '\n') || code == 0x7FU ? '?' : character;
+    }
+    return text;
+}
+
 std::string CompareParsed(json const& before, json const& after) {
     if (before.at("kind") != after.at("kind")) {
         Refuse("they are of different commands");
@@ -147,7 +156,7 @@ std::string CompareReports(std::string const& before, std::string const& after) 
     json const first = ReadReport(before);
     json const second = ReadReport(after);
     try {
-        return CompareParsed(first, second);
+        return WithoutControls(CompareParsed(first, second));
     } catch (json::exception const&) {
         Refuse("one of them is damaged");
     }

@@ -5,15 +5,9 @@
 namespace AudioHost {
 
 Grade_t ToGrade(Outcome_t outcome) {
-    switch (outcome) {
-        case Outcome_t::Good:
-            return Grade_t::Good;
-        case Outcome_t::OutputGlitch:
-            return Grade_t::Fair;
-        case Outcome_t::Bad:
-            break;
-    }
-    return Grade_t::Bad;
+    return outcome == Outcome_t::Good  ? Grade_t::Good
+           : outcome == Outcome_t::Bad ? Grade_t::Bad
+                                       : Grade_t::Fair;
 }
 
 std::string SoundFileName(Kovra::SysTime startedAt, std::string const& id) {

@@ -48,6 +48,12 @@ TEST(CompareReports, TakesTheJsonAsWell) {
     EXPECT_THAT(CompareReports(json, PageOf(MakeLog())), HasSubstr("The same: "));
 }
 
+TEST(CompareReports, LetsNoNameSteerTheTerminal) {
+    PlaybackLog log = MakeLog();
+    log.sessions[0].name = "a\x1b[31m\x7f.wav";
+    EXPECT_THAT(CompareReports(PageOf(log), PageOf(log)), HasSubstr("Before: a?[31m?.wav, "));
+}
+
 TEST(CompareReports, RefusesWhatCannotBeCompared) {
     std::string const page = PageOf(MakeLog());
     std::string const damaged = R"({"schema":"audiohost-report","version":1,"kind":"play","figures":[{}]})";
