@@ -26,7 +26,7 @@ namespace {
 /// From the third preemption on a bound is left out when it takes more.
 constexpr std::uint64_t RunLimit = 1'000'000;
 /// Schedules of priorities in a sample.
-constexpr std::uint64_t SampleRuns = 300;
+constexpr std::uint64_t SampleRuns = 100;
 
 std::set<std::string>& EndStates() {
     static std::set<std::string> states;
