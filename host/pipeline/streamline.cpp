@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace Media {
 
@@ -24,6 +25,7 @@ constexpr int MostPasses = 8;
 constexpr double LimitDeviations = 5.0;
 /// Fewer points say nothing of a slope.
 constexpr std::size_t LeastPoints = 3;
+constexpr std::int64_t SlopeInterval = 8;
 
 /// Below so many buckets the spread of the delays is not known.
 constexpr std::size_t FewBuckets = 16;
@@ -76,6 +78,7 @@ void StreamLine::Begin(std::int64_t stream, std::int64_t arrival) {
     meanResidual_ = 0.0;
     firstSpread_ = 0;
     secondSpread_ = 0;
+    untold_ = 0;
     Take(stream, arrival);
 }
 
@@ -102,7 +105,7 @@ std::int64_t StreamLine::Add(std::int64_t stream, std::int64_t arrival) {
         }
     }
     Take(stream, arrival);
-    return change;
+    return change != 0 ? change : TellEarly();
 }
 
 double StreamLine::SkewPartsPerMillion() const {
@@ -147,8 +150,13 @@ std::int64_t StreamLine::FollowEarly(std::int64_t stream, std::int64_t arrival) 
     if (BucketOf(stream) > buckets_.back().number) {
         ++routeBegin_;
     }
+    untold_ = change;
     Take(stream, arrival);
-    return static_cast<double>(change) <= -LeastChangeNanoSec ? change : 0;
+    return TellEarly();
+}
+
+std::int64_t StreamLine::TellEarly() {
+    return static_cast<double>(untold_) <= -LeastChangeNanoSec ? std::exchange(untold_, 0) : 0;
 }
 
 std::int64_t StreamLine::FollowLate() {
@@ -172,6 +180,7 @@ std::int64_t StreamLine::FollowLate() {
             // The first bucket of the run may have frames of both routes.
             auto const change = std::llround(leastButFirst);
             routeBegin_ = count - run + 1;
+            untold_ = 0;
             Move(change, routeBegin_);
             for (std::size_t i = routeBegin_; i < count; ++i) {
                 buckets_[i].most -= change;
@@ -187,6 +196,7 @@ void StreamLine::Take(std::int64_t stream, std::int64_t arrival) {
     std::int64_t residual = buckets_.empty() ? 0 : Residual(stream, arrival);
     if (residual < 0 && buckets_.size() - routeBegin_ < YoungBuckets) {
         Move(residual, routeBegin_);
+        untold_ += untold_ != 0 ? residual : 0;
         residual = 0;
     }
     if (buckets_.empty() || number > buckets_.back().number) {
@@ -212,7 +222,9 @@ void StreamLine::Move(std::int64_t nanoSec, std::size_t end) {
 void StreamLine::Fit() {
     origin_ = buckets_.back().stream;
     height_ = buckets_.back().delay;
-    if (buckets_.size() >= LeastPoints) {
+    // With a minute of points a quarter of a second more changes little.
+    bool const isKnown = buckets_.size() >= HeightBuckets && buckets_.back().number % SlopeInterval != 0;
+    if (buckets_.size() >= LeastPoints && !isKnown) {
         FitSlope();
     }
     AlignRoutes();

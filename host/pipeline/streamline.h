@@ -71,6 +71,8 @@ private:
     /// What an early frame may be early by because the line is not known better.
     std::int64_t DoubtNanoSec() const;
     std::int64_t FollowEarly(std::int64_t stream, std::int64_t arrival);
+    /// The part of a shorter route that is followed but not told, once it is worth it.
+    std::int64_t TellEarly();
     std::int64_t FollowLate();
     void Take(std::int64_t stream, std::int64_t arrival);
     /// Moves the line, and all that was seen before bucket `end` with it.
@@ -92,6 +94,7 @@ private:
     std::size_t routeBegin_ = 0;
     std::array<Early, EarlyToBelieve> early_{};
     std::size_t earlyCount_ = 0;
+    std::int64_t untold_ = 0;
 
     /// Earliest arrival of `stream`: stream + height + slope * (stream - origin).
     std::int64_t origin_ = 0;

@@ -37,7 +37,8 @@ PlaybackLoop::PlaybackLoop(Simulation::World& world, Conditions const& condition
     Media::RendererAudioPlaybackDevicePeer::OpenWithoutThread(device_);
     state_.reset(new Media::RendererAudioPlaybackState(device_));
     // The first frame would do the same, with its own timestamp as the origin.
-    Media::RendererAudioPlaybackStatePeer::GetBuffer(*state_).CreateSoundBuffer(MakeFrame(0));
+    Media::RendererAudioPlaybackStatePeer::GetBuffer(*state_).CreateSoundBuffer(
+        MakeFrame(0, conditions.originNanoSec));
     sound_ = &world.OnlyBuffer();
     sound_->EnableSpeaker().SetCallback(
         [this](Simulation::HeardRun const& run, std::uint64_t index, std::int16_t const* samples,
@@ -53,9 +54,20 @@ void PlaybackLoop::PlayFrame() {
         arrivalNanoSec +=
             static_cast<std::int64_t>(random_()) % (conditions_.jitterMilliSec * NanoSecPerMilliSec);
     }
-    MoveTo(std::max(arrivalNanoSec, NowNanoSec()));
-    Render();
+    // Timestamps wrap.
+    std::int64_t const sinceStartNanoSec = nextNumber_ * FrameNanoSec;
+    auto const timestampNanoSec = static_cast<std::int64_t>(
+        static_cast<std::uint64_t>(conditions_.originNanoSec) +
+        static_cast<std::uint64_t>(conditions_.firstOffsetNanoSec + sinceStartNanoSec));
+    PlayArrived(nextNumber_, std::max(arrivalNanoSec, NowNanoSec()), timestampNanoSec,
+                startNanoSec_ + sinceStartNanoSec + conditions_.LeadNanoSec());
     ++nextNumber_;
+}
+
+void PlaybackLoop::PlayArrived(std::int64_t number, std::int64_t arrivalNanoSec,
+                               std::int64_t timestampNanoSec, std::int64_t presentationNanoSec) {
+    MoveTo(arrivalNanoSec);
+    Render(number, timestampNanoSec, presentationNanoSec);
 }
 
 void PlaybackLoop::Wait(std::int64_t nanoSec) {
@@ -77,14 +89,12 @@ void PlaybackLoop::MoveTo(std::int64_t nanoSec) {
     world_.Clock().AdvanceTo(nanoSec);
 }
 
-std::shared_ptr<Media::FrameAudRaw> PlaybackLoop::MakeFrame(std::int64_t offsetNanoSec) {
+std::shared_ptr<Media::FrameAudRaw> PlaybackLoop::MakeFrame(std::int64_t number,
+                                                            std::int64_t timestampNanoSec) {
     auto* const samples = reinterpret_cast<std::int16_t*>(block_->GetData());
-    std::fill_n(samples, FrameSamples, HeardFrames::ValueOf(nextNumber_));
-    // Timestamps wrap.
-    auto const timestampNanoSec = static_cast<std::int64_t>(
-        static_cast<std::uint64_t>(conditions_.originNanoSec) + static_cast<std::uint64_t>(offsetNanoSec));
+    std::fill_n(samples, FrameSamples, HeardFrames::ValueOf(number));
     auto frame = std::make_shared<Media::FrameAudRaw>(
-        Media::FrameIdent(Kovra::SysTime(timestampNanoSec), static_cast<std::uint32_t>(nextNumber_), "Loop"),
+        Media::FrameIdent(Kovra::SysTime(timestampNanoSec), static_cast<std::uint32_t>(number), "Loop"),
         params_);
     Kovra::BufferInfoListScoped slices;
     slices.Append(Kovra::BufferInfo(block_, 0, FrameBytes));
@@ -92,11 +102,11 @@ std::shared_ptr<Media::FrameAudRaw> PlaybackLoop::MakeFrame(std::int64_t offsetN
     return frame;
 }
 
-void PlaybackLoop::Render() {
-    std::int64_t const sinceStartNanoSec = nextNumber_ * FrameNanoSec;
-    Kovra::JiffyTime presentation(startNanoSec_ + sinceStartNanoSec + conditions_.LeadNanoSec());
-    heard_.Expect(nextNumber_, presentation.NanoSec());
-    state_->Render(MakeFrame(conditions_.firstOffsetNanoSec + sinceStartNanoSec), presentation);
+void PlaybackLoop::Render(std::int64_t number, std::int64_t timestampNanoSec,
+                          std::int64_t presentationNanoSec) {
+    Kovra::JiffyTime presentation(presentationNanoSec);
+    heard_.Expect(number, presentationNanoSec);
+    state_->Render(MakeFrame(number, timestampNanoSec), presentation);
     WatchFrequency();
 }
 

@@ -60,6 +60,9 @@ public:
 
     /// Time passes until the next frame is due, and the frame is rendered.
     void PlayFrame();
+    /// Time passes until a frame that somebody else sends arrives, and it is rendered.
+    void PlayArrived(std::int64_t number, std::int64_t arrivalNanoSec, std::int64_t timestampNanoSec,
+                     std::int64_t presentationNanoSec);
     /// The next frame never arrives; time passes all the same.
     void LoseFrame() { ++nextNumber_; }
     /// Time passes, without a frame.
@@ -81,9 +84,8 @@ public:
 
 private:
     void MoveTo(std::int64_t nanoSec);
-    /// The next frame, with its timestamp so far behind the origin.
-    std::shared_ptr<Media::FrameAudRaw> MakeFrame(std::int64_t offsetNanoSec);
-    void Render();
+    std::shared_ptr<Media::FrameAudRaw> MakeFrame(std::int64_t number, std::int64_t timestampNanoSec);
+    void Render(std::int64_t number, std::int64_t timestampNanoSec, std::int64_t presentationNanoSec);
     void WatchFrequency();
 
     Simulation::World& world_;

@@ -24,7 +24,11 @@ constexpr std::int64_t RecoveredFrame = ChangeFrame + 2 * FramesPerSec;
 constexpr std::int64_t LastFrame = RecoveredFrame + 2 * FramesPerSec;
 /// Of a clock that has begun anew two seconds before: what is left of 16 ms of jitter.
 constexpr std::int64_t RecoveredErrorNanoSec = 1'500'000;
+#ifdef UNDER_ADDRESS_SANITIZER
+constexpr int Seeds = 20;
+#else
 constexpr int Seeds = 100;
+#endif
 
 /// What becomes of a timeline.
 struct Change {

@@ -41,7 +41,7 @@ ExitCode_t Doctor(DoctorOptions const& options, DeviceList const& devices, Surro
     std::string const page = FormatPage(log);
     surroundings.out << page << std::flush;
     if (!options.pagePath.empty()) {
-        WriteReport(options.pagePath, page, surroundings.out);
+        WriteReport(options.pagePath, {page, {}}, surroundings.out);
     }
     if (surroundings.json) {
         *surroundings.json << FormatSummaryJson(log, code) << std::flush;

@@ -30,6 +30,7 @@ TEST(StreamClock_Route, LongerOneIsFollowedAndTold) {
     EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1) + 30 * NanoSecPerMilliSec));
     EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, 30 * NanoSecPerMilliSec, told), -1);
     EXPECT_NEAR(stream.clock.GetFigures().skewPartsPerMillion, 0.0, 0.5);
+    EXPECT_LT(stream.clock.GetFigures().spreadNanoSec, NanoSecPerMilliSec);
 }
 
 TEST(StreamClock_Route, ShorterOneIsFollowedWithTheThirdFrameAndTold) {
@@ -86,6 +87,28 @@ INSTANTIATE_TEST_SUITE_P(Jumps, StreamClock_Restart,
                                            Jump{"AnHourBack", std::uint64_t(0) - 3'600ULL * 48'000},
                                            Jump{"HalfOfTheRange", std::uint64_t{1} << 31U}),
                          [](auto const& info_) { return std::string(info_.param.name); });
+
+TEST(StreamClock_Restart, BeginsWithTheEarliestOfTheFramesThatAgree) {
+    LiveStream stream;
+    stream.Play(1000);
+    stream.firstTicks += 480'000;
+    StreamPlacement_t told = stream.Next(10 * NanoSecPerMilliSec);
+    stream.Next();
+    PlayUntilTold(stream, Kind_t::Restarted, 10 * NanoSecPerMilliSec, told);
+    EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1)));
+}
+
+TEST(StreamClock_Restart, IsNotBelievedOfFourFrames) {
+    LiveStream stream;
+    stream.Play(1000);
+    stream.firstTicks += 480'000;
+    for (int i = 0; i < 4; ++i) {
+        stream.number += 5;
+        EXPECT_EQ(stream.Next().verdict, Verdict_t::OutOfLine);
+    }
+    stream.number += 5;
+    EXPECT_EQ(stream.Next().event.kind, Kind_t::Restarted);
+}
 
 TEST(StreamClock_Restart, TellsHowFarTheTimestampsWent) {
     LiveStream stream;
