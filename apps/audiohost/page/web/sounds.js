@@ -21,10 +21,8 @@ function waveScale() {
     return Math.max(step, Math.ceil(share / step - 1e-9) * step);
 }
 
-function waveSpan(sound, second) {
-    const place = Math.floor(((second * 1000 - sound.startMilliSec) * 1000) / sound.wave.stretchMicroSec);
-    const low = sound.wave.low[place];
-    return low === undefined ? null : [low, sound.wave.high[place]];
+function stretchAt(sound, second) {
+    return Math.floor(((second * 1000 - sound.startMilliSec) * 1000) / sound.wave.stretchMicroSec);
 }
 
 function makeWave(sound, scale) {
@@ -42,7 +40,7 @@ function makeWave(sound, scale) {
         y: { range: () => [-scale, scale] },
         axis: { splits: () => [-scale, 0, scale], values: (u, places) => places.map((place) => place.toFixed(scale < 0.1 ? 2 : 1)) },
         readOut: (second) => {
-            const span = waveSpan(sound, second);
+            const span = waveExtremes(sound, second, second);
             return span ? `${spanWords(span, fullScale / 100)} % of full scale` : 'no sound';
         },
     });
@@ -54,10 +52,10 @@ function makeWave(sound, scale) {
 }
 
 function waveExtremes(sound, from, to) {
-    const place = (second) => Math.floor(((second * 1000 - sound.startMilliSec) * 1000) / sound.wave.stretchMicroSec);
+    const { low, high } = sound.wave;
     let span = null;
-    for (let number = Math.max(0, place(from)); number <= Math.min(place(to), sound.wave.low.length - 1); number += 1) {
-        span = joinSpans(span, [sound.wave.low[number], sound.wave.high[number]]);
+    for (let number = Math.max(0, stretchAt(sound, from)); number <= Math.min(stretchAt(sound, to), low.length - 1); number += 1) {
+        span = joinSpans(span, [low[number], high[number]]);
     }
     return span;
 }
