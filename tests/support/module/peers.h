@@ -76,6 +76,8 @@ struct RendererAudioCaptureProxyPeer {
     static std::shared_ptr<RendererAudioCaptureBuffer> GetBuffer(RendererAudioCaptureProxy const& proxy) {
         return proxy.GetBuffer();
     }
+    /// What a line-level thread that waits for a buffer looks at.
+    static bool HasBuffer(RendererAudioCaptureProxy const& proxy) { return proxy.HasBuffer(); }
     /// Null once the device has gone.
     static std::shared_ptr<RendererAudioCaptureDevice::Fields> GetDevice(RendererAudioCaptureProxy& proxy) {
         return proxy.device_.lock();

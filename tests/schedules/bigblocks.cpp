@@ -1,0 +1,93 @@
+// Half a megabyte of ring comes and goes with every run, several times: the system's memory for it would cost
+// more than all else. Blocks of that size are kept here and used again; all others come from the allocator,
+// and with them what AddressSanitizer tells of them.
+
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr std::size_t BigBytes = std::size_t{400} * 1024;
+/// No block that is kept is larger.
+constexpr std::size_t KeptBytes = std::size_t{500} * 1024;
+constexpr std::size_t MaxBlocks = 64;
+
+struct Block {
+    void* memory = nullptr;
+    bool isUsed = false;
+};
+
+/// Touched by the managed thread that runs alone, and by the one that waits for it.
+std::array<Block, MaxBlocks> blocks;
+
+bool IsBig(std::size_t size) {
+    return size >= BigBytes && size <= KeptBytes;
+}
+
+void* TakeBig() {
+    for (Block& block : blocks) {
+        if (!block.isUsed) {
+            block.isUsed = true;
+            if (block.memory == nullptr) {
+                block.memory = std::malloc(KeptBytes);
+            }
+            return block.memory;
+        }
+    }
+    return nullptr;
+}
+
+bool GiveBack(void* memory) {
+    for (Block& block : blocks) {
+        if (block.memory == nullptr) {
+            return false;
+        }
+        if (block.memory == memory) {
+            block.isUsed = false;
+            return true;
+        }
+    }
+    return false;
+}
+
+void Free(void* memory) {
+    if (memory != nullptr && !GiveBack(memory)) {
+        std::free(memory);
+    }
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = IsBig(size) ? TakeBig() : std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void* operator new[](std::size_t size) {
+    return ::operator new(size);
+}
+
+void operator delete(void* memory) noexcept {
+    Free(memory);
+}
+
+void operator delete[](void* memory) noexcept {
+    Free(memory);
+}
+
+void operator delete(void* memory, std::size_t size) noexcept {
+    if (IsBig(size)) {
+        Free(memory);
+    } else {
+        std::free(memory);
+    }
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+    Free(memory);
+}
