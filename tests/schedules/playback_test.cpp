@@ -73,9 +73,13 @@ SCHEDULES_TEST(Schedules_Playback, IdleStopBesideAFrame) {
 
 SCHEDULES_TEST(Schedules_Playback, ClearingBesideAFrame) {
     Playing stage;
-    stage.Pass(590);
+    // Past the grace of 500 ms; the pass that would clear by itself comes at 520 ms, 400 ms after the
+    // notification.
+    constexpr std::int64_t PauseMilliSec = 510;
+    stage.Pass(PauseMilliSec);
+    Expect(stage.session.Fields().clearedEnd.load() == 0, "all that was played is still to be cleared");
     // Ahead of the cursor, where nothing is to be cleared.
-    stage.session.timestampNanoSec += 590 * Facts::NanoSecPerMilliSec;
+    stage.session.timestampNanoSec += PauseMilliSec * Facts::NanoSecPerMilliSec;
     auto const timestamp = stage.session.timestampNanoSec;
     SetEvent(stage.session.Event());
     RunTogether({[&] { Expect(stage.session.Render(NewValue), "the frame is written"); }});
