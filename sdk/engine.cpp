@@ -89,11 +89,9 @@ RaStatus Engine::AddSession(std::shared_ptr<Session> const& session) {
     return status;
 }
 
-void Engine::EndSession(Session& session) {
-    if (CallbackScope::IsOpen()) {
-        session.Mute();
-    }
+void Engine::EndSession(Session const& session) {
     pipeline_->CloseSession(session.GetId());
+    // What is told from here on finds nobody to tell.
     std::lock_guard<std::mutex> const guard(lock_);
     sessions_.erase(session.GetId());
     --sessionCount_;

@@ -38,8 +38,8 @@ public:
 
     /// Takes part in the engine as a session of the pipeline; a status when there is no room or no output.
     RaStatus AddSession(std::shared_ptr<Session> const& session);
-    /// Ends the pipeline's session. By a callback it does not wait.
-    void EndSession(Session& session);
+    /// Ends the pipeline's session, and waits for that unless one of its workers calls.
+    void EndSession(Session const& session);
     /// The engine's one capture; false when there is one.
     bool SetCapture(std::shared_ptr<Capture> const& capture);
     void EndCapture(Capture const& capture);

@@ -56,7 +56,7 @@ void Session::Report(Media::Pipeline::Report_t const& report) {
             statistics_.lastAchievedNanoSec = report.achieved.NanoSec();
         }
     }
-    if (callback_ == nullptr || isMute_) {
+    if (callback_ == nullptr) {
         return;
     }
     RaReport const told = {sizeof(RaReport),           isRendered ? 1U : 0U,      report.jobNumber,

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -35,15 +34,12 @@ public:
 
     /// What became of a frame: on a worker.
     void Report(Media::Pipeline::Report_t const& report);
-    /// No report is told from now on.
-    void Mute() { isMute_ = true; }
 
 private:
     std::shared_ptr<Engine> const engine_;
     RaReportCallback const callback_;
     void* const context_;
     Media::Pipeline::SessionId_t id_ = Media::Pipeline::InvalidSession;
-    std::atomic<bool> isMute_{false};
 
     /// Held while a frame is submitted: in the order of the calls.
     mutable std::mutex lock_;

@@ -8,10 +8,11 @@
 // A negative size does not compile.
 #define PIN(name, condition) typedef char name[(condition) ? 1 : -1]
 #define PIN_SIZE(type, bytes) PIN(pinned_size_##type, sizeof(type) == (bytes))
-#define PIN_MEMBER(type, member, place, memberType)                                             \
-    PIN(pinned_##type##_##member,                                                               \
-        offsetof(type, member) == (place) && sizeof(((type*)0)->member) == sizeof(memberType)); \
-    typedef memberType pinned_type_##type##_##member
+// The two pointers of the choice must have one type.
+#define PIN_MEMBER(type, member, place, memberType)                                            \
+    PIN(pinned_##type##_##member, offsetof(type, member) == (place) &&                         \
+                                      sizeof(1 ? &((type*)0)->member : (memberType*)0) == 8 && \
+                                      sizeof(memberType) == sizeof(((type*)0)->member))
 
 PIN(pinned_interface, RA_INTERFACE == 1);
 PIN(pinned_limits, RA_MAX_STRUCT_BYTES == 1024 && RA_MAX_SESSIONS == 63 && RA_MAX_FRAME_BYTES == 1048576 &&

@@ -353,6 +353,12 @@ TEST_F(Log_Callback, HearsRecordsFromItsLevelOnUntilItIsEnded) {
     EXPECT_THAT(records.levels, Each(testing::Ge(RA_LOG_INFO)));
     EXPECT_THAT(records.texts, testing::Contains(testing::StartsWith("Media.RendererAudio")));
     EXPECT_EQ(records.status, RA_REFUSED);
+    // Nothing of the playing is a warning.
+    records.texts.clear();
+    ASSERT_EQ(RaSetLog(Records::Take, &records, RA_LOG_WARNING), RA_SUCCESS);
+    Play(OpenSession(), 15);
+    ASSERT_EQ(RaSetLog(nullptr, nullptr, RA_LOG_INFO), RA_SUCCESS);
+    EXPECT_THAT(records.texts, SizeIs(0));
     std::size_t const heard = records.texts.size();
     ASSERT_EQ(RaSessionClose(session), RA_SUCCESS);
     Play(OpenSession(), 15);

@@ -302,8 +302,8 @@ RA_API RaStatus RaSessionOpen(RaEngine engine, RaStreamFormat const* format, RaR
 
 /// Lets the frames that wait be rendered, then ends the session. What it has still to play is not heard: wait
 /// until the last presentation time has passed. When it has returned, its callback is not running and will
-/// not be called. Called by a callback it does not wait: no report follows, one that is running on another
-/// thread may still end. -41: no such session.
+/// not be called. A report callback of the engine that calls it is not made to wait: no report follows, but
+/// one that is running may still end. -41: no such session.
 /// **Threads:** any, with no lock that a callback takes. **Ownership:** takes the session back.
 /// **Since:** 1.
 RA_API RaStatus RaSessionClose(RaSession session);
