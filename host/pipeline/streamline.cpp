@@ -27,6 +27,10 @@ constexpr double LimitDeviations = 5.0;
 constexpr std::size_t LeastPoints = 3;
 constexpr std::int64_t SlopeInterval = 8;
 
+/// So often the line of the later half alone is tried, and taken when it is likelier by exp(12).
+constexpr std::size_t SplitInterval = 16;
+constexpr double SplitSurprise = 12.0;
+
 /// Below so many buckets the spread of the delays is not known.
 constexpr std::size_t FewBuckets = 16;
 /// While the route is so young, a frame below the line corrects the line's height and says nothing of its
@@ -225,36 +229,60 @@ void StreamLine::Fit() {
     // With a minute of points a quarter of a second more changes little.
     bool const isKnown = buckets_.size() >= HeightBuckets && buckets_.back().number % SlopeInterval != 0;
     if (buckets_.size() >= LeastPoints && !isKnown) {
-        FitSlope();
+        slope_ = FitFrom(0).slope;
     }
     AlignRoutes();
     FitHeight();
+    if (buckets_.size() <= HeightBuckets && buckets_.size() % SplitInterval == 0) {
+        ForgetStart();
+    }
     FindSpread();
 }
 
-void StreamLine::FitSlope() {
+void StreamLine::ForgetStart() {
+    // A route that changes before the skew is known looks like a skew at first. What came since then fits a
+    // line of its own much better than that.
+    std::size_t const begin = buckets_.size() / 2;
+    auto const count = static_cast<double>(buckets_.size() - begin);
+    double distance = 0.0;
+    for (std::size_t i = begin; i < buckets_.size(); ++i) {
+        distance += HeightOf(buckets_[i]) / count;
+    }
+    Fitted const fitted = FitFrom(begin);
+    if (count * std::log(distance / fitted.distance) < SplitSurprise) {
+        return;
+    }
+    buckets_.erase(buckets_.begin(), buckets_.begin() + static_cast<std::ptrdiff_t>(begin));
+    routeBegin_ = 0;
+    slope_ = fitted.slope;
+    FitHeight();
+}
+
+StreamLine::Fitted StreamLine::FitFrom(std::size_t begin) const {
     // The earliest frames of the buckets lie above the line like waiting times: of a line below all of them
     // with the mean distance m they are seen with a likelihood of m to the power of minus their number.
-    std::vector<Point> const hull = FindHull();
-    auto const count = static_cast<double>(buckets_.size());
+    std::vector<Point> const hull = FindHull(begin);
+    auto const count = static_cast<double>(buckets_.size() - begin);
     Point mean;
-    for (Bucket const& bucket : buckets_) {
-        mean.x += PointOf(bucket).x / count;
-        mean.y += PointOf(bucket).y / count;
+    for (std::size_t i = begin; i < buckets_.size(); ++i) {
+        mean.x += PointOf(buckets_[i]).x / count;
+        mean.y += PointOf(buckets_[i]).y / count;
     }
-    auto const likelihood = [&](double slope) {
+    auto const distance = [&](double slope) {
         double lowest = 1e18;
         for (Point const& point : hull) {
             lowest = std::min(lowest, point.y - slope * point.x);
         }
-        double const distance = std::max(mean.y - slope * mean.x - lowest, LeastMeanNanoSec);
-        return -count * std::log(distance) + std::log(Expectation(slope - firstSlope_));
+        return std::max(mean.y - slope * mean.x - lowest, LeastMeanNanoSec);
+    };
+    auto const likelihood = [&](double slope) {
+        return -count * std::log(distance(slope)) + std::log(Expectation(slope - firstSlope_));
     };
     double limit = MostSlope;
-    slope_ = 0.0;
+    double slope = 0.0;
     for (int pass = 0; pass < MostPasses; ++pass) {
         std::array<double, Slopes> likelihoods{};
-        auto const slopeOf = [&](int i) { return slope_ + limit * (2.0 * i / (Slopes - 1) - 1.0); };
+        auto const slopeOf = [&](int i) { return slope + limit * (2.0 * i / (Slopes - 1) - 1.0); };
         double most = -1e18;
         for (int i = 0; i < Slopes; ++i) {
             likelihoods[static_cast<std::size_t>(i)] = likelihood(slopeOf(i));
@@ -265,20 +293,21 @@ void StreamLine::FitSlope() {
         double second = 0.0;
         for (int i = 0; i < Slopes; ++i) {
             double const weight = std::exp(likelihoods[static_cast<std::size_t>(i)] - most);
-            double const offset = slopeOf(i) - slope_;
+            double const offset = slopeOf(i) - slope;
             sum += weight;
             first += weight * offset;
             second += weight * offset * offset;
         }
         double const offset = first / sum;
         double const deviation = std::sqrt(std::max(second / sum - offset * offset, 0.0));
-        slope_ = std::clamp(slope_ + offset, -MostSlope, MostSlope);
+        slope = std::clamp(slope + offset, -MostSlope, MostSlope);
         double const closer = std::max(LimitDeviations * deviation, 4.0 * limit / (Slopes - 1));
         if (closer >= 0.8 * limit) {
-            return;
+            break;
         }
         limit = closer;
     }
+    return {slope, distance(slope)};
 }
 
 void StreamLine::AlignRoutes() {
@@ -325,11 +354,11 @@ void StreamLine::FindSpread() {
     }
 }
 
-std::vector<StreamLine::Point> StreamLine::FindHull() const {
+std::vector<StreamLine::Point> StreamLine::FindHull(std::size_t begin) const {
     std::vector<Point> hull;
     hull.reserve(buckets_.size());
-    for (Bucket const& bucket : buckets_) {
-        Point const point = PointOf(bucket);
+    for (std::size_t i = begin; i < buckets_.size(); ++i) {
+        Point const point = PointOf(buckets_[i]);
         while (hull.size() >= 2) {
             Point const& a = hull[hull.size() - 2];
             Point const& b = hull.back();

@@ -65,6 +65,12 @@ private:
         double y = 0.0;
     };
 
+    /// A line below the points, and their mean distance from it.
+    struct Fitted {
+        double slope = 0.0;
+        double distance = 0.0;
+    };
+
     static constexpr std::size_t EarlyToBelieve = 3;
 
     std::int64_t Residual(std::int64_t stream, std::int64_t arrival) const;
@@ -78,11 +84,12 @@ private:
     /// Moves the line, and all that was seen before bucket `end` with it.
     void Move(std::int64_t nanoSec, std::size_t end);
     void Fit();
-    void FitSlope();
+    Fitted FitFrom(std::size_t begin) const;
+    void ForgetStart();
     void AlignRoutes();
     void FitHeight();
     void FindSpread();
-    std::vector<Point> FindHull() const;
+    std::vector<Point> FindHull(std::size_t begin) const;
     /// Of the bucket's earliest frame, against a line of slope 0 or of the present slope.
     Point PointOf(Bucket const& bucket) const;
     double HeightOf(Bucket const& bucket) const;

@@ -97,6 +97,18 @@ INSTANTIATE_TEST_SUITE_P(Severity, SenderRoute,
 INSTANTIATE_TEST_SUITE_P(Severity, SenderClock, ::testing::ValuesIn(Severities),
                          [](auto const& info_) { return std::string(1, info_.param.name); });
 
+TEST(SenderClock_Start, ARouteThatChangesMeanwhileIsNotTakenForASkew) {
+    for (std::uint64_t seed = 1; seed <= 5; ++seed) {
+        SCOPED_TRACE(seed);
+        Sender const sender = MakeSender(20);
+        VirtualNetwork network(OnOneRoute(SeverityOf('C')), sender, seed);
+        network.SetDetour(sender.startNanoSec + 3 * NanoSecPerSec, 4'000'000);
+        ClockCourse const course = RunClock(network, sender, {}, 100 * NanoSecPerSec);
+        EXPECT_LE(std::abs(course.meanMilliSec), 0.2);
+        EXPECT_LE(course.PeakToPeakMilliSec(), 0.2);
+    }
+}
+
 TEST(SenderClock_Growth, IsNone) {
     for (int const skew : {78, -500}) {
         SCOPED_TRACE(skew);
