@@ -50,7 +50,7 @@ std::optional<Struct> ReadStruct(Struct const* from) {
     }
     auto const* const bytes = static_cast<unsigned char const*>(static_cast<void const*>(from));
     if (*size > sizeof(Struct) &&
-        std::any_of(bytes + sizeof(Struct), bytes + *size, [](unsigned char byte) { return byte != 0; })) {
+        std::any_of(bytes + sizeof(Struct), bytes + *size, [](unsigned char each) { return each != 0; })) {
         return std::nullopt;
     }
     Struct known = {};

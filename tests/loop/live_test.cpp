@@ -40,8 +40,8 @@ void PrintTo(Live const& live, std::ostream* out) {
 }
 
 /// All skews of the sender with `--all-cases`.
-std::vector<Live> MakeCases() {
-    std::vector<Live> cases{{'A', 55.0, 300}, {'D', -55.0, -300}, {'F', 100.0, 300}};
+std::vector<Live> MakeLiveCases() {
+    std::vector<Live> cases{{'A', 55.0, 300}, {'D', -55.0, -300}};
     for (std::int64_t const device : {300, -300}) {
         for (double const sender : {78.0, 500.0, -500.0}) {
             cases.push_back({'C', sender, device});
@@ -50,7 +50,6 @@ std::vector<Live> MakeCases() {
             for (double const sender : {0.0, -78.0}) {
                 cases.push_back({'C', sender, device});
             }
-            cases.push_back({'F', -100.0, device});
         }
     }
     return cases;
@@ -213,11 +212,13 @@ TEST_P(ClosedLoop_Live, HoldsTheSendersTimeForHours) {
     EXPECT_LE(heard.SilenceCount(), chain.Net().LostCount() + 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Streams, ClosedLoop_Live, ::testing::ValuesIn(MakeCases()), [](auto const& info_) {
-    Live const& live = info_.param;
-    return std::string(1, live.severity) + "Sender" + NameOf(live.senderPartsPerMillion) + "Device" +
-           NameOf(static_cast<double>(live.devicePartsPerMillion));
-});
+INSTANTIATE_TEST_SUITE_P(Streams, ClosedLoop_Live, ::testing::ValuesIn(MakeLiveCases()),
+                         [](auto const& info_) {
+                             Live const& live = info_.param;
+                             return std::string(1, live.severity) + "Sender" +
+                                    NameOf(live.senderPartsPerMillion) + "Device" +
+                                    NameOf(static_cast<double>(live.devicePartsPerMillion));
+                         });
 
 TEST(ClosedLoop_LiveRoute, IsFollowedByThePlaybackFrequencyAlone) {
     for (std::int64_t const milliSec : {30, -30}) {

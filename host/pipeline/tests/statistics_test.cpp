@@ -19,7 +19,8 @@ static_assert(std::is_trivially_destructible_v<decltype(allocations)>);
 
 } // namespace
 
-// Of the whole program; they count on threads that ask for it.
+// Of the whole program; they count on threads that ask for it. ThreadSanitizer's own cannot be replaced.
+#ifndef UNDER_THREAD_SANITIZER
 void* operator new(std::size_t size) {
     allocations += isCounting ? 1 : 0;
     if (void* const block = std::malloc(size == 0 ? 1 : size)) {
@@ -33,6 +34,7 @@ void operator delete(void* block) noexcept {
 void operator delete(void* block, std::size_t /*size*/) noexcept {
     std::free(block);
 }
+#endif
 
 namespace {
 
