@@ -124,7 +124,7 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_option("--heard", options.heardPath);
     play.add_option("--log", options.logPath);
     AddFailOn(play, options.failOn, {"sound", "time", "level", "nothing"});
-    play.add_flag("--live", options.isLive);
+    play.add_flag("--live", options.isLive)->disable_flag_override();
     play.add_option("--trace", options.tracePath);
     play.add_option("--statistics", options.statisticsPath);
 }

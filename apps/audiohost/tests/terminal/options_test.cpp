@@ -74,7 +74,7 @@ TEST(ReadCommandLine, FailOnTakesWhatCounts) {
 TEST(ReadCommandLine, OfTheVersionIsNoError) {
     CommandLine const line = ReadCommandLine({"--version"});
     EXPECT_EQ(line.code, ExitCode_t::Ok);
-    EXPECT_THAT(line.text, testing::MatchesRegex("audiohost [0-9]+\\.[0-9]+\\.[0-9]+"));
+    EXPECT_TRUE(std::regex_match(line.text, std::regex("audiohost [0-9]+[.][0-9]+[.][0-9]+"))) << line.text;
 }
 
 TEST(ReadCommandLine, OfDevicesHasNoOptionsOfItsOwn) {
