@@ -37,14 +37,12 @@ std::int64_t Seek(void* opaque, std::int64_t offset, int whence) {
     if ((whence & AVSEEK_SIZE) != 0) {
         return size;
     }
-    std::int64_t const from = whence == SEEK_CUR   ? static_cast<std::int64_t>(reader.position)
-                              : whence == SEEK_END ? size
-                                                   : 0;
-    if (offset < -from || offset > size - from) {
+    // The library asks for places from the beginning only.
+    if (whence != SEEK_SET || offset < 0 || offset > size) {
         return AVERROR(EINVAL);
     }
-    reader.position = static_cast<std::size_t>(from + offset);
-    return from + offset;
+    reader.position = static_cast<std::size_t>(offset);
+    return offset;
 }
 
 /// Ends with the context that reads by it.
