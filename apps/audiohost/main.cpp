@@ -1,5 +1,6 @@
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "commands/compare.h"
 #include "commands/devices.h"
@@ -91,6 +92,13 @@ AudioHost::ExitCode_t RunToObject(AudioHost::CommandLine const& command,
             *surroundings.json << AudioHost::FormatErrorJson(NameOf(command), error);
         }
         throw;
+    } catch (std::exception const& error) {
+        if (surroundings.json) {
+            AudioHost::HostError const internal(AudioHost::ExitCode_t::Internal,
+                                                std::string("internal error: ") + error.what());
+            *surroundings.json << AudioHost::FormatErrorJson(NameOf(command), internal);
+        }
+        throw;
     }
 }
 
@@ -114,7 +122,8 @@ AudioHost::ExitCode_t Run() {
     AudioHost::SilentOutput output;
     AudioHost::ConsoleScreen screen;
     AudioHost::Surroundings surroundings = MakeSurroundings(command.telling, renderer, stop);
-    surroundings.screen = surroundings.isTerminal ? &screen : nullptr;
+    // The screen is that of standard output, which an object has to itself.
+    surroundings.screen = surroundings.isTerminal && !command.telling.isJson ? &screen : nullptr;
     surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
     return RunToObject(command, surroundings, capture, output);
 }

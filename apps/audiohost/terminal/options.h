@@ -87,6 +87,7 @@ struct DoctorOptions {
 
 /// The commands that take no options of their own are asked for by this.
 struct NoOptions {};
+
 /// The `compare` command.
 struct CompareOptions {
     std::string beforePath;
