@@ -8,6 +8,7 @@ function(rendereraudio_host_library name macro)
     else()
         add_library(${name} STATIC ${ARGN})
         target_compile_definitions(${name} PUBLIC ${macro}_STATIC)
+        rendereraudio_join_sources(${name})
     endif()
     target_include_directories(${name} PUBLIC
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)

@@ -18,6 +18,23 @@ endfunction()
 # Names in nameless namespaces then have to differ within a target.
 function(rendereraudio_join_sources)
     set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ${RENDERERAUDIO_JOIN_SOURCES})
+    # A test of a class in a nameless namespace: this compiler takes a joined source for a header.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        foreach(target ${ARGN})
+            target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+        endforeach()
+    endif()
+endfunction()
+
+# rendereraudio_serve_tests(TARGET...): libraries that in this build serve tests alone. Where it has sanitizers, compiling
+# them with optimisation takes longer than they ever run.
+function(rendereraudio_serve_tests)
+    rendereraudio_join_sources(${ARGN})
+    if(CMAKE_CXX_FLAGS MATCHES "sanitize=")
+        foreach(target ${ARGN})
+            target_compile_options(${target} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
+        endforeach()
+    endif()
 endfunction()
 
 set(RENDERERAUDIO_COMMON_HEADERS

@@ -17,10 +17,6 @@ constexpr std::size_t UsualStays = 64;
 constexpr std::int64_t EvenNanoSec = 150'000'000;
 constexpr double EvenMilliSec = 10.0;
 
-double ToMilliSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / NanoSecPerMilliSec;
-}
-
 } // namespace
 
 double OutputGlitch::GetSizeMilliSec() const {

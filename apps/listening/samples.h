@@ -15,8 +15,19 @@ constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 constexpr std::int64_t NanoSecPerHour = 3'600 * NanoSecPerSec;
 constexpr std::int64_t MilliSecPerSec = 1'000;
 
+/// For figures that a person reads.
+inline double ToMilliSec(std::int64_t nanoSec) {
+    return static_cast<double>(nanoSec) / NanoSecPerMilliSec;
+}
+
+inline double ToSec(std::int64_t nanoSec) {
+    return static_cast<double>(nanoSec) / NanoSecPerSec;
+}
+
 /// Greatest magnitude of a sample.
 constexpr double FullScaleLsb = 32768.0;
+
+constexpr double Pi = 3.14159265358979323846;
 
 /// Mono 16-bit PCM at `SoundRateHz`.
 using Samples = std::vector<std::int16_t>;

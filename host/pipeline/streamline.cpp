@@ -5,11 +5,13 @@
 #include <cmath>
 #include <utility>
 
+#include "kovra/time.h"
+
 namespace Media {
 
-namespace {
+using Kovra::NanoSecPerMilliSec;
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+namespace {
 
 /// Crystals are within 100 ppm; ten times that is a sender that counts wrongly.
 constexpr double MostSlope = 1e-3;

@@ -15,7 +15,7 @@ using Facts::RingNanoSec;
 using Facts::SampleNanoSec;
 
 constexpr std::int64_t BlockNanoSec = 20 * NanoSecPerMilliSec;
-constexpr std::int64_t RingBytes = 480'000;
+constexpr std::int64_t CaptureRingBytes = 480'000;
 constexpr std::int64_t Lowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t Highest = std::numeric_limits<std::int64_t>::max();
 
@@ -304,8 +304,8 @@ private:
 
     std::int64_t ChooseBytes() {
         return choices_.OneOf<std::int64_t>({-1, 0, 1, 2, 3, 1919, 1920, 1921, choices_.Between(0, 5000),
-                                             choices_.Between(0, 100'000), RingBytes - 2, RingBytes,
-                                             RingBytes + 2, RingBytes - 1});
+                                             choices_.Between(0, 100'000), CaptureRingBytes - 2,
+                                             CaptureRingBytes, CaptureRingBytes + 2, CaptureRingBytes - 1});
     }
 
     // --- capture

@@ -19,7 +19,7 @@ constexpr std::uint32_t MaxChannels = 2;
 constexpr std::int32_t Silence = -10000;
 
 /// Saturating, as the clock's difference is.
-std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
+std::int64_t DifferenceNanoSec(std::int64_t later, std::int64_t earlier) {
     if (earlier < 0 && later > std::numeric_limits<std::int64_t>::max() + earlier) {
         return std::numeric_limits<std::int64_t>::max();
     }
@@ -30,7 +30,7 @@ std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
 }
 
 std::int32_t DifferenceMilliSec(std::int64_t later, std::int64_t earlier) {
-    std::int64_t const milliSec = Difference(later, earlier) / NanoSecPerMilliSec;
+    std::int64_t const milliSec = DifferenceNanoSec(later, earlier) / NanoSecPerMilliSec;
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(milliSec)));
 }
 
@@ -327,7 +327,7 @@ void PlaybackModel::Put(std::uint32_t byte, std::uint8_t const* data, std::uint3
 // --- presentation
 
 void PlaybackModel::Present(std::int64_t& presentation, std::int64_t nowNanoSec, std::uint32_t playByte) {
-    std::int64_t const aheadNanoSec = Difference(presentation, nowNanoSec);
+    std::int64_t const aheadNanoSec = DifferenceNanoSec(presentation, nowNanoSec);
     if (aheadNanoSec <= rules_.pastLimitNanoSec) {
         Log(1, "AudioBuffer presentation requested in the past, stopping");
         if (record.hasSound) {

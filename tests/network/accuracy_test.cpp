@@ -9,7 +9,6 @@
 namespace Network {
 namespace {
 
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 constexpr std::int64_t NanoSecPerMinute = 60 * NanoSecPerSec;
 
 // Sanitizers are slow: a part shows the same faults of memory, and the optimised build those of numbers.

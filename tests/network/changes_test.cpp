@@ -16,7 +16,6 @@ namespace {
 using Kind_t = Media::StreamEvent_t::Kind_t;
 using Verdict_t = Media::StreamPlacement_t::Verdict_t;
 
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 constexpr std::int64_t FramesPerSec = 50;
 /// Frame with which the timeline changes, and when the clock must have recovered.
 constexpr std::int64_t ChangeFrame = 15 * FramesPerSec;

@@ -8,7 +8,6 @@ namespace Network {
 
 namespace {
 
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 constexpr std::int64_t StartNanoSec = 64 * NanoSecPerSec;
 constexpr std::int64_t AfterChangeNanoSec = 10 * NanoSecPerSec;
 constexpr std::int64_t FollowNanoSec = 60 * NanoSecPerSec;

@@ -9,8 +9,6 @@
 namespace Network {
 namespace {
 
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
-
 struct Extent {
     std::int64_t minutes = 30;
     int seeds = 20;

@@ -8,8 +8,6 @@ namespace Network {
 
 namespace {
 
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
-
 std::int64_t FromMilliSec(double milliSec) {
     return std::llround(milliSec * 1e6);
 }

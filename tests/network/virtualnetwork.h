@@ -6,9 +6,13 @@
 #include <random>
 #include <vector>
 
+#include "kovra/time.h"
 #include "network/severity.h"
 
 namespace Network {
+
+using Kovra::NanoSecPerMilliSec;
+using Kovra::NanoSecPerSec;
 
 /// A sender of frames whose crystal is not ours.
 struct Sender {

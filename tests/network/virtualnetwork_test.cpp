@@ -10,8 +10,6 @@
 namespace Network {
 namespace {
 
-constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
-constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 constexpr std::int64_t HourFrames = 3'600 * 50;
 
 TEST(VirtualNetwork_Next, GivesTheSameFramesForTheSameSeed) {

@@ -7,8 +7,6 @@ namespace Soak {
 
 namespace {
 
-constexpr double Pi = 3.14159265358979323846;
-
 /// A windowed sinc, 45 dB down at 0.6 kHz outside these edges.
 constexpr double LowHz = 10500.0;
 constexpr double HighHz = 17500.0;
@@ -20,9 +18,9 @@ BurstBand::BurstBand() {
         auto const at = static_cast<double>(i);
         auto const lowPass = [i, at](double edgeHz) {
             double const edge = 2.0 * edgeHz / Listening::SoundRateHz;
-            return i == 0 ? edge : std::sin(Pi * edge * at) / (Pi * at);
+            return i == 0 ? edge : std::sin(Listening::Pi * edge * at) / (Listening::Pi * at);
         };
-        double const window = 0.5 + 0.5 * std::cos(Pi * at / static_cast<double>(Reach + 1));
+        double const window = 0.5 + 0.5 * std::cos(Listening::Pi * at / static_cast<double>(Reach + 1));
         taps_[i + Reach] = static_cast<float>((lowPass(HighHz) - lowPass(LowHz)) * window);
     }
 }

@@ -11,8 +11,6 @@ namespace Soak {
 
 namespace {
 
-constexpr double Pi = 3.14159265358979323846;
-
 /// Tones repeat after this: 0.05 Hz is one period in it.
 constexpr std::int64_t TableSeconds = 20;
 constexpr std::int64_t TableSamples = TableSeconds * Listening::SoundRateHz;
@@ -65,8 +63,8 @@ SoundPlan::SoundPlan(std::size_t sessions) {
     periodFrames_ = std::max(MinPeriodFrames, SlotFrames * count);
     sine_.resize(static_cast<std::size_t>(TableSamples));
     for (std::size_t i = 0; i < sine_.size(); ++i) {
-        sine_[i] = static_cast<float>(
-            toneLsb_ * std::sin(2.0 * Pi * static_cast<double>(i) / static_cast<double>(TableSamples)));
+        sine_[i] = static_cast<float>(toneLsb_ * std::sin(2.0 * Listening::Pi * static_cast<double>(i) /
+                                                          static_cast<double>(TableSamples)));
     }
     for (std::size_t session = 0; session < sessions; ++session) {
         bursts_.push_back(MakeBurst(session));
@@ -108,7 +106,7 @@ Listening::Samples SoundPlan::MakeFrame(std::size_t session, std::int64_t number
 std::int16_t MicrophoneSample(std::int64_t number) {
     auto const at = static_cast<double>(number % TableSamples * LowestTonePeriods % TableSamples);
     return static_cast<std::int16_t>(
-        std::lround(MicrophoneLsb * std::sin(2.0 * Pi * at / static_cast<double>(TableSamples))));
+        std::lround(MicrophoneLsb * std::sin(2.0 * Listening::Pi * at / static_cast<double>(TableSamples))));
 }
 
 } // namespace Soak

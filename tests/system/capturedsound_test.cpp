@@ -11,7 +11,7 @@ namespace {
 
 using Listening::Samples;
 
-constexpr std::int64_t SoundSamples = 9600;
+constexpr std::int64_t CapturedSamples = 9600;
 constexpr std::int64_t BeginSample = 5000;
 
 /// A captured stream with the sound in it, which each test spoils at one place.
@@ -25,17 +25,17 @@ protected:
 
     CapturedSound Follow() const { return FollowSound(sound, stream); }
 
-    Samples const sound = TestSupport::MakeNoise(1, SoundSamples);
+    Samples const sound = TestSupport::MakeNoise(1, CapturedSamples);
     Samples stream;
     /// In the middle of the sound.
-    std::int64_t const place = BeginSample + SoundSamples / 2;
+    std::int64_t const place = BeginSample + CapturedSamples / 2;
 };
 
 TEST_F(CapturedSound_FollowSound, FindsACompleteSoundWithoutABreak) {
     CapturedSound const captured = Follow();
     EXPECT_EQ(captured.begin, BeginSample);
     // But for the noise's first samples, which round to zero.
-    EXPECT_NEAR(static_cast<double>(captured.heard), SoundSamples, 10);
+    EXPECT_NEAR(static_cast<double>(captured.heard), CapturedSamples, 10);
     EXPECT_TRUE(captured.breaks.empty());
 }
 
@@ -97,7 +97,7 @@ TEST_F(CapturedSound_FollowSound, TellsThatNothingCame) {
     CapturedSound const captured = Follow();
     EXPECT_LT(captured.heard, 20);
     ASSERT_EQ(captured.breaks.size(), 1U);
-    EXPECT_GT(captured.breaks[0].lost, SoundSamples - 20);
+    EXPECT_GT(captured.breaks[0].lost, CapturedSamples - 20);
 }
 
 } // namespace

@@ -16,8 +16,6 @@ constexpr std::int64_t SettlingMilliSec = 500;
 constexpr std::int64_t ListeningMilliSec = 800;
 constexpr std::int64_t PieceMilliSec = 100;
 
-constexpr double LevelToleranceDecibel = 0.5;
-
 /// What the client hears of a sound that plays on while the client state is set to something else at
 /// `ChangeMilliSec` and so on.
 class RendererAudio_ClientState : public PlaybackTest {

@@ -23,7 +23,6 @@ constexpr std::int64_t StaggerMilliSec = 370;
 /// The beginning by which a sound is found.
 constexpr std::int64_t SearchedMilliSec = 1000;
 constexpr char const* LossText = "packet loss";
-constexpr double LevelToleranceDecibel = 0.5;
 
 /// What the way added to the level of a window among other sounds, in decibels: its likeness to all that is
 /// heard is the share that it has in it.

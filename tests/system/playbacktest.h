@@ -26,6 +26,9 @@ constexpr std::int64_t UsualTailMilliSec = 800;
 /// What rounding and dither may leave of silence.
 constexpr int SilencePeakLsb = 2;
 
+/// What the way to the ear may change of a level.
+constexpr double LevelToleranceDecibel = 0.5;
+
 /// Enough of a sound's windows to speak for its place.
 constexpr double MinPlacedShare = 0.7;
 

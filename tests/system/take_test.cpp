@@ -27,7 +27,7 @@ constexpr std::int64_t FrameSamples = 960;
 constexpr std::int64_t DelaySamples = 2345;
 constexpr std::size_t Sounds = 2;
 constexpr std::int64_t StaggerSamples = 7000;
-constexpr std::int64_t SoundSamples = 3 * SecondSamples;
+constexpr std::int64_t TakeSamples = 3 * SecondSamples;
 
 /// What the output gives when nothing goes wrong: sounds, one begun a little after the other, beside the
 /// pilot. Tests spoil one sound before it is mixed, or the mix.
@@ -35,7 +35,7 @@ class Output {
 public:
     Output() {
         for (std::uint32_t i = 0; i < Sounds; ++i) {
-            sent_.push_back(TestSupport::MakeNoise(i + 1, SoundSamples));
+            sent_.push_back(TestSupport::MakeNoise(i + 1, TakeSamples));
             for (std::int16_t& sample : sent_.back()) {
                 sample = static_cast<std::int16_t>(sample / 3);
             }
@@ -52,7 +52,7 @@ public:
 
     Samples Mix() const {
         Samples const pilot = MakePilotSound();
-        Samples mix(DelaySamples + SoundSamples + 4 * SecondSamples / 5);
+        Samples mix(DelaySamples + TakeSamples + 4 * SecondSamples / 5);
         for (std::size_t i = 0; i < mix.size(); ++i) {
             mix[i] = pilot[i % pilot.size()];
         }

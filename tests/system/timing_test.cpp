@@ -27,7 +27,7 @@ constexpr double ReportedErrorLimitMilliSec = 0.02 * UsualLeadMilliSec + 10.0 + 
 constexpr double RateStepSamplesPerSec = 40.0;
 constexpr double RateToleranceSamplesPerSec = RateStepSamplesPerSec / 4;
 
-constexpr char const* StartedText = "playback started";
+constexpr char const* PlaybackStarted = "playback started";
 constexpr char const* IdleText = "Idle AudioBuffer playback stopped";
 constexpr char const* PastText = "presentation requested in the past";
 
@@ -249,7 +249,7 @@ TEST_F(RendererAudio_Presentation, SessionsAreHeardInTimeAgainAfterAnIdlePause) 
             }
         }
         EXPECT_GE(OnStage().CountLogged(IdleText), Sessions);
-        EXPECT_GE(OnStage().CountLogged(StartedText), 3 * Sessions);
+        EXPECT_GE(OnStage().CountLogged(PlaybackStarted), 3 * Sessions);
     }
     if (!retakes.Conclude()) {
         return;
@@ -299,7 +299,7 @@ TEST_F(RendererAudio_Presentation, InThePastSilencesTheSoundUntilOneLiesAhead) {
             retakes.Settle(2);
             ExpectHeard(CutSound(sent, AheadMilliSec, EndMilliSec), take, AheadMilliSec + UsualLeadMilliSec);
         }
-        EXPECT_GE(OnStage().CountLogged(StartedText), 2U);
+        EXPECT_GE(OnStage().CountLogged(PlaybackStarted), 2U);
         EXPECT_GT(OnStage().CountLogged(PastText), 0U);
     }
     retakes.Conclude();

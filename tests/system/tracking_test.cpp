@@ -17,13 +17,13 @@ namespace {
 using Listening::Samples;
 using Listening::SampleView;
 
-constexpr std::int64_t DelaySamples = 2345;
+constexpr std::int64_t SilenceSamples = 2345;
 
-/// A recording of `sound` after `DelaySamples` of silence, with some silence behind it.
+/// A recording of `sound` after `SilenceSamples` of silence, with some silence behind it.
 Samples Record(Samples const& sound) {
-    Samples recording(DelaySamples);
+    Samples recording(SilenceSamples);
     recording.insert(recording.end(), sound.begin(), sound.end());
-    recording.resize(recording.size() + DelaySamples);
+    recording.resize(recording.size() + SilenceSamples);
     return recording;
 }
 
@@ -31,7 +31,7 @@ Samples Record(Samples const& sound) {
 constexpr TrackSettings AloneTrack = {960, 19200, 0.9};
 
 std::vector<HeardWindow> Track(Samples const& sent, Samples const& recording) {
-    return TrackWindows(sent, recording, DelaySamples, AloneTrack);
+    return TrackWindows(sent, recording, SilenceSamples, AloneTrack);
 }
 
 /// A sound of fifty windows of 960, and a recording of it that a test damages.
@@ -87,7 +87,7 @@ TEST(Tracking_FindStart, FindsASoundAmongFourOthersAsLoud) {
         }
     }
 
-    EXPECT_EQ(FindStart(sent, mixed), DelaySamples);
+    EXPECT_EQ(FindStart(sent, mixed), SilenceSamples);
 }
 
 TEST_F(Tracking_SumUp, CompleteSoundIsHeardWithoutAnEvent) {
@@ -108,41 +108,42 @@ TEST_F(Tracking_SumUp, SoundAtTheSlowestRateIsHeardWithoutAnEvent) {
 
 TEST_F(Tracking_SumUp, SilenceInBetweenTearsAWindowAndIsAJump) {
     // In the middle of the window that begins at 9600.
-    recording.insert(recording.begin() + DelaySamples + 10080, 480, 0);
+    recording.insert(recording.begin() + SilenceSamples + 10080, 480, 0);
 
     ExpectEvents(1, 1);
 }
 
 TEST_F(Tracking_TrackWindows, AShiftOfTheResamplersWithinAWindowIsNoLoss) {
     // 0.7 ms, in the middle of the window that begins at 9600.
-    recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
+    recording.insert(recording.begin() + SilenceSamples + 10080, 33, 0);
 
     ExpectEvents(0, 0);
 }
 
 TEST_F(Tracking_TrackWindows, AMissingHalfOfAWindowIsALossThoughTheResamplerShiftsItsRest) {
-    std::fill_n(recording.begin() + DelaySamples + 9600, 480, std::int16_t{0});
-    recording.insert(recording.begin() + DelaySamples + 10080, 33, 0);
+    std::fill_n(recording.begin() + SilenceSamples + 9600, 480, std::int16_t{0});
+    recording.insert(recording.begin() + SilenceSamples + 10080, 33, 0);
 
     EXPECT_EQ(Judge().lost, 1);
 }
 
 TEST_F(Tracking_SumUp, MissingFrameIsLostAndAJump) {
-    auto const at = recording.begin() + DelaySamples + 9600;
+    auto const at = recording.begin() + SilenceSamples + 9600;
     recording.erase(at, at + 960);
 
     ExpectEvents(1, 1);
 }
 
 TEST_F(Tracking_SumUp, SilencedFramesAreLostWithoutAJump) {
-    std::fill_n(recording.begin() + DelaySamples + 9600, 3 * 960, std::int16_t{0});
+    std::fill_n(recording.begin() + SilenceSamples + 9600, 3 * 960, std::int16_t{0});
 
     ExpectEvents(3, 0);
 }
 
 TEST_F(Tracking_SumUp, FrameHeardTwiceIsAJump) {
-    Samples const frame(recording.begin() + DelaySamples + 9600, recording.begin() + DelaySamples + 10560);
-    recording.insert(recording.begin() + DelaySamples + 10560, frame.begin(), frame.end());
+    Samples const frame(recording.begin() + SilenceSamples + 9600,
+                        recording.begin() + SilenceSamples + 10560);
+    recording.insert(recording.begin() + SilenceSamples + 10560, frame.begin(), frame.end());
 
     ExpectEvents(0, 1);
 }

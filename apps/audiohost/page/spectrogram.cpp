@@ -25,7 +25,6 @@ constexpr double HighHz = 20'000.0;
 constexpr double FloorDecibel = -100.0;
 constexpr double StepsPerDecibel = 2.5;
 constexpr double MaxLevel = 255.0;
-constexpr double Pi = 3.14159265358979323846;
 
 struct FreeMemory {
     void operator()(float* memory) const { av_free(memory); }
@@ -51,8 +50,8 @@ public:
         for (std::size_t i = 0; i < WindowSamples; ++i) {
             // Hann's, whose mean is a half.
             weights_[i] = static_cast<float>(
-                0.5 * (1.0 - std::cos(2.0 * Pi * (static_cast<double>(i) + 0.5) / WindowSamples)) * 4.0 /
-                (WindowSamples * Listening::FullScaleLsb));
+                0.5 * (1.0 - std::cos(2.0 * Listening::Pi * (static_cast<double>(i) + 0.5) / WindowSamples)) *
+                4.0 / (WindowSamples * Listening::FullScaleLsb));
         }
     }
     ~Spectrum() { av_tx_uninit(&context_); }

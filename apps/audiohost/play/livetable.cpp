@@ -24,10 +24,6 @@ constexpr double BulkShare = 0.95;
 /// Characters up to here take one place each; of others nobody knows.
 constexpr std::uint32_t LastLatin = 0x24F;
 
-double ToMilliSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / Listening::NanoSecPerMilliSec;
-}
-
 std::string PadLeft(std::string const& text, std::size_t width) {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }
@@ -95,11 +91,11 @@ std::string FormatFigures(SessionStatistics_t const& session) {
     std::string const trend = session.trendPpm ? FormatNumber(*session.trendPpm, 6) : "-";
     std::string const frequency = session.frequencyHz == 0 ? "-" : std::to_string(session.frequencyHz);
     double const renderMicroSec = session.renderTime.GetMeanNanoSec() / Listening::NanoSecPerMicroSec;
-    return ' ' + PadLeft(FormatNumber(ToMilliSec(session.errorNanoSec), 7), 7) + ' ' +
-           PadLeft(FormatNumber(ToMilliSec(GetBulkErrorNanoSec(session)), 6), 6) + ' ' + PadLeft(trend, 6) +
-           ' ' + PadLeft(frequency, 5) + episodes(session.starts) + episodes(session.failures) +
-           episodes(session.lateJobs) + episodes(session.jumps) + episodes(session.losses) +
-           episodes(session.smallGaps) + ' ' +
+    return ' ' + PadLeft(FormatNumber(Listening::ToMilliSec(session.errorNanoSec), 7), 7) + ' ' +
+           PadLeft(FormatNumber(Listening::ToMilliSec(GetBulkErrorNanoSec(session)), 6), 6) + ' ' +
+           PadLeft(trend, 6) + ' ' + PadLeft(frequency, 5) + episodes(session.starts) +
+           episodes(session.failures) + episodes(session.lateJobs) + episodes(session.jumps) +
+           episodes(session.losses) + episodes(session.smallGaps) + ' ' +
            PadLeft(FormatShort(static_cast<std::uint64_t>(std::llround(renderMicroSec))), 5);
 }
 
@@ -158,8 +154,8 @@ std::vector<std::string> FormatLiveTable(PipelineStatistics_t const& statistics,
 std::string FormatLiveLine(PipelineStatistics_t const& statistics) {
     SessionStatistics_t const all = GetAll(statistics);
     return FormatCount(statistics.sessions.size(), "session") + "  error " +
-           FormatSigned(ToMilliSec(all.errorNanoSec), 1) + " ms, 95% " +
-           FormatSigned(ToMilliSec(GetBulkErrorNanoSec(all)), 1) + " ms  " +
+           FormatSigned(Listening::ToMilliSec(all.errorNanoSec), 1) + " ms, 95% " +
+           FormatSigned(Listening::ToMilliSec(GetBulkErrorNanoSec(all)), 1) + " ms  " +
            FormatShort(all.failures.episodes) + " fail " + FormatShort(all.lateJobs.episodes) + " late " +
            FormatShort(all.jumps.episodes) + " jump " + FormatShort(all.losses.episodes) + " loss";
 }

@@ -7,12 +7,12 @@ namespace AudioHost {
 namespace {
 
 constexpr int ScreenIntervalMilliSec = 500;
-constexpr int PlainIntervalMilliSec = 5000;
+constexpr int TableIntervalMilliSec = 5000;
 
 } // namespace
 
 int LiveView::GetIntervalMilliSec() const {
-    return screen_ ? ScreenIntervalMilliSec : PlainIntervalMilliSec;
+    return screen_ ? ScreenIntervalMilliSec : TableIntervalMilliSec;
 }
 
 void LiveView::Show(Media::PipelineStatistics_t const& statistics) {

@@ -18,7 +18,7 @@ double ToUnits(double nanoSec, std::int64_t unitNanoSec) {
     return std::round(nanoSec / static_cast<double>(unitNanoSec) * Places) / Places;
 }
 
-double ToMilliSec(std::int64_t nanoSec) {
+double InMilliSec(std::int64_t nanoSec) {
     return ToUnits(static_cast<double>(nanoSec), Listening::NanoSecPerMilliSec);
 }
 
@@ -42,7 +42,7 @@ Json FromFrequencies(Media::SessionStatistics_t const& session) {
     for (Media::FrequencyTime_t const& time : session.frequencyTimes) {
         if (time.nanoSec != 0) {
             times.push_back(
-                {{"hz", time.hz == 0 ? Json() : Json(time.hz)}, {"milliSec", ToMilliSec(time.nanoSec)}});
+                {{"hz", time.hz == 0 ? Json() : Json(time.hz)}, {"milliSec", InMilliSec(time.nanoSec)}});
         }
     }
     return times;
@@ -53,7 +53,7 @@ Json FromSession(Media::SessionStatistics_t const& session) {
             {"failures", FromEpisodes(session.failures)},
             {"lateJobs", FromEpisodes(session.lateJobs)},
             {"pauses", FromEpisodes(session.pauses)},
-            {"errorMilliSec", ToMilliSec(session.errorNanoSec)},
+            {"errorMilliSec", InMilliSec(session.errorNanoSec)},
             {"errorsMilliSec", FromDistribution(session.error, Listening::NanoSecPerMilliSec)},
             {"trendPpm", session.trendPpm ? Json(ToUnits(*session.trendPpm, 1)) : Json()},
             {"renderMicroSec", FromDistribution(session.renderTime, Listening::NanoSecPerMicroSec)},

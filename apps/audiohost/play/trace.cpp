@@ -36,10 +36,6 @@ double ToMicroSec(std::int64_t nanoSec) {
     return static_cast<double>(nanoSec) / Listening::NanoSecPerMicroSec;
 }
 
-double ToMilliSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / Listening::NanoSecPerMilliSec;
-}
-
 char const* OutcomeInWords(Media::PipelineStageJob::Outcome_t outcome) {
     switch (outcome) {
         case Media::PipelineStageJob::Outcome_t::Succeeded:
@@ -192,12 +188,13 @@ void Trace::WriteJob(Job const& job, double microSec) {
     std::int64_t const error = report.achieved.GetDiffSysTime(report.requested).NanoSec();
     bool const isPresented = report.outcome == Media::PipelineStageJob::Outcome_t::Succeeded &&
                              !(report.requested < report.started);
-    Json arguments = {{"session", report.session},
-                      {"job", report.jobNumber},
-                      {"outcome", OutcomeInWords(report.outcome)},
-                      {"ahead ms", ToMilliSec(report.requested.GetDiffSysTime(report.started).NanoSec())}};
+    Json arguments = {
+        {"session", report.session},
+        {"job", report.jobNumber},
+        {"outcome", OutcomeInWords(report.outcome)},
+        {"ahead ms", Listening::ToMilliSec(report.requested.GetDiffSysTime(report.started).NanoSec())}};
     if (isPresented) {
-        arguments["error ms"] = ToMilliSec(error);
+        arguments["error ms"] = Listening::ToMilliSec(error);
     }
     WriteLine(ToLine({{"name", "session " + std::to_string(report.session)},
                       {"cat", "job"},
@@ -208,8 +205,8 @@ void Trace::WriteJob(Job const& job, double microSec) {
                       {"tid", job.track},
                       {"args", std::move(arguments)}}));
     if (isPresented) {
-        WriteLine(FormatCurve("error", process, microSec, "ms", ToMilliSec(error)));
-        WriteLine(FormatCurve("lag", process, microSec, "ms", ToMilliSec(job.lagNanoSec)));
+        WriteLine(FormatCurve("error", process, microSec, "ms", Listening::ToMilliSec(error)));
+        WriteLine(FormatCurve("lag", process, microSec, "ms", Listening::ToMilliSec(job.lagNanoSec)));
     }
 }
 

@@ -17,10 +17,6 @@ namespace {
 /// Leaves the wavering of a good take small in its chart.
 constexpr std::int64_t UsualDelayMilliSec = 40;
 
-double ToSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
-}
-
 std::vector<ReportFigure> Figures(CaptureLog const& log) {
     std::vector<ReportFigure> figures = {
         Figure("recorded", Listening::SamplesToSec(static_cast<double>(log.samples)), "s"),
@@ -46,8 +42,8 @@ ReportSession InNumbers(CaptureLog const& log) {
     ReportSession result{log.name, "16 bit, 48000 Hz, one channel", {}};
     result.figures = {
         CountFigure("Frames read", log.frames),
-        Figure("First frame after", ToSec(log.firstNanoSec) * Listening::MilliSecPerSec, "ms"),
-        Figure("Last frame after", ToSec(log.lastNanoSec), "s"),
+        Figure("First frame after", Listening::ToSec(log.firstNanoSec) * Listening::MilliSecPerSec, "ms"),
+        Figure("Last frame after", Listening::ToSec(log.lastNanoSec), "s"),
         CountFigure("Frame numbers missing", log.numbersMissing, Better_t::Less),
         CountFigure("Frame numbers that went back", log.numbersBack, Better_t::Less),
         CountFigure("Frames not dated 20 ms after the one before", log.timestampsOff, Better_t::Less),
@@ -84,7 +80,7 @@ std::vector<ReportChart> Charts(CaptureLog const& log, std::int64_t endMilliSec)
     ReportSeries level{"line level", {}, {}};
     ReportSeries behind{"behind the clock", {}, {}};
     for (std::size_t i = 0; i < log.slots.size(); ++i) {
-        std::int64_t const time = ToMilliSec(static_cast<std::int64_t>(i) * CaptureSlot::LengthNanoSec);
+        std::int64_t const time = ToWholeMilliSec(static_cast<std::int64_t>(i) * CaptureSlot::LengthNanoSec);
         level.timesMilliSec.push_back(time);
         level.values.push_back(ToThousandths(static_cast<double>(log.slots[i].level)));
         if (std::optional<std::int64_t> const delay = log.slots[i].behindNanoSec) {
@@ -117,13 +113,13 @@ std::vector<ReportChart> Charts(CaptureLog const& log, std::int64_t endMilliSec)
 }
 
 std::int64_t SoundStartMilliSec(CaptureLog const& log) {
-    return std::max<std::int64_t>(0, ToMilliSec(log.firstNanoSec - CaptureFrameNanoSec));
+    return std::max<std::int64_t>(0, ToWholeMilliSec(log.firstNanoSec - CaptureFrameNanoSec));
 }
 
 std::vector<ReportRecord> Records(CaptureLog const& log) {
     std::vector<RecordToJoin> records;
     for (CaptureLoss const& loss : log.losses) {
-        std::int64_t const time = ToMilliSec(loss.timeNanoSec);
+        std::int64_t const time = ToWholeMilliSec(loss.timeNanoSec);
         std::string const frames = std::to_string(loss.frames * 20) + " ms of sound";
         records.push_back(
             {{time, time, 0, true, loss.isAtRingEnd ? "the ring began again" : "sound lost",
@@ -174,7 +170,7 @@ ReportModel DescribeRun(CaptureLog const& log, std::vector<SideFile>& files) {
     std::int64_t const soundEnd =
         SoundStartMilliSec(log) +
         std::llround(Listening::SamplesToMilliSec(static_cast<double>(log.samples)));
-    model.endMilliSec = std::max<std::int64_t>({100, ToMilliSec(log.lastNanoSec), soundEnd});
+    model.endMilliSec = std::max<std::int64_t>({100, ToWholeMilliSec(log.lastNanoSec), soundEnd});
     model.charts = Charts(log, model.endMilliSec);
     ThinOut(model.charts);
     model.records = Records(log);

@@ -11,7 +11,6 @@ namespace AudioHost {
 namespace {
 
 constexpr std::size_t MaxLossesTold = 5;
-constexpr double GoodMatchedShare = 0.95;
 
 std::string FramesInMilliSec(std::uint64_t frames) {
     return FormatFixed(static_cast<double>(frames) * CaptureFrameNanoSec / Listening::NanoSecPerMilliSec, 0) +

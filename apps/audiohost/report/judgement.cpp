@@ -12,7 +12,6 @@ namespace {
 
 /// A person does not notice sound that is this much early (ITU-R BT.1359: 45 ms).
 constexpr double GoodErrorMilliSec = 45.0;
-constexpr double GoodMatchedShare = 0.95;
 /// Holes and jumps from here on are heard as a click or a stumble.
 constexpr double AudibleHoleMilliSec = 10.0;
 
@@ -32,18 +31,14 @@ constexpr std::size_t EndFrames = 25;
 /// As close to its time as a session that begins.
 constexpr double CaughtUpMilliSec = 15.0;
 
-double ToMilliSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / Listening::NanoSecPerMilliSec;
-}
-
 /// When the session's cursor was set anew, after which nothing that was before matters: the last time up to
 /// `untilMilliSec`, or before everything.
 double LastSetMilliSec(SessionLog const& session, double untilMilliSec) {
     double last = -1e12;
     for (PlayEvent const& event : session.events) {
         bool const isSet = event.kind == EventKind_t::Started || event.kind == EventKind_t::DriftReset;
-        if (isSet && ToMilliSec(event.timeNanoSec) <= untilMilliSec) {
-            last = ToMilliSec(event.timeNanoSec);
+        if (isSet && Listening::ToMilliSec(event.timeNanoSec) <= untilMilliSec) {
+            last = Listening::ToMilliSec(event.timeNanoSec);
         }
     }
     return last;
@@ -54,8 +49,8 @@ double OwedMilliSec(PlaybackLog const& log, SessionLog const& session, double ti
     double owed = 0.0;
     double const lastSet = LastSetMilliSec(session, timeMilliSec);
     for (Listening::OutputGlitch const& glitch : log.output.glitches) {
-        double const start = ToMilliSec(glitch.startNanoSec);
-        double const answered = ToMilliSec(glitch.endNanoSec) + AnswerMilliSec;
+        double const start = Listening::ToMilliSec(glitch.startNanoSec);
+        double const answered = Listening::ToMilliSec(glitch.endNanoSec) + AnswerMilliSec;
         if (timeMilliSec < start) {
             break;
         }
@@ -121,8 +116,8 @@ double GlitchesAtMilliSec(PlaybackLog const& log, Listening::SoundSpan const& wi
     double size = 0.0;
     for (Listening::OutputGlitch const& glitch : log.output.glitches) {
         // What it displaced comes by this much later.
-        double const end = ToMilliSec(glitch.endNanoSec) + glitch.GetSizeMilliSec();
-        if (ToMilliSec(glitch.startNanoSec) <= played.to && end >= played.from) {
+        double const end = Listening::ToMilliSec(glitch.endNanoSec) + glitch.GetSizeMilliSec();
+        if (Listening::ToMilliSec(glitch.startNanoSec) <= played.to && end >= played.from) {
             size += glitch.GetSizeMilliSec();
         }
     }
@@ -135,7 +130,7 @@ double OwedAtResetMilliSec(PlaybackLog const& log, Listening::SoundSpan const& w
     double owed = 0.0;
     for (SessionLog const& session : log.sessions) {
         for (PlayEvent const& event : session.events) {
-            double const at = ToMilliSec(event.timeNanoSec);
+            double const at = Listening::ToMilliSec(event.timeNanoSec);
             if (event.kind == EventKind_t::DriftReset && at >= played.from && at <= played.to) {
                 // Just before: the reset itself ends what is owed.
                 owed = std::max(owed, OwedMilliSec(log, session, at - 1.0));
@@ -179,7 +174,7 @@ Outcome_t JudgeHeard(PlaybackLog const& log) {
 std::vector<double> OwnErrors(PlaybackLog const& log, SessionLog const& session) {
     std::vector<double> errors;
     for (PresentationPoint const& point : session.points) {
-        double const owed = OwedMilliSec(log, session, ToMilliSec(point.timeNanoSec));
+        double const owed = OwedMilliSec(log, session, Listening::ToMilliSec(point.timeNanoSec));
         errors.push_back(std::max(0.0, std::fabs(point.errorMilliSec) - owed));
     }
     return errors;

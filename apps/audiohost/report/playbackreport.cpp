@@ -19,10 +19,6 @@ constexpr std::int64_t NominalHz = 48'000;
 /// The renderer's largest change of the playback frequency.
 constexpr std::int64_t MaxChangeHz = 40;
 
-double ToSec(std::int64_t nanoSec) {
-    return static_cast<double>(nanoSec) / Listening::NanoSecPerSec;
-}
-
 std::vector<ReportFigure> Figures(PlaybackLog const& log) {
     std::uint64_t frames = 0;
     std::uint64_t failed = 0;
@@ -38,7 +34,7 @@ std::vector<ReportFigure> Figures(PlaybackLog const& log) {
         errors.insert(errors.end(), own.begin(), own.end());
     }
     std::vector<ReportFigure> figures = {
-        Figure("played", ToSec(sent), "s"),
+        Figure("played", Listening::ToSec(sent), "s"),
         CountFigure("frames handed over", frames),
         CountFigure("of them failed", failed, Better_t::Less),
         Figure("median presentation error", Listening::Median(errors), "ms", Better_t::Less),
@@ -57,9 +53,9 @@ ReportSession DescribeInNumbers(SessionLog const& session) {
     ReportSession result{session.name, session.description, {}};
     std::vector<ReportFigure>& figures = result.figures;
     if (session.durationNanoSec > 0) {
-        figures.push_back(Figure("Duration of the file", ToSec(session.durationNanoSec), "s"));
+        figures.push_back(Figure("Duration of the file", Listening::ToSec(session.durationNanoSec), "s"));
     }
-    figures.push_back(Figure("Handed over", ToSec(session.sentNanoSec), "s"));
+    figures.push_back(Figure("Handed over", Listening::ToSec(session.sentNanoSec), "s"));
     figures.push_back(CountFigure("Frames handed over", session.framesSent));
     figures.push_back(CountFigure("Jobs that succeeded", session.jobsSucceeded));
     figures.push_back(CountFigure("Jobs that failed", session.jobsFailed, Better_t::Less));
@@ -98,7 +94,7 @@ ReportChart ChartOf(PlaybackLog const& log, ReportChart chart, std::vector<Eleme
     for (SessionLog const& session : log.sessions) {
         ReportSeries series{session.name, {}, {}};
         for (Element const& element : session.*elements) {
-            series.timesMilliSec.push_back(ToMilliSec(element.timeNanoSec));
+            series.timesMilliSec.push_back(ToWholeMilliSec(element.timeNanoSec));
             series.values.push_back(get(element));
         }
         chart.series.push_back(std::move(series));
@@ -196,7 +192,7 @@ std::vector<ReportRecord> Records(PlaybackLog const& log) {
     std::vector<RecordToJoin> records;
     auto const add = [&records](std::vector<PlayEvent> const& events, std::optional<std::size_t> session) {
         for (PlayEvent const& event : events) {
-            std::int64_t const time = ToMilliSec(event.timeNanoSec);
+            std::int64_t const time = ToWholeMilliSec(event.timeNanoSec);
             bool const isFault = IsFault(event.kind);
             records.push_back({{time, time, session, isFault, KindInWords(event.kind), event.text, 1},
                                isFault || event.kind == EventKind_t::SmallGap});
@@ -208,7 +204,7 @@ std::vector<ReportRecord> Records(PlaybackLog const& log) {
     add(log.otherEvents, std::nullopt);
     for (Listening::OutputGlitch const& glitch : log.output.glitches) {
         records.push_back(
-            {{ToMilliSec(glitch.startNanoSec), ToMilliSec(glitch.endNanoSec), std::nullopt, true,
+            {{ToWholeMilliSec(glitch.startNanoSec), ToWholeMilliSec(glitch.endNanoSec), std::nullopt, true,
               "glitch of the output", "The output " + FormatGlitch(glitch, log.leadMilliSec), 1},
              false});
     }
@@ -241,8 +237,9 @@ void AddSounds(PlaybackLog const& log, ReportModel& model, std::vector<SideFile>
 std::int64_t EndMilliSec(PlaybackLog const& log) {
     std::int64_t end = 100;
     for (SessionLog const& session : log.sessions) {
-        end = std::max(end, ToMilliSec(session.sentNanoSec) + log.leadMilliSec);
-        end = session.points.empty() ? end : std::max(end, ToMilliSec(session.points.back().timeNanoSec));
+        end = std::max(end, ToWholeMilliSec(session.sentNanoSec) + log.leadMilliSec);
+        end =
+            session.points.empty() ? end : std::max(end, ToWholeMilliSec(session.points.back().timeNanoSec));
     }
     return end;
 }

@@ -19,7 +19,7 @@ inline std::int64_t ToThousandths(double value) {
     return std::llround(value * static_cast<double>(PerUnit));
 }
 
-inline std::int64_t ToMilliSec(std::int64_t nanoSec) {
+inline std::int64_t ToWholeMilliSec(std::int64_t nanoSec) {
     return nanoSec / Listening::NanoSecPerMilliSec;
 }
 

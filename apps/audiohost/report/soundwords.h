@@ -10,6 +10,8 @@ namespace AudioHost {
 
 /// Below this a sound is noise at most.
 constexpr double SilentLevelDecibel = -80.0;
+/// Sound of which this much is found again was heard: codecs and the ends of a sound take their share.
+constexpr double GoodMatchedShare = 0.95;
 
 enum class Outcome_t {
     Good,

@@ -11,7 +11,6 @@ namespace Listening {
 
 namespace {
 
-constexpr std::int64_t SecondSamples = 48000;
 /// Silence that a recorder takes down before the sound starts.
 constexpr std::int64_t HeadSamples = 7321;
 

@@ -8,8 +8,6 @@ namespace Listening {
 
 namespace {
 
-constexpr std::int64_t SecondSamples = 48000;
-
 Samples Cut(Samples const& sound, std::int64_t start, std::int64_t count) {
     SampleView const part = SampleView(sound).Cut(start, count);
     return Samples(part.begin(), part.end());

@@ -4,12 +4,6 @@
 
 namespace Listening {
 
-namespace {
-
-constexpr double Pi = 3.14159265358979323846;
-
-} // namespace
-
 Samples MakeVoice(std::int64_t count, std::uint32_t seed) {
     Samples samples;
     std::uint32_t state = seed * 2654435761U + 1U;

@@ -6,6 +6,8 @@
 
 namespace Listening {
 
+constexpr std::int64_t SecondSamples = SoundRateHz;
+
 /// Sound like a voice: noise without its treble, louder and quieter five times a second, the same for the
 /// same seed, about -20 dBFS.
 Samples MakeVoice(std::int64_t count, std::uint32_t seed = 1);

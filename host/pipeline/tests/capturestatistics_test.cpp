@@ -11,8 +11,7 @@ namespace {
 using Media::CaptureStatistics_t;
 using Media::FrameAud;
 
-constexpr std::int64_t MilliSec = 1'000'000;
-constexpr std::int64_t FrameNanoSec = 20 * MilliSec;
+constexpr std::int64_t FrameNanoSec = 20 * Kovra::NanoSecPerMilliSec;
 
 class Pipeline_AddCaptured : public PipelineTests::PipelineTest, private Kovra::ClockSource {
 protected:
@@ -44,7 +43,7 @@ private:
     std::int64_t SystemNanoSec() const override { return 0; }
     std::int64_t MonotonicNanoSec() const override { return now_; }
 
-    std::atomic<std::int64_t> now_{50'000 * MilliSec};
+    std::atomic<std::int64_t> now_{50'000 * Kovra::NanoSecPerMilliSec};
     std::uint32_t number_ = 0;
     Media::Pipeline pipeline_{renderer, 1};
 };
@@ -82,7 +81,7 @@ TEST_F(Pipeline_AddCaptured, LateFramesAreNoLoss) {
 
 TEST_F(Pipeline_AddCaptured, PauseOfAMinuteIsOneLossOfItsLength) {
     Read(250);
-    Wait(60'000 * MilliSec);
+    Wait(60'000 * Kovra::NanoSecPerMilliSec);
     Read(250);
     EXPECT_EQ(Get().losses.episodes, 1U);
     EXPECT_EQ(Get().lostFrames, 3000U);
@@ -100,7 +99,7 @@ TEST_F(Pipeline_AddCaptured, FramesOfOthersAreSkippedNotLost) {
 
 TEST_F(Pipeline_AddCaptured, NumbersThatBeginAnewAreARestartAndNoLoss) {
     Read(250);
-    Wait(3'000 * MilliSec);
+    Wait(3'000 * Kovra::NanoSecPerMilliSec);
     SetNumber(0);
     Read(250);
     EXPECT_EQ(Get().restarts, 1U);
@@ -117,7 +116,7 @@ TEST_F(Pipeline_AddCaptured, NumbersThatWrapGoOn) {
 
 TEST_F(Pipeline_AddCaptured, ReadWithoutFramesChangesNothing) {
     ReadAtOnce(0);
-    Wait(10'000 * MilliSec);
+    Wait(10'000 * Kovra::NanoSecPerMilliSec);
     Read(250);
     EXPECT_EQ(Get().frames, 250U);
     EXPECT_EQ(Get().lostFrames, 0U);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "pipelinetest.h"
+
 using boost::intrusive_ptr;
 using Kovra::JiffyTime;
 using Media::FrameAud;
@@ -16,17 +18,10 @@ using Media::PipelineRegisters;
 using Media::PipelineStageJob;
 using Media::PipelineStageRenderJob;
 using Media::PipelineState;
+using PipelineTests::MakeCoded;
+using PipelineTests::MakeRaw;
 
 namespace {
-
-std::shared_ptr<FrameAudRaw> MakeRaw() {
-    return std::make_shared<FrameAudRaw>(FrameIdent(), intrusive_ptr<ParamsAudRaw>(new ParamsAudRaw));
-}
-
-std::shared_ptr<FrameAud> MakeCoded() {
-    return std::make_shared<FrameAud>(FrameIdent(),
-                                      intrusive_ptr<ParamsAud>(new ParamsAud(MediaCoding_t::G711)));
-}
 
 class WatchedJob : public PipelineJob {
 public:

@@ -49,12 +49,6 @@ private:
     }
 };
 
-PipelineClientState_t MakeClientState(float volume) {
-    PipelineClientState_t state;
-    state.volume = volume;
-    return state;
-}
-
 } // namespace
 
 TEST(PipelineClientState, DefaultIsFullVolumeInTheCentreOfTheWholePicture) {

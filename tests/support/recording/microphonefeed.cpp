@@ -9,7 +9,7 @@ namespace TestSupport {
 
 namespace {
 
-constexpr char const* PathVariable = "RENDERERAUDIO_MICROPHONE";
+constexpr char const* MicrophoneVariable = "RENDERERAUDIO_MICROPHONE";
 
 /// The audio server, when it once had nothing to play, waits for up to 100 ms of sound before it goes on:
 /// what came last would be heard with the next sound. That much, and half as much again, is silence.
@@ -18,9 +18,9 @@ constexpr std::size_t HeldBackSamples = Listening::SoundRateHz * 3 / 20;
 } // namespace
 
 MicrophoneFeed MicrophoneFeed::FromEnvironment() {
-    char const* const path = std::getenv(PathVariable);
+    char const* const path = std::getenv(MicrophoneVariable);
     if (path == nullptr) {
-        throw std::runtime_error(std::string(PathVariable) +
+        throw std::runtime_error(std::string(MicrophoneVariable) +
                                  " is not set: start this program through tests/system/run-recorded");
     }
     return MicrophoneFeed(path);

@@ -9,15 +9,13 @@ namespace TestSupport {
 
 namespace {
 
-constexpr double Pi = 3.14159265358979323846;
-
 /// One section of second order, as the well-known bilinear designs with Butterworth's quality give it.
 class Section {
 public:
     enum class Pass_t { Low, High };
 
     Section(Pass_t pass, double edgeHz) {
-        double const angle = 2.0 * Pi * edgeHz / Listening::SoundRateHz;
+        double const angle = 2.0 * Listening::Pi * edgeHz / Listening::SoundRateHz;
         double const cosine = std::cos(angle);
         double const alpha = std::sin(angle) / std::sqrt(2.0);
         double const sign = pass == Pass_t::Low ? -1.0 : 1.0;

@@ -11,7 +11,7 @@ namespace TestSupport {
 
 namespace {
 
-constexpr char const* PathVariable = "RENDERERAUDIO_RECORDING";
+constexpr char const* RecordingVariable = "RENDERERAUDIO_RECORDING";
 constexpr std::int64_t Channels = 2;
 constexpr std::int64_t SampleBytes = Channels * 2;
 /// Another process writes the file, at the pace of the sound: its length is all there is to wait for.
@@ -30,9 +30,9 @@ std::ifstream Open(std::string const& path) {
 } // namespace
 
 Recording Recording::FromEnvironment() {
-    char const* const path = std::getenv(PathVariable);
+    char const* const path = std::getenv(RecordingVariable);
     if (path == nullptr) {
-        throw std::runtime_error(std::string(PathVariable) +
+        throw std::runtime_error(std::string(RecordingVariable) +
                                  " is not set: start this program through tests/system/run-recorded");
     }
     return Recording(path);

@@ -11,8 +11,6 @@ namespace TestSupport {
 
 namespace {
 
-constexpr double Pi = 3.14159265358979323846;
-
 /// A frame that is missing lies in one block or two, of which one then has at most half its level.
 constexpr float MinLevelRatio = 0.7F;
 constexpr float MaxLevelRatio = 1.3F;
@@ -105,7 +103,7 @@ std::vector<ToneMeasure> MeasureTone(Listening::SampleView heard, double toneHz)
     std::vector<float> cosine(static_cast<std::size_t>(ToneBlockSamples));
     std::vector<float> sine(cosine.size());
     for (std::size_t i = 0; i < cosine.size(); ++i) {
-        double const angle = 2.0 * Pi * toneHz * static_cast<double>(i) / Listening::SoundRateHz;
+        double const angle = 2.0 * Listening::Pi * toneHz * static_cast<double>(i) / Listening::SoundRateHz;
         cosine[i] = static_cast<float>(std::cos(angle));
         sine[i] = static_cast<float>(std::sin(angle));
     }
@@ -121,7 +119,7 @@ std::vector<ToneMeasure> MeasureTone(Listening::SampleView heard, double toneHz)
         }
         // A sine that begins here has all of it in the negative imaginary part: its phase is 0.
         double const turns =
-            std::atan2(static_cast<double>(real), -static_cast<double>(imaginary)) / (2.0 * Pi);
+            std::atan2(static_cast<double>(real), -static_cast<double>(imaginary)) / (2.0 * Listening::Pi);
         float const level = std::hypot(real, imaginary) * 2.0F / static_cast<float>(ToneBlockSamples);
         tone.push_back({level, static_cast<float>(turns < 0.0 ? turns + 1.0 : turns)});
     }

@@ -16,7 +16,7 @@ DeviceList MakeList() {
             {{"Primary Sound Capture Driver", "", ""}}};
 }
 
-struct Fixture {
+struct DevicesFixture {
     TestRenderer renderer;
     StopSignal stop;
     std::ostringstream out;
@@ -33,7 +33,7 @@ struct Fixture {
 } // namespace
 
 TEST(Devices, ListsThemAndMarksTheDefault) {
-    Fixture fixture;
+    DevicesFixture fixture;
     EXPECT_EQ(fixture.Run(MakeList()), ExitCode_t::Ok);
     EXPECT_EQ(fixture.out.str(),
               "Outputs\n"
@@ -44,14 +44,14 @@ TEST(Devices, ListsThemAndMarksTheDefault) {
 }
 
 TEST(Devices, VerboseNamesTheDriver) {
-    Fixture fixture;
+    DevicesFixture fixture;
     fixture.telling.isVerbose = true;
     fixture.Run(MakeList());
     EXPECT_NE(fixture.out.str().find("\n  Lautsprecher (Tür)  wine.drv  {A}\n"), std::string::npos);
 }
 
 TEST(Devices, AreAnObjectWhereOneIsAskedFor) {
-    Fixture fixture;
+    DevicesFixture fixture;
     fixture.telling.isJson = true;
     EXPECT_EQ(fixture.Run(MakeList()), ExitCode_t::Ok);
     EXPECT_EQ(fixture.out.str(), "");
@@ -62,7 +62,7 @@ TEST(Devices, AreAnObjectWhereOneIsAskedFor) {
 }
 
 TEST(Devices, ThatAreMissingAreTheExitCode) {
-    Fixture fixture;
+    DevicesFixture fixture;
     DeviceList list = MakeList();
     list.inputs.clear();
     EXPECT_EQ(fixture.Run(list), ExitCode_t::NoInput);

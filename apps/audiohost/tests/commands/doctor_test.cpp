@@ -97,7 +97,7 @@ private:
     std::int64_t restedAt_ = 0;
 };
 
-struct Fixture {
+struct DoctorFixture {
     TestFolder folder;
     TestClock clock;
     ClockPacer pacer{clock};
@@ -108,7 +108,7 @@ struct Fixture {
     std::ostringstream json;
     DoctorOptions options;
 
-    Fixture() {
+    DoctorFixture() {
         options.seconds = 6.0;
         capture.microphone = std::make_shared<TestMicrophone>(clock, Listening::MakeVoice(96000));
         pacer.onWait = [this](std::int64_t) { output.WaitForLook(); };
@@ -139,7 +139,7 @@ struct Fixture {
 } // namespace
 
 TEST(Doctor, MeasuresTheWayFromOutputToInput) {
-    Fixture fixture;
+    DoctorFixture fixture;
     fixture.Loop(150);
     fixture.options.pagePath = fixture.folder.PathOf("page.txt");
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
@@ -156,14 +156,14 @@ TEST(Doctor, MeasuresTheWayFromOutputToInput) {
 }
 
 TEST(Doctor, WithoutALoopSaysSo) {
-    Fixture fixture;
+    DoctorFixture fixture;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_THAT(fixture.out.str(), HasSubstr("Nothing of what was played came back"));
     EXPECT_TRUE(fixture.ReadObject()["loopbackMilliSec"].is_null());
 }
 
 TEST(Doctor, MeasuresHowFastTheDevicesRun) {
-    Fixture fixture;
+    DoctorFixture fixture;
     fixture.output.isThere = true;
     fixture.output.ppm = 200;
     // A look that the clock overtakes may be taken for a glitch.
@@ -176,7 +176,7 @@ TEST(Doctor, MeasuresHowFastTheDevicesRun) {
 }
 
 TEST(Doctor, WithoutAnOutputLooksAtTheInput) {
-    Fixture fixture;
+    DoctorFixture fixture;
     fixture.renderer.status = -200;
     fixture.renderer.hasOutput = false;
     EXPECT_EQ(fixture.Run(), ExitCode_t::NoOutput);
@@ -185,7 +185,7 @@ TEST(Doctor, WithoutAnOutputLooksAtTheInput) {
 }
 
 TEST(Doctor, WithoutAMicrophoneLooksAtTheOutputToTheEnd) {
-    Fixture fixture;
+    DoctorFixture fixture;
     std::int64_t const start = fixture.clock.nanoSec;
     fixture.capture.microphone.reset();
     EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
@@ -195,7 +195,7 @@ TEST(Doctor, WithoutAMicrophoneLooksAtTheOutputToTheEnd) {
 }
 
 TEST(Doctor, OfAMicrophoneThatGoesAwayLooksAtTheOutputToTheEnd) {
-    Fixture fixture;
+    DoctorFixture fixture;
     fixture.capture.microphone->endNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
     EXPECT_THAT(fixture.out.str(), HasSubstr("The microphone stopped giving anything."));
@@ -203,7 +203,7 @@ TEST(Doctor, OfAMicrophoneThatGoesAwayLooksAtTheOutputToTheEnd) {
 }
 
 TEST(Doctor, InterruptedTellsWhatItHasSeen) {
-    Fixture fixture;
+    DoctorFixture fixture;
     fixture.pacer.stopNanoSec = 2 * NanoSecPerSec;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_THAT(fixture.out.str(), HasSubstr("Output and input are well, until interrupted."));

@@ -99,7 +99,7 @@ private:
     TestMeter const& meter_;
 };
 
-struct Fixture {
+struct MeterFixture {
     TestClock clock;
     ClockPacer pacer{clock};
     TestMeter meter{clock};
@@ -108,7 +108,7 @@ struct Fixture {
     MeterOptions options;
     bool isTerminal = false;
 
-    Fixture() {
+    MeterFixture() {
         pacer.onWait = [this](std::int64_t) { meter.WaitForCall(); };
     }
 
@@ -120,7 +120,7 @@ struct Fixture {
 } // namespace
 
 TEST(Meter, ElsewhereThanOnATerminalWritesALineASecond) {
-    Fixture fixture;
+    MeterFixture fixture;
     fixture.options.seconds = 3.0;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.out.str(),
@@ -130,7 +130,7 @@ TEST(Meter, ElsewhereThanOnATerminalWritesALineASecond) {
 }
 
 TEST(Meter, EndsAfterAPartOfASecond) {
-    Fixture fixture;
+    MeterFixture fixture;
     fixture.options.seconds = 0.5;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.clock.nanoSec, StartNanoSec + NanoSecPerSec / 2);
@@ -138,7 +138,7 @@ TEST(Meter, EndsAfterAPartOfASecond) {
 }
 
 TEST(Meter, OnATerminalMovesABarWithItsPeak) {
-    Fixture fixture;
+    MeterFixture fixture;
     fixture.isTerminal = true;
     fixture.options.seconds = 0.1;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
@@ -147,7 +147,7 @@ TEST(Meter, OnATerminalMovesABarWithItsPeak) {
 }
 
 TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {
-    Fixture fixture;
+    MeterFixture fixture;
     fixture.pacer.stopNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
     EXPECT_TRUE(fixture.meter.hadRenderer);
@@ -157,7 +157,7 @@ TEST(Meter, LetsGoOfTheThreadBeforeTheRenderer) {
 }
 
 TEST(Meter, WithoutAMicrophoneEndsWithItsCode) {
-    Fixture fixture;
+    MeterFixture fixture;
     fixture.meter.isThere = false;
     EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
     EXPECT_EQ(fixture.renderer.shutdowns, 1);
@@ -165,7 +165,7 @@ TEST(Meter, WithoutAMicrophoneEndsWithItsCode) {
 
 TEST(Meter, OfAThreadThatEndsByItselfEndsWithItsCode) {
     for (std::uint64_t const calls : {0U, 3U}) {
-        Fixture fixture;
+        MeterFixture fixture;
         fixture.meter.maxCalls = calls;
         EXPECT_EQ(fixture.Run(), ExitCode_t::NoInput);
     }

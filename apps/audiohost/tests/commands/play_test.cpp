@@ -21,7 +21,7 @@ using testing::Not;
 
 namespace {
 
-struct Fixture {
+struct PlayFixture {
     TestFolder folder;
     TestRenderer renderer;
     StopSignal stop;
@@ -31,7 +31,7 @@ struct Fixture {
     std::ostream* json = nullptr;
     std::istream* in = nullptr;
 
-    Fixture() {
+    PlayFixture() {
         options.files = {folder.Write("voice.wav", MakeWav({}, BytesOf(Listening::MakeVoice(96000))))};
     }
 
@@ -78,7 +78,7 @@ private:
 } // namespace
 
 TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.seconds = 0.1;
     fixture.options.leadMilliSec = 40;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
@@ -87,7 +87,7 @@ TEST(Play, EndsWithTheCodeThatTheVerdictAsksFor) {
 }
 
 TEST(Play, CountsOnlyWhatItIsAskedToFailOn) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.seconds = 0.1;
     fixture.options.leadMilliSec = 40;
     fixture.renderer.errorMilliSec = 46;
@@ -100,7 +100,7 @@ TEST(Play, CountsOnlyWhatItIsAskedToFailOn) {
 }
 
 TEST(Play, SumsUpInOneObject) {
-    Fixture fixture;
+    PlayFixture fixture;
     std::ostringstream json;
     fixture.json = &json;
     fixture.options.seconds = 0.1;
@@ -114,7 +114,7 @@ TEST(Play, SumsUpInOneObject) {
 }
 
 TEST(Play, OfMoreThan63SessionsSaysWhatComesOfThem) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.stop.Request();
     fixture.options.files.assign(63, fixture.options.files.front());
     fixture.Run();
@@ -125,7 +125,7 @@ TEST(Play, OfMoreThan63SessionsSaysWhatComesOfThem) {
 }
 
 TEST(Play, PlaysFilesSignalsAndStandardInputEachInASession) {
-    Fixture fixture;
+    PlayFixture fixture;
     std::istringstream in(MakeWav({}, BytesOf(Listening::MakeVoice(960))));
     fixture.in = &in;
     fixture.options.files.push_back(StandardInput);
@@ -143,7 +143,7 @@ TEST(Play, PlaysFilesSignalsAndStandardInputEachInASession) {
 }
 
 TEST(Play, OfASequenceHasOneSession) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.files.push_back(
         fixture.folder.Write("two.wav", MakeWav({}, BytesOf(Listening::MakeVoice(960)))));
     fixture.options.files.push_back(fixture.options.files.back());
@@ -156,7 +156,7 @@ TEST(Play, OfASequenceHasOneSession) {
 }
 
 TEST(Play, OfALoopGoesOnForAsLongAsItIsAskedTo) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.files = {
         fixture.folder.Write("short.wav", MakeWav({}, BytesOf(Listening::MakeVoice(480))))};
     fixture.options.isLoop = true;
@@ -167,7 +167,7 @@ TEST(Play, OfALoopGoesOnForAsLongAsItIsAskedTo) {
 }
 
 TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.seconds = 0.1;
     fixture.options.leadMilliSec = 40;
     fixture.options.heardPath = fixture.folder.PathOf("none.raw");
@@ -177,7 +177,7 @@ TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
 }
 
 TEST(Play, KeepsTheOutputRunningUntilItEnds) {
-    Fixture fixture;
+    PlayFixture fixture;
     CountingOutput output;
     fixture.output = &output;
     fixture.stop.Request();
@@ -187,7 +187,7 @@ TEST(Play, KeepsTheOutputRunningUntilItEnds) {
 }
 
 TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.reportPath = fixture.folder.PathOf("report.html");
     fixture.stop.Request();
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
@@ -198,34 +198,34 @@ TEST(Play, InterruptedBeforeItBeginsStillSumsUpAndWritesTheReport) {
 }
 
 TEST(Play, WithoutAnOutputDeviceEndsWithItsCodeAndShutsDown) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.renderer.hasOutput = false;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
     EXPECT_EQ(fixture.renderer.shutdowns, 1);
 }
 
 TEST(Play, WithAnOutputThatDoesNotOpenEndsWithItsCode) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.renderer.status = -200;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoOutput);
 }
 
 TEST(Play, ChecksEveryFileBeforeItOpensTheOutput) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.files.push_back(fixture.folder.PathOf("none.wav"));
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
     EXPECT_EQ(fixture.renderer.shutdowns, 0);
 }
 
 TEST(Play, WithAReportThatCannotBeWrittenSaysSoBeforeItPlays) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.reportPath = fixture.folder.PathOf("no folder/report.html");
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
     EXPECT_EQ(fixture.renderer.shutdowns, 0);
 }
 
 TEST(Play, KeepsTraceAndStatisticsThatWereAskedFor) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.seconds = 0.1;
     fixture.options.leadMilliSec = 40;
     fixture.options.tracePath = fixture.folder.PathOf("trace.json");
@@ -242,7 +242,7 @@ TEST(Play, KeepsTraceAndStatisticsThatWereAskedFor) {
 }
 
 TEST(Play, LiveShowsStatisticsInPlaceOfProgress) {
-    Fixture fixture;
+    PlayFixture fixture;
     fixture.options.seconds = 0.1;
     fixture.options.leadMilliSec = 40;
     fixture.options.isLive = true;
@@ -252,7 +252,7 @@ TEST(Play, LiveShowsStatisticsInPlaceOfProgress) {
 
 TEST(Play, WithATraceThatCannotBeWrittenSaysSoBeforeItPlays) {
     for (auto const path : {&PlayOptions::tracePath, &PlayOptions::statisticsPath}) {
-        Fixture fixture;
+        PlayFixture fixture;
         fixture.options.*path = fixture.folder.PathOf("no folder/file.json");
         EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);
         EXPECT_EQ(fixture.renderer.shutdowns, 0);

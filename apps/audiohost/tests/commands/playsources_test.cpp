@@ -12,7 +12,7 @@ namespace AudioHost {
 
 namespace {
 
-struct Fixture {
+struct PlaySourcesFixture {
     TestFolder folder;
     std::istringstream in;
     PlayOptions options;
@@ -39,7 +39,7 @@ std::size_t CountFrames(SoundSource& source, std::size_t most = 1000) {
 } // namespace
 
 TEST(OpenSources, OfASignalLastsFiveSecondsUnlessTold) {
-    Fixture fixture;
+    PlaySourcesFixture fixture;
     fixture.options.hasNoise = true;
     EXPECT_EQ(CountFrames(*fixture.Open().at(0)), 250U);
     fixture.options.seconds = 7.0;
@@ -51,7 +51,7 @@ TEST(OpenSources, OfASignalLastsFiveSecondsUnlessTold) {
 }
 
 TEST(OpenSources, OfALoopHasASessionForEachFileUnlessTheyAreASequence) {
-    Fixture fixture;
+    PlaySourcesFixture fixture;
     fixture.options.files = {fixture.Write("a.wav", 960), fixture.Write("b.wav", 960)};
     fixture.options.isLoop = true;
     EXPECT_EQ(fixture.Open().size(), 2U);
@@ -60,7 +60,7 @@ TEST(OpenSources, OfALoopHasASessionForEachFileUnlessTheyAreASequence) {
 }
 
 TEST(OpenSources, OfStandardInputNamedTwiceReadsItOnce) {
-    Fixture fixture;
+    PlaySourcesFixture fixture;
     fixture.in.str(MakeWav({}, BytesOf(Listening::MakeVoice(1920))));
     fixture.options.files = {StandardInput, StandardInput};
     auto const sources = fixture.Open();
@@ -70,7 +70,7 @@ TEST(OpenSources, OfStandardInputNamedTwiceReadsItOnce) {
 }
 
 TEST(OpenSources, OfWhatCannotBePlayedIsAnErrorInASequenceToo) {
-    Fixture fixture;
+    PlaySourcesFixture fixture;
     fixture.options.files = {fixture.Write("a.wav", 960), fixture.folder.PathOf("none.wav")};
     fixture.options.isSequence = true;
     fixture.options.isLoop = true;

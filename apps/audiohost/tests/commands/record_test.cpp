@@ -28,7 +28,7 @@ public:
     std::shared_ptr<TestMicrophone> microphone;
 };
 
-struct Fixture {
+struct RecordFixture {
     TestFolder folder;
     TestClock clock;
     ClockPacer pacer{clock};
@@ -40,7 +40,7 @@ struct Fixture {
     std::string sentence;
     std::ostream* json = nullptr;
 
-    Fixture() {
+    RecordFixture() {
         capture.microphone = std::make_shared<TestMicrophone>(clock, sound);
         options.outPath = folder.PathOf("out.wav");
         options.seconds = 3.0;
@@ -67,7 +67,7 @@ struct Fixture {
 } // namespace
 
 TEST(Record, WritesTheSoundFromItsFirstFrameOnAndShutsDown) {
-    Fixture fixture;
+    RecordFixture fixture;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     EXPECT_EQ(fixture.ReadOut(), fixture.PerfectFile(144000));
     EXPECT_THAT(fixture.out.str(), HasSubstr("Recorded without a loss.\nout.wav\n  3.00 s in 150 frames"));
@@ -76,7 +76,7 @@ TEST(Record, WritesTheSoundFromItsFirstFrameOnAndShutsDown) {
 }
 
 TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.options.sentPath = fixture.folder.Write("sent.wav", MakeWav({}, BytesOf(fixture.sound)));
     fixture.options.reportPath = fixture.folder.PathOf("report.html");
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
@@ -86,7 +86,7 @@ TEST(Record, ComparesWithWhatWasPlayedAndWritesTheReport) {
 
 TEST(Record, OfSoundThatIsMissingEndsWithItsCodeUnlessNothingCounts) {
     for (bool const counts : {true, false}) {
-        Fixture fixture;
+        RecordFixture fixture;
         fixture.options.failOn.sound = counts;
         std::ostringstream json;
         fixture.json = &json;
@@ -105,7 +105,7 @@ TEST(Record, OfSoundThatIsMissingEndsWithItsCodeUnlessNothingCounts) {
 }
 
 TEST(Record, InterruptedKeepsWhatHadCome) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.options.seconds = 0.0;
     fixture.pacer.stopNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Interrupted);
@@ -114,7 +114,7 @@ TEST(Record, InterruptedKeepsWhatHadCome) {
 }
 
 TEST(Record, HasAValidFileAtEveryMoment) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.pacer.onWait = [&](std::int64_t time) {
         // Waits come before reads: at 2.51 s the frame that was complete at 2.5 s has been read.
         if (time == 2510 * NanoSecPerSec / 1000) {
@@ -127,7 +127,7 @@ TEST(Record, HasAValidFileAtEveryMoment) {
 }
 
 TEST(Record, OfAMicrophoneThatGoesAwaySumsUpAndEndsWithItsCode) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.capture.microphone->endNanoSec = 5 * NanoSecPerSec / 2;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoInput);
     EXPECT_THAT(fixture.sentence, HasSubstr("nothing for three seconds (status -1)"));
@@ -138,7 +138,7 @@ TEST(Record, OfAMicrophoneThatGoesAwaySumsUpAndEndsWithItsCode) {
 }
 
 TEST(Record, WithoutAMicrophoneLeavesAnOlderRecordingAlone) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.capture.microphone.reset();
     fixture.folder.Write("out.wav", "old");
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NoInput);
@@ -148,20 +148,20 @@ TEST(Record, WithoutAMicrophoneLeavesAnOlderRecordingAlone) {
 }
 
 TEST(Record, WithoutAnOutputDeviceStillRecords) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.renderer.status = -26;
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
 }
 
 TEST(Record, WithAPathThatCannotBeWrittenDoesNotStartCapture) {
-    Fixture fixture;
+    RecordFixture fixture;
     fixture.options.outPath = fixture.folder.PathOf("no folder/out.wav");
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::NotWritten);
     EXPECT_EQ(fixture.renderer.shutdowns, 0);
 }
 
 TEST(Record, DoesNotOverwriteWhatWasPlayed) {
-    Fixture fixture;
+    RecordFixture fixture;
     std::string const bytes = MakeWav({}, BytesOf(fixture.sound));
     fixture.options.sentPath = fixture.folder.Write("out.wav", bytes);
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::Usage);

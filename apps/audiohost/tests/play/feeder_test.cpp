@@ -12,14 +12,14 @@ namespace AudioHost {
 namespace {
 
 using Listening::NanoSecPerMilliSec;
-constexpr std::int64_t StartNanoSec = 5'000'000'000;
+constexpr std::int64_t FeedNanoSec = 5'000'000'000;
 constexpr std::int64_t BaseNanoSec = 1'000'000'000'000;
 
 /// Time that passes only when someone waits for it.
 class JumpingPacer : public Pacer {
 public:
     bool WaitUntil(Kovra::JiffyTime instant) override {
-        waits.push_back(instant.NanoSec() - StartNanoSec);
+        waits.push_back(instant.NanoSec() - FeedNanoSec);
         return waits.size() <= allowed;
     }
 
@@ -27,7 +27,7 @@ public:
     std::size_t allowed = 1000;
 };
 
-struct Fixture {
+struct FeederFixture {
     PlaybackLogKeeper keeper{true};
     TestRenderer renderer;
     JumpingPacer pacer;
@@ -45,7 +45,7 @@ struct Fixture {
             std::size_t const number = keeper.AddSession(session, {});
             feeder.Add(session, number, std::make_unique<MediaFile>(path, Kovra::SysTime(BaseNanoSec)));
         }
-        bool const result = feeder.Run(Kovra::JiffyTime(StartNanoSec), 200, limit);
+        bool const result = feeder.Run(Kovra::JiffyTime(FeedNanoSec), 200, limit);
         if (isComplete) {
             *isComplete = result;
         }
@@ -57,7 +57,7 @@ struct Fixture {
 } // namespace
 
 TEST(Feeder_Run, SubmitsEachFrameAtItsPositionToBeHeardLeadLater) {
-    Fixture fixture;
+    FeederFixture fixture;
     bool isComplete = false;
     PlaybackLog const log = fixture.Feed({1920}, 0, &isComplete);
     EXPECT_TRUE(isComplete);
@@ -66,14 +66,14 @@ TEST(Feeder_Run, SubmitsEachFrameAtItsPositionToBeHeardLeadLater) {
               (std::vector<std::int64_t>{0, 20 * NanoSecPerMilliSec, (200 + 40 + 300) * NanoSecPerMilliSec}));
     ASSERT_EQ(fixture.renderer.rendered.size(), 2U);
     EXPECT_EQ(fixture.renderer.rendered[1].timestampNanoSec, BaseNanoSec + 20 * NanoSecPerMilliSec);
-    EXPECT_EQ(fixture.renderer.rendered[1].presentationNanoSec, StartNanoSec + 220 * NanoSecPerMilliSec);
+    EXPECT_EQ(fixture.renderer.rendered[1].presentationNanoSec, FeedNanoSec + 220 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].framesSent, 2U);
     EXPECT_EQ(log.sessions[0].sentNanoSec, 40 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].sound, Listening::MakeVoice(1920));
 }
 
 TEST(Feeder_Run, OfSeveralFilesGoesBySoundPositionAndEndsWithTheLongest) {
-    Fixture fixture;
+    FeederFixture fixture;
     PlaybackLog const log = fixture.Feed({960, 1920}, 0);
     EXPECT_EQ(fixture.pacer.waits,
               (std::vector<std::int64_t>{0, 0, 20 * NanoSecPerMilliSec, 540 * NanoSecPerMilliSec}));
@@ -82,13 +82,13 @@ TEST(Feeder_Run, OfSeveralFilesGoesBySoundPositionAndEndsWithTheLongest) {
 }
 
 TEST(Feeder_Run, StopsAtTheLimit) {
-    Fixture fixture;
+    FeederFixture fixture;
     PlaybackLog const log = fixture.Feed({9600}, 60 * NanoSecPerMilliSec);
     EXPECT_EQ(log.sessions[0].framesSent, 3U);
 }
 
 TEST(Feeder_Run, EndsAtOnceWhenThePersonAsksToStop) {
-    Fixture fixture;
+    FeederFixture fixture;
     fixture.pacer.allowed = 2;
     bool isComplete = true;
     PlaybackLog const log = fixture.Feed({9600}, 0, &isComplete);

@@ -7,7 +7,7 @@ namespace AudioHost {
 namespace {
 
 using Listening::NanoSecPerMilliSec;
-constexpr std::int64_t StartNanoSec = 1'000'000'000;
+constexpr std::int64_t FirstNanoSec = 1'000'000'000;
 
 Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int64_t error,
                                  bool succeeds = true) {
@@ -15,8 +15,8 @@ Media::Pipeline::Report_t Report(Media::Pipeline::SessionId_t session, std::int6
     report.session = session;
     report.outcome = succeeds ? Media::PipelineStageJob::Outcome_t::Succeeded
                               : Media::PipelineStageJob::Outcome_t::Uncompleted;
-    report.requested = Kovra::JiffyTime(StartNanoSec);
-    report.achieved = Kovra::JiffyTime(StartNanoSec + error);
+    report.requested = Kovra::JiffyTime(FirstNanoSec);
+    report.achieved = Kovra::JiffyTime(FirstNanoSec + error);
     return report;
 }
 
@@ -24,7 +24,7 @@ Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64
     Kovra::LogRecord record;
     record.subject = subject;
     record.message = message;
-    record.time = Kovra::JiffyTime(StartNanoSec + after);
+    record.time = Kovra::JiffyTime(FirstNanoSec + after);
     return record;
 }
 
@@ -32,7 +32,7 @@ Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64
 
 TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) {
     PlaybackLogKeeper keeper(false);
-    keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
+    keeper.SetStart(Kovra::JiffyTime(FirstNanoSec));
     keeper.AddSession(7, {});
     keeper.AddReport(Report(7, -1'500'000));
     keeper.AddReport(Report(7, 0, false));
@@ -45,7 +45,7 @@ TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) 
 
 TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatIsItsSubject) {
     PlaybackLogKeeper keeper(false);
-    keeper.SetStart(Kovra::JiffyTime(StartNanoSec));
+    keeper.SetStart(Kovra::JiffyTime(FirstNanoSec));
     keeper.AddSession(1, {});
     keeper.AddSession(2, {});
     keeper.AddLog(Log(3 * NanoSecPerMilliSec, "AudioBuffer playback started", 2));

@@ -31,11 +31,11 @@ std::vector<std::int64_t> operator+(std::vector<std::int64_t> a, std::vector<std
     return a;
 }
 
-struct Fixture {
+struct CaptureLogFixture {
     TestClock clock;
     CaptureLogKeeper keeper{true};
 
-    Fixture() { keeper.SetStart(Kovra::JiffyTime::Now()); }
+    CaptureLogFixture() { keeper.SetStart(Kovra::JiffyTime::Now()); }
 
     /// Frames with these numbers, each dated 20 ms after the one before, at this time.
     void Add(std::int64_t milliSec, std::vector<std::uint32_t> const& numbers) {
@@ -126,7 +126,7 @@ TEST(FindLosses, DoNotComeFromASoundCardsClock) {
 }
 
 TEST(CaptureLogKeeper_AddFrames, TellsTimesAndCounts) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(40, {0});
     fixture.Add(250, {1, 2, 3});
     CaptureLog const log = fixture.keeper.Take();
@@ -142,14 +142,14 @@ TEST(CaptureLogKeeper_AddFrames, TellsTimesAndCounts) {
 }
 
 TEST(CaptureLogKeeper_AddFrames, KeepsTheLeastDelayOfASlot) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(20, {0});
     fixture.Add(90, {1});
     EXPECT_EQ(fixture.keeper.Take().slots.at(0).behindNanoSec, 0);
 }
 
 TEST(CaptureLogKeeper_AddFrames, OfASlotWithoutFramesKnowsNoDelay) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(20, {0});
     fixture.Add(450, {1});
     CaptureLog const log = fixture.keeper.Take();
@@ -159,20 +159,20 @@ TEST(CaptureLogKeeper_AddFrames, OfASlotWithoutFramesKnowsNoDelay) {
 }
 
 TEST(CaptureLogKeeper_AddFrames, CountsNumbersThatAreMissing) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(100, {0, 1, 4});
     fixture.Add(200, {6});
     EXPECT_EQ(fixture.keeper.Take().numbersMissing, 3U);
 }
 
 TEST(CaptureLogKeeper_AddFrames, LetsNumbersWrap) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(100, {0xFFFFFFFFU, 0});
     EXPECT_EQ(fixture.keeper.Take().numbersMissing, 0U);
 }
 
 TEST(CaptureLogKeeper_AddFrames, CountsNumbersThatGoBackOrStandStill) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(100, {5, 5, 0});
     CaptureLog const log = fixture.keeper.Take();
     EXPECT_EQ(log.numbersBack, 2U);
@@ -180,7 +180,7 @@ TEST(CaptureLogKeeper_AddFrames, CountsNumbersThatGoBackOrStandStill) {
 }
 
 TEST(CaptureLogKeeper_AddFrames, CountsFramesThatAreNotDatedOneFrameOn) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(20, {0});
     fixture.MoveDate(1);
     fixture.Add(60, {1, 2});
@@ -188,7 +188,7 @@ TEST(CaptureLogKeeper_AddFrames, CountsFramesThatAreNotDatedOneFrameOn) {
 }
 
 TEST(CaptureLogKeeper_AddSound, TellsTheLevelOfAllPieces) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.keeper.AddSound(Listening::Samples(100, 16384));
     fixture.keeper.AddSound(Listening::Samples(300, 0));
     CaptureLog const log = fixture.keeper.Take();
@@ -206,7 +206,7 @@ TEST(CaptureLogKeeper_AddSound, KeepsNothingUnlessAsked) {
 }
 
 TEST(FormatCaptureProgress, TellsTimeFramesAndLevel) {
-    Fixture fixture;
+    CaptureLogFixture fixture;
     fixture.Add(60, {0, 1, 2});
     EXPECT_EQ(FormatCaptureProgress(fixture.keeper.GetProgress()),
               "0:00.0  3 frames  [###################.....] -9.2 dBFS");

@@ -13,7 +13,7 @@ namespace {
 using Listening::NanoSecPerMilliSec;
 using Listening::NanoSecPerSec;
 
-struct Fixture {
+struct CaptureLoopFixture {
     TestClock clock;
     ClockPacer pacer{clock};
     Listening::Samples const sound = Listening::MakeVoice(480000);
@@ -37,7 +37,7 @@ struct Fixture {
 } // namespace
 
 TEST(CaptureLoop_Run, HandsOnEverySampleUntilThereAreEnough) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     // Not a whole number of frames.
     EXPECT_TRUE(fixture.Run(50000));
     EXPECT_EQ(fixture.heard, Listening::Samples(fixture.sound.begin(), fixture.sound.begin() + 50000));
@@ -49,7 +49,7 @@ TEST(CaptureLoop_Run, HandsOnEverySampleUntilThereAreEnough) {
 }
 
 TEST(CaptureLoop_Run, ReadsTwiceAFrame) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     std::vector<std::int64_t> waits;
     fixture.pacer.onWait = [&](std::int64_t time) { waits.push_back(time); };
     fixture.Run(1920);
@@ -58,7 +58,7 @@ TEST(CaptureLoop_Run, ReadsTwiceAFrame) {
 }
 
 TEST(CaptureLoop_Run, InterruptedHandsOnWhatHadCome) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     // In the wait for the end of the fiftieth frame.
     fixture.pacer.stopNanoSec = NanoSecPerSec - 1;
     EXPECT_FALSE(fixture.Run(480000));
@@ -66,7 +66,7 @@ TEST(CaptureLoop_Run, InterruptedHandsOnWhatHadCome) {
 }
 
 TEST(CaptureLoop_Run, AfterAStallGoesOnFromThere) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     int waits = 0;
     fixture.pacer.onWait = [&](std::int64_t time) {
         ++waits;
@@ -79,7 +79,7 @@ TEST(CaptureLoop_Run, AfterAStallGoesOnFromThere) {
 }
 
 TEST(CaptureLoop_Run, FindsBlocksThatTheClockMisses) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.pacer.onWait = [&](std::int64_t time) {
         if (time == 5 * NanoSecPerSec) {
             fixture.microphone.Skip(4);
@@ -95,7 +95,7 @@ TEST(CaptureLoop_Run, FindsBlocksThatTheClockMisses) {
 }
 
 TEST(CaptureLoop_Run, WithoutAnythingForThreeSecondsEndsWithItsCode) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.microphone.endNanoSec = NanoSecPerSec;
     fixture.microphone.failedStatus = Microphone::NothingYet;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
@@ -106,7 +106,7 @@ TEST(CaptureLoop_Run, WithoutAnythingForThreeSecondsEndsWithItsCode) {
 }
 
 TEST(CaptureLoop_Run, BeginsACaptureAnewFromWhichNothingEverCame) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.microphone.deadCaptures = 2;
     EXPECT_TRUE(fixture.Run(48000));
     EXPECT_EQ(fixture.microphone.restartsNanoSec,
@@ -115,14 +115,14 @@ TEST(CaptureLoop_Run, BeginsACaptureAnewFromWhichNothingEverCame) {
 }
 
 TEST(CaptureLoop_Run, DoesNotBeginAnewWhatHasGivenSomething) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.microphone.endNanoSec = NanoSecPerSec;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
     EXPECT_TRUE(fixture.microphone.restartsNanoSec.empty());
 }
 
 TEST(CaptureLoop_Run, GivesUpAfterThreeSecondsOfBeginningAnew) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.microphone.deadCaptures = 100;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
     EXPECT_EQ(fixture.microphone.restartsNanoSec,
@@ -130,7 +130,7 @@ TEST(CaptureLoop_Run, GivesUpAfterThreeSecondsOfBeginningAnew) {
 }
 
 TEST(CaptureLoop_Run, CountsReadsThatFail) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     fixture.microphone.endNanoSec = NanoSecPerSec;
     fixture.microphone.failedStatus = -120;
     EXPECT_EQ(fixture.RunToError(480000), ExitCode_t::NoInput);
@@ -150,14 +150,14 @@ TEST(CaptureLoop_Run, RefusesAFrameOfAnotherFormat) {
         void Restart() override {}
         float GetLevel() const override { return 0.0F; }
     };
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     OddMicrophone odd;
     CaptureLoop loop(odd, fixture.keeper, fixture.pacer, [](Listening::SampleView) {});
     EXPECT_THROW(loop.Run(Kovra::JiffyTime::Now(), 960), HostError);
 }
 
 TEST(CaptureLoop_Run, PassesThroughWhatTheSinkThrows) {
-    Fixture fixture;
+    CaptureLoopFixture fixture;
     CaptureLoop loop(fixture.microphone, fixture.keeper, fixture.pacer,
                      [](Listening::SampleView) { throw HostError(ExitCode_t::NotWritten, "full"); });
     EXPECT_THROW(loop.Run(Kovra::JiffyTime::Now(), 960), HostError);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::int64_t BaseNanoSec = 1'000'000'000'000;
 
-struct Fixture {
+struct PlaylistFixture {
     TestFolder folder;
     Listening::Samples const one = Listening::MakeVoice(1000, 1);
     Listening::Samples const two = Listening::MakeVoice(1500, 2);
@@ -34,7 +34,7 @@ Listening::Samples Read(Playlist& list, std::size_t frames) {
 } // namespace
 
 TEST(Playlist_ReadFrame, JoinsTheFilesWithoutAGap) {
-    Fixture const fixture;
+    PlaylistFixture const fixture;
     Playlist list(fixture.inputs, false, Kovra::SysTime(BaseNanoSec));
     EXPECT_EQ(Read(list, 1000), Listening::Join({fixture.one, fixture.two}));
     EXPECT_EQ(list.GetName(), "one.wav, then two.wav");
@@ -43,7 +43,7 @@ TEST(Playlist_ReadFrame, JoinsTheFilesWithoutAGap) {
 }
 
 TEST(Playlist_ReadFrame, OfALoopBeginsAgainInTheSameFrame) {
-    Fixture const fixture;
+    PlaylistFixture const fixture;
     Playlist list(fixture.inputs, true, Kovra::SysTime(BaseNanoSec));
     Listening::Samples const round = Listening::Join({fixture.one, fixture.two});
     // 25 frames are 24000 samples: nine rounds of 2500 and 1500 more.
@@ -56,20 +56,20 @@ TEST(Playlist_ReadFrame, OfALoopBeginsAgainInTheSameFrame) {
 }
 
 TEST(Playlist_ReadFrame, OfAFileThatHasGoneIsAnError) {
-    Fixture const fixture;
+    PlaylistFixture const fixture;
     Playlist list({fixture.inputs[0], fixture.folder.PathOf("none.wav")}, true, Kovra::SysTime(BaseNanoSec));
     EXPECT_EQ(CodeOf([&] { Read(list, 2); }), ExitCode_t::FileMissing);
 }
 
 TEST(Playlist_ReadFrame, OfALoopWithoutASampleEnds) {
-    Fixture const fixture;
+    PlaylistFixture const fixture;
     // A whole frame has been cut off: the file's header is all there is.
     Playlist list({fixture.folder.Write("empty.wav", MakeWav({}, ""))}, true, Kovra::SysTime(BaseNanoSec));
     EXPECT_TRUE(Read(list, 10).empty());
 }
 
 TEST(Playlist, OfManyFilesNamesTheFirst) {
-    Fixture const fixture;
+    PlaylistFixture const fixture;
     std::vector<MediaInput> const inputs(5, fixture.inputs[0]);
     Playlist const list(inputs, true, Kovra::SysTime(BaseNanoSec));
     EXPECT_EQ(list.GetName(), "one.wav, then one.wav, then one.wav, then 2 more");

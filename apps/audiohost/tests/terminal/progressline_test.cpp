@@ -10,7 +10,7 @@ namespace AudioHost {
 
 namespace {
 
-struct Fixture {
+struct ProgressLineFixture {
     TestRenderer renderer;
     StopSignal stop;
     std::ostringstream out;
@@ -26,7 +26,7 @@ struct Fixture {
 } // namespace
 
 TEST(ProgressLine_Show, OnATerminalRewritesTheLineAndWipesTheRestOfALongerOne) {
-    Fixture fixture;
+    ProgressLineFixture fixture;
     ProgressLine line(fixture.Make(true));
     line.Show("0:01.0  [######]");
     line.Show("0:01.2  [##]");
@@ -39,7 +39,7 @@ TEST(ProgressLine_Show, OnATerminalRewritesTheLineAndWipesTheRestOfALongerOne) {
 }
 
 TEST(ProgressLine_Show, NeverTakesTheLastPlaceOfATerminalHoweverNarrow) {
-    Fixture fixture;
+    ProgressLineFixture fixture;
     ProgressLine line(fixture.Make(true));
     fixture.columns = 5;
     line.Show("1234");
@@ -53,7 +53,7 @@ TEST(ProgressLine_Show, NeverTakesTheLastPlaceOfATerminalHoweverNarrow) {
 }
 
 TEST(ProgressLine_Show, ElsewhereWritesWholeLinesASecondApart) {
-    Fixture fixture;
+    ProgressLineFixture fixture;
     fixture.columns = 3;
     ProgressLine line(fixture.Make(false));
     line.Show("0:01.0");
