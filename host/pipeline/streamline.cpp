@@ -249,6 +249,8 @@ void StreamLine::ForgetStart() {
         distance += HeightOf(buckets_[i]) / count;
     }
     Fitted const fitted = FitFrom(begin);
+    // Without jitter the mean is a rounding around 0, and may be below it.
+    distance = std::max(distance, LeastMeanNanoSec);
     if (count * std::log(distance / fitted.distance) < SplitSurprise) {
         return;
     }
