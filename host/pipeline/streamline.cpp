@@ -73,7 +73,7 @@ std::int64_t Scale(double factor, std::int64_t nanoSec) {
 
 void StreamLine::Begin(std::int64_t stream, std::int64_t arrival) {
     buckets_.clear();
-    buckets_.reserve(MaxBuckets + 1);
+    buckets_.reserve(MaxBuckets);
     routeBegin_ = 0;
     earlyCount_ = 0;
     origin_ = stream;
@@ -103,10 +103,6 @@ std::int64_t StreamLine::Add(std::int64_t stream, std::int64_t arrival) {
     if (number > buckets_.back().number) {
         Fit();
         change = FollowLate();
-        if (buckets_.size() == MaxBuckets) {
-            buckets_.erase(buckets_.begin());
-            routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
-        }
     }
     Take(stream, arrival);
     return change != 0 ? change : TellEarly();
@@ -205,6 +201,10 @@ void StreamLine::Take(std::int64_t stream, std::int64_t arrival) {
     }
     if (buckets_.empty() || number > buckets_.back().number) {
         buckets_.push_back({number, stream, arrival - stream, residual});
+        if (buckets_.size() == MaxBuckets) {
+            buckets_.erase(buckets_.begin());
+            routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
+        }
         return;
     }
     Bucket& bucket = buckets_.back();
