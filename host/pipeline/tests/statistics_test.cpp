@@ -297,6 +297,27 @@ TEST_F(Pipeline_GetStatistics, TrendBeginsAnewWithAStartAJumpAndAPause) {
 }
 
 TEST_F(Pipeline_GetStatistics, TimeAtEachFrequencyCountsFromRecordToRecord) {
+// Of what was before it so little is left that a slope would be all rounding.
+TEST_F(Pipeline_GetStatistics, TrendBeginsAnewAfterHalfAMinuteOfFailures) {
+    Plan failing;
+    failing.succeeds = false;
+    auto const failFor = [&](std::int64_t sec) {
+        for (std::int64_t i = 0; i < sec; ++i) {
+            Play(failing);
+            clock.nanoSec += Sec - FrameNanoSec;
+        }
+    };
+    Play({}, 300);
+    clock.nanoSec -= FrameNanoSec;
+    failFor(30);
+    Play();
+    EXPECT_TRUE(Get().trendPpm);
+    failFor(30);
+    Play();
+    EXPECT_FALSE(Get().trendPpm) << "30.02 s";
+    EXPECT_EQ(CountsOf(Get().pauses), Counts(0, 0));
+}
+
     Log(Started);
     Play({}, 50); // 1 s
     Log("Adjusting audio frequency to 47960 Hz");
