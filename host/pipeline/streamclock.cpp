@@ -214,10 +214,11 @@ StreamPlacement_t StreamClock::Place(std::uint64_t ticks, Kovra::JiffyTime arriv
 void StreamClock::Restart() {
     state_->isRestartAsked = state_->hasBegun;
 }
+    state_->wallOffset.reset();
 
 StreamEvent_t StreamClock::Report(Kovra::SysTime wallTime, std::uint64_t ticks, Kovra::JiffyTime arrival) {
     State& state = *state_;
-    if (!state.hasBegun) {
+    if (!state.hasBegun || state.isRestartAsked) {
         return {};
     }
     std::int64_t const stream = state.StreamOf(ticks, arrival.NanoSec());

@@ -202,6 +202,24 @@ TEST(StreamClock_Report, ASenderThatHasSetItsClockIsBelievedTheSecondTime) {
 }
 
 TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {
+// The source may be another one, with a clock of its own.
+TEST(StreamClock_Report, NoneIsKnownFromARestartThatIsAskedForToTheNextReport) {
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    stream.clock.Restart();
+    EXPECT_FALSE(stream.clock.GetWallTime(Kovra::SysTime(1)));
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::None);
+    EXPECT_FALSE(stream.clock.GetWallTime(Kovra::SysTime(1))) << "of a timeline that has not begun";
+    stream.firstTicks += 48'000;
+    stream.Next();
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::None);
+    StreamPlacement_t const placement = stream.Next();
+    ASSERT_TRUE(stream.clock.GetWallTime(placement.timestamp));
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(501) + NanoSecPerSec));
+}
+
     EXPECT_EQ(StreamEvent_t().Describe(), "");
     EXPECT_EQ((StreamEvent_t{Kind_t::RouteChanged, -4'300'000}).Describe(),
               "the way of the frames takes -4.3 ms from now on");
