@@ -185,6 +185,7 @@ std::int64_t StreamLine::FollowLate() {
             for (std::size_t i = routeBegin_; i < count; ++i) {
                 buckets_[i].most -= change;
             }
+            FindSpread();
             return change;
         }
     }
@@ -200,11 +201,11 @@ void StreamLine::Take(std::int64_t stream, std::int64_t arrival) {
         residual = 0;
     }
     if (buckets_.empty() || number > buckets_.back().number) {
-        buckets_.push_back({number, stream, arrival - stream, residual});
         if (buckets_.size() == MaxBuckets) {
             buckets_.erase(buckets_.begin());
             routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
         }
+        buckets_.push_back({number, stream, arrival - stream, residual});
         return;
     }
     Bucket& bucket = buckets_.back();
@@ -248,9 +249,9 @@ void StreamLine::ForgetStart() {
     for (std::size_t i = begin; i < buckets_.size(); ++i) {
         distance += HeightOf(buckets_[i]) / count;
     }
-    Fitted const fitted = FitFrom(begin);
     // Without jitter the mean is a rounding around 0, and may be below it.
     distance = std::max(distance, LeastMeanNanoSec);
+    Fitted const fitted = FitFrom(begin);
     if (count * std::log(distance / fitted.distance) < SplitSurprise) {
         return;
     }

@@ -28,6 +28,7 @@ TEST(StreamClock_Route, LongerOneIsFollowedAndTold) {
     EXPECT_LE(frames, 100);
     EXPECT_TRUE(IsNear(told.event.spanNanoSec, 30 * NanoSecPerMilliSec));
     EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1) + 30 * NanoSecPerMilliSec));
+    EXPECT_LT(stream.clock.GetFigures().spreadNanoSec, NanoSecPerMilliSec) << "the change is no jitter";
     EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, 30 * NanoSecPerMilliSec, told), -1);
     EXPECT_NEAR(stream.clock.GetFigures().skewPartsPerMillion, 0.0, 0.5);
     EXPECT_LT(stream.clock.GetFigures().spreadNanoSec, NanoSecPerMilliSec);
@@ -201,7 +202,6 @@ TEST(StreamClock_Report, ASenderThatHasSetItsClockIsBelievedTheSecondTime) {
                        WallNanoSec + stream.SentNanoSec(750) + NanoSecPerSec));
 }
 
-TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {
 // The source may be another one, with a clock of its own.
 TEST(StreamClock_Report, NoneIsKnownFromARestartThatIsAskedForToTheNextReport) {
     LiveStream stream;
@@ -220,6 +220,7 @@ TEST(StreamClock_Report, NoneIsKnownFromARestartThatIsAskedForToTheNextReport) {
                        WallNanoSec + stream.SentNanoSec(501) + NanoSecPerSec));
 }
 
+TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {
     EXPECT_EQ(StreamEvent_t().Describe(), "");
     EXPECT_EQ((StreamEvent_t{Kind_t::RouteChanged, -4'300'000}).Describe(),
               "the way of the frames takes -4.3 ms from now on");
