@@ -242,6 +242,7 @@ TEST_F(Pipeline_AddLog, LeavesAloneWhatIsNotOfTheRendererOrOfNoSession) {
     pipeline.AddLog(record);
     LogFor(0, Started);
     LogFor(session + 1, Started);
+    LogFor((std::uint64_t{1} << 32U) + session, Started);
     EXPECT_EQ(CountsOf(Get().starts), Counts(0, 0));
 }
 
