@@ -367,7 +367,8 @@ void Pipeline::AddLog(Kovra::LogRecord const& record) {
             state_->idleStops.Add(record.time);
         }
         auto const found = state_->sessions.find(static_cast<SessionId_t>(record.subject));
-        if (found == state_->sessions.end()) {
+        // A subject is longer than an identifier.
+        if (found == state_->sessions.end() || found->first != record.subject) {
             return;
         }
         session = found->second;

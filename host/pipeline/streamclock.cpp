@@ -41,7 +41,8 @@ constexpr std::int64_t JitterGain = 16;
 std::int64_t ToNanoSec(std::int64_t ticks, std::int64_t ticksPerSec) {
     constexpr std::int64_t MostSec = INT64_MAX / NanoSecPerSec / 4;
     std::int64_t const sec = ticks / ticksPerSec;
-    if (std::abs(sec) >= MostSec) {
+    // Not by the magnitude: the smallest number has none.
+    if (sec >= MostSec || sec <= -MostSec) {
         return ticks < 0 ? -MostSec * NanoSecPerSec : MostSec * NanoSecPerSec;
     }
     // Rates of timestamps are below 2^33 a second.
@@ -213,11 +214,12 @@ StreamPlacement_t StreamClock::Place(std::uint64_t ticks, Kovra::JiffyTime arriv
 
 void StreamClock::Restart() {
     state_->isRestartAsked = state_->hasBegun;
+    state_->wallOffset.reset();
 }
 
 StreamEvent_t StreamClock::Report(Kovra::SysTime wallTime, std::uint64_t ticks, Kovra::JiffyTime arrival) {
     State& state = *state_;
-    if (!state.hasBegun) {
+    if (!state.hasBegun || state.isRestartAsked) {
         return {};
     }
     std::int64_t const stream = state.StreamOf(ticks, arrival.NanoSec());

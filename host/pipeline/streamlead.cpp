@@ -19,8 +19,7 @@ constexpr double SlewPerNanoSec = 250e-6;
 constexpr double SlackNanoSec = 5.0 * NanoSecPerMilliSec;
 /// A renderer that has nothing to play for more than a second begins anew.
 constexpr std::int64_t PauseNanoSec = 1'500 * NanoSecPerMilliSec;
-/// So many late frames within such a time break the sound.
-constexpr std::int64_t LateFrames = 3;
+/// `FramesToRaise` late frames within such a time break the sound.
 constexpr std::int64_t LateWithinNanoSec = 10'000 * NanoSecPerMilliSec;
 
 } // namespace
@@ -49,15 +48,20 @@ void StreamLead::Follow(std::int64_t spreadNanoSec, bool isSettled, std::int64_t
 }
 
 std::int64_t StreamLead::Raise(std::int64_t delayNanoSec, std::int64_t arrivalNanoSec) {
-    if (lateCount_ == 0 || arrivalNanoSec - lateSinceNanoSec_ > LateWithinNanoSec) {
-        lateCount_ = 0;
-        lateSinceNanoSec_ = arrivalNanoSec;
-        mostLateNanoSec_ = 0;
+    if (lateCount_ == late_.size()) {
+        std::move(late_.begin() + 1, late_.end(), late_.begin());
+        --lateCount_;
     }
-    ++lateCount_;
-    mostLateNanoSec_ = std::max(mostLateNanoSec_, delayNanoSec);
-    double const wanted = Wanted(mostLateNanoSec_);
-    if (!isAdapted_ || lateCount_ < LateFrames || wanted <= leadNanoSec_) {
+    late_[lateCount_++] = {arrivalNanoSec, delayNanoSec};
+    if (!isAdapted_ || lateCount_ < late_.size() ||
+        arrivalNanoSec - late_.front().arrivalNanoSec > LateWithinNanoSec) {
+        return 0;
+    }
+    auto const latest = std::max_element(late_.begin(), late_.end(), [](Late const& a, Late const& b) {
+        return a.delayNanoSec < b.delayNanoSec;
+    });
+    double const wanted = Wanted(latest->delayNanoSec);
+    if (wanted <= leadNanoSec_) {
         return 0;
     }
     lateCount_ = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace Media {
@@ -18,20 +20,27 @@ public:
     /// is heard then.
     void Follow(std::int64_t spreadNanoSec, bool isSettled, std::int64_t arrivalNanoSec);
 
-    /// A frame came too late. With several at short intervals the sound is broken anyway: the lead is raised
-    /// at once, by as much as the answer says.
+    /// A frame came too late. With three within ten seconds the sound is broken anyway: the lead is raised at
+    /// once, by as much as the answer says.
     std::int64_t Raise(std::int64_t delayNanoSec, std::int64_t arrivalNanoSec);
 
 private:
+    struct Late {
+        std::int64_t arrivalNanoSec = 0;
+        std::int64_t delayNanoSec = 0;
+    };
+
+    static constexpr std::size_t FramesToRaise = 3;
+
     double Wanted(std::int64_t spreadNanoSec) const;
 
     bool const isAdapted_;
     double const maxNanoSec_;
     double leadNanoSec_;
     std::int64_t lastArrivalNanoSec_ = INT64_MIN;
-    std::int64_t lateCount_ = 0;
-    std::int64_t lateSinceNanoSec_ = 0;
-    std::int64_t mostLateNanoSec_ = 0;
+    /// The latest frames that came too late, in the order of arrival.
+    std::array<Late, FramesToRaise> late_{};
+    std::size_t lateCount_ = 0;
 };
 
 } // namespace Media

@@ -75,7 +75,7 @@ std::int64_t Scale(double factor, std::int64_t nanoSec) {
 
 void StreamLine::Begin(std::int64_t stream, std::int64_t arrival) {
     buckets_.clear();
-    buckets_.reserve(MaxBuckets + 1);
+    buckets_.reserve(MaxBuckets);
     routeBegin_ = 0;
     earlyCount_ = 0;
     origin_ = stream;
@@ -105,10 +105,6 @@ std::int64_t StreamLine::Add(std::int64_t stream, std::int64_t arrival) {
     if (number > buckets_.back().number) {
         Fit();
         change = FollowLate();
-        if (buckets_.size() == MaxBuckets) {
-            buckets_.erase(buckets_.begin());
-            routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
-        }
     }
     Take(stream, arrival);
     return change != 0 ? change : TellEarly();
@@ -191,6 +187,7 @@ std::int64_t StreamLine::FollowLate() {
             for (std::size_t i = routeBegin_; i < count; ++i) {
                 buckets_[i].most -= change;
             }
+            FindSpread();
             return change;
         }
     }
@@ -206,6 +203,10 @@ void StreamLine::Take(std::int64_t stream, std::int64_t arrival) {
         residual = 0;
     }
     if (buckets_.empty() || number > buckets_.back().number) {
+        if (buckets_.size() == MaxBuckets) {
+            buckets_.erase(buckets_.begin());
+            routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
+        }
         buckets_.push_back({number, stream, arrival - stream, residual});
         return;
     }
@@ -250,6 +251,8 @@ void StreamLine::ForgetStart() {
     for (std::size_t i = begin; i < buckets_.size(); ++i) {
         distance += HeightOf(buckets_[i]) / count;
     }
+    // Without jitter the mean is a rounding around 0, and may be below it.
+    distance = std::max(distance, LeastMeanNanoSec);
     Fitted const fitted = FitFrom(begin);
     if (count * std::log(distance / fitted.distance) < SplitSurprise) {
         return;

@@ -9,7 +9,7 @@ namespace Media {
 namespace {
 
 /// After so long a value counts a third.
-constexpr double MemorySec = 30.0;
+constexpr std::int64_t MemoryNanoSec = 30 * Kovra::NanoSecPerSec;
 constexpr std::int64_t LeastNanoSec = 5 * Kovra::NanoSecPerSec;
 constexpr std::uint64_t LeastCount = 10;
 constexpr double PpmPerMilliSecPerSec = 1000.0;
@@ -25,6 +25,9 @@ double ToMilliSec(std::int64_t nanoSec) {
 } // namespace
 
 void Trend::Add(std::int64_t timeNanoSec, std::int64_t valueNanoSec) {
+    if (timeNanoSec - lastNanoSec_ > MemoryNanoSec) {
+        Restart();
+    }
     if (count_ == 0) {
         firstNanoSec_ = timeNanoSec;
         lastNanoSec_ = timeNanoSec;
@@ -32,7 +35,7 @@ void Trend::Add(std::int64_t timeNanoSec, std::int64_t valueNanoSec) {
     }
     double const step = ToSec(timeNanoSec - lastNanoSec_);
     double const value = ToMilliSec(valueNanoSec) - ToMilliSec(originNanoSec_);
-    double const kept = std::exp(-step / MemorySec);
+    double const kept = std::exp(-step / ToSec(MemoryNanoSec));
     // All earlier values move back by the step; then they lose weight.
     timeSquared_ = kept * (timeSquared_ - 2.0 * step * time_ + step * step * weight_);
     timeValue_ = kept * (timeValue_ - step * value_);

@@ -6,6 +6,8 @@
 namespace Media {
 
 /// The slope of a line through the latest values, older ones counting less and less, in constant memory.
+/// After half a minute without a value it begins anew: what is left of those before is soon less than a
+/// rounding.
 ///
 /// **Threads:** one at a time.
 class Trend {

@@ -60,6 +60,9 @@ constexpr double ClockErrorPerJitter = 1.0 / 80.0;
 /// A minute until the clock is settled.
 constexpr std::int64_t ClockSettlingNanoSec = 64 * NanoSecPerSec;
 
+/// Frames that have been sent and are not heard yet, at most.
+constexpr std::int64_t OnTheWay = 10;
+
 /// The whole chain: network, stream clock, session, device.
 class LiveChain {
 public:
@@ -201,10 +204,10 @@ TEST_P(ClosedLoop_Live, HoldsTheSendersTimeForHours) {
     HeardFrames const& heard = chain.Loop().Heard();
     auto const clockErrorNanoSec = std::llround(severity.jitterMilliSec * ClockErrorPerJitter * 1e6);
     std::int64_t const boundNanoSec = ControlLaw::LateBoundNanoSec(settings.leadNanoSec) + clockErrorNanoSec;
+    EXPECT_LE(chain.EarliestNanoSec(), chain.LatestNanoSec()) << "nothing was judged";
     EXPECT_GE(chain.EarliestNanoSec(), -boundNanoSec);
     EXPECT_LE(chain.LatestNanoSec(), boundNanoSec);
     // Lost is what the network lost; the first two frames, and those still on their way.
-    constexpr std::int64_t OnTheWay = 10;
     EXPECT_EQ(chain.TooLateCount(), 0);
     EXPECT_GE(chain.PlayedCount(), chain.PlacedCount() - OnTheWay);
     EXPECT_GE(heard.FrameCount(), chain.PlayedCount() - OnTheWay - 2);
@@ -243,6 +246,7 @@ TEST(ClosedLoop_LiveRoute, IsFollowedByThePlaybackFrequencyAlone) {
         EXPECT_LE(heard.SilenceCount(), chain.Net().LostCount() + 1);
         std::int64_t const boundNanoSec =
             ControlLaw::LateBoundNanoSec(settings.leadNanoSec) + NanoSecPerMilliSec;
+        EXPECT_LE(chain.EarliestNanoSec(), chain.LatestNanoSec()) << "nothing was judged";
         EXPECT_GE(chain.EarliestNanoSec(), -boundNanoSec);
         EXPECT_LE(chain.LatestNanoSec(), boundNanoSec);
     }
@@ -258,6 +262,8 @@ TEST(ClosedLoop_LiveLead, AdaptedToTheJitterBreaksNothing) {
         chain.PlayUntil(chain.StartNanoSec() + 600 * NanoSecPerSec);
         HeardFrames const& heard = chain.Loop().Heard();
         EXPECT_LE(chain.TooLateCount() * 1'000, chain.PlacedCount());
+        EXPECT_GE(chain.PlayedCount(), chain.PlacedCount() - chain.TooLateCount() - OnTheWay);
+        EXPECT_GE(heard.FrameCount(), chain.PlayedCount() - OnTheWay - 2);
         EXPECT_EQ(heard.StaleCount(), 0);
         EXPECT_LE(heard.SilenceCount(), chain.Net().LostCount() + chain.TooLateCount() + 1);
         EXPECT_LE(heard.RunCount(), chain.Loop().FrequencyChanges() + 1);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "page/extremes.h"
 #include "terminal/textformat.h"
 
 namespace AudioHost {
@@ -16,7 +17,6 @@ constexpr double Left = 66.0;
 constexpr double Right = 990.0;
 constexpr double Top = 8.0;
 constexpr double AxisHeight = 42.0;
-constexpr std::size_t MaxLinePoints = 4000;
 
 std::string Number(double value) {
     return FormatFixed(value, 1);
@@ -59,19 +59,14 @@ double RoundTickStep(PlotRange range, int count) {
     return decade * (share < 1.5 ? 1.0 : share < 3.5 ? 2.0 : share < 7.5 ? 5.0 : 10.0);
 }
 
-std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t max) {
-    if (points.size() <= max || max < 2) {
+std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t most) {
+    if (points.size() <= most) {
         return points;
     }
     std::vector<PlotPoint> thinned;
-    std::size_t const buckets = max / 2;
-    for (std::size_t i = 0; i < buckets; ++i) {
-        auto const first = points.begin() + static_cast<std::ptrdiff_t>(points.size() * i / buckets);
-        auto const last = points.begin() + static_cast<std::ptrdiff_t>(points.size() * (i + 1) / buckets);
-        auto const [low, high] = std::minmax_element(
-            first, last, [](PlotPoint const& a, PlotPoint const& b) { return a.y < b.y; });
-        thinned.push_back(std::min(low, high)[0]);
-        thinned.push_back(std::max(low, high)[0]);
+    for (std::size_t const place :
+         FindExtremes(points.size(), most / 2, [&](std::size_t i) { return points[i].y; })) {
+        thinned.push_back(points[place]);
     }
     return thinned;
 }
@@ -130,7 +125,7 @@ void SvgPlot::AddLine(std::vector<PlotPoint> const& points, std::size_t series) 
         return;
     }
     std::string path;
-    for (PlotPoint const& point : ThinOut(points, MaxLinePoints)) {
+    for (PlotPoint const& point : points) {
         path += (path.empty() ? "M" : " ") + Number(ToX(point.x)) + "," + Number(ToY(point.y));
     }
     body_ += "<path class=\"line " + SeriesClass(series) + "\" d=\"" + path + "\"/>\n";

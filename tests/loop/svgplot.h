@@ -21,8 +21,9 @@ struct PlotPoint {
 /// them over `range`.
 double RoundTickStep(PlotRange range, int count);
 
-/// At most `most` points that keep every bucket's lowest and highest value. `points` are in the order of x.
-std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t max);
+/// At most `most` points (an even number from 2 on), of equal stretches of `points` the lowest and the
+/// highest.
+std::vector<PlotPoint> ThinOut(std::vector<PlotPoint> const& points, std::size_t most);
 
 /// One picture with a time axis, as an `<svg>` element. Colours are classes (`series1` to `series6`), which
 /// the document that holds it defines for light and dark.

@@ -166,7 +166,9 @@ std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, 
     json["output"] = FromOutput(log.output);
     json["files"] = {{"report", FromPath(options.reportPath)},
                      {"heard", FromPath(options.heardPath)},
-                     {"log", FromPath(options.logPath)}};
+                     {"log", FromPath(options.logPath)},
+                     {"trace", FromPath(options.tracePath)},
+                     {"statistics", FromPath(options.statisticsPath)}};
     return Write(json);
 }
 

@@ -10,7 +10,7 @@
 #include <dsound.h>
 #include <objbase.h>
 
-#include "terminal/console.h"
+#include "terminal/widetext.h"
 
 namespace AudioHost {
 

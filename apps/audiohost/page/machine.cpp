@@ -1,16 +1,12 @@
-// windows.h must come before mmsystem.h, and that before dsound.h.
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
 #include <windows.h>
 
-#include <mmsystem.h>
-
-#include <dsound.h>
-
 #include <array>
 #include <thread>
 
+#include "output/devicelist.h"
 #include "page/facts.h"
 
 namespace AudioHost {
@@ -56,37 +52,25 @@ std::string DescribeProcessor() {
            std::to_string(memory.ullTotalPhys / BytesPerMebibyte) + " MiB of memory";
 }
 
-/// The code page's text in UTF-8.
-std::string ToUtf8(char const* text) {
-    std::array<wchar_t, 256> wide{};
-    std::array<char, 768> narrow{};
-    MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), static_cast<int>(wide.size()));
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), -1, narrow.data(), static_cast<int>(narrow.size()), nullptr,
-                        nullptr);
-    return narrow.data();
-}
-
-/// The entry without a GUID stands for whichever is the default.
-BOOL CALLBACK AddName(GUID* guid, char const* description, char const* /*module*/, void* names) {
-    if (guid && description) {
-        std::string& text = *static_cast<std::string*>(names);
-        text += (text.empty() ? "" : "; ") + ToUtf8(description);
+std::string NamesOf(std::vector<SoundDevice> const& devices) {
+    std::string names;
+    for (SoundDevice const& device : devices) {
+        if (!device.IsDefault()) {
+            names += (names.empty() ? "" : "; ") + device.name;
+        }
     }
-    return TRUE;
+    return names.empty() ? "none" : names;
 }
 
 } // namespace
 
 std::vector<Fact> DescribeAll(std::string const& program, std::vector<std::string> const& arguments) {
-    std::string outputs;
-    std::string inputs;
-    DirectSoundEnumerateA(AddName, &outputs);
-    DirectSoundCaptureEnumerateA(AddName, &inputs);
+    DeviceList const devices = ListDevices();
     std::vector<Fact> facts = DescribeProgram(program, arguments);
     facts.emplace_back("System", DescribeSystem());
     facts.emplace_back("Machine", DescribeProcessor());
-    facts.emplace_back("Sound outputs", outputs.empty() ? "none" : outputs);
-    facts.emplace_back("Sound inputs", inputs.empty() ? "none" : inputs);
+    facts.emplace_back("Sound outputs", NamesOf(devices.outputs));
+    facts.emplace_back("Sound inputs", NamesOf(devices.inputs));
     return facts;
 }
 

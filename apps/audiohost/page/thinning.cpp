@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "page/extremes.h"
+
 namespace AudioHost {
 
 namespace {
@@ -43,16 +45,10 @@ ReportSeries ThinOut(ReportSeries const& series, std::size_t most) {
     }
     ReportSeries thinned;
     thinned.name = series.name;
-    std::size_t const stretches = most / 2;
-    for (std::size_t i = 0; i < stretches; ++i) {
-        auto const first = series.values.begin() + static_cast<std::ptrdiff_t>(size * i / stretches);
-        auto const last = series.values.begin() + static_cast<std::ptrdiff_t>(size * (i + 1) / stretches);
-        auto const [low, high] = std::minmax_element(first, last);
-        for (auto const point : {std::min(low, high), std::max(low, high)}) {
-            thinned.timesMilliSec.push_back(
-                series.timesMilliSec[static_cast<std::size_t>(point - series.values.begin())]);
-            thinned.values.push_back(*point);
-        }
+    for (std::size_t const place :
+         FindExtremes(size, most / 2, [&](std::size_t i) { return series.values[i]; })) {
+        thinned.timesMilliSec.push_back(series.timesMilliSec[place]);
+        thinned.values.push_back(series.values[place]);
     }
     return thinned;
 }

@@ -1,5 +1,6 @@
 #include "play/playfigures.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -9,11 +10,19 @@
 
 namespace AudioHost {
 
+namespace {
+
+/// What a program that dies leaves of its trace depends on it.
+constexpr int TraceIntervalMilliSec = 1000;
+
+} // namespace
+
 PlayFigures::PlayFigures(PlayOptions const& options, Surroundings const& surroundings)
     : surroundings_(surroundings),
       tracePath_(options.tracePath),
       statisticsPath_(options.statisticsPath),
-      isLive_(options.isLive) {
+      isLive_(options.isLive),
+      viewIntervalMilliSec_(LiveView(surroundings.out, surroundings.screen, {}).GetIntervalMilliSec()) {
     RequireWritable(statisticsPath_);
     if (!tracePath_.empty()) {
         trace_ = std::make_unique<Trace>(tracePath_);
@@ -54,18 +63,28 @@ void PlayFigures::AddLog(Kovra::LogRecord const& record) {
 }
 
 std::optional<int> PlayFigures::GetIntervalMilliSec() const {
-    return isLive_
-               ? std::optional(LiveView(surroundings_.out, surroundings_.screen, {}).GetIntervalMilliSec())
-               : std::nullopt;
+    return isLive_ ? std::optional(std::min(viewIntervalMilliSec_, TraceIntervalMilliSec)) : std::nullopt;
 }
 
 void PlayFigures::Show() {
-    if (trace_) {
-        trace_->Write();
-    }
+    WriteTrace();
     if (!isLive_) {
         return;
     }
+    sinceShownMilliSec_ += *GetIntervalMilliSec();
+    if (sinceShownMilliSec_ >= viewIntervalMilliSec_) {
+        sinceShownMilliSec_ = 0;
+        ShowView();
+    }
+}
+
+void PlayFigures::WriteTrace() {
+    if (trace_) {
+        trace_->Write();
+    }
+}
+
+void PlayFigures::ShowView() {
     if (!view_) {
         view_.emplace(surroundings_.out, surroundings_.screen, names_);
     }
@@ -75,7 +94,10 @@ void PlayFigures::Show() {
 void PlayFigures::TakeStatistics() {
     // What is still in the log's queue counts.
     Kovra::LogManager::Instance().Flush();
-    Show();
+    WriteTrace();
+    if (isLive_) {
+        ShowView();
+    }
     statistics_ = pipeline_->GetStatistics();
 }
 

@@ -35,7 +35,8 @@ public:
 
     /// How often to call `Show` when it shows something; nothing when there is no live table.
     std::optional<int> GetIntervalMilliSec() const;
-    /// To be called now and then while the pipeline is attached.
+    /// Writes the trace on, and shows the table when it is time for that. To be called at that interval, else
+    /// once a second or more often, while the pipeline is attached.
     void Show();
     /// Before the sessions end: their statistics so far, shown for the last time.
     void TakeStatistics();
@@ -45,10 +46,15 @@ public:
     void Write();
 
 private:
+    void WriteTrace();
+    void ShowView();
+
     Surroundings const& surroundings_;
     std::string const tracePath_;
     std::string const statisticsPath_;
     bool const isLive_;
+    int const viewIntervalMilliSec_;
+    int sinceShownMilliSec_ = 0;
     SessionNames names_;
     Media::PipelineStatistics_t statistics_;
     std::optional<LiveView> view_;

@@ -1,7 +1,7 @@
 #include "report/reportcompare.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -44,16 +44,15 @@ struct Named {
     json figure;
 };
 
-/// Of the run, then of each session.
-std::vector<Named> ListFigures(json const& report) {
+/// Of the run, then of each of its first `sessions`.
+std::vector<Named> ListFigures(json const& report, std::size_t sessions) {
     std::vector<Named> figures;
     for (json const& figure : report.at("figures")) {
         figures.push_back({figure.at("name").get<std::string>(), figure});
     }
-    std::size_t number = 0;
-    for (json const& session : report.at("sessions")) {
-        std::string const of = "session " + std::to_string(++number) + ": ";
-        for (json const& figure : session.at("figures")) {
+    for (std::size_t i = 0; i < sessions; ++i) {
+        std::string const of = "session " + std::to_string(i + 1) + ": ";
+        for (json const& figure : report.at("sessions").at(i).at("figures")) {
             figures.push_back({of + figure.at("name").get<std::string>(), figure});
         }
     }
@@ -90,24 +89,59 @@ void Compare(Named const& before, json const& after, Lists& lists) {
     }
 }
 
-std::optional<json> Find(std::vector<Named> const& figures, std::string const& name) {
-    for (Named const& one : figures) {
-        if (one.name == name) {
-            return one.figure;
+Named const* Find(std::vector<Named> const& figures, std::string const& name) {
+    auto const found =
+        std::find_if(figures.begin(), figures.end(), [&](Named const& one) { return one.name == name; });
+    return found == figures.end() ? nullptr : &*found;
+}
+
+/// Null when there is none.
+json FindFact(json const& report, json const& name) {
+    for (json const& fact : report.at("facts")) {
+        if (fact.at("name") == name) {
+            return fact.at("value");
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 std::string CompareFacts(json const& before, json const& after) {
     std::string text;
     for (json const& fact : before.at("facts")) {
-        for (json const& other : after.at("facts")) {
-            if (fact.at("name") == other.at("name") && fact.at("value") != other.at("value")) {
-                text += "  " + fact.at("name").get<std::string>() + ": " +
-                        fact.at("value").get<std::string>() + " -> " + other.at("value").get<std::string>() +
-                        "\n";
-            }
+        json const other = FindFact(after, fact.at("name"));
+        if (!other.is_null() && fact.at("value") != other) {
+            text += "  " + fact.at("name").get<std::string>() + ": " + fact.at("value").get<std::string>() +
+                    " -> " + other.get<std::string>() + "\n";
+        }
+    }
+    return text;
+}
+
+/// A report, and its figures as far as both may have them.
+struct Side {
+    std::string which;
+    json const& report;
+    std::vector<Named> figures;
+};
+
+/// What `one` has and `other` has not.
+std::string ListOwn(Side const& one, Side const& other) {
+    std::string const start = "  " + one.which + ": ";
+    std::string text;
+    for (Named const& figure : one.figures) {
+        if (!Find(other.figures, figure.name)) {
+            text += start + figure.name + ": " + Format(figure.figure) + "\n";
+        }
+    }
+    json const& sessions = one.report.at("sessions");
+    for (std::size_t i = other.report.at("sessions").size(); i < sessions.size(); ++i) {
+        text += start + "session " + std::to_string(i + 1) + ", " +
+                sessions.at(i).at("name").get<std::string>() + "\n";
+    }
+    for (json const& fact : one.report.at("facts")) {
+        if (FindFact(other.report, fact.at("name")).is_null()) {
+            text += start + fact.at("name").get<std::string>() + ": " + fact.at("value").get<std::string>() +
+                    "\n";
         }
     }
     return text;
@@ -123,30 +157,39 @@ std::string Section(std::string const& title, std::string const& lines) {
     return lines.empty() ? "" : title + "\n" + lines;
 }
 
-/// Reports come from anywhere: what they hold must not steer the terminal.
-std::string WithoutControls(std::string text) {
-    for (char& character : text) {
+/// Reports come from anywhere: what they hold must not steer the terminal. Controls are one byte, or in UTF-8
+/// two: C2 and what would be a control without it.
+std::string WithoutControls(std::string const& text) {
+    std::string plain;
+    for (char const character : text) {
         auto const code = static_cast<unsigned char>(character);
-        character = (code < 0x20U && character != '\n') || code == 0x7FU ? '?' : character;
+        bool const isSecond = code >= 0x80U && code < 0xA0U && !plain.empty() && plain.back() == '\xC2';
+        if (isSecond) {
+            plain.back() = '?';
+        } else {
+            plain += (code < 0x20U && character != '\n') || code == 0x7FU ? '?' : character;
+        }
     }
-    return text;
+    return plain;
 }
 
 std::string CompareParsed(json const& before, json const& after) {
     if (before.at("kind") != after.at("kind")) {
         Refuse("they are of different commands");
     }
-    std::vector<Named> const old = ListFigures(before);
-    std::vector<Named> const fresh = ListFigures(after);
+    std::size_t const sessions = std::min(before.at("sessions").size(), after.at("sessions").size());
+    Side const old{"before", before, ListFigures(before, sessions)};
+    Side const fresh{"after", after, ListFigures(after, sessions)};
     Lists lists;
-    for (Named const& one : old) {
-        if (std::optional<json> const figure = Find(fresh, one.name)) {
-            Compare(one, *figure, lists);
+    for (Named const& one : old.figures) {
+        if (Named const* const figure = Find(fresh.figures, one.name)) {
+            Compare(one, figure->figure, lists);
         }
     }
     return Heading("Before: ", before) + Heading("After:  ", after) + Section("Better", lists.better) +
            Section("Worse", lists.worse) + Section("Else changed", lists.other) +
            Section("Run with", CompareFacts(before, after)) +
+           Section("In one of them only", ListOwn(old, fresh) + ListOwn(fresh, old)) +
            "The same: " + FormatCount(lists.same, "figure") + ".\n";
 }
 

@@ -14,6 +14,7 @@
 
 #include "terminal/hosterror.h"
 #include "terminal/surroundings.h"
+#include "terminal/widetext.h"
 
 namespace AudioHost {
 
@@ -41,17 +42,6 @@ HANDLE GetHandle(Stream_t stream) {
 }
 
 } // namespace
-
-std::string ToUtf8(wchar_t const* text) {
-    int const size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) {
-        return "";
-    }
-    std::string converted(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, converted.data(), size, nullptr, nullptr);
-    converted.pop_back(); // the terminating zero
-    return converted;
-}
 
 std::vector<std::string> GetArguments() {
     int count = 0;

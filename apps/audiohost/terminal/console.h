@@ -8,9 +8,6 @@
 
 namespace AudioHost {
 
-/// `text` (of the system, ended by 0) in UTF-8.
-std::string ToUtf8(wchar_t const* text);
-
 /// The program's arguments without its own name, in UTF-8 whatever the machine's code page.
 std::vector<std::string> GetArguments();
 

@@ -242,6 +242,7 @@ TEST_F(Pipeline_AddLog, LeavesAloneWhatIsNotOfTheRendererOrOfNoSession) {
     pipeline.AddLog(record);
     LogFor(0, Started);
     LogFor(session + 1, Started);
+    LogFor((std::uint64_t{1} << 32U) + session, Started);
     EXPECT_EQ(CountsOf(Get().starts), Counts(0, 0));
 }
 
@@ -294,6 +295,27 @@ TEST_F(Pipeline_GetStatistics, TrendBeginsAnewWithAStartAJumpAndAPause) {
     Play();
     EXPECT_FALSE(Get().trendPpm);
     EXPECT_EQ(CountsOf(Get().pauses), Counts(1, 1));
+}
+
+// Of what was before it so little is left that a slope would be all rounding.
+TEST_F(Pipeline_GetStatistics, TrendBeginsAnewAfterHalfAMinuteOfFailures) {
+    Plan failing;
+    failing.succeeds = false;
+    auto const failFor = [&](std::int64_t sec) {
+        for (std::int64_t i = 0; i < sec; ++i) {
+            Play(failing);
+            clock.nanoSec += Sec - FrameNanoSec;
+        }
+    };
+    Play({}, 300);
+    clock.nanoSec -= FrameNanoSec;
+    failFor(30);
+    Play();
+    EXPECT_TRUE(Get().trendPpm);
+    failFor(30);
+    Play();
+    EXPECT_FALSE(Get().trendPpm) << "30.02 s";
+    EXPECT_EQ(CountsOf(Get().pauses), Counts(0, 0));
 }
 
 TEST_F(Pipeline_GetStatistics, TimeAtEachFrequencyCountsFromRecordToRecord) {
@@ -375,7 +397,6 @@ TEST_F(Pipeline_GetStatistics, SessionsAreApartAndEndedOnesTogether) {
 #ifndef UNDER_THREAD_SANITIZER
 TEST_F(Pipeline_GetStatistics, NeitherAJobNorARecordAllocates) {
     std::uint64_t ofJobs = 0;
-    plan.succeeds = false;
     renderer.divide = [](PipelineStageRenderJob& job) {
         job.Success();
         allocations = 0;

@@ -28,6 +28,7 @@ TEST(StreamClock_Route, LongerOneIsFollowedAndTold) {
     EXPECT_LE(frames, 100);
     EXPECT_TRUE(IsNear(told.event.spanNanoSec, 30 * NanoSecPerMilliSec));
     EXPECT_TRUE(IsNear(told.due.NanoSec(), stream.DueNanoSec(stream.number - 1) + 30 * NanoSecPerMilliSec));
+    EXPECT_LT(stream.clock.GetFigures().spreadNanoSec, NanoSecPerMilliSec) << "the change is no jitter";
     EXPECT_EQ(PlayUntilTold(stream, Kind_t::RouteChanged, 30 * NanoSecPerMilliSec, told), -1);
     EXPECT_NEAR(stream.clock.GetFigures().skewPartsPerMillion, 0.0, 0.5);
     EXPECT_LT(stream.clock.GetFigures().spreadNanoSec, NanoSecPerMilliSec);
@@ -199,6 +200,24 @@ TEST(StreamClock_Report, ASenderThatHasSetItsClockIsBelievedTheSecondTime) {
     StreamPlacement_t const placement = stream.Next();
     EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
                        WallNanoSec + stream.SentNanoSec(750) + NanoSecPerSec));
+}
+
+// The source may be another one, with a clock of its own.
+TEST(StreamClock_Report, NoneIsKnownFromARestartThatIsAskedForToTheNextReport) {
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    stream.clock.Restart();
+    EXPECT_FALSE(stream.clock.GetWallTime(Kovra::SysTime(1)));
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::None);
+    EXPECT_FALSE(stream.clock.GetWallTime(Kovra::SysTime(1))) << "of a timeline that has not begun";
+    stream.firstTicks += 48'000;
+    stream.Next();
+    EXPECT_EQ(Report(stream, NanoSecPerSec).kind, Kind_t::None);
+    StreamPlacement_t const placement = stream.Next();
+    ASSERT_TRUE(stream.clock.GetWallTime(placement.timestamp));
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(501) + NanoSecPerSec));
 }
 
 TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {

@@ -155,6 +155,15 @@ TEST(StreamClock_Stamps, TwoThatAreALittleEarlyMoveNothing) {
     EXPECT_TRUE(IsNear(stream.Next().due.NanoSec(), stream.DueNanoSec(704)));
 }
 
+TEST(StreamClock_Stamps, AsFarBackAsTheyCanBeAreOutOfLine) {
+    StreamClockSettings_t settings;
+    settings.ticksPerSec = 1;
+    settings.wrapBits = 64;
+    StreamClock clock(settings);
+    clock.Place(0, JiffyTime(NanoSecPerSec));
+    EXPECT_EQ(clock.Place(std::uint64_t{1} << 63U, JiffyTime(NanoSecPerSec)).verdict, Verdict_t::OutOfLine);
+}
+
 TEST(StreamClock_Stamps, OfAnyKindAtAnyTimeDoNoHarm) {
     std::mt19937_64 random(1);
     for (unsigned int const bits : {8U, 32U, 33U, 64U}) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "livestream.h"
 
@@ -70,6 +71,27 @@ TEST(StreamLead_Adapted, LateFramesNowAndThenChangeNothingAtOnce) {
         stream.Play(300);
     }
     EXPECT_LE(LeadOf(stream), LeadNanoSec + 10 * NanoSecPerMilliSec);
+}
+
+/// Late frames at these seconds, those between in step; true when one of them raised the lead.
+bool IsRaisedBy(std::vector<std::int64_t> const& lateSec) {
+    LiveStream stream(LiveStream::MakeAdapted());
+    stream.Play(100);
+    std::int64_t const first = stream.number;
+    for (std::int64_t const sec : lateSec) {
+        stream.Play(first + sec * 50 - stream.number);
+        if (stream.Next(150 * NanoSecPerMilliSec).event.kind == Kind_t::LeadRaised) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(StreamLead_Adapted, AnyThreeLateFramesWithinTenSecondsRaiseIt) {
+    EXPECT_TRUE(IsRaisedBy({0, 9, 10}));
+    EXPECT_FALSE(IsRaisedBy({0, 9, 11}));
+    EXPECT_TRUE(IsRaisedBy({0, 9, 11, 12}));
+    EXPECT_FALSE(IsRaisedBy({0, 9, 11, 20, 22}));
 }
 
 TEST(StreamLead_Adapted, NeverPassesItsLimit) {

@@ -56,6 +56,18 @@ TEST(FormatSummaryJson, OfWhatIsNotKnownIsNull) {
     EXPECT_TRUE(object["sessions"][0]["durationSeconds"].is_null());
 }
 
+TEST(FormatSummaryJson, OfAPlaybackNamesEveryFileThatWasAskedFor) {
+    PlayOptions options;
+    options.reportPath = "a";
+    options.heardPath = "b";
+    options.logPath = "c";
+    options.tracePath = "d";
+    options.statisticsPath = "e";
+    EXPECT_EQ(
+        Parse(MakeLog(), options)["files"],
+        (nlohmann::json{{"report", "a"}, {"heard", "b"}, {"log", "c"}, {"trace", "d"}, {"statistics", "e"}}));
+}
+
 TEST(FormatSummaryJson, OfANameThatIsNoTextStaysAnObject) {
     PlaybackLog log = MakeLog();
     log.sessions[0].name = "a\"\n\xFF.wav";

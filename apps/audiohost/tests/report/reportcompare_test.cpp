@@ -39,7 +39,27 @@ TEST(CompareReports, TellsWhatGotBetterAndWhatGotWorse) {
 TEST(CompareReports, OfTheSameRunFindsNothing) {
     std::string const text = CompareReports(PageOf(MakeLog()), PageOf(MakeLog()));
     EXPECT_THAT(text, Not(HasSubstr("->")));
+    EXPECT_THAT(text, Not(HasSubstr("only")));
     EXPECT_THAT(text, HasSubstr("The same: "));
+}
+
+TEST(CompareReports, TellsWhatOnlyOneOfThemHas) {
+    PlaybackLog alone = MakeLog();
+    alone.facts = {{"System", "some"}, {"Machine", "old"}};
+    PlaybackLog both = MakeHeardLog();
+    both.sessions.push_back(MakeSession("two.wav"));
+    both.facts = {{"Machine", "old"}, {"Sound outputs", "none"}};
+    std::string const text = CompareReports(PageOf(alone), PageOf(both));
+    std::string const section = text.substr(text.find("In one of them only\n"));
+    EXPECT_THAT(section, HasSubstr("\n  before: System: some\n"));
+    EXPECT_THAT(section, HasSubstr("\n  after: heard as sent: 100.00 %\n"));
+    EXPECT_THAT(section, HasSubstr("\n  after: session 2, two.wav\n"));
+    EXPECT_THAT(section, HasSubstr("\n  after: Sound outputs: none\n"));
+    EXPECT_THAT(text, Not(HasSubstr("Machine")));
+    EXPECT_THAT(text, Not(HasSubstr("session 2:")));
+    std::string const back = CompareReports(PageOf(both), PageOf(alone));
+    EXPECT_THAT(back, HasSubstr("\n  before: session 2, two.wav\n"));
+    EXPECT_THAT(back, HasSubstr("\n  after: System: some\n"));
 }
 
 TEST(CompareReports, TakesTheJsonAsWell) {
@@ -50,8 +70,9 @@ TEST(CompareReports, TakesTheJsonAsWell) {
 
 TEST(CompareReports, LetsNoNameSteerTheTerminal) {
     PlaybackLog log = MakeLog();
-    log.sessions[0].name = "a\x1b[31m\x7f.wav";
-    EXPECT_THAT(CompareReports(PageOf(log), PageOf(log)), HasSubstr("Before: a?[31m?.wav, "));
+    // The second but last is CSI, a control of two bytes; the last is no control.
+    log.sessions[0].name = "a\x1b[31m\x7f\xC2\x9B\xC2\x9F\xC2\xA0.wav";
+    EXPECT_THAT(CompareReports(PageOf(log), PageOf(log)), HasSubstr("Before: a?[31m???\xC2\xA0.wav, "));
 }
 
 TEST(CompareReports, RefusesWhatCannotBeCompared) {

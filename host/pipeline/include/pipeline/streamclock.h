@@ -100,7 +100,8 @@ public:
     StreamPlacement_t Place(std::uint64_t ticks, Kovra::JiffyTime arrival);
 
     /// The source has changed or was opened again: the next frame begins a new timeline, whatever its
-    /// timestamp. What comes then goes on where the stream has been, as far as time has passed.
+    /// timestamp. What comes then goes on where the stream has been, as far as time has passed. The reports
+    /// so far are forgotten, and those before that frame are of no use.
     void Restart();
 
     /// A sender report (RTCP): `wallTime` of the sender's clock is the instant of `ticks`. Moves nothing that
@@ -109,7 +110,7 @@ public:
     StreamEvent_t Report(Kovra::SysTime wallTime, std::uint64_t ticks, Kovra::JiffyTime arrival);
 
     /// When the sender captured the frame placed at `timestamp`, on its own clock, by its reports: lines up
-    /// several streams of one sender. Nothing before the first report.
+    /// several streams of one sender. Nothing before the first report, anew after `Restart`.
     std::optional<Kovra::SysTime> GetWallTime(Kovra::SysTime timestamp) const;
 
     StreamFigures_t GetFigures() const;
