@@ -12,11 +12,7 @@ endif()
 
 # Optimising the matchers of a test, and GoogleTest itself, takes much longer than they ever run.
 if(NOT MSVC)
-    set(RENDERERAUDIO_TEST_OPTIONS -O0)
-    # Checks of every pointer that is used: a quarter of the work on a test, and AddressSanitizer finds what they find.
-    if(CMAKE_CXX_FLAGS MATCHES "sanitize=address,undefined")
-        list(APPEND RENDERERAUDIO_TEST_OPTIONS -fno-sanitize=null,alignment,vptr)
-    endif()
+    set(RENDERERAUDIO_TEST_OPTIONS -O0 ${RENDERERAUDIO_UNCHECKED_OPTIONS})
     # A program says by its own sources whether a sanitizer is asked; GoogleTest's need none.
     set(options -O0)
     if(CMAKE_CXX_FLAGS MATCHES "sanitize=")
