@@ -58,6 +58,16 @@ TEST_F(Capture_Open, ASecondTimeIsRefusedAndTheFirstGoesOn) {
     EXPECT_EQ(Read(third).frame.sequenceNumber, 0U);
 }
 
+TEST_F(Capture_Open, ASecondTimeLeavesAMicrophoneOffThatCouldNotBeRestarted) {
+    RaCapture const first = OpenCapture(engine);
+    world.Faults().FailAlways(Simulation::Call_t::CaptureCreateCaptureBuffer, DSERR_OUTOFMEMORY);
+    EXPECT_EQ(RaCaptureRestart(first), RA_NO_BUFFER);
+    world.Faults().Clear();
+    RaCapture second = nullptr;
+    EXPECT_EQ(RaCaptureOpen(engine, nullptr, nullptr, &second), RA_ALREADY_CREATED);
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(0));
+}
+
 TEST_F(Capture_Close, StopsTheDeviceAndMakesTheHandleVoid) {
     RaCapture const capture = OpenCapture(engine);
     EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(1));
