@@ -1,9 +1,11 @@
 // The scheduler on programs of a few lines, whose mistakes and numbers of schedules are known.
 
 #include <gtest/gtest.h>
+#include <sanitizer/asan_interface.h>
 
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -193,6 +195,27 @@ TEST(Explorer_Finding, ASignalBeforeTheWaitIsLost) {
                      }});
         delete box;
     });
+}
+
+// --- memory that is used again
+
+bool IsPoisoned(char const* memory, std::size_t bytes) {
+    return __asan_region_is_poisoned(const_cast<char*>(memory), bytes) != nullptr;
+}
+
+TEST(BigBlocks_Allocation, WhatLiesBehindABlockAndWhatWasGivenBackMayNotBeUsed) {
+    constexpr std::size_t RingBytes = 480000;
+    auto block = std::make_unique<std::vector<char>>(RingBytes);
+    char const* const memory = block->data();
+    EXPECT_FALSE(IsPoisoned(memory, RingBytes));
+    EXPECT_TRUE(IsPoisoned(memory + RingBytes, 1));
+    block.reset();
+    EXPECT_TRUE(IsPoisoned(memory, 1));
+    // The next ones get others.
+    for (int times = 0; times < 4; ++times) {
+        std::vector<char> const next(RingBytes);
+        EXPECT_TRUE(IsPoisoned(memory, 1));
+    }
 }
 
 } // namespace
