@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine.h"
 #include "gate.h"
 #include "kovra/thread.h"
 #include "rendereraudioguarded.h"
@@ -22,9 +23,8 @@ constexpr std::chrono::milliseconds BeginMilliSec{1000};
 
 } // namespace
 
-Capture::Capture(std::shared_ptr<Engine> engine, std::shared_ptr<Media::RendererAudioCaptureProxy> proxy,
-                 RaCaptureCallback callback, void* context)
-    : engine_(std::move(engine)), proxy_(std::move(proxy)), callback_(callback), context_(context) {}
+Capture::Capture(std::shared_ptr<Engine> engine, RaCaptureCallback callback, void* context)
+    : engine_(std::move(engine)), callback_(callback), context_(context) {}
 
 Capture::~Capture() {
     Stop();
@@ -32,6 +32,10 @@ Capture::~Capture() {
 
 RaStatus Capture::Start() {
     std::lock_guard<std::mutex> const guard(lock_);
+    proxy_ = engine_->GetRenderer().GetCaptureProxy();
+    if (proxy_ == nullptr) {
+        return RA_NO_BUFFER;
+    }
     isStopped_ = false;
     // Of a proxy that an earlier capture has stopped, or a new one, which begins again a moment later.
     RaStatus const status = Begin();

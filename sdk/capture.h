@@ -21,15 +21,15 @@ class Engine;
 /// **Ownership:** shares the engine and the renderer's proxy.
 class Capture {
 public:
-    Capture(std::shared_ptr<Engine> engine, std::shared_ptr<Media::RendererAudioCaptureProxy> proxy,
-            RaCaptureCallback callback, void* context);
+    Capture(std::shared_ptr<Engine> engine, RaCaptureCallback callback, void* context);
     ~Capture();
     Capture(Capture const&) = delete;
     Capture& operator=(Capture const&) = delete;
 
     Engine& GetEngine() const { return *engine_; }
 
-    /// Starts capture, and the thread when there is a callback. Once.
+    /// Takes the renderer's proxy, starts capture, and the thread when there is a callback. Once, before all
+    /// below but `Stop`. Fails without a microphone.
     RaStatus Start();
     /// Ends both, if started; nothing comes afterwards.
     void Stop();
@@ -45,9 +45,10 @@ private:
     void Run();
 
     std::shared_ptr<Engine> const engine_;
-    std::shared_ptr<Media::RendererAudioCaptureProxy> const proxy_;
     RaCaptureCallback const callback_;
     void* const context_;
+    // --- written by Start
+    std::shared_ptr<Media::RendererAudioCaptureProxy> proxy_;
     std::mutex lock_;
     std::condition_variable stopped_;
     // --- guarded by lock

@@ -1,5 +1,6 @@
 #include "engine.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -121,6 +122,9 @@ void Engine::CountSubmitted() {
 RaStatistics Engine::GetStatistics() const {
     std::lock_guard<std::mutex> const guard(lock_);
     RaStatistics statistics = statistics_;
+    // A worker may have ended a frame before whoever submits it comes to count it.
+    statistics.framesSubmitted =
+        std::max(statistics.framesSubmitted, statistics.framesRendered + statistics.framesFailed);
     statistics.sessions = static_cast<std::uint32_t>(sessions_.size());
     statistics.logRecordsLost = Kovra::LogManager::Instance().CountLost();
     return statistics;

@@ -121,11 +121,8 @@ RaStatus OpenSession(std::shared_ptr<Engine> const& engine, RaStreamFormat const
 
 RaStatus OpenCapture(std::shared_ptr<Engine> const& engine, RaCaptureCallback callback, void* context,
                      RaCapture* handle) {
-    auto proxy = engine->GetRenderer().GetCaptureProxy();
-    if (proxy == nullptr) {
-        return RA_NO_BUFFER;
-    }
-    auto const capture = std::make_shared<Capture>(engine, std::move(proxy), callback, context);
+    auto const capture = std::make_shared<Capture>(engine, callback, context);
+    // Before it asks for the renderer's proxy, which may switch the microphone on.
     if (!engine->SetCapture(capture)) {
         return RA_ALREADY_CREATED;
     }

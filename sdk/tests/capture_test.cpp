@@ -2,6 +2,7 @@
 #include <cmath>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "interfacetest.h"
 
@@ -56,6 +57,16 @@ TEST_F(Capture_Open, ASecondTimeIsRefusedAndTheFirstGoesOn) {
     RaCapture const third = OpenCapture(engine);
     world.Clock().AdvanceMilliSec(FrameMilliSec);
     EXPECT_EQ(Read(third).frame.sequenceNumber, 0U);
+}
+
+TEST_F(Capture_Open, ASecondTimeLeavesAMicrophoneOffThatCouldNotBeRestarted) {
+    RaCapture const first = OpenCapture(engine);
+    world.Faults().FailAlways(Simulation::Call_t::CaptureCreateCaptureBuffer, DSERR_OUTOFMEMORY);
+    EXPECT_EQ(RaCaptureRestart(first), RA_NO_BUFFER);
+    world.Faults().Clear();
+    RaCapture second = nullptr;
+    EXPECT_EQ(RaCaptureOpen(engine, nullptr, nullptr, &second), RA_ALREADY_CREATED);
+    EXPECT_THAT(world.LiveCaptureBuffers(), SizeIs(0));
 }
 
 TEST_F(Capture_Close, StopsTheDeviceAndMakesTheHandleVoid) {
@@ -179,6 +190,18 @@ TEST(Codec_Feed, OfGarbageGivesNothingAndGoesOn) {
     EXPECT_EQ(RaCodecRead(codec, out.data(), 2000, &count), RA_SUCCESS);
     EXPECT_EQ(count, FrameSamples);
     EXPECT_EQ(RaCodecClose(codec), RA_SUCCESS);
+}
+
+TEST(Codec_Feed, TakesRates192TimesApartAndNoFarther) {
+    std::vector<std::int16_t> const samples(FrameSamples, 1000);
+    RaStreamFormat const format = PcmFormat();
+    for (auto const& [frequencyHz, expected] :
+         {std::pair(250U, RA_SUCCESS), std::pair(249U, RA_NOTHING_READ)}) {
+        RaCodec codec = nullptr;
+        ASSERT_EQ(RaCodecOpen(frequencyHz, 1, &codec), RA_SUCCESS);
+        EXPECT_EQ(RaCodecFeed(codec, &format, samples.data(), FrameBytes), expected) << frequencyHz;
+        EXPECT_EQ(RaCodecClose(codec), RA_SUCCESS);
+    }
 }
 
 TEST(Codec_Feed, IsRefusedWhenNobodyReads) {

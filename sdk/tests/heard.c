@@ -21,15 +21,27 @@ enum {
 
 __declspec(dllimport) void Sleep(unsigned long milliSec);
 
-static volatile uint32_t reportsSeen, reportsOff, framesCaptured, recordsSeen;
+// Of one session, whose reports come one after the other. Those of another one come beside them.
+typedef struct Reports {
+    uint32_t seen;
+    uint32_t off;
+} Reports;
+
+static Reports pcmReports, g711Reports;
+static volatile uint32_t framesCaptured, recordsSeen;
 
 static void OnReport(void* context, RaReport const* report) {
+    Reports* const reports = context;
     int64_t const error = report->achievedNanoSec - report->requestedNanoSec;
-    ++*(uint32_t volatile*)context;
+    ++reports->seen;
     if (report->size < sizeof *report || !report->isRendered || error > 1000 * MILLI_SEC ||
         error < -1000 * MILLI_SEC) {
-        ++reportsOff;
+        ++reports->off;
     }
+}
+
+static int AreAsSent(Reports const* reports) {
+    return reports->seen == Frames && reports->off <= Frames - LeastFrames;
 }
 
 static void OnCaptured(void* context, RaCapturedFrame const* frame, int16_t const* samples) {
@@ -96,13 +108,13 @@ static int PlaySessions(RaEngine engine) {
     RaSession pcm, g711;
     RaSessionStatistics statistics;
     int failed;
-    if (RaSessionOpen(engine, &format, OnReport, (void*)&reportsSeen, &pcm) != RA_SUCCESS) {
+    if (RaSessionOpen(engine, &format, OnReport, &pcmReports, &pcm) != RA_SUCCESS) {
         return 10;
     }
     format.coding = RA_CODING_G711;
     format.frequencyHz = 8000;
     format.bitsPerSample = 8;
-    if (RaSessionOpen(engine, &format, OnReport, (void*)&reportsSeen, &g711) != RA_SUCCESS) {
+    if (RaSessionOpen(engine, &format, OnReport, &g711Reports, &g711) != RA_SUCCESS) {
         return 11;
     }
     if (RaSessionSetVolume(pcm, 1.0F, 0.0F) != RA_SUCCESS ||
@@ -110,6 +122,10 @@ static int PlaySessions(RaEngine engine) {
         return 12;
     }
     failed = PlayFrames(pcm, g711);
+    // What was reported can be read from here on.
+    if (failed == 0 && RaDrain(engine) != RA_SUCCESS) {
+        failed = 15;
+    }
     statistics.size = sizeof statistics;
     if (failed == 0 &&
         (RaSessionGetStatistics(pcm, &statistics) != RA_SUCCESS || statistics.framesRendered < LeastFrames)) {
@@ -167,8 +183,11 @@ static int Play(void) {
     if (failed != 0) {
         return failed;
     }
-    if (reportsSeen != 2 * Frames || reportsOff > Frames - LeastFrames) {
+    if (!AreAsSent(&pcmReports)) {
         return 6;
+    }
+    if (!AreAsSent(&g711Reports)) {
+        return 9;
     }
     return recordsSeen == 0 ? 8 : 0;
 }

@@ -4,7 +4,7 @@
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
-const { withReport, telephone } = require('./pages.cjs');
+const { withReport, OpenReport, telephone } = require('./pages.cjs');
 
 const names = ['empty', 'play', 'hostile', 'record', 'empty-record', 'soak', 'empty-soak', 'hour', 'day', 'many'];
 const kinds = ['play', 'record', 'soak'];
@@ -108,12 +108,23 @@ module.exports = (context) => {
         assert.match(await report.text('header p'), /<\/script><script>document\.title='taken'<\/script><!--"'&/);
         assert.equal(await report.page.$$eval('script', (scripts) => scripts.length), 2);
     });
-    cases['play: without scripts tells the verdict'] = async () => {
-        const page = await context.browser.newPage();
-        await page.setJavaScriptEnabled(false);
-        await page.goto(`file://${path.resolve(context.folder, 'play.html')}`);
-        assert.match(await page.$eval('body', (body) => body.innerText), /Played|heard|time/);
-        await page.close();
+    cases['play: without scripts tells the verdict'] = () => withReport(context, 'play', { hasScripts: false }, async (report) => {
+        assert.equal(await report.text('noscript b'), 'Played and heard as sent');
+    });
+    cases['what a page asks for: nothing but itself and the sounds beside it'] = async () => {
+        const isFault = (address) => {
+            const listeners = {};
+            const report = new OpenReport({ on: (event, listen) => { listeners[event] = listen; } }, 'file:///reports/play.html');
+            listeners.request({ url: () => address });
+            return report.faults.length > 0;
+        };
+        for (const address of ['file:///reports/play.html#at=1', 'file:///reports/20260102-030405-sent.flac', 'data:audio/flac;base64,AA']) {
+            assert.equal(isFault(address), false, address);
+        }
+        for (const address of ['file:///elsewhere/sent.flac', 'file:///reports/deeper/sent.flac', 'http://somewhere/sent.flac',
+            'file:///reports/play.js']) {
+            assert.equal(isFault(address), true, address);
+        }
     };
     cases['sizes: empty, of an hour and of a day'] = async () => {
         const size = (name) => {

@@ -5,6 +5,7 @@
 const fs = require('node:fs');
 const path = require('node:path');
 const puppeteer = require('puppeteer-core');
+const { longestMilliSec } = require('./pages.cjs');
 
 const [folder, results, charts] = process.argv.slice(2);
 const cases = [require('./looks.cjs'), require('./handling.cjs'), require('./package.cjs')];
@@ -26,6 +27,7 @@ async function main() {
     const browser = await puppeteer.launch({
         executablePath: '/usr/bin/chromium',
         // Root has no sandbox; nobody hears the sound.
+        timeout: longestMilliSec,
         args: ['--no-sandbox', '--disable-gpu', '--mute-audio', '--disable-dev-shm-usage', '--renderer-process-limit=1'],
     });
     const outcomes = [];

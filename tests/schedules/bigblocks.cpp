@@ -1,9 +1,12 @@
 // Half a megabyte of ring comes and goes with every run, several times: the system's memory for it would cost
-// more than all else. Blocks of that size are kept here and used again; all others come from the allocator,
-// and with them what AddressSanitizer tells of them.
+// more than all else. Blocks of that size are kept here and used again, in turn, and what may not be used of
+// them is poisoned; all others come from the allocator, and with them what AddressSanitizer tells of them.
+
+#include <sanitizer/asan_interface.h>
 
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -12,7 +15,7 @@ namespace {
 constexpr std::size_t BigBytes = std::size_t{400} * 1024;
 /// No block that is kept is larger.
 constexpr std::size_t KeptBytes = std::size_t{500} * 1024;
-constexpr std::size_t MaxBlocks = 64;
+constexpr std::size_t MaxBlocks = 16;
 
 struct Block {
     void* memory = nullptr;
@@ -21,18 +24,26 @@ struct Block {
 
 /// Touched by the managed thread that runs alone, and by the one that waits for it.
 std::array<Block, MaxBlocks> blocks;
+/// The one behind that which was given last: who uses a block after its end finds it poisoned until all
+/// others have had their turn.
+std::size_t next = 0;
 
 bool IsBig(std::size_t size) {
     return size >= BigBytes && size <= KeptBytes;
 }
 
-void* TakeBig() {
-    for (Block& block : blocks) {
+/// The part behind `size` bytes stays poisoned.
+void* TakeBig(std::size_t size) {
+    for (std::size_t tries = 0; tries < MaxBlocks; ++tries) {
+        Block& block = blocks[next];
+        next = (next + 1) % MaxBlocks;
         if (!block.isUsed) {
             block.isUsed = true;
             if (block.memory == nullptr) {
                 block.memory = std::malloc(KeptBytes);
+                ASAN_POISON_MEMORY_REGION(block.memory, KeptBytes);
             }
+            ASAN_UNPOISON_MEMORY_REGION(block.memory, size);
             return block.memory;
         }
     }
@@ -45,7 +56,12 @@ bool GiveBack(void* memory) {
             return false;
         }
         if (block.memory == memory) {
+            if (!block.isUsed) {
+                std::fputs("a big block is given back twice\n", stderr);
+                std::abort();
+            }
             block.isUsed = false;
+            ASAN_POISON_MEMORY_REGION(memory, KeptBytes);
             return true;
         }
     }
@@ -61,7 +77,7 @@ void Free(void* memory) {
 } // namespace
 
 void* operator new(std::size_t size) {
-    void* const memory = IsBig(size) ? TakeBig() : std::malloc(size);
+    void* const memory = IsBig(size) ? TakeBig(size) : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }

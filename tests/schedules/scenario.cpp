@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <set>
 
 #include "explorer.h"
@@ -28,8 +29,9 @@ constexpr std::uint64_t RunLimit = 20'000;
 /// Schedules of priorities in a sample.
 constexpr std::uint64_t SampleRuns = 100;
 
-std::set<std::string>& EndStates() {
-    static std::set<std::string> states;
+/// Each with a schedule that has led to it.
+std::map<std::string, std::string>& EndStates() {
+    static std::map<std::string, std::string> states;
     return states;
 }
 
@@ -45,9 +47,13 @@ bool DoesRunAll() {
 /// The name of the scenario that runs.
 std::string running;
 
+std::string HowToReplay(std::string const& schedule) {
+    return "again with RENDERERAUDIO_SCHEDULES_REPLAY=\"" + schedule + "\" and --gtest_filter='*." + running +
+           "'\n";
+}
+
 void TellHowToReplay() {
-    std::fprintf(stderr, "again with RENDERERAUDIO_SCHEDULES_REPLAY=\"%s\" and --gtest_filter='*.%s'\n",
-                 Scheduler::Get().GetSchedule().ToText().c_str(), running.c_str());
+    std::fputs(HowToReplay(Scheduler::Get().GetSchedule().ToText()).c_str(), stderr);
 }
 
 /// Where the program ends without this one's doing.
@@ -99,6 +105,15 @@ void EndOn(std::string const& finding) {
     }
 }
 
+void ExpectEndStatesAmong(std::set<std::string> const& listed) {
+    EXPECT_FALSE(EndStates().empty()) << running << " tells no way in which it ends";
+    for (auto const& [state, schedule] : EndStates()) {
+        EXPECT_EQ(listed.count(state), 1U)
+            << "docs/architecture.md does not list, for " << running << ": " << state << '\n'
+            << HowToReplay(schedule);
+    }
+}
+
 /// A schedule must lead the same way each time, or nothing that is found can be found again.
 void ExpectSameWayTwice(Schedule const& schedule, std::function<void()> const& body) {
     Run const first = Scheduler::Get().Execute(schedule, body);
@@ -140,7 +155,9 @@ void Explore(std::function<void()> const& body) {
 } // namespace
 
 void EndsIn(std::string const& state) {
-    EndStates().insert(state);
+    if (EndStates().count(state) == 0) {
+        EndStates().emplace(state, Scheduler::Get().GetSchedule().ToText());
+    }
 }
 
 void ExpectOnAllSchedules(std::string const& name, std::function<void()> const& body) {
@@ -151,9 +168,11 @@ void ExpectOnAllSchedules(std::string const& name, std::function<void()> const& 
     EndStates().clear();
     running = name;
     TellHowToReplayAtTheEnd();
+    auto const listed = StatesListedFor(name);
     char const* const replay = std::getenv("RENDERERAUDIO_SCHEDULES_REPLAY");
     if (replay != nullptr) {
         ExpectSameWayTwice(Schedule::Parse(replay), body);
+        ExpectEndStatesAmong(listed);
         return;
     }
     // The first one sets up what is set up once in a program.
@@ -161,11 +180,7 @@ void ExpectOnAllSchedules(std::string const& name, std::function<void()> const& 
     ExpectSameWayTwice({}, body);
     Explore(body);
 
-    auto const listed = StatesListedFor(name);
-    for (auto const& state : EndStates()) {
-        EXPECT_EQ(listed.count(state), 1U)
-            << "docs/architecture.md does not list, for " << name << ": " << state;
-    }
+    ExpectEndStatesAmong(listed);
     for (auto const& state : listed) {
         EXPECT_TRUE(EndStates().count(state) == 1 || !DoesRunAll())
             << "never seen, yet listed for " << name << ": " << state;

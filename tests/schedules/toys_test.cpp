@@ -1,10 +1,13 @@
 // The scheduler on programs of a few lines, whose mistakes and numbers of schedules are known.
 
 #include <gtest/gtest.h>
+#include <sanitizer/asan_interface.h>
 
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "explorer.h"
@@ -193,6 +196,89 @@ TEST(Explorer_Finding, ASignalBeforeTheWaitIsLost) {
                      }});
         delete box;
     });
+}
+
+// --- what an exchange that fails does
+
+/// As the compiler calls them for std::atomic; its numbers of the memory orders.
+extern "C" std::uint32_t __tsan_atomic32_compare_exchange_val(std::uint32_t volatile*, std::uint32_t,
+                                                              std::uint32_t, int, int);
+extern "C" void __tsan_atomic32_store(std::uint32_t volatile*, std::uint32_t, int);
+enum Order_t { Relaxed = 0, Acquire = 2, Release = 3, AcquireRelease = 4 };
+
+/// What is found when the first thread has written a field and done `publish`, before the second one does
+/// `look` and reads the field. Both use the same atomic, which is 0.
+std::string FindingOf(std::function<void(std::uint32_t&)> const& publish,
+                      std::function<void(std::uint32_t&)> const& look) {
+    auto const run = Scheduler::Get().Execute({}, [&] {
+        std::uint32_t atomic = 0;
+        int field = 0;
+        RunTogether({[&] {
+                         Scheduler::Get().Write(&field, nullptr);
+                         publish(atomic);
+                     },
+                     [&] {
+                         look(atomic);
+                         Scheduler::Get().Read(&field, nullptr);
+                     }});
+    });
+    return run.finding.substr(0, 15);
+}
+
+auto Exchange(std::uint32_t expected, int order, int orderOfFailure) {
+    return [=](std::uint32_t& atomic) {
+        __tsan_atomic32_compare_exchange_val(&atomic, expected, 1, order, orderOfFailure);
+    };
+}
+
+void StoreReleasing(std::uint32_t& atomic) {
+    __tsan_atomic32_store(&atomic, 1, Release);
+}
+
+TEST(Scheduler_CompareExchange, OrdersWhatCameBeforeItOnlyWhenItSucceeds) {
+    auto const look = Exchange(7, AcquireRelease, Acquire);
+    EXPECT_EQ(FindingOf(Exchange(0, AcquireRelease, Relaxed), look), "");
+    EXPECT_EQ(FindingOf(Exchange(7, AcquireRelease, Acquire), look), "nothing orders ");
+}
+
+TEST(Scheduler_CompareExchange, ThatFailsAcquiresByItsOwnOrderForThat) {
+    EXPECT_EQ(FindingOf(StoreReleasing, Exchange(7, Relaxed, Acquire)), "");
+    EXPECT_EQ(FindingOf(StoreReleasing, Exchange(7, Acquire, Relaxed)), "nothing orders ");
+    EXPECT_EQ(FindingOf(StoreReleasing, Exchange(1, Acquire, Relaxed)), "");
+}
+
+TEST(Scheduler_CompareExchange, ThatFailsAgainAndAgainWaitsForAChange) {
+    Work const toy = [] {
+        std::uint32_t atomic = 0;
+        Work const spin = [&atomic] {
+            while (__tsan_atomic32_compare_exchange_val(&atomic, 1, 2, AcquireRelease, Acquire) != 1) {
+            }
+        };
+        RunTogether({spin, [&atomic] { StoreReleasing(atomic); }});
+        Expect(atomic == 2, "2");
+    };
+    EXPECT_EQ(Explorer(toy).RunAll(1).finding, "");
+}
+
+// --- memory that is used again
+
+bool IsPoisoned(char const* memory, std::size_t bytes) {
+    return __asan_region_is_poisoned(const_cast<char*>(memory), bytes) != nullptr;
+}
+
+TEST(BigBlocks_Allocation, WhatLiesBehindABlockAndWhatWasGivenBackMayNotBeUsed) {
+    constexpr std::size_t RingBytes = 480000;
+    auto block = std::make_unique<std::vector<char>>(RingBytes);
+    char const* const memory = block->data();
+    EXPECT_FALSE(IsPoisoned(memory, RingBytes));
+    EXPECT_TRUE(IsPoisoned(memory + RingBytes, 1));
+    block.reset();
+    EXPECT_TRUE(IsPoisoned(memory, 1));
+    // The next ones get others.
+    for (int times = 0; times < 4; ++times) {
+        std::vector<char> const next(RingBytes);
+        EXPECT_TRUE(IsPoisoned(memory, 1));
+    }
 }
 
 } // namespace

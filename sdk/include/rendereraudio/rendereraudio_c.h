@@ -296,14 +296,15 @@ RA_API RaStatus RaGetStatistics(RaEngine engine, RaStatistics* statistics);
 /// for none) hears what becomes of each frame. -41: no such engine, null, or a format that cannot be played;
 /// -25: no output; -202: RA_MAX_SESSIONS are open.
 /// **Threads:** any. **Ownership:** `format` is copied. The session is the caller's until RaSessionClose or
-/// RaClose; `context` is his, and used until then. **Since:** 1.
+/// RaClose; `context` is his, and used until that has returned (by a callback: see there). **Since:** 1.
 RA_API RaStatus RaSessionOpen(RaEngine engine, RaStreamFormat const* format, RaReportCallback callback,
                               void* context, RaSession* session);
 
 /// Lets the frames that wait be rendered, then ends the session. What it has still to play is not heard: wait
 /// until the last presentation time has passed. When it has returned, its callback is not running and will
-/// not be called. A report callback of the engine that calls it is not made to wait: no report follows, but
-/// one that is running may still end. -41: no such session.
+/// not be called. A report callback of the engine that calls it is not made to wait: one report that another
+/// worker has in hand may still come, and `context` is used until an RaDrain by no callback, or RaClose, has
+/// returned. -41: no such session, or RaClose runs already: it ends the session before it returns.
 /// **Threads:** any, with no lock that a callback takes. **Ownership:** takes the session back.
 /// **Since:** 1.
 RA_API RaStatus RaSessionClose(RaSession session);
@@ -339,15 +340,16 @@ RA_API RaStatus RaSessionGetStatistics(RaSession session, RaSessionStatistics* s
 RA_API RaStatus RaCaptureOpen(RaEngine engine, RaCaptureCallback callback, void* context, RaCapture* capture);
 
 /// Ends capture. When it has returned, its callback is not running and will not be called.
-/// -41: no such capture; -1: called by a callback.
+/// -41: no such capture, or RaClose runs already: it ends the capture before it returns; -1: called by a
+/// callback.
 /// **Threads:** any, with no lock that the callback takes. **Ownership:** takes the capture back.
 /// **Since:** 1.
 RA_API RaStatus RaCaptureClose(RaCapture capture);
 
 /// Fills `frame`, and `samples` with its RA_CAPTURE_FRAME_SAMPLES samples; `capacity` is how many fit there.
 /// Frames that nobody reads for five seconds are lost. -41: no such capture; null, a size out of range, a
-/// capacity too small; -1: the capture has a callback; -30: none is there yet; -1, -27, -41, -120: as the
-/// device fails.
+/// capacity too small; -1: the capture has a callback; -30: none is there yet; -10: none could be read now,
+/// and some may be lost: read on; -1, -27, -41, -120: as the device fails.
 /// **Threads:** any. **Ownership:** `frame` and `samples` are the caller's. **Since:** 1.
 RA_API RaStatus RaCaptureReadFrame(RaCapture capture, RaCapturedFrame* frame, int16_t* samples,
                                    uint32_t capacity);
@@ -365,9 +367,10 @@ RA_API RaStatus RaCaptureRestart(RaCapture capture);
 
 // --- codec
 
-/// Puts a new codec into `codec` that makes of whatever it is fed PCM of `frequencyHz` (1 to 768000) and
-/// `channels` (1 to 8). With 48000 and 1 a session takes what comes out, so that all codings, rates and
-/// channels can be played. -41: null, a number out of its range.
+/// Puts a new codec into `codec` that makes of what it is fed PCM of `frequencyHz` (1 to 768000) and
+/// `channels` (1 to 8). It takes all codings, any number of channels (G.726: one), and rates up to 192 times
+/// as high or as low as its own. With 48000 and 1 a session takes what comes out. -41: null, a number out of
+/// its range.
 /// **Threads:** any. **Ownership:** the codec is the caller's until RaCodecClose. **Since:** 1.
 RA_API RaStatus RaCodecOpen(uint32_t frequencyHz, uint32_t channels, RaCodec* codec);
 
@@ -377,12 +380,15 @@ RA_API RaStatus RaCodecOpen(uint32_t frequencyHz, uint32_t channels, RaCodec* co
 RA_API RaStatus RaCodecClose(RaCodec codec);
 
 /// Decodes `bytes` (1 to RA_MAX_FRAME_BYTES) of `data`, one frame of `format`, and keeps what comes out to be
-/// read. -41: no such codec, null, a format out of its ranges; -10: nothing came out of it, as it was damaged
-/// or the decoder waits for more; -202: ten million samples wait to be read.
+/// read. What the decoder keeps from frame to frame ends with a `format` that is another one than before.
+/// -41: no such codec, null, a format out of its ranges; -10: nothing came out of it, as it was damaged, the
+/// decoder waits for more (it has taken the frame), or the rates are too far apart; -202: ten million samples
+/// wait to be read, and the frame was not taken, or there was no memory, and it is lost.
 /// **Threads:** any. **Ownership:** `format` and `data` are the caller's, and not kept. **Since:** 1.
 RA_API RaStatus RaCodecFeed(RaCodec codec, RaStreamFormat const* format, void const* data, uint32_t bytes);
 
-/// The stream has ended, or begins anew: what the resampler holds back comes out, to be read.
+/// The stream has ended: what the resampler holds back comes out, to be read. What the decoder keeps stays:
+/// a stream that begins anew takes a new codec.
 /// -41: no such codec; -10: it held nothing back.
 /// **Threads:** any. **Ownership:** the codec stays the caller's. **Since:** 1.
 RA_API RaStatus RaCodecFlush(RaCodec codec);

@@ -96,6 +96,35 @@ Value Modify(Value volatile* atomic, int order, Change change) {
     return old;
 }
 
+/// One that fails is a load, of the order for that: it releases nothing, and nobody who waits for a change
+/// goes on.
+template <class Value>
+Value CompareExchange(Value volatile* atomic, Value expected, Value value, int order, int orderOfFailure) {
+    auto* const address = const_cast<Value*>(atomic);
+    bool const isManaged = Scheduler::IsManaged();
+    if (isManaged) {
+        Scheduler::Get().Point();
+    }
+    Value old = expected;
+    bool const isExchanged =
+        __atomic_compare_exchange_n(atomic, &old, value, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
+    if (isManaged) {
+        auto& scheduler = Scheduler::Get();
+        if (DoesAcquire(isExchanged ? order : orderOfFailure)) {
+            scheduler.Acquire(address);
+        }
+        if (!isExchanged) {
+            scheduler.Loaded(address, Widen(old));
+        } else {
+            if (DoesRelease(order)) {
+                scheduler.Release(address, false);
+            }
+            scheduler.Stored(address);
+        }
+    }
+    return old;
+}
+
 /// In parts of eight bytes, so that the two pointers of a std::shared_ptr are the same fields however they
 /// are accessed.
 template <std::size_t Bytes, class Access>
@@ -170,25 +199,24 @@ void __tsan_vptr_update(void** memory, void* table) {
     }
 }
 
-#define ATOMIC(bits)                                                                                         \
-    std::uint##bits##_t __tsan_atomic##bits##_load(std::uint##bits##_t const volatile* atomic, int order) {  \
-        return Load(atomic, order);                                                                          \
-    }                                                                                                        \
-    void __tsan_atomic##bits##_store(std::uint##bits##_t volatile* atomic, std::uint##bits##_t value,        \
-                                     int order) {                                                            \
-        Store(atomic, value, order);                                                                         \
-    }                                                                                                        \
-    MODIFY(bits, exchange, value)                                                                            \
-    MODIFY(bits, fetch_add, static_cast<std::uint##bits##_t>(old + value))                                   \
-    MODIFY(bits, fetch_sub, static_cast<std::uint##bits##_t>(old - value))                                   \
-    MODIFY(bits, fetch_and, static_cast<std::uint##bits##_t>(old & value))                                   \
-    MODIFY(bits, fetch_or, static_cast<std::uint##bits##_t>(old | value))                                    \
-    MODIFY(bits, fetch_xor, static_cast<std::uint##bits##_t>(old ^ value))                                   \
-    std::uint##bits##_t __tsan_atomic##bits##_compare_exchange_val(                                          \
-        std::uint##bits##_t volatile* atomic, std::uint##bits##_t expected, std::uint##bits##_t value,       \
-        int order, int /*orderOfFailure*/) {                                                                 \
-        return Modify(atomic, order,                                                                         \
-                      [expected, value](std::uint##bits##_t old) { return old == expected ? value : old; }); \
+#define ATOMIC(bits)                                                                                        \
+    std::uint##bits##_t __tsan_atomic##bits##_load(std::uint##bits##_t const volatile* atomic, int order) { \
+        return Load(atomic, order);                                                                         \
+    }                                                                                                       \
+    void __tsan_atomic##bits##_store(std::uint##bits##_t volatile* atomic, std::uint##bits##_t value,       \
+                                     int order) {                                                           \
+        Store(atomic, value, order);                                                                        \
+    }                                                                                                       \
+    MODIFY(bits, exchange, value)                                                                           \
+    MODIFY(bits, fetch_add, static_cast<std::uint##bits##_t>(old + value))                                  \
+    MODIFY(bits, fetch_sub, static_cast<std::uint##bits##_t>(old - value))                                  \
+    MODIFY(bits, fetch_and, static_cast<std::uint##bits##_t>(old & value))                                  \
+    MODIFY(bits, fetch_or, static_cast<std::uint##bits##_t>(old | value))                                   \
+    MODIFY(bits, fetch_xor, static_cast<std::uint##bits##_t>(old ^ value))                                  \
+    std::uint##bits##_t __tsan_atomic##bits##_compare_exchange_val(                                         \
+        std::uint##bits##_t volatile* atomic, std::uint##bits##_t expected, std::uint##bits##_t value,      \
+        int order, int orderOfFailure) {                                                                    \
+        return CompareExchange(atomic, expected, value, order, orderOfFailure);                             \
     }
 #define MODIFY(bits, name, changed)                                                                          \
     std::uint##bits##_t __tsan_atomic##bits##_##name(std::uint##bits##_t volatile* atomic,                   \

@@ -146,15 +146,22 @@ TEST(Processor_ReadLargestCacheBytes, IsTheLargestThatTheDescriptorsName) {
     EXPECT_EQ(LargestCacheOf({0x00000001, 0, 0, 0x00EC2C7D}), 24U * 1024 * 1024);
 }
 
-TEST(Processor_ReadLargestCacheBytes, KnowsEveryDescriptor) {
-    std::map<int, std::size_t> const sizesKib = {
-        {0x0A, 8},     {0x0C, 16},    {0x2C, 32},    {0x22, 512},   {0x29, 4096}, {0x43, 512},
-        {0x45, 2048},  {0x48, 3072},  {0x4C, 12288}, {0x4D, 16384}, {0x4E, 6144}, {0x7C, 1024},
-        {0x87, 1024},  {0xD2, 2048},  {0xD8, 4096},  {0xDC, 1536},  {0xDD, 3072}, {0xE4, 8192},
+TEST(Processor_ReadLargestCacheBytes, KnowsEveryDescriptorAndNoOther) {
+    std::map<std::uint32_t, std::size_t> const sizesKib = {
+        {0x0A, 8},     {0x0C, 16},    {0x0D, 16},    {0x0E, 24},    {0x1D, 128},  {0x21, 256},  {0x22, 512},
+        {0x23, 1024},  {0x24, 1024},  {0x25, 2048},  {0x29, 4096},  {0x2C, 32},   {0x41, 128},  {0x42, 256},
+        {0x43, 512},   {0x44, 1024},  {0x45, 2048},  {0x46, 4096},  {0x47, 8192}, {0x48, 3072}, {0x49, 4096},
+        {0x4A, 6144},  {0x4B, 8192},  {0x4C, 12288}, {0x4D, 16384}, {0x4E, 6144}, {0x60, 16},   {0x66, 8},
+        {0x67, 16},    {0x68, 32},    {0x78, 1024},  {0x79, 128},   {0x7A, 256},  {0x7B, 512},  {0x7C, 1024},
+        {0x7D, 2048},  {0x7F, 512},   {0x80, 512},   {0x82, 256},   {0x83, 512},  {0x84, 1024}, {0x85, 2048},
+        {0x86, 512},   {0x87, 1024},  {0xD0, 512},   {0xD1, 1024},  {0xD2, 2048}, {0xD6, 1024}, {0xD7, 2048},
+        {0xD8, 4096},  {0xDC, 1536},  {0xDD, 3072},  {0xDE, 6144},  {0xE2, 2048}, {0xE3, 4096}, {0xE4, 8192},
         {0xEA, 12288}, {0xEB, 18432}, {0xEC, 24576}};
-    for (auto const& [descriptor, sizeKib] : sizesKib) {
-        EXPECT_EQ(LargestCacheOf({0x01, static_cast<std::uint32_t>(descriptor), 0, 0}), sizeKib * 1024)
-            << std::hex << descriptor;
+    // 0xFF is none, and asks the parameter leaf, which tells of nothing here.
+    for (std::uint32_t descriptor = 0; descriptor <= 0xFF; ++descriptor) {
+        auto const known = sizesKib.find(descriptor);
+        std::size_t const sizeKib = known == sizesKib.end() ? 0 : known->second;
+        EXPECT_EQ(LargestCacheOf({0x01, descriptor, 0, 0}), sizeKib * 1024) << std::hex << descriptor;
     }
 }
 
