@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <numeric>
 
 namespace Soak {
 
@@ -28,11 +30,11 @@ BurstBand::BurstBand() {
 float BurstBand::FilterAt(Listening::SampleView sound, std::int64_t at) const {
     std::int64_t const first = std::max<std::int64_t>(0, at - Reach);
     std::int64_t const last = std::min(at + Reach + 1, static_cast<std::int64_t>(sound.GetSize()));
-    float sum = 0.0F;
-    for (std::int64_t i = first; i < last; ++i) {
-        sum += taps_[i - at + Reach] * static_cast<float>(sound[static_cast<std::size_t>(i)]);
+    if (first >= last) {
+        return 0.0F;
     }
-    return sum;
+    return std::inner_product(sound.begin() + first, sound.begin() + last,
+                              std::begin(taps_) + (first - at + Reach), 0.0F);
 }
 
 Listening::Samples BurstBand::Filter(Listening::SampleView sound, std::int64_t start,
