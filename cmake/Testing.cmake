@@ -1,26 +1,21 @@
-# GoogleTest from the distribution's sources, so that it is built with this build's compiler and sanitizers; from
-# vcpkg on Windows itself.
-if(WIN32 AND NOT CMAKE_CROSSCOMPILING)
-    find_package(GTest CONFIG REQUIRED)
-else()
+# Optimising the matchers of a test takes much longer than they ever run.
+if(NOT MSVC)
+    set(RENDERERAUDIO_TEST_OPTIONS -O0 ${RENDERERAUDIO_UNCHECKED_OPTIONS})
+endif()
+
+# GoogleTest as the distribution or vcpkg built it; for Windows on another system from the distribution's sources, by this
+# build's compiler.
+if(CMAKE_CROSSCOMPILING)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
     find_path(GOOGLETEST_SOURCE_DIR googletest/CMakeLists.txt
         PATHS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
     add_subdirectory(${GOOGLETEST_SOURCE_DIR} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-endif()
-
-# Optimising the matchers of a test, and GoogleTest itself, takes much longer than they ever run.
-if(NOT MSVC)
-    set(RENDERERAUDIO_TEST_OPTIONS -O0 ${RENDERERAUDIO_UNCHECKED_OPTIONS})
-    # A program says by its own sources whether a sanitizer is asked; GoogleTest's need none.
-    set(options -O0)
-    if(CMAKE_CXX_FLAGS MATCHES "sanitize=")
-        list(APPEND options -fno-sanitize=all)
-    endif()
     foreach(library gtest gtest_main gmock gmock_main)
-        target_compile_options(${library} PRIVATE ${options})
+        target_compile_options(${library} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
     endforeach()
+else()
+    find_package(GTest CONFIG REQUIRED)
 endif()
 rendereraudio_precompile(test_headers OPTIONS ${RENDERERAUDIO_TEST_OPTIONS} LIBRARIES GTest::gmock
     HEADERS <gmock/gmock.h> <gtest/gtest.h> ${RENDERERAUDIO_COMMON_HEADERS})
@@ -40,24 +35,19 @@ if(WIN32 AND CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(RENDERERAUDIO_TEST_LINK_OPTIONS -wrapper ${CMAKE_CURRENT_LIST_DIR}/link-with-lld)
 endif()
 
-# rendereraudio_test(NAME [OPTIMIZED] [SIMULATED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one
+# rendereraudio_test(NAME [SIMULATED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one
 # GoogleTest program. Each program is one entry for ctest: starting one process for every case would cost a second
-# each under Wine. Its own sources are compiled without optimisation unless told otherwise: what they test stands in
-# libraries. With SIMULATED they see the simulated platform instead of the machine's own. The target suite_LABEL builds
-# all programs of a label.
+# each under Wine. Its own sources are compiled without optimisation: what they test stands in libraries. With SIMULATED
+# they see the simulated platform instead of the machine's own. The target suite_LABEL builds all programs of a label.
 function(rendereraudio_test name)
-    cmake_parse_arguments(arg "OPTIMIZED;SIMULATED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "SIMULATED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     rendereraudio_warnings(${name})
     rendereraudio_join_sources(${name})
-    if(NOT arg_OPTIMIZED)
-        target_compile_options(${name} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
-    endif()
-    if(arg_SIMULATED AND arg_OPTIMIZED)
-        rendereraudio_simulate(${name} simulated_headers)
-    elseif(arg_SIMULATED)
+    target_compile_options(${name} PRIVATE ${RENDERERAUDIO_TEST_OPTIONS})
+    if(arg_SIMULATED)
         rendereraudio_simulate(${name} simulated_test_headers)
-    elseif(NOT arg_OPTIMIZED)
+    else()
         target_precompile_headers(${name} REUSE_FROM test_headers)
     endif()
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)

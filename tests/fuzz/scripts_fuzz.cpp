@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "model/choices.h"
-#include "model/generator.h"
-#include "model/runner.h"
+#include "model/comparison/runner.h"
+#include "model/steps/choices.h"
+#include "model/steps/generator.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include "listening/tests/testsounds.h"
 #include "page/facts.h"
 #include "page/reportpage.h"
-#include "report.h"
 #include "report/capturereport.h"
 #include "report/playbackreport.h"
 #include "support/testcapturelog.h"
 #include "support/testplaybacklog.h"
-#include "verdict.h"
+#include "verdict/report.h"
+#include "verdict/verdict.h"
 
 // Writes a report of each kind from a run made by hand, for the browser suite.
 

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "findings.h"
 #include "page/facts.h"
 #include "page/reportpage.h"
-#include "performance.h"
-#include "report.h"
+#include "run/performance.h"
 #include "support/recording/recording.h"
-#include "verdict.h"
+#include "verdict/findings.h"
+#include "verdict/report.h"
+#include "verdict/verdict.h"
 
 namespace {
 

@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "capturedsound.h"
+#include "ears/capturedsound.h"
+#include "ears/retakes.h"
 #include "pipeline/pipeline.h"
 #include "rendereraudio.h"
-#include "retakes.h"
 #include "support/recording/microphonefeed.h"
 #include "support/recording/noise.h"
 

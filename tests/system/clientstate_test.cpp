@@ -1,7 +1,7 @@
 #include <functional>
 #include <vector>
 
-#include "pilotsound.h"
+#include "ears/pilotsound.h"
 #include "playbacktest.h"
 
 namespace SystemTest {

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "pilotsound.h"
+#include "ears/pilotsound.h"
 
 namespace SystemTest {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "pilotsound.h"
+#include "ears/pilotsound.h"
 
 namespace SystemTest {
 

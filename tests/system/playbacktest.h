@@ -8,12 +8,12 @@
 #include <memory>
 #include <optional>
 
+#include "ears/retakes.h"
+#include "ears/tracking.h"
 #include "listening/soundlevel.h"
 #include "listening/stats.h"
-#include "retakes.h"
 #include "stage.h"
 #include "support/recording/noise.h"
-#include "tracking.h"
 
 namespace SystemTest {
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "pilotsound.h"
+#include "ears/pilotsound.h"
 
 namespace SystemTest {
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ears/take.h"
 #include "frames.h"
 #include "kovra/log.h"
 #include "pilot.h"
@@ -14,7 +15,6 @@
 #include "score.h"
 #include "support/recording/handovers.h"
 #include "support/recording/recording.h"
-#include "take.h"
 
 namespace SystemTest {
 
