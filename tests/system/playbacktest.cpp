@@ -117,17 +117,25 @@ void PlaybackTest::ExpectDelivered(std::size_t samples, TestSupport::Band band,
 
         Take const take = OnStage().Perform(score, UsualTailMilliSec);
 
+        std::vector<TrackedSound> tracked(Sounds);
         for (std::size_t i = 0; i < Sounds; ++i) {
             std::int64_t const presentation =
                 static_cast<std::int64_t>(i) * StaggerMilliSec + UsualLeadMilliSec;
             SampleView const expected = SampleView(sounds[i]).Cut(cleared, size);
             auto const start = FindPlayed(sounds[i], take.heard.left, presentation);
-            if (!start) {
+            if (start) {
+                tracked[i] = {expected, TrackWindows(expected, take.heard.left, *start + cleared, FineTrack)};
+            } else {
                 EXPECT_FALSE(take.IsCalm(sessions[i]->GetId(), presentation, presentation + SearchedMilliSec))
                     << "sound " << i << " is not heard";
-                continue;
             }
-            auto const windows = TrackWindows(expected, take.heard.left, *start + cleared, FineTrack);
+        }
+        for (std::size_t i = 0; i < Sounds; ++i) {
+            std::vector<TrackedSound> others = tracked;
+            others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
+            LookAgainWithout(others, take.heard.left, tracked[i]);
+            SampleView const expected = tracked[i].sent;
+            auto const& windows = tracked[i].windows;
             auto const verdicts = JudgeWindows(windows, sessions[i]->GetId(), take.disturbances);
             for (std::size_t k = 0; k < verdicts.size(); ++k) {
                 if (verdicts[k] == WindowVerdict_t::Disturbed) {

@@ -47,6 +47,18 @@ std::optional<std::int64_t> FindStart(Listening::SampleView sent, Listening::Sam
 std::vector<HeardWindow> TrackWindows(Listening::SampleView sent, Listening::SampleView heard,
                                       std::int64_t lag, TrackSettings const& settings);
 
+/// A sound, and its windows as heard.
+struct TrackedSound {
+    Listening::SampleView sent;
+    std::vector<HeardWindow> windows;
+};
+
+/// Looks once more at the windows of `sound` that were not heard, near the lag of the one before, with what
+/// the others gave to the recording taken out of it: beside them chance makes one window in some thousands
+/// too little alike. Leaves the likeness as it was beside the others.
+void LookAgainWithout(std::vector<TrackedSound> const& others, Listening::SampleView heard,
+                      TrackedSound& sound);
+
 /// How a sound came out.
 struct Delivery {
     std::int64_t windows = 0;

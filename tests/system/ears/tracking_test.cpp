@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "listening/correlation.h"
@@ -146,6 +147,44 @@ TEST_F(Tracking_SumUp, FrameHeardTwiceIsAJump) {
     recording.insert(recording.begin() + SilenceSamples + 10560, frame.begin(), frame.end());
 
     ExpectEvents(0, 1);
+}
+
+/// A sound of 25 windows beside one that is 4 dB louder.
+class Tracking_LookAgainWithout : public testing::Test {
+protected:
+    Tracking_LookAgainWithout() {
+        for (std::size_t i = 0; i < sound.size(); ++i) {
+            sound[i] = static_cast<std::int16_t>(sound[i] / 4);
+            other[i] = static_cast<std::int16_t>(other[i] * 2 / 5);
+        }
+    }
+
+    /// How many windows of `sound`, as it was `played`, are not heard at first, and then not either.
+    std::pair<std::int64_t, std::int64_t> CountLost(Samples const& played) const {
+        Samples mix = Record(played);
+        for (std::size_t i = 0; i < other.size(); ++i) {
+            mix[SilenceSamples + i] = static_cast<std::int16_t>(mix[SilenceSamples + i] + other[i]);
+        }
+        TrackedSound tracked{sound, TrackWindows(sound, mix, SilenceSamples, FineTrack)};
+        std::int64_t const lost = SumUp(tracked.windows).lost;
+        LookAgainWithout({{other, TrackWindows(other, mix, SilenceSamples, FineTrack)}}, mix, tracked);
+        return {lost, SumUp(tracked.windows).lost};
+    }
+
+    Samples sound = TestSupport::MakeNoise(1, 48000);
+    Samples other = TestSupport::MakeNoise(2, 48000);
+};
+
+TEST_F(Tracking_LookAgainWithout, FindsWhatALouderSoundHid) {
+    auto const [lost, lostAlone] = CountLost(sound);
+    EXPECT_GT(lost, 5);
+    EXPECT_EQ(lostAlone, 0);
+}
+
+TEST_F(Tracking_LookAgainWithout, AMissingFrameStaysMissing) {
+    Samples played = sound;
+    std::fill_n(played.begin() + 12 * FineTrack.windowSamples, FineTrack.windowSamples / 2, std::int16_t{0});
+    EXPECT_EQ(CountLost(played).second, 1);
 }
 
 } // namespace
