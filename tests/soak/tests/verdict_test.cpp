@@ -155,6 +155,14 @@ TEST_F(Verdict_ListFailures, TellsSoundAfterTheEndAndSessionsThatWereNotStopped)
     EXPECT_THAT(List(), ElementsAre(HasSubstr("after the end"), HasSubstr("1 idle stop of 2")));
 }
 
+TEST_F(Verdict_ListFailures, AllowsNoMoreIdleStopsThanLateFramesExplain) {
+    record.idleStopsInSilence = 3;
+    record.told.overdue = 1;
+    EXPECT_THAT(List(), IsEmpty());
+    record.told.overdue = 0;
+    EXPECT_THAT(List(), ElementsAre(HasSubstr("3 idle stops of 2")));
+}
+
 TEST_F(Verdict_ListFailures, ExpectsNoIdleStopsBeyondWhatTheWaitTakes) {
     options.sessions = MaxWaitedSessions + 1;
     record.frames = 10;
