@@ -64,6 +64,11 @@ static int NextFrame(Sound* sound, RaCodec codec, int16_t* samples) {
         bytes = fread(chunk, 1, bytes / block * block, sound->file) / block * block;
         sound->left -= (uint32_t)bytes;
         status = bytes > 0 ? RaCodecFeed(codec, &sound->format, chunk, (uint32_t)bytes) : RaCodecFlush(codec);
+        if (bytes > 0 && status == RA_NOTHING_READ) {
+            status = RA_SUCCESS; /* too little for a sample of the session's rate */
+        } else if (bytes > 0) {
+            Check("sound", status);
+        }
     }
     return filled > 0;
 }
@@ -89,8 +94,12 @@ static int Play(Sound* sound, RaSession session, RaCodec codec) {
     }
     WaitUntil(frame.presentationNanoSec + 100 * MILLI_SEC);
     RaSessionGetStatistics(session, &statistics);
-    printf("%u frames, the last one %.1f ms off\n", (unsigned)statistics.framesRendered,
+    printf("%u of %u frames rendered, the last one %.1f ms off\n", (unsigned)statistics.framesRendered,
+           (unsigned)statistics.framesSubmitted,
            (double)(statistics.lastAchievedNanoSec - statistics.lastRequestedNanoSec) / MILLI_SEC);
+    if (statistics.framesSubmitted == 0) {
+        fprintf(stderr, "there is nothing to be played in it\n");
+    }
     return isTaken && statistics.framesSubmitted > 0;
 }
 
