@@ -174,12 +174,12 @@ protected:
 
     /// Reads until a sound has come and silence has followed it, however late the audio server comes to it.
     /// Notes when the machine let a read come late.
-    bool ReadSound(Frames& frames) {
+    void ReadSound(Frames& frames) {
         std::size_t seen = frames.size();
         std::size_t silent = 0;
         bool isHeard = false;
         auto lastRead = std::chrono::steady_clock::now();
-        return Poll([&] {
+        ASSERT_TRUE(Poll([&] {
             auto const now = std::chrono::steady_clock::now();
             wasReadLate = wasReadLate || now - lastRead > LateRead;
             lastRead = now;
@@ -192,7 +192,9 @@ protected:
                 silent = isSilent ? silent + 1 : 0;
             }
             return isHeard && silent >= EndBlocks;
-        });
+        })) << frames.size()
+            << " frames, " << (isHeard ? "sound" : "no sound") << " among them, the last " << silent
+            << " silent";
     }
 
     /// Plays `sound`, each block of which has these extremes. When nothing else is in the meter it tells
@@ -241,7 +243,7 @@ protected:
             wasReadLate = false;
             Frames frames = RestartCapture();
             feed.Play(sound);
-            ASSERT_TRUE(ReadSound(frames));
+            ASSERT_NO_FATAL_FAILURE(ReadSound(frames));
             CapturedSound captured = FollowSound(sound, Join(frames));
             bool const isLate = wasReadLate || captured.begin >= RingSamples;
             auto const isMachines = [isLate](CaptureBreak const& each) {

@@ -76,7 +76,7 @@ void JudgeSound(Options const& options, RunRecord const& record, Findings const&
         return;
     }
     Require(failures, findings.silencePeakLsb <= SilencePeakLsb, "sound after the end of all sessions");
-    // A session whose last frames came too late fell idle before them, and once more behind them.
+    // A session whose frames came too late fell idle before them, and once more behind them.
     Require(failures,
             record.idleStopsInSilence >= options.sessions &&
                 record.idleStopsInSilence <= options.sessions + record.told.overdue,
