@@ -65,9 +65,8 @@ Listening::Samples Sine(double amplitude, std::size_t count) {
     // 1000 Hz: 48 samples a period, with both extremes among them.
     Listening::Samples samples(count);
     for (std::size_t i = 0; i < count; ++i) {
-        constexpr double Pi = 3.14159265358979323846;
         samples[i] = static_cast<std::int16_t>(
-            std::lround(amplitude * std::sin(2.0 * Pi * static_cast<double>(i % 48) / 48.0)));
+            std::lround(amplitude * std::sin(2.0 * Listening::Pi * static_cast<double>(i % 48) / 48.0)));
     }
     return samples;
 }

@@ -26,9 +26,9 @@ using Listening::NanoSecPerMilliSec;
 /// **Threads:** one at a time.
 class Stage {
 public:
-    /// Waits until the pilot has been heard for a second: Wine's mixer takes its first buffers at once, so
-    /// that a session on a cold output would begin up to 50 ms early. Throws `std::runtime_error` when there
-    /// is no recording or no sound output.
+    /// Waits until the pilot has been heard for a second, or with breaks for half a minute: Wine's mixer
+    /// takes its first buffers at once, so that a session on a cold output would begin up to 50 ms early.
+    /// Throws `std::runtime_error` when there is no recording or no sound output.
     Stage();
     ~Stage();
     Stage(Stage const&) = delete;

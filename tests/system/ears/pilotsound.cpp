@@ -12,8 +12,6 @@ namespace {
 
 using TestSupport::ToneBlockSamples;
 
-constexpr double Pi = 3.14159265358979323846;
-
 /// Whole numbers of periods in a second. 10 ms, the output's step, have 130.06, 145.10 and 160.25: a slip by
 /// any multiple of that below a second puts at least one of them out by 0.2 periods or more, and 98 of 100
 /// other slips of a millisecond and more put one out by 0.14.
@@ -28,7 +26,7 @@ constexpr std::int64_t BeforeBlocks = 5;
 constexpr std::int64_t AfterBlocks = TestSupport::AftermathBlocks;
 
 double AngleOf(double toneHz) {
-    return 2.0 * Pi * toneHz / Listening::SoundRateHz;
+    return 2.0 * Listening::Pi * toneHz / Listening::SoundRateHz;
 }
 
 } // namespace

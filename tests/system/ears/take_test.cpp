@@ -281,10 +281,9 @@ TEST(PilotSound_WithoutPilot, LeavesNothingOfItAndWhatLiesBelowAsItWas) {
     EXPECT_LE(Listening::Peak(WithoutPilot(MakePilotSound())), 2);
 
     Samples low(SecondSamples);
-    constexpr double Pi = 3.14159265358979323846;
     for (std::size_t i = 0; i < low.size(); ++i) {
-        low[i] = static_cast<std::int16_t>(
-            std::lround(8000.0 * std::sin(2.0 * Pi * 300.0 * static_cast<double>(i) / SecondSamples)));
+        low[i] = static_cast<std::int16_t>(std::lround(
+            8000.0 * std::sin(2.0 * Listening::Pi * 300.0 * static_cast<double>(i) / SecondSamples)));
     }
     EXPECT_NEAR(Listening::LevelDecibel(WithoutPilot(low)), Listening::LevelDecibel(low), 0.05);
 }
