@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <utility>
+#include <vector>
 
 namespace Media::Primitives {
 namespace {
@@ -147,21 +148,38 @@ TEST(Processor_ReadLargestCacheBytes, IsTheLargestThatTheDescriptorsName) {
 }
 
 TEST(Processor_ReadLargestCacheBytes, KnowsEveryDescriptorAndNoOther) {
-    std::map<std::uint32_t, std::size_t> const sizesKib = {
-        {0x0A, 8},     {0x0C, 16},    {0x0D, 16},    {0x0E, 24},    {0x1D, 128},  {0x21, 256},  {0x22, 512},
-        {0x23, 1024},  {0x24, 1024},  {0x25, 2048},  {0x29, 4096},  {0x2C, 32},   {0x41, 128},  {0x42, 256},
-        {0x43, 512},   {0x44, 1024},  {0x45, 2048},  {0x46, 4096},  {0x47, 8192}, {0x48, 3072}, {0x49, 4096},
-        {0x4A, 6144},  {0x4B, 8192},  {0x4C, 12288}, {0x4D, 16384}, {0x4E, 6144}, {0x60, 16},   {0x66, 8},
-        {0x67, 16},    {0x68, 32},    {0x78, 1024},  {0x79, 128},   {0x7A, 256},  {0x7B, 512},  {0x7C, 1024},
-        {0x7D, 2048},  {0x7F, 512},   {0x80, 512},   {0x82, 256},   {0x83, 512},  {0x84, 1024}, {0x85, 2048},
-        {0x86, 512},   {0x87, 1024},  {0xD0, 512},   {0xD1, 1024},  {0xD2, 2048}, {0xD6, 1024}, {0xD7, 2048},
-        {0xD8, 4096},  {0xDC, 1536},  {0xDD, 3072},  {0xDE, 6144},  {0xE2, 2048}, {0xE3, 4096}, {0xE4, 8192},
-        {0xEA, 12288}, {0xEB, 18432}, {0xEC, 24576}};
+    constexpr std::size_t Kib = 1024;
+    constexpr std::size_t Mib = 1024 * Kib;
+    // The vendor's manual has them by descriptor, with caches of instructions and pages among them.
+    std::map<std::size_t, std::vector<std::uint32_t>> const descriptorsOf = {
+        {8 * Kib, {0x0A, 0x66}},
+        {16 * Kib, {0x0C, 0x0D, 0x60, 0x67}},
+        {24 * Kib, {0x0E}},
+        {32 * Kib, {0x2C, 0x68}},
+        {128 * Kib, {0x1D, 0x41, 0x79}},
+        {256 * Kib, {0x21, 0x42, 0x7A, 0x82}},
+        {512 * Kib, {0x22, 0x43, 0x7B, 0x7F, 0x80, 0x83, 0x86, 0xD0}},
+        {1 * Mib, {0x23, 0x24, 0x44, 0x78, 0x7C, 0x84, 0x87, 0xD1, 0xD6}},
+        {1536 * Kib, {0xDC}},
+        {2 * Mib, {0x25, 0x45, 0x7D, 0x85, 0xD2, 0xD7, 0xE2}},
+        {3 * Mib, {0x48, 0xDD}},
+        {4 * Mib, {0x29, 0x46, 0x49, 0xD8, 0xE3}},
+        {6 * Mib, {0x4A, 0x4E, 0xDE}},
+        {8 * Mib, {0x47, 0x4B, 0xE4}},
+        {12 * Mib, {0x4C, 0xEA}},
+        {16 * Mib, {0x4D}},
+        {18 * Mib, {0xEB}},
+        {24 * Mib, {0xEC}},
+    };
+    std::map<std::uint32_t, std::size_t> sizes;
+    for (auto const& [size, descriptors] : descriptorsOf) {
+        for (std::uint32_t const descriptor : descriptors) {
+            sizes[descriptor] = size;
+        }
+    }
     // 0xFF is none, and asks the parameter leaf, which tells of nothing here.
     for (std::uint32_t descriptor = 0; descriptor <= 0xFF; ++descriptor) {
-        auto const known = sizesKib.find(descriptor);
-        std::size_t const sizeKib = known == sizesKib.end() ? 0 : known->second;
-        EXPECT_EQ(LargestCacheOf({0x01, descriptor, 0, 0}), sizeKib * 1024) << std::hex << descriptor;
+        EXPECT_EQ(LargestCacheOf({0x01, descriptor, 0, 0}), sizes[descriptor]) << std::hex << descriptor;
     }
 }
 
