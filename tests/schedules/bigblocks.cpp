@@ -32,7 +32,7 @@ bool IsBig(std::size_t size) {
     return size >= BigBytes && size <= KeptBytes;
 }
 
-/// The part behind `size` bytes stays poisoned.
+/// The part behind `size` bytes stays poisoned. When all are in use, one from the allocator.
 void* TakeBig(std::size_t size) {
     for (std::size_t tries = 0; tries < MaxBlocks; ++tries) {
         Block& block = blocks[next];
@@ -47,7 +47,7 @@ void* TakeBig(std::size_t size) {
             return block.memory;
         }
     }
-    return nullptr;
+    return std::malloc(size);
 }
 
 bool GiveBack(void* memory) {
