@@ -14,37 +14,32 @@ function(rendereraudio_precompile set)
     target_precompile_headers(${set} PRIVATE ${arg_HEADERS})
 endfunction()
 
-# Checks of every pointer that is used: a quarter of the work on a test, and AddressSanitizer finds what they find.
+# Checks of every pointer that is used: a quarter of the work on a test. What ships has them.
 if(CMAKE_CXX_FLAGS MATCHES "sanitize=address,undefined")
     set(RENDERERAUDIO_UNCHECKED_OPTIONS -fno-sanitize=null,alignment,vptr)
 endif()
 
-# rendereraudio_join_sources(TARGET...): compiles eight sources of a target as one, their templates once: half the work.
+# rendereraudio_join_sources(TARGET): compiles eight sources of a target as one, their templates once: half the work.
 # Names in nameless namespaces then have to differ within a target.
-function(rendereraudio_join_sources)
-    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ${RENDERERAUDIO_JOIN_SOURCES})
+function(rendereraudio_join_sources target)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ${RENDERERAUDIO_JOIN_SOURCES})
     # A test of a class in a nameless namespace: this compiler takes a joined source for a header.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        foreach(target ${ARGN})
-            target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
-        endforeach()
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
     endif()
 endfunction()
 
-# rendereraudio_serve_tests([OPTIMIZED] TARGET...): libraries that in this build serve tests alone. Where it has
-# sanitizers, compiling most of them with optimisation takes longer than they ever run.
-function(rendereraudio_serve_tests)
-    cmake_parse_arguments(arg "OPTIMIZED" "" "" ${ARGN})
-    rendereraudio_join_sources(${arg_UNPARSED_ARGUMENTS})
-    if(NOT CMAKE_CXX_FLAGS MATCHES "sanitize=")
-        return()
-    endif()
-    foreach(target ${arg_UNPARSED_ARGUMENTS})
+# rendereraudio_serve_tests(TARGET [OPTIMIZED] [SHIPPED]): a library that in a build with sanitizers serves tests alone.
+# Compiling most of them with optimisation takes longer than they ever run.
+function(rendereraudio_serve_tests target)
+    cmake_parse_arguments(arg "OPTIMIZED;SHIPPED" "" "" ${ARGN})
+    rendereraudio_join_sources(${target})
+    if(NOT arg_SHIPPED)
         target_compile_options(${target} PRIVATE ${RENDERERAUDIO_UNCHECKED_OPTIONS})
-        if(NOT arg_OPTIMIZED)
-            target_compile_options(${target} PRIVATE -O0)
-        endif()
-    endforeach()
+    endif()
+    if(CMAKE_CXX_FLAGS MATCHES "sanitize=" AND NOT arg_OPTIMIZED)
+        target_compile_options(${target} PRIVATE -O0)
+    endif()
 endfunction()
 
 set(RENDERERAUDIO_COMMON_HEADERS

@@ -35,12 +35,12 @@ if(WIN32 AND CMAKE_CROSSCOMPILING AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(RENDERERAUDIO_TEST_LINK_OPTIONS -wrapper ${CMAKE_CURRENT_LIST_DIR}/link-with-lld)
 endif()
 
-# rendereraudio_test(NAME [SIMULATED] LABEL label [TIMEOUT seconds] [SOURCES ...] [LIBRARIES ...]): one
+# rendereraudio_test(NAME [SIMULATED] LABEL label [SOURCES ...] [LIBRARIES ...]): one
 # GoogleTest program. Each program is one entry for ctest: starting one process for every case would cost a second
 # each under Wine. Its own sources are compiled without optimisation: what they test stands in libraries. With SIMULATED
 # they see the simulated platform instead of the machine's own. The target suite_LABEL builds all programs of a label.
 function(rendereraudio_test name)
-    cmake_parse_arguments(arg "SIMULATED" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "SIMULATED" "LABEL" "SOURCES;LIBRARIES" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
     rendereraudio_warnings(${name})
     rendereraudio_join_sources(${name})
@@ -59,15 +59,12 @@ function(rendereraudio_test name)
     # The report's path is relative, as GoogleTest under Wine takes one that begins with a slash for such.
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:results/${name}.xml
         WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
-    # No verdict on the machine: a hang is ended, after ten times and more of what any of them takes.
-    if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 1800)
-    endif()
     # Compilers name their sanitizers in ways of their own.
     if(CMAKE_CXX_FLAGS MATCHES "sanitize=(address|thread)")
         string(TOUPPER ${CMAKE_MATCH_1} sanitizer)
         target_compile_definitions(${name} PRIVATE UNDER_${sanitizer}_SANITIZER)
     endif()
-    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT}
+    # No verdict on the machine: a hang is ended, after ten times and more of what any of them takes.
+    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT 1800
         ENVIRONMENT "${RENDERERAUDIO_TEST_ENVIRONMENT}")
 endfunction()
