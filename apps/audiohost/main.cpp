@@ -82,26 +82,6 @@ AudioHost::Surroundings MakeSurroundings(AudioHost::Telling const& telling, Medi
     return surroundings;
 }
 
-AudioHost::ExitCode_t RunToObject(AudioHost::CommandLine const& command,
-                                  AudioHost::Surroundings const& surroundings,
-                                  AudioHost::CaptureAccess& capture, AudioHost::OutputAccess& output) {
-    try {
-        return RunCommand(command, surroundings, capture, output);
-    } catch (AudioHost::HostError const& error) {
-        if (surroundings.json) {
-            *surroundings.json << AudioHost::FormatErrorJson(NameOf(command), error);
-        }
-        throw;
-    } catch (std::exception const& error) {
-        if (surroundings.json) {
-            AudioHost::HostError const internal(AudioHost::ExitCode_t::Internal,
-                                                std::string("internal error: ") + error.what());
-            *surroundings.json << AudioHost::FormatErrorJson(NameOf(command), internal);
-        }
-        throw;
-    }
-}
-
 AudioHost::ExitCode_t Run() {
     AudioHost::SetUpConsole();
     std::vector<std::string> const arguments = AudioHost::GetArguments();
@@ -125,7 +105,8 @@ AudioHost::ExitCode_t Run() {
     // The screen is that of standard output, which an object has to itself.
     surroundings.screen = surroundings.isTerminal && !command.telling.isJson ? &screen : nullptr;
     surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
-    return RunToObject(command, surroundings, capture, output);
+    return AudioHost::RunToObject(NameOf(command), surroundings.json,
+                                  [&] { return RunCommand(command, surroundings, capture, output); });
 }
 
 } // namespace

@@ -268,6 +268,10 @@ void Pipeline::SetAudioRenderer(IPipelineRenderer* renderer) {
     audioRenderer.store(renderer, std::memory_order_release);
 }
 
+Pipeline::SessionId_t Pipeline::SessionOf(Kovra::LogRecord const& record) {
+    return record.subject <= UINT32_MAX ? static_cast<SessionId_t>(record.subject) : InvalidSession;
+}
+
 Pipeline::Pipeline(IPipelineRenderer& renderer, std::size_t workers, Observer observer)
     : state_(std::make_unique<State>(renderer, std::move(observer))) {
     for (std::size_t worker = 0; worker < std::max<std::size_t>(workers, 1); ++worker) {
@@ -366,9 +370,8 @@ void Pipeline::AddLog(Kovra::LogRecord const& record) {
         if (event.kind == RendererEventKind_t::IdleStop) {
             state_->idleStops.Add(record.time);
         }
-        auto const found = state_->sessions.find(static_cast<SessionId_t>(record.subject));
-        // A subject is longer than an identifier.
-        if (found == state_->sessions.end() || found->first != record.subject) {
+        auto const found = state_->sessions.find(SessionOf(record));
+        if (found == state_->sessions.end()) {
             return;
         }
         session = found->second;

@@ -124,6 +124,9 @@ void StreamClock::State::Begin(std::uint64_t ticks, std::int64_t stream, std::in
     strangers = 0;
     hasBegun = true;
     isRestartAsked = false;
+    // They told of the timeline before, whose sender may have been another one.
+    wallOffset.reset();
+    refusedOffset.reset();
 }
 
 StreamPlacement_t StreamClock::State::HoldOut(std::uint64_t ticks, std::int64_t stream,

@@ -57,10 +57,10 @@ std::int64_t StreamLead::Raise(std::int64_t delayNanoSec, std::int64_t arrivalNa
         arrivalNanoSec - late_.front().arrivalNanoSec > LateWithinNanoSec) {
         return 0;
     }
-    auto const latest = std::max_element(late_.begin(), late_.end(), [](Late const& a, Late const& b) {
+    auto const mostLate = std::max_element(late_.begin(), late_.end(), [](Late const& a, Late const& b) {
         return a.delayNanoSec < b.delayNanoSec;
     });
-    double const wanted = Wanted(latest->delayNanoSec);
+    double const wanted = Wanted(mostLate->delayNanoSec);
     if (wanted <= leadNanoSec_) {
         return 0;
     }

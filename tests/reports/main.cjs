@@ -8,7 +8,7 @@ const puppeteer = require('puppeteer-core');
 const { longestMilliSec } = require('./pages.cjs');
 
 const [folder, results, charts] = process.argv.slice(2);
-const cases = [require('./looks.cjs'), require('./handling.cjs'), require('./package.cjs')];
+const cases = [require('./looks.cjs'), require('./handling.cjs'), require('./package.cjs'), require('./results.cjs')];
 
 function escape(text) {
     return text.replace(/[^\x20-\x7e\n]/g, '?').replace(/&/g, '&amp;').replace(/</g, '&lt;').replace(/"/g, '&quot;');
@@ -26,21 +26,22 @@ async function main() {
     fs.mkdirSync(pictures, { recursive: true });
     const browser = await puppeteer.launch({
         executablePath: '/usr/bin/chromium',
-        // Root has no sandbox; nobody hears the sound.
         timeout: longestMilliSec,
+        // Root has no sandbox; nobody hears the sound.
         args: ['--no-sandbox', '--disable-gpu', '--mute-audio', '--disable-dev-shm-usage', '--renderer-process-limit=1'],
     });
     const outcomes = [];
-    const context = { browser, folder, pictures, charts };
+    const context = { browser, folder, pictures, charts, results, outcomes };
     for (const list of cases) {
         for (const [name, run] of Object.entries(list(context))) {
             const error = await run().then(() => null, (thrown) => thrown.stack ?? String(thrown));
             outcomes.push({ name, error });
+            // Whoever ends the program, because a later case hangs, finds those so far.
+            writeResults(outcomes);
             console.log(`${error ? 'FAILED' : 'passed'}: ${name}${error ? `\n${error}` : ''}`);
         }
     }
     await browser.close();
-    writeResults(outcomes);
     process.exitCode = outcomes.some(({ error }) => error) ? 1 : 0;
 }
 

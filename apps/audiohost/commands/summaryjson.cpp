@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <nlohmann/json.hpp>
 #include <vector>
 
@@ -218,6 +219,24 @@ std::string FormatErrorJson(std::string const& command, HostError const& error) 
     Json json = Head(command, error.GetCode());
     json["error"] = error.what();
     return Write(json);
+}
+
+ExitCode_t RunToObject(std::string const& command, std::ostream* json,
+                       std::function<ExitCode_t()> const& run) {
+    try {
+        return run();
+    } catch (HostError const& error) {
+        if (json) {
+            *json << FormatErrorJson(command, error);
+        }
+        throw;
+    } catch (std::exception const& error) {
+        if (json) {
+            HostError const internal(ExitCode_t::Internal, std::string("internal error: ") + error.what());
+            *json << FormatErrorJson(command, internal);
+        }
+        throw;
+    }
 }
 
 } // namespace AudioHost

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <ostream>
 #include <string>
 
 #include "commands/findings.h"
@@ -25,5 +27,10 @@ std::string FormatSummaryJson(CheckupLog const& log, ExitCode_t code);
 
 /// Of a run that ended with an error instead.
 std::string FormatErrorJson(std::string const& command, HostError const& error);
+
+/// Runs `command` by `run`. The error that it ends with, one of the program's own too, becomes the object in
+/// `json`, if any, and goes on to the caller.
+ExitCode_t RunToObject(std::string const& command, std::ostream* json,
+                       std::function<ExitCode_t()> const& run);
 
 } // namespace AudioHost

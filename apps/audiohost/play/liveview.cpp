@@ -11,8 +11,8 @@ constexpr int TableIntervalMilliSec = 5000;
 
 } // namespace
 
-int LiveView::GetIntervalMilliSec() const {
-    return screen_ ? ScreenIntervalMilliSec : TableIntervalMilliSec;
+int LiveView::IntervalMilliSec(bool hasScreen) {
+    return hasScreen ? ScreenIntervalMilliSec : TableIntervalMilliSec;
 }
 
 void LiveView::Show(Media::PipelineStatistics_t const& statistics) {

@@ -18,8 +18,8 @@ public:
     LiveView(std::ostream& out, Screen* screen, SessionNames names)
         : out_(out), screen_(screen), names_(std::move(names)) {}
 
-    /// How often to call `Show`.
-    int GetIntervalMilliSec() const;
+    /// How often to call `Show`, with a screen or without.
+    static int IntervalMilliSec(bool hasScreen);
     void Show(Media::PipelineStatistics_t const& statistics);
 
 private:

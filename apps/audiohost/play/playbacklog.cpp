@@ -89,7 +89,7 @@ void PlaybackLogKeeper::AddLog(Kovra::LogRecord const& record) {
     std::lock_guard<std::mutex> const guard(lock_);
     Media::RendererEvent_t const told = Media::ReadRendererEvent(record.message);
     PlayEvent event{told.kind, record.time.GetDiffSysTime(start_).NanoSec(), record.message};
-    auto const number = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
+    auto const number = numbers_.find(Media::Pipeline::SessionOf(record));
     if (number == numbers_.end()) {
         log_.otherEvents.push_back(std::move(event));
     } else {

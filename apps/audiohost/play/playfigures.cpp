@@ -22,7 +22,7 @@ PlayFigures::PlayFigures(PlayOptions const& options, Surroundings const& surroun
       tracePath_(options.tracePath),
       statisticsPath_(options.statisticsPath),
       isLive_(options.isLive),
-      viewIntervalMilliSec_(LiveView(surroundings.out, surroundings.screen, {}).GetIntervalMilliSec()) {
+      viewIntervalMilliSec_(LiveView::IntervalMilliSec(surroundings.screen != nullptr)) {
     RequireWritable(statisticsPath_);
     if (!tracePath_.empty()) {
         trace_ = std::make_unique<Trace>(tracePath_);

@@ -211,9 +211,9 @@ void Trace::WriteJob(Job const& job, double microSec) {
 }
 
 void Trace::WriteRecord(Kovra::LogRecord const& record, double microSec) {
-    bool const hasSession = record.subject != 0;
-    int const process =
-        hasSession ? ProcessOf(static_cast<Media::Pipeline::SessionId_t>(record.subject)) : ProgramProcess;
+    Media::Pipeline::SessionId_t const session = Media::Pipeline::SessionOf(record);
+    bool const hasSession = session != Media::Pipeline::InvalidSession;
+    int const process = hasSession ? ProcessOf(session) : ProgramProcess;
     int track = RecordTrack;
     if (!hasSession) {
         auto const [logger, isNew] =

@@ -246,6 +246,17 @@ TEST_F(Pipeline_AddLog, LeavesAloneWhatIsNotOfTheRendererOrOfNoSession) {
     EXPECT_EQ(CountsOf(Get().starts), Counts(0, 0));
 }
 
+TEST(Pipeline_SessionOf, IsTheSubjectUpToTheGreatestNumberOfASession) {
+    Kovra::LogRecord record;
+    EXPECT_EQ(Pipeline::SessionOf(record), Pipeline::InvalidSession);
+    record.subject = UINT32_MAX;
+    EXPECT_EQ(Pipeline::SessionOf(record), UINT32_MAX);
+    ++record.subject;
+    EXPECT_EQ(Pipeline::SessionOf(record), Pipeline::InvalidSession);
+    ++record.subject;
+    EXPECT_EQ(Pipeline::SessionOf(record), Pipeline::InvalidSession);
+}
+
 TEST_F(Pipeline_AddLog, IdleStopsAreOfNoSession) {
     LogFor(0, "Idle AudioBuffer playback stopped (1200 ms)");
     EXPECT_EQ(CountsOf(pipeline.GetStatistics().idleStops), Counts(1, 1));

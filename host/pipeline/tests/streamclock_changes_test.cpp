@@ -220,6 +220,23 @@ TEST(StreamClock_Report, NoneIsKnownFromARestartThatIsAskedForToTheNextReport) {
                        WallNanoSec + stream.SentNanoSec(501) + NanoSecPerSec));
 }
 
+// Likewise, and nobody has asked for it.
+TEST(StreamClock_Report, NoneIsKnownFromATimelineThatBeginsAnewByItselfToTheNextReport) {
+    constexpr std::int64_t ClocksDifferNanoSec = 3 * NanoSecPerSec;
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    stream.firstTicks += 480'000;
+    StreamPlacement_t placement;
+    PlayUntilTold(stream, Kind_t::Restarted, 0, placement);
+    EXPECT_FALSE(stream.clock.GetWallTime(placement.timestamp));
+    EXPECT_EQ(Report(stream, ClocksDifferNanoSec).kind, Kind_t::None);
+    placement = stream.Next();
+    ASSERT_TRUE(stream.clock.GetWallTime(placement.timestamp));
+    EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                       WallNanoSec + stream.SentNanoSec(stream.number - 1) + ClocksDifferNanoSec));
+}
+
 TEST(StreamEvent_Describe, SaysWhatHappenedAndByHowMuch) {
     EXPECT_EQ(StreamEvent_t().Describe(), "");
     EXPECT_EQ((StreamEvent_t{Kind_t::RouteChanged, -4'300'000}).Describe(),

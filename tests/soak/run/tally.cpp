@@ -77,7 +77,7 @@ void Tally::AddLog(Kovra::LogRecord const& record) {
     auto const begins = [&record](char const* text) { return record.message.rfind(text, 0) == 0; };
     std::string const text = Kovra::HideNumbers(record.message);
     std::lock_guard<std::mutex> const guard(lock_);
-    auto const session = numbers_.find(static_cast<Media::Pipeline::SessionId_t>(record.subject));
+    auto const session = numbers_.find(Media::Pipeline::SessionOf(record));
     if (session != numbers_.end()) {
         if (begins(FrequencyText)) {
             events_.push_back({SessionEvent::Kind_t::Frequency, session->second, record.time});

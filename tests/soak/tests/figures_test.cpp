@@ -59,6 +59,20 @@ TEST(Disturbance_IsDisturbed, HoldsForItsSessionAndForAll) {
     EXPECT_FALSE(TestSupport::IsDisturbed(disturbances, std::nullopt, 21, 29));
 }
 
+TEST(Tally_AddLog, EventIsOfTheSessionThatIsTheSubjectAndOfNoOther) {
+    constexpr Media::Pipeline::SessionId_t Session = 7;
+    Tally tally(1);
+    tally.AddSession(Session, 0);
+    Kovra::LogRecord record;
+    record.message = "Adjusting audio frequency to 47960 Hz";
+    for (std::uint64_t const subject : {std::uint64_t{Session}, (std::uint64_t{1} << 32U) + Session}) {
+        record.subject = subject;
+        tally.AddLog(record);
+    }
+    EXPECT_EQ(tally.GetEvents().size(), 1U);
+    EXPECT_EQ(tally.CountLogged("frequency"), 2U);
+}
+
 /// Frame k of the microphone's tone, from sample `skipped` of it on.
 std::vector<std::int16_t> ToneFrame(std::int64_t k, std::int64_t skipped = 0) {
     std::vector<std::int16_t> samples;

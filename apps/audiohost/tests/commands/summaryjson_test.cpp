@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
 
 #include "support/testcapturelog.h"
 #include "support/testplaybacklog.h"
@@ -14,6 +17,22 @@ namespace {
 nlohmann::json Parse(PlaybackLog const& log, PlayOptions const& options = {}) {
     return nlohmann::json::parse(
         FormatSummaryJson(log, FindWhatFailed(log, 0.0), options, ExitCode_t::WentBadly));
+}
+
+/// What is left of a play that ends with `error`, which must go on to the caller: one object and no more.
+template <typename Error>
+nlohmann::json ObjectOf(Error const& error) {
+    std::ostringstream json;
+    EXPECT_THROW(RunToObject("play", &json, [&]() -> ExitCode_t { throw error; }), Error);
+    return nlohmann::json::parse(json.str());
+}
+
+nlohmann::json ErrorObject(int code, std::string const& sentence) {
+    return {{"schema", "audiohost-summary"},
+            {"version", 1},
+            {"command", "play"},
+            {"exitCode", code},
+            {"error", sentence}};
 }
 
 } // namespace
@@ -95,6 +114,28 @@ TEST(FormatErrorJson, HasTheSentenceAndTheCode) {
     EXPECT_EQ(object["version"], 1);
     EXPECT_EQ(object["exitCode"], 3);
     EXPECT_EQ(object["error"], "'a' is gone.");
+}
+
+TEST(RunToObject, AnErrorThatThePersonCanMendIsItsSentenceAndItsCode) {
+    EXPECT_EQ(ObjectOf(HostError(ExitCode_t::FileMissing, "'a' is gone.")), ErrorObject(3, "'a' is gone."));
+}
+
+TEST(RunToObject, AnyOtherErrorIsAnInternalOne) {
+    EXPECT_EQ(ObjectOf(std::runtime_error("\xFF is odd")),
+              ErrorObject(1, "internal error: \xEF\xBF\xBD is odd"));
+    EXPECT_EQ(ObjectOf(std::bad_alloc()),
+              ErrorObject(1, std::string("internal error: ") + std::bad_alloc().what()));
+}
+
+TEST(RunToObject, ARunThatEndsByItselfHasItsCodeAndNoObjectBesideItsOwn) {
+    std::ostringstream json;
+    EXPECT_EQ(RunToObject("play", &json, [] { return ExitCode_t::WentBadly; }), ExitCode_t::WentBadly);
+    EXPECT_EQ(json.str(), "");
+}
+
+TEST(RunToObject, WithoutAnObjectTheErrorGoesOn) {
+    auto const run = []() -> ExitCode_t { throw std::runtime_error("odd"); };
+    EXPECT_THROW(RunToObject("play", nullptr, run), std::runtime_error);
 }
 
 } // namespace AudioHost

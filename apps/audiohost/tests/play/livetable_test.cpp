@@ -173,7 +173,7 @@ TEST(LiveView_Show, OnATerminalWritesTheTableOverInPlaceAndScrollsNothing) {
     std::vector<std::string> const lines = screen.Read();
     EXPECT_THAT(lines[6], HasSubstr("all 5"));
     EXPECT_THAT(std::vector<std::string>(lines.begin() + 7, lines.end()), testing::Each(""));
-    EXPECT_EQ(view.GetIntervalMilliSec(), 500);
+    EXPECT_EQ(LiveView::IntervalMilliSec(true), 500);
 }
 
 TEST(LiveView_Show, FollowsAWindowThatBecomesSmaller) {
@@ -193,7 +193,7 @@ TEST(LiveView_Show, ElsewhereWritesAPlainLineNowAndThen) {
     LiveView view(out, nullptr, {});
     view.Show(MakeSessions(2));
     EXPECT_EQ(out.str(), FormatLiveLine(MakeSessions(2)) + "\n");
-    EXPECT_EQ(view.GetIntervalMilliSec(), 5000);
+    EXPECT_EQ(LiveView::IntervalMilliSec(false), 5000);
 }
 
 } // namespace AudioHost

@@ -69,6 +69,15 @@ TEST(PlaybackLogKeeper_AddLog, WithoutASubjectBelongsToNoSession) {
     EXPECT_EQ(log.otherEvents[0].kind, EventKind_t::IdleStop);
 }
 
+TEST(PlaybackLogKeeper_AddLog, OfASubjectThatNoSessionCanHaveBelongsToNone) {
+    PlaybackLogKeeper keeper(false);
+    keeper.AddSession(1, {});
+    keeper.AddLog(Log(0, "AudioBuffer playback started", (std::uint64_t{1} << 32U) + 1));
+    PlaybackLog const log = keeper.Take();
+    EXPECT_TRUE(log.sessions[0].events.empty());
+    EXPECT_EQ(log.otherEvents.size(), 1U);
+}
+
 TEST(PlaybackLogKeeper_AddSent, PutsSoundAtItsPositionWhenItIsKept) {
     PlaybackLogKeeper keeping(true);
     PlaybackLogKeeper forgetting(false);

@@ -167,6 +167,15 @@ TEST_F(Trace_AddLog, RecordIsAMarkOnTheTrackOfItsSessionOrItsThread) {
                               {"args", {{"name", "Media.RendererAudio.Playback"}}}}));
 }
 
+TEST_F(Trace_AddLog, RecordOfASubjectThatNoSessionCanHaveIsAMarkOfItsThread) {
+    trace->AddSession(3, "voice.wav");
+    AddRecord(10, "AudioBuffer playback started", (std::uint64_t{1} << 32U) + 3);
+    auto const marks = Find("ph", "i");
+    ASSERT_EQ(marks.size(), 1U);
+    EXPECT_EQ(marks[0]["pid"], 1);
+    EXPECT_THAT(Find("ph", "C"), IsEmpty());
+}
+
 TEST_F(Trace_AddLog, PlaybackFrequencyIsACurve) {
     trace->AddSession(3, "voice.wav");
     AddRecord(10, "AudioBuffer playback started", 3);

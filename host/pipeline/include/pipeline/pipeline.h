@@ -52,6 +52,10 @@ public:
     /// Makes `renderer` (borrowed; null for none) the one that `GetAudioRenderer` returns.
     static void SetAudioRenderer(IPipelineRenderer* renderer);
 
+    /// The session whose job was rendered when the record was made, of whatever pipeline; `InvalidSession`
+    /// for none, and for a subject that is longer than a session's number.
+    static SessionId_t SessionOf(Kovra::LogRecord const& record);
+
     /// Starts `workers` threads (at least 1), named "Media.Pipeline.Worker".
     Pipeline(IPipelineRenderer& renderer, std::size_t workers, Observer observer = {});
     /// Drops what has not run yet, waits for what runs, ends every session.

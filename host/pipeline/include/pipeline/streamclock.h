@@ -30,7 +30,8 @@ struct StreamEvent_t {
         /// The way of the frames takes longer (positive) or shorter now, and what is due has moved by as
         /// much.
         RouteChanged = 1,
-        /// The timestamps go on elsewhere, so much later (positive) than they would have.
+        /// The timestamps go on elsewhere, so much later (positive) than they would have. The reports so far
+        /// are forgotten.
         Restarted = 2,
         /// Frames came too late, and the lead was raised at once.
         LeadRaised = 3,
@@ -110,7 +111,7 @@ public:
     StreamEvent_t Report(Kovra::SysTime wallTime, std::uint64_t ticks, Kovra::JiffyTime arrival);
 
     /// When the sender captured the frame placed at `timestamp`, on its own clock, by its reports: lines up
-    /// several streams of one sender. Nothing before the first report, anew after `Restart`.
+    /// several streams of one sender. Nothing before the timeline's first report, anew after `Restart`.
     std::optional<Kovra::SysTime> GetWallTime(Kovra::SysTime timestamp) const;
 
     StreamFigures_t GetFigures() const;
