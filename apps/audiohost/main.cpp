@@ -102,8 +102,7 @@ AudioHost::ExitCode_t Run() {
     AudioHost::SilentOutput output;
     AudioHost::ConsoleScreen screen;
     AudioHost::Surroundings surroundings = MakeSurroundings(command.telling, renderer, stop);
-    // The screen is that of standard output, which an object has to itself.
-    surroundings.screen = surroundings.isTerminal && !command.telling.isJson ? &screen : nullptr;
+    surroundings.screen = surroundings.isTerminal ? &screen : nullptr;
     surroundings.describe = [&arguments] { return AudioHost::DescribeAll("audiohost", arguments); };
     return AudioHost::RunToObject(NameOf(command), surroundings.json,
                                   [&] { return RunCommand(command, surroundings, capture, output); });

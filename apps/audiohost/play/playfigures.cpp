@@ -22,7 +22,8 @@ PlayFigures::PlayFigures(PlayOptions const& options, Surroundings const& surroun
       tracePath_(options.tracePath),
       statisticsPath_(options.statisticsPath),
       isLive_(options.isLive),
-      viewIntervalMilliSec_(LiveView::IntervalMilliSec(surroundings.screen != nullptr)) {
+      screen_(surroundings.json ? nullptr : surroundings.screen),
+      viewIntervalMilliSec_(LiveView::IntervalMilliSec(screen_ != nullptr)) {
     RequireWritable(statisticsPath_);
     if (!tracePath_.empty()) {
         trace_ = std::make_unique<Trace>(tracePath_);
@@ -86,7 +87,7 @@ void PlayFigures::WriteTrace() {
 
 void PlayFigures::ShowView() {
     if (!view_) {
-        view_.emplace(surroundings_.out, surroundings_.screen, names_);
+        view_.emplace(surroundings_.out, screen_, names_);
     }
     view_->Show(pipeline_->GetStatistics());
 }

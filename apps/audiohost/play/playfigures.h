@@ -53,6 +53,8 @@ private:
     std::string const tracePath_;
     std::string const statisticsPath_;
     bool const isLive_;
+    /// None beside an object, which has standard output to itself.
+    Screen* const screen_;
     int const viewIntervalMilliSec_;
     int sinceShownMilliSec_ = 0;
     SessionNames names_;

@@ -36,7 +36,8 @@ struct Surroundings {
     std::function<std::vector<std::pair<std::string, std::string>>()> describe = [] {
         return std::vector<std::pair<std::string, std::string>>();
     };
-    /// Where a table can be written over in place; null when `out` is no terminal.
+    /// Where a table can be written over in place: the window of standard output. Null when `out` is no
+    /// terminal.
     Screen* screen = nullptr;
 };
 

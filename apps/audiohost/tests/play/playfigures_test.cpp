@@ -22,6 +22,15 @@ Kovra::LogRecord MakeRecord(int second) {
     return record;
 }
 
+class MoveCounter : public Screen {
+public:
+    std::size_t GetColumns() const override { return 80; }
+    std::size_t GetRows() const override { return 24; }
+    void MoveUp(std::size_t) override { ++movesUp; }
+
+    int movesUp = 0;
+};
+
 } // namespace
 
 TEST(PlayFigures_Show, AwayFromATerminalWritesTheTraceEverySecondAndALineEveryFive) {
@@ -51,6 +60,31 @@ TEST(PlayFigures_Show, AwayFromATerminalWritesTheTraceEverySecondAndALineEveryFi
         EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), (second + 1) / 5) << second;
     }
     figures.Detach();
+}
+
+TEST(PlayFigures_Show, WritesTheTableOverInPlaceButNotBesideAnObject) {
+    TestRenderer renderer;
+    StopSignal stop;
+    std::ostringstream out;
+    std::ostringstream json;
+    Surroundings surroundings{renderer, stop, out};
+    PlayOptions options;
+    options.isLive = true;
+    Media::Pipeline pipeline(renderer, 1);
+    for (bool const isJson : {false, true}) {
+        MoveCounter screen;
+        surroundings.screen = &screen;
+        surroundings.json = isJson ? &json : nullptr;
+        PlayFigures figures(options, surroundings);
+        figures.Attach(pipeline);
+        // Ten seconds and more, whichever it is.
+        for (int call = 0; call < 20; ++call) {
+            figures.Show();
+        }
+        EXPECT_EQ(screen.movesUp > 0, !isJson);
+        EXPECT_EQ(figures.GetIntervalMilliSec(), isJson ? 1000 : 500);
+    }
+    EXPECT_EQ(json.str(), "");
 }
 
 } // namespace AudioHost
