@@ -263,7 +263,10 @@ TEST(CompareSounds, OfTrebleAtTheFastFrequencyNeedsTheSpeedTriedToo) {
 
 TEST(CompareSounds, AToneIsTakenForTheNearestOfItsPeriods) {
     Samples const sent = MakeSine(2 * SecondSamples, 500.0, 8000.0);
-    std::vector<WindowMatch> const windows = MatchWindows(sent, Record(sent), HeadSamples + 3);
+    // The recorder starts late and ends early: neither end of the tone tells its place.
+    Samples const heard = Record(sent);
+    std::vector<WindowMatch> const windows =
+        MatchWindows(sent, SampleView(heard), LagRange{HeadSamples - 40, HeadSamples + 46}).windows;
     ASSERT_EQ(windows.size(), 8U);
     for (WindowMatch const& window : windows) {
         EXPECT_EQ(window.lag, HeadSamples);
