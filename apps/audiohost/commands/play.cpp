@@ -164,6 +164,7 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
     log.leadMilliSec = options.leadMilliSec;
     log.heardBefore = heardBefore;
     log.isInterrupted = !isComplete;
+    log.askedGain = AskedGain(options);
     return log;
 }
 
@@ -216,7 +217,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     }
     figures.Write();
     RequirePlayed(log);
-    Findings const findings = FindWhatFailed(log, AskedDecibel(options));
+    Findings const findings = FindWhatFailed(log);
     ExitCode_t const code = CodeOf(log, findings, options.failOn);
     if (surroundings.json) {
         *surroundings.json << FormatSummaryJson(log, findings, options, code) << std::flush;
