@@ -2,65 +2,66 @@
 
 #include <algorithm>
 #include <cstdlib>
-
-#include "listening/soundlevel.h"
+#include <numeric>
 
 namespace Listening {
 
 namespace {
 
-/// Samples that speak for the peaks: those within a tenth of the highest, about which one sees where they
-/// were cut off; and for the rest. Fewer may be chance.
+/// Magnitudes that speak for the peaks and for the rest, against the highest. Fewer samples may be chance.
 constexpr double PeakShare = 0.9;
-constexpr double RestFromShare = 0.2;
-constexpr double RestToShare = 0.5;
-constexpr std::size_t MinPeaks = 24;
+constexpr double RestShare = 0.35;
+constexpr std::int64_t MinPeaks = 24;
 /// Peaks this much lower than they should be were cut off.
 constexpr double CutOffShare = 0.93;
 
-/// How loud the recording is where the sound has certain values (least squares).
-struct Fit {
-    std::size_t count = 0;
-    double both = 0.0;
-    double square = 0.0;
-
-    void Add(double sent, double heard) {
-        ++count;
-        both += sent * heard;
-        square += sent * sent;
+/// How many samples have each magnitude: what a sound's place, to a few samples, does not change.
+class MagnitudeCounts {
+public:
+    void Add(SampleView samples) {
+        for (std::int16_t const sample : samples) {
+            ++counts_[static_cast<std::size_t>(std::abs(static_cast<int>(sample)))];
+        }
     }
-    double Gain() const { return square > 0.0 ? both / square : 0.0; }
+
+    std::int64_t CountFrom(int magnitude) const {
+        return std::accumulate(counts_.begin() + magnitude, counts_.end(), std::int64_t(0));
+    }
+
+    /// The magnitude that `count` samples have or exceed.
+    int FindReachedBy(std::int64_t count) const {
+        auto magnitude = static_cast<int>(counts_.size()) - 1;
+        for (std::int64_t sum = 0; magnitude > 0; --magnitude) {
+            sum += counts_[static_cast<std::size_t>(magnitude)];
+            if (sum >= count) {
+                break;
+            }
+        }
+        return magnitude;
+    }
+
+private:
+    std::vector<std::int64_t> counts_ = std::vector<std::int64_t>(static_cast<std::size_t>(FullScaleLsb) + 1);
 };
-
-int HighestOf(SampleView sent, std::vector<WindowMatch> const& windows) {
-    int highest = 0;
-    for (WindowMatch const& window : windows) {
-        highest = window.IsMatch() ? std::max(highest, Peak(sent.Cut(window.sentStart, CompareWindowSamples)))
-                                   : highest;
-    }
-    return highest;
-}
 
 } // namespace
 
 bool IsCutOff(SampleView sent, SampleView heard, std::vector<WindowMatch> const& windows) {
-    double const highest = HighestOf(sent, windows);
-    Fit peaks;
-    Fit rest;
+    MagnitudeCounts in;
+    MagnitudeCounts out;
     for (WindowMatch const& window : windows) {
-        SampleView const in = sent.Cut(window.sentStart, CompareWindowSamples);
-        SampleView const out = heard.Cut(window.sentStart + window.lag, CompareWindowSamples);
-        for (std::size_t i = 0; window.IsMatch() && i < std::min(in.GetSize(), out.GetSize()); ++i) {
-            double const size = std::abs(static_cast<int>(in[i]));
-            double const value = in[i] < 0 ? -out[i] : out[i];
-            if (size >= PeakShare * highest) {
-                peaks.Add(size, value);
-            } else if (size >= RestFromShare * highest && size <= RestToShare * highest) {
-                rest.Add(size, value);
-            }
+        if (window.IsMatch()) {
+            in.Add(sent.Cut(window.sentStart, CompareWindowSamples));
+            out.Add(heard.Cut(window.sentStart + window.lag, CompareWindowSamples));
         }
     }
-    return peaks.count >= MinPeaks && rest.count >= MinPeaks && peaks.Gain() < CutOffShare * rest.Gain();
+    double const highest = in.FindReachedBy(1);
+    double const peak = PeakShare * highest;
+    double const rest = RestShare * highest;
+    std::int64_t const peaks = in.CountFrom(static_cast<int>(peak));
+    double const peakGain = out.FindReachedBy(peaks) / peak;
+    double const restGain = out.FindReachedBy(in.CountFrom(static_cast<int>(rest))) / rest;
+    return highest > 0.0 && peaks >= MinPeaks && peakGain < CutOffShare * restGain;
 }
 
 } // namespace Listening

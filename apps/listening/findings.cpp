@@ -1,5 +1,6 @@
 #include "listening/findings.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace Listening {
@@ -28,9 +29,20 @@ void AddSpan(Kind_t kind, SoundSpan const& span, std::vector<Finding>& findings)
     findings.push_back({kind, span, static_cast<double>(span.samples)});
 }
 
+/// What is not heard as sent where time departs from what was sent is told by that jump: some of it is
+/// missing, or was heard in two parts.
+bool IsOfAJump(SoundComparison const& sound, SoundSpan const& span) {
+    constexpr std::int64_t PartWindows = 2;
+    return std::any_of(sound.jumps.begin(), sound.jumps.end(), [&](TimelineJump const& jump) {
+        return span.start >= jump.within.start &&
+               span.start + span.samples <= jump.within.start + jump.within.samples &&
+               span.samples < jump.samples + PartWindows * CompareWindowSamples;
+    });
+}
+
 void AddOfTime(SoundComparison const& sound, std::vector<Finding>& findings) {
     for (SoundSpan const& hole : sound.holes) {
-        if (hole.samples >= AudibleSamples) {
+        if (hole.samples >= AudibleSamples && !IsOfAJump(sound, hole)) {
             AddSpan(Kind_t::Hole, hole, findings);
         }
     }
@@ -50,14 +62,18 @@ void AddOfTime(SoundComparison const& sound, std::vector<Finding>& findings) {
 void AddOfLikeness(SoundComparison const& sound, std::vector<Finding>& findings) {
     if (sound.GetMatchedShare() < MinMatchedShare) {
         for (SoundSpan const& lost : sound.lost) {
-            AddSpan(Kind_t::PartChanged, lost, findings);
+            if (!IsOfAJump(sound, lost)) {
+                AddSpan(Kind_t::PartChanged, lost, findings);
+            }
         }
+    }
+    if (sound.isCutOff) {
+        // Which makes loud parts fainter than the rest.
+        findings.push_back({Kind_t::CutOff, {}, 0.0});
+        return;
     }
     for (SoundSpan const& uneven : sound.uneven) {
         AddSpan(Kind_t::PartLevel, uneven, findings);
-    }
-    if (sound.isCutOff) {
-        findings.push_back({Kind_t::CutOff, {}, 0.0});
     }
 }
 

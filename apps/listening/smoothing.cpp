@@ -1,5 +1,6 @@
 #include "listening/smoothing.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -10,6 +11,8 @@ namespace {
 constexpr double SmoothCutHz = 5000.0;
 /// With less of its energy below the cut than this, a sound is not what is left of it.
 constexpr double MinShare = 0.02;
+/// What the filter still knows of a sample after so many: less than a float can tell.
+constexpr std::int64_t SettlingSamples = 256;
 /// Keeps what rings on behind the end of a sound from becoming numbers that take a processor long.
 constexpr double NotQuiteZero = 1e-15;
 
@@ -50,16 +53,6 @@ private:
 
 } // namespace
 
-Signal Smooth(SampleView sound) {
-    Signal result;
-    result.reserve(sound.GetSize());
-    LowPass filter(SmoothCutHz);
-    for (std::int16_t const sample : sound) {
-        result.push_back(static_cast<float>(filter.Pass(sample)));
-    }
-    return result;
-}
-
 bool IsTreble(SampleView sound) {
     LowPass filter(SmoothCutHz);
     double below = 0.0;
@@ -72,8 +65,21 @@ bool IsTreble(SampleView sound) {
     return below < MinShare * all;
 }
 
-Signal ToSignal(SampleView sound) {
-    return Signal(sound.begin(), sound.end());
+Signal ComparedSound::Cut(std::int64_t start, std::int64_t count) const {
+    std::int64_t const settling = isTreble_ ? 0 : SettlingSamples;
+    std::int64_t const from = start - settling;
+    SampleView const inside = sound_.Cut(from, settling + count);
+    Signal result(static_cast<std::size_t>(settling + count));
+    std::copy(inside.begin(), inside.end(),
+              result.begin() + std::clamp<std::int64_t>(-from, 0, settling + count));
+    if (!isTreble_) {
+        LowPass filter(SmoothCutHz);
+        for (float& sample : result) {
+            sample = static_cast<float>(filter.Pass(static_cast<double>(sample)));
+        }
+        result.erase(result.begin(), result.begin() + settling);
+    }
+    return result;
 }
 
 } // namespace Listening

@@ -123,11 +123,12 @@ std::int64_t SilentStart(Pair const& pair, std::int64_t lag) {
     return silent;
 }
 
-/// The lag of the first window heard from `number` on; that of `number` when none is.
-std::int64_t NextLag(std::vector<WindowMatch> const& windows, std::size_t number) {
-    auto const from = windows.begin() + static_cast<std::ptrdiff_t>(number);
-    auto const next = std::find_if(from, windows.end(), [](WindowMatch const& one) { return one.IsMatch(); });
-    return next == windows.end() ? from->lag : next->lag;
+/// What was not heard for the silence at the beginning is told by that.
+void LeaveOutStart(SoundComparison& comparison) {
+    for (WindowMatch& window : comparison.windows) {
+        bool const isOfStart = window.sentStart < comparison.silentStartSamples;
+        window.hasSignal = window.hasSignal && (window.IsMatch() || !isOfStart);
+    }
 }
 
 bool IsLoud(SampleView sent, std::int64_t start) {
@@ -167,13 +168,21 @@ SoundSpan LongestOf(std::vector<SoundSpan> const& holes) {
     return longest == holes.end() ? SoundSpan() : *longest;
 }
 
-bool HasSilence(Pair const& pair, std::int64_t start, std::int64_t end) {
-    for (std::int64_t at = start; at + HoleBlockSamples <= end; at += HoleBlockSamples) {
-        if (!pair.heard.Cut(at, HoleBlockSamples).IsEmpty() && IsQuiet(pair, at)) {
-            return true;
-        }
+/// The sound that is heard later from `after` on than from `before` on: whether most of what lies between is
+/// silence that was not sent.
+bool IsSilencePutIn(Pair const& pair, WindowMatch const& before, WindowMatch const& after) {
+    std::int64_t const start = std::max<std::int64_t>(0, before.sentStart);
+    std::int64_t const end =
+        std::min(static_cast<std::int64_t>(pair.sent.GetSize()), after.sentStart + CompareWindowSamples);
+    std::int64_t blocks = 0;
+    for (std::int64_t at = start + before.lag; at + HoleBlockSamples <= end + after.lag;
+         at += HoleBlockSamples) {
+        blocks += !pair.heard.Cut(at, HoleBlockSamples).IsEmpty() && IsQuiet(pair, at) ? 1 : 0;
     }
-    return false;
+    for (std::int64_t at = start; at + HoleBlockSamples <= end; at += HoleBlockSamples) {
+        blocks -= pair.gain * Peak(pair.sent.Cut(at, HoleBlockSamples)) <= pair.quietPeak ? 1 : 0;
+    }
+    return 2 * blocks * HoleBlockSamples > after.lag - before.lag;
 }
 
 std::vector<TimelineJump> FindJumps(Pair const& pair, std::vector<WindowMatch const*> const& windows) {
@@ -191,9 +200,8 @@ std::vector<TimelineJump> FindJumps(Pair const& pair, std::vector<WindowMatch co
         jump.samples = std::llabs(change);
         jump.within = {before.sentStart, after.sentStart + CompareWindowSamples - before.sentStart};
         if (change > 0) {
-            bool const isSilent = HasSilence(pair, before.sentStart + before.lag,
-                                             after.sentStart + after.lag + CompareWindowSamples);
-            jump.kind = isSilent ? TimelineJump::Kind_t::SilenceInserted : TimelineJump::Kind_t::Repeated;
+            jump.kind = IsSilencePutIn(pair, before, after) ? TimelineJump::Kind_t::SilenceInserted
+                                                            : TimelineJump::Kind_t::Repeated;
         }
         jumps.push_back(jump);
     }
@@ -336,9 +344,6 @@ SoundComparison CompareSounds(SampleView sent, SampleView heard, std::optional<L
     result.windows = track.windows;
     std::vector<WindowMatch const*> const matched = Heard(result.windows);
     result.isFound = !matched.empty();
-    result.windowsMatched = static_cast<std::int64_t>(matched.size());
-    result.windowsWithSignal = std::count_if(result.windows.begin(), result.windows.end(),
-                                             [](WindowMatch const& window) { return window.hasSignal; });
     result.isTooFaint = IsTooFaint(sent);
     result.sentLevelDecibel = LevelOver(matched, sent, 0);
     result.heardLevelDecibel = LevelOver(matched, heard, 1);
@@ -347,6 +352,7 @@ SoundComparison CompareSounds(SampleView sent, SampleView heard, std::optional<L
         Pair const pair = {sent, heard, result.gain, QuietPeak(heard)};
         DescribeLags(matched, result);
         result.silentStartSamples = SilentStart(pair, matched.front()->lag);
+        LeaveOutStart(result);
         result.holes = FindHoles(pair, result.windows, result.silentStartSamples);
         result.longestHole = LongestOf(result.holes);
         result.jumps = FindJumps(pair, WithEnds(matched, track, result.silentStartSamples));
@@ -357,6 +363,9 @@ SoundComparison CompareSounds(SampleView sent, SampleView heard, std::optional<L
         result.ambiguity = track.ambiguity;
         result.isCutOff = IsCutOff(sent, heard, result.windows);
     }
+    result.windowsMatched = static_cast<std::int64_t>(matched.size());
+    result.windowsWithSignal = std::count_if(result.windows.begin(), result.windows.end(),
+                                             [](WindowMatch const& window) { return window.hasSignal; });
     return result;
 }
 

@@ -37,7 +37,8 @@ struct SoundComparison {
     /// False when nothing of what was sent could be found; the rest then says nothing but for the levels.
     bool isFound = false;
     std::vector<WindowMatch> windows;
-    /// Windows with signal, and those of them that were heard.
+    /// Windows with signal, and those of them that were heard. Those that a silent start covers count neither
+    /// way.
     std::int64_t windowsWithSignal = 0;
     std::int64_t windowsMatched = 0;
     /// Sound sent before the recorder started or after it ended.

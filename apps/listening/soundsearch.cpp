@@ -1,12 +1,12 @@
 #include "listening/soundsearch.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
-#include <utility>
+#include <functional>
 
 #include "listening/correlation.h"
+#include "listening/fourier.h"
 #include "listening/smoothing.h"
 #include "listening/soundlevel.h"
 
@@ -14,27 +14,25 @@ namespace Listening {
 
 namespace {
 
-/// Stretch by which the sound is first found, and how much of the recording one step looks through.
-constexpr std::int64_t PatternSamples = 24000;
-constexpr std::int64_t SearchBlockSamples = 107000;
-/// From so many parts of the sound: the loudest may lie outside the recording.
-constexpr std::int64_t PatternsTried = 4;
-/// The least likeness that counts as having found the place.
-constexpr float MinFoundCorrelation = 0.5F;
-
-/// Below this likeness the window may have been played faster or slower: both are tried.
-constexpr float TrySpeedsCorrelation = 0.97F;
-/// Drift control's two other speeds.
-constexpr std::array<double, 2> OtherSpeeds = {47960.0 / 48000.0, 48040.0 / 48000.0};
-
 /// Windows by which the sound's place is found, besides its ends.
 constexpr std::size_t WindowsTried = 6;
 /// Lags this close together count as one then: drift may have displaced the windows.
 constexpr std::int64_t BinSamples = 240;
+/// The window of which half lies before the sound.
+constexpr std::int64_t BeginStart = -CompareWindowSamples / 2;
+/// Places at which the beginning is as like as this to the best one are as good: a period of a tone takes
+/// less.
+constexpr float BeginTolerance = 0.02F;
+/// Lags that are looked at in one go: whole bins, and with the window not more than one transform takes.
+constexpr std::int64_t LagsAtOnce = 496 * BinSamples;
+static_assert(LagsAtOnce + CompareWindowSamples - 1 <= static_cast<std::int64_t>(MaxTransformSize));
 /// Where the beginning was not recorded nearly nothing speaks against that place; the end, which may have
 /// been displaced on the way, decides between places as good.
 constexpr float UnrecordedBegin = 0.97F;
 constexpr float EndWeight = 0.25F;
+/// Between what follows the beginning and what leads to the end a jump takes so many windows; only beyond
+/// that is the sound looked for elsewhere, where one that repeats itself is soon found.
+constexpr std::int64_t DamagedWindows = 2;
 /// An end that fits elsewhere better by this share stands elsewhere.
 constexpr float EndsElsewhere = 0.97F;
 /// As like itself as this a sound is after a period, and less in between.
@@ -42,64 +40,18 @@ constexpr float PeriodLikeness = 0.97F;
 constexpr float BetweenPeriods = 0.9F;
 /// From a window to the next drift control slips by ten samples.
 constexpr std::int64_t SlipSamples = 16;
+constexpr std::int64_t RoundingSamples = 2;
 /// Fastest regular change of lag: drift control moves it by 833 ppm.
 constexpr double RegularDriftShare = 0.001;
-
-/// Looks `window` up in `text`; places count from the text's start.
-FoundPeak LookUp(SampleView window, SampleView text, std::int64_t expected) {
-    FoundPeak best = NearestPeak(NormalisedCorrelation(window, text), expected);
-    if (best.height >= TrySpeedsCorrelation) {
-        return best;
-    }
-    for (double const speed : OtherSpeeds) {
-        Samples const changed = ChangeSpeed(window, speed);
-        FoundPeak const peak = NearestPeak(NormalisedCorrelation(changed, text), expected);
-        if (peak.height > best.height) {
-            best = peak;
-        }
-    }
-    return best;
-}
-
-std::int64_t LoudestStart(SampleView sent, std::int64_t length) {
-    std::int64_t best = 0;
-    double bestLevel = MinLevelDecibel;
-    auto const size = static_cast<std::int64_t>(sent.GetSize());
-    for (std::int64_t start = 0; start + length <= size; start += std::max<std::int64_t>(1, length / 2)) {
-        double const level = LevelDecibel(sent.Cut(start, length));
-        if (level > bestLevel) {
-            bestLevel = level;
-            best = start;
-        }
-    }
-    return best;
-}
-
-/// Looks for the place in [from, end) at which `pattern` begins.
-FoundPeak FindPattern(SampleView pattern, SampleView heard, std::int64_t from, std::int64_t end) {
-    FoundPeak best;
-    for (std::int64_t at = from; at < end; at += SearchBlockSamples) {
-        std::int64_t const places = std::min(SearchBlockSamples, end - at);
-        SampleView const block = heard.Cut(at, places + static_cast<std::int64_t>(pattern.GetSize()));
-        FoundPeak const found = LookUp(pattern, block, 0);
-        if (found.height > best.height) {
-            best = {found.height, at + found.place};
-        }
-    }
-    return best;
-}
 
 /// Follows one sound through a recording.
 class Follower {
 public:
-    /// The sound's own pitch may hide how fast it was played: then its end may lead `endSlack` elsewhere.
-    Follower(SampleView sent, SignalView smoothSent, WindowMatcher const& matcher, LagRange const& range,
-             std::int64_t endSlack)
+    Follower(SampleView sent, SampleView heard, LagRange const& range)
         : sent_(sent),
-          smoothSent_(smoothSent),
-          matcher_(matcher),
+          isTreble_(IsTreble(sent)),
+          matcher_(sent, heard, isTreble_),
           range_(range),
-          endSlack_(endSlack),
           endStart_(static_cast<std::int64_t>(sent.GetSize()) - CompareWindowSamples / 2) {
         for (std::int64_t start = 0;
              start + CompareWindowSamples <= static_cast<std::int64_t>(sent.GetSize());
@@ -113,10 +65,10 @@ public:
         if (!lag) {
             return {};
         }
-        SoundTrack track;
-        track.windows = Forward(*lag);
-        FindEnd(track);
-        Backward(track);
+        SoundTrack track = FollowFrom(*lag, false);
+        if (LongestLost(track.windows) > (track.end.IsMatch() ? DamagedWindows : 0)) {
+            track = FollowFrom(*lag, true);
+        }
         track.begin = MatchBegin(track.windows, *lag);
         JoinAtJumps(track.windows);
         track.ambiguity = FindAmbiguity(track);
@@ -124,6 +76,24 @@ public:
     }
 
 private:
+    SoundTrack FollowFrom(std::int64_t lag, bool isFar) const {
+        SoundTrack track;
+        track.windows = Forward(lag, isFar);
+        FindEnd(track);
+        Backward(track, lag);
+        return track;
+    }
+
+    static std::int64_t LongestLost(std::vector<WindowMatch> const& windows) {
+        std::int64_t longest = 0;
+        std::int64_t lost = 0;
+        for (WindowMatch const& window : windows) {
+            lost = window.IsMatch() ? 0 : lost + (window.hasSignal ? 1 : 0);
+            longest = std::max(longest, lost);
+        }
+        return longest;
+    }
+
     /// The loudest window of each part of the sound.
     std::vector<std::int64_t> PickStarts() const {
         std::vector<std::int64_t> picked;
@@ -140,54 +110,83 @@ private:
         return picked;
     }
 
-    /// Where the sound begins, as most of a few windows and its ends say.
+    bool IsEnd(std::int64_t start) const { return start < 0 || start == endStart_; }
+
+    /// How alike the window and the recording are at the lags of `range`, as much as that says about the
+    /// place of the sound.
+    std::vector<float> WeighedLikeness(std::int64_t start, LagRange const& range) const {
+        std::vector<float> likeness = matcher_.Likeness(start, range.min, range.max);
+        for (std::size_t i = 0; IsEnd(start) && i < likeness.size(); ++i) {
+            bool const isRecorded = matcher_.IsRecorded(start, range.min + static_cast<std::int64_t>(i));
+            likeness[i] = start < 0 ? (isRecorded ? likeness[i] : UnrecordedBegin) : EndWeight * likeness[i];
+        }
+        return likeness;
+    }
+
+    /// The highest of that in each bin of the range in which the sound may begin.
+    std::vector<float> HighestInBins(std::int64_t start) const {
+        std::vector<float> highest(static_cast<std::size_t>((range_.max - range_.min) / BinSamples + 1));
+        for (std::int64_t first = range_.min; first <= range_.max; first += LagsAtOnce) {
+            std::vector<float> const likeness =
+                WeighedLikeness(start, {first, std::min(range_.max, first + LagsAtOnce - 1)});
+            for (std::size_t i = 0; i < likeness.size(); ++i) {
+                std::int64_t const lag = first + static_cast<std::int64_t>(i) - range_.min;
+                float& bin = highest[static_cast<std::size_t>(lag / BinSamples)];
+                bin = std::max(bin, likeness[i]);
+            }
+        }
+        return highest;
+    }
+
+    /// Where the sound begins, as most of a few windows and its ends say. A beginning that was heard says it
+    /// first: what follows may be displaced.
     std::optional<std::int64_t> Locate() const {
+        std::vector<float> const beginnings = HighestInBins(BeginStart);
+        float const best = *std::max_element(beginnings.begin(), beginnings.end());
+        bool const isBeginSure = matcher_.IsLoud(BeginStart) && best > SureCorrelation;
         std::vector<std::int64_t> picked = PickStarts();
-        picked.push_back(-CompareWindowSamples / 2);
+        picked.push_back(BeginStart);
         picked.push_back(endStart_);
-        std::vector<float> sums(static_cast<std::size_t>((range_.max - range_.min) / BinSamples + 1));
-        std::vector<float> finest(static_cast<std::size_t>(range_.max - range_.min + 1));
+        picked.erase(std::remove_if(picked.begin(), picked.end(),
+                                    [&](std::int64_t start) { return !matcher_.IsLoud(start); }),
+                     picked.end());
+        std::vector<float> sums(beginnings.size());
         bool isFound = false;
         for (std::int64_t const start : picked) {
-            if (!matcher_.IsLoud(start)) {
-                continue;
-            }
-            std::vector<float> likeness = matcher_.Likeness(start, range_.min, range_.max);
-            bool const isEnd = start < 0 || start == endStart_;
-            for (std::size_t i = 0; isEnd && i < likeness.size(); ++i) {
-                bool const isRecorded = matcher_.IsRecorded(start, range_.min + static_cast<std::int64_t>(i));
-                likeness[i] =
-                    start < 0 ? (isRecorded ? likeness[i] : UnrecordedBegin) : EndWeight * likeness[i];
-            }
-            std::vector<float> best(sums.size());
-            for (std::size_t i = 0; i < likeness.size(); ++i) {
-                float& bin = best[i / static_cast<std::size_t>(BinSamples)];
-                bin = std::max(bin, likeness[i]);
-                finest[i] += likeness[i];
-            }
+            std::vector<float> const highest = start == BeginStart ? beginnings : HighestInBins(start);
             for (std::size_t i = 0; i < sums.size(); ++i) {
-                sums[i] += best[i];
-                isFound = isFound || (!isEnd && best[i] > MinFoundCorrelation);
+                bool const isPossible = !isBeginSure || beginnings[i] > best - BeginTolerance;
+                sums[i] += isPossible ? highest[i] : 0.0F;
+                isFound = isFound || (!IsEnd(start) && highest[i] > MinFoundCorrelation);
             }
         }
         if (!isFound) {
             return std::nullopt;
         }
-        auto const bin = std::max_element(sums.begin(), sums.end()) - sums.begin();
-        auto const first = std::max<std::ptrdiff_t>(0, (bin - 1) * BinSamples);
-        auto const last = std::min(static_cast<std::ptrdiff_t>(finest.size()),
-                                   (bin + 2) * static_cast<std::ptrdiff_t>(BinSamples));
-        return range_.min +
-               (std::max_element(finest.begin() + first, finest.begin() + last) - finest.begin());
+        std::int64_t const bin = std::max_element(sums.begin(), sums.end()) - sums.begin();
+        std::int64_t const first = range_.min + (bin - 1) * BinSamples;
+        LagRange const around = {std::max(range_.min, first),
+                                 std::min(range_.max, first + 3 * BinSamples - 1)};
+        return BestLag(isBeginSure ? std::vector<std::int64_t>{BeginStart} : picked, around);
     }
 
-    /// Each window where the one before it leads, or else elsewhere.
-    std::vector<WindowMatch> Forward(std::int64_t lag) const {
+    /// The lag of `range` at which the windows are most alike to the recording, all together.
+    std::int64_t BestLag(std::vector<std::int64_t> const& starts, LagRange const& range) const {
+        std::vector<float> sums(static_cast<std::size_t>(range.max - range.min + 1));
+        for (std::int64_t const start : starts) {
+            std::vector<float> const likeness = WeighedLikeness(start, range);
+            std::transform(sums.begin(), sums.end(), likeness.begin(), sums.begin(), std::plus<>());
+        }
+        return range.min + (std::max_element(sums.begin(), sums.end()) - sums.begin());
+    }
+
+    /// Each window where the one before it leads, or else, if `isFar`, elsewhere.
+    std::vector<WindowMatch> Forward(std::int64_t lag, bool isFar) const {
         std::vector<WindowMatch> windows;
         for (std::int64_t const start : starts_) {
             WindowMatch match = matcher_.MatchNear(start, lag);
             bool const isFirst = windows.empty() && match.correlation < SureCorrelation;
-            if (match.hasSignal && (isFirst || !match.IsMatch())) {
+            if (isFar && match.hasSignal && (isFirst || !match.IsMatch())) {
                 // One that fits nowhere as a whole has a jump in it, and those behind it tell by how much.
                 WindowMatch const far = matcher_.MatchFar(start, lag);
                 match = far.correlation > SureCorrelation && Leads(far) ? far : match;
@@ -216,36 +215,81 @@ private:
         }
         WindowMatch const far = BestEnd(lag);
         bool const isThere = far.correlation * EndsElsewhere <= track.end.correlation;
-        if (isThere || !far.IsMatch() || std::llabs(far.lag - lag) <= endSlack_) {
+        // Of treble a tenth of a millisecond is a period, which hides how fast it was played.
+        double const slack = isTreble_ ? RegularDriftShare * static_cast<double>(sent_.GetSize()) : 0.0;
+        if (isThere || !far.IsMatch() || static_cast<double>(std::llabs(far.lag - lag)) <= slack) {
             return;
         }
         track.end = far;
     }
 
-    /// As much of the sound as fits where its end leads was heard there.
-    void Backward(SoundTrack& track) const {
+    /// As much of the sound as fits where its end leads may have been heard there, and where it began at
+    /// `lag` the windows before that may have been lost.
+    void Backward(SoundTrack& track, std::int64_t lag) const {
+        std::vector<WindowMatch> behind = track.windows;
         std::int64_t back = track.end.lag;
-        for (std::size_t i = track.end.IsMatch() ? track.windows.size() : 0; i-- > 0;) {
-            if (track.windows[i].IsMatch() && std::llabs(track.windows[i].lag - back) <= SlipSamples) {
-                back = track.windows[i].lag;
-                continue;
+        std::size_t first = behind.size();
+        while (track.end.IsMatch() && first > 0) {
+            WindowMatch& window = behind[first - 1];
+            if (!window.IsMatch() || std::llabs(window.lag - back) > SlipSamples) {
+                window = matcher_.MatchNear(starts_[first - 1], back);
             }
-            WindowMatch const match = matcher_.MatchNear(starts_[i], back);
-            bool const isThere = match.IsMatch() && std::llabs(match.lag - back) <= SlipSamples;
-            if (match.hasSignal && !isThere) {
+            bool const isThere = window.IsMatch() && std::llabs(window.lag - back) <= SlipSamples;
+            bool const mayBeLost = starts_[first - 1] < lag - back;
+            if (window.hasSignal && !isThere && !mayBeLost) {
                 break;
             }
-            back = match.IsMatch() ? match.lag : back;
-            track.windows[i] = match;
+            back = window.IsMatch() ? window.lag : back;
+            --first;
         }
+        std::size_t const joint = FindJoint(track.windows, behind, first);
+        std::copy(behind.begin() + static_cast<std::ptrdiff_t>(joint), behind.end(),
+                  track.windows.begin() + static_cast<std::ptrdiff_t>(joint));
+    }
+
+    /// The first window, from `first` on, that was heard where the end leads. Where the sound repeats itself
+    /// it fits where the beginning leads as well, up to the first jump: the joint is where the windows slip
+    /// the least, or else a part is taken for missing early, as first frames often are, and for repeated
+    /// late.
+    static std::size_t FindJoint(std::vector<WindowMatch> const& before,
+                                 std::vector<WindowMatch> const& behind, std::size_t first) {
+        std::size_t jump = 1;
+        while (jump < before.size() && SlipTo(before, jump) <= NearSamples) {
+            ++jump;
+        }
+        std::size_t joint = first;
+        std::int64_t slip = 0;
+        std::int64_t least = 0;
+        for (std::size_t i = first; i < std::min(jump, before.size()); ++i) {
+            slip += SlipTo(before, i) - SlipTo(behind, i + 1);
+            if (slip < least) {
+                least = slip;
+                joint = i + 1;
+            }
+        }
+        bool const isShorter = behind.back().lag < before.front().lag;
+        std::int64_t const usual = isShorter ? 0 : slip;
+        return usual - least > SlipSamples ? joint : (isShorter ? first : std::max(first, jump));
+    }
+
+    /// How far a window is from where the one before it leads, beyond rounding.
+    static std::int64_t SlipTo(std::vector<WindowMatch> const& windows, std::size_t number) {
+        if (number >= windows.size()) {
+            return 0;
+        }
+        WindowMatch const& window = windows[number];
+        if (window.hasSignal && !window.IsMatch()) {
+            return CompareSearchSamples;
+        }
+        std::int64_t const slip = number == 0 ? 0 : std::llabs(window.lag - windows[number - 1].lag);
+        return slip > RoundingSamples ? slip : 0;
     }
 
     WindowMatch MatchBegin(std::vector<WindowMatch> const& windows, std::int64_t lag) const {
         auto const first = std::find_if(windows.begin(), windows.end(),
                                         [](WindowMatch const& window) { return window.IsMatch(); });
-        WindowMatch const there =
-            matcher_.MatchWhole(-CompareWindowSamples / 2, first == windows.end() ? lag : first->lag);
-        WindowMatch const here = matcher_.MatchWhole(-CompareWindowSamples / 2, lag);
+        WindowMatch const there = matcher_.MatchWhole(BeginStart, first == windows.end() ? lag : first->lag);
+        WindowMatch const here = matcher_.MatchWhole(BeginStart, lag);
         return there.correlation >= here.correlation ? there : here;
     }
 
@@ -261,7 +305,7 @@ private:
     void JoinAtJumps(std::vector<WindowMatch>& windows) const {
         for (std::size_t i = 1; i + 1 < windows.size(); ++i) {
             std::int64_t const before = windows[i - 1].lag;
-            std::int64_t const behind = windows[i + 1].lag;
+            std::int64_t const behind = NextLag(windows, i + 1);
             bool const isAlone = std::llabs(windows[i].lag - before) > NearSamples &&
                                  std::llabs(windows[i].lag - behind) > NearSamples;
             if (windows[i].hasSignal && (isAlone || !windows[i].IsMatch())) {
@@ -275,7 +319,7 @@ private:
 
     /// After so many samples the sound is as it was, all along.
     std::optional<std::int64_t> FindPeriod() const {
-        WindowMatcher const itself(sent_, smoothSent_, smoothSent_);
+        WindowMatcher const itself(sent_, sent_, isTreble_);
         std::vector<float> least(static_cast<std::size_t>(CompareSearchSamples), 1.0F);
         for (std::int64_t const start : PickStarts()) {
             if (!matcher_.IsLoud(start)) {
@@ -304,62 +348,33 @@ private:
     }
 
     SampleView const sent_;
-    SignalView const smoothSent_;
-    WindowMatcher const& matcher_;
+    bool const isTreble_;
+    WindowMatcher const matcher_;
     LagRange const range_;
-    std::int64_t const endSlack_;
     std::int64_t const endStart_;
     std::vector<std::int64_t> starts_;
 };
 
-/// The first window that was heard says where the sound begins.
+/// The beginning says where the sound begins, or the first window that was heard.
 bool IsWithin(SoundTrack const& track, LagRange const& range) {
+    auto const isIn = [&](WindowMatch const& window) {
+        return window.IsMatch() && window.lag >= range.min - NearSamples &&
+               window.lag <= range.max + NearSamples;
+    };
     auto const first = std::find_if(track.windows.begin(), track.windows.end(),
                                     [](WindowMatch const& window) { return window.IsMatch(); });
-    return first == track.windows.end() ||
-           (first->lag >= range.min - NearSamples && first->lag <= range.max + NearSamples);
+    return first == track.windows.end() || isIn(*first) || isIn(track.begin);
 }
 
 } // namespace
-
-std::optional<std::int64_t> FindLag(SampleView sent, SampleView heard, std::optional<LagRange> const& range) {
-    auto const recorded = static_cast<std::int64_t>(heard.GetSize());
-    auto const size = static_cast<std::int64_t>(sent.GetSize());
-    FoundPeak best;
-    std::int64_t const step = std::max(PatternSamples, (size + PatternsTried - 1) / PatternsTried);
-    for (std::int64_t part = 0; part < size && best.height < MatchCorrelation; part += step) {
-        SampleView const within = sent.Cut(part, step);
-        std::int64_t const length =
-            std::min<std::int64_t>(PatternSamples, static_cast<std::int64_t>(within.GetSize()));
-        std::int64_t const start = part + LoudestStart(within, length);
-        std::int64_t const from = range ? std::clamp<std::int64_t>(start + range->min, 0, recorded) : 0;
-        std::int64_t const end =
-            range ? std::clamp<std::int64_t>(start + range->max + 1, from, recorded) : recorded;
-        FoundPeak const found = FindPattern(sent.Cut(start, length), heard, from, end);
-        if (found.height > best.height) {
-            best = {found.height, found.place - start};
-        }
-    }
-    if (best.height < MinFoundCorrelation) {
-        return std::nullopt;
-    }
-    return best.place;
-}
 
 SoundTrack MatchWindows(SampleView sent, SampleView heard, std::optional<LagRange> const& range) {
     if (static_cast<std::int64_t>(sent.GetSize()) < CompareWindowSamples || heard.IsEmpty()) {
         return {};
     }
-    bool const isTreble = IsTreble(sent);
-    Signal const smoothSent = isTreble ? ToSignal(sent) : Smooth(sent);
-    Signal const smoothHeard = isTreble ? ToSignal(heard) : Smooth(heard);
-    WindowMatcher const matcher(sent, smoothSent, smoothHeard);
     LagRange const all = {-static_cast<std::int64_t>(sent.GetSize()),
                           static_cast<std::int64_t>(heard.GetSize())};
-    // Of treble a tenth of a millisecond is a period.
-    std::int64_t const endSlack =
-        isTreble ? std::llround(RegularDriftShare * static_cast<double>(sent.GetSize())) : 0;
-    SoundTrack track = Follower(sent, smoothSent, matcher, range.value_or(all), endSlack).Run();
+    SoundTrack track = Follower(sent, heard, range.value_or(all)).Run();
     return IsWithin(track, range.value_or(all)) ? track : SoundTrack();
 }
 

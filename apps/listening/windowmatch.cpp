@@ -17,6 +17,8 @@ namespace {
 constexpr float EqualPeakShare = 0.98F;
 constexpr std::int64_t PieceSamples = 2400;
 constexpr std::int64_t PiecesPerWindow = CompareWindowSamples / PieceSamples;
+/// What a place between samples, and at another speed, needs around a piece.
+constexpr std::int64_t BetweenSamples = 4;
 /// Speeds and parts of a sample by which a piece may be off that is not quite found.
 constexpr std::array<double, 5> PieceSpeeds = {0.0, -417e-6, 417e-6, -833e-6, 833e-6};
 constexpr std::array<double, 3> PieceShifts = {0.0, -0.33, 0.33};
@@ -68,6 +70,12 @@ bool IsWindowRecorded(SampleView heard, std::int64_t start) {
     return start >= 0 && start + CompareWindowSamples <= static_cast<std::int64_t>(heard.GetSize());
 }
 
+std::int64_t NextLag(std::vector<WindowMatch> const& windows, std::size_t number) {
+    auto const from = windows.begin() + static_cast<std::ptrdiff_t>(number);
+    auto const next = std::find_if(from, windows.end(), [](WindowMatch const& one) { return one.IsMatch(); });
+    return next == windows.end() ? from->lag : next->lag;
+}
+
 FoundPeak NearestPeak(std::vector<float> const& values, std::int64_t expected) {
     FoundPeak best;
     if (values.empty()) {
@@ -89,28 +97,24 @@ FoundPeak NearestPeak(std::vector<float> const& values, std::int64_t expected) {
 }
 
 bool WindowMatcher::IsLoud(std::int64_t start) const {
-    return LevelDecibel(sent_.Cut(start, CompareWindowSamples)) > SignalLevelDecibel;
+    return LevelDecibel(samples_.Cut(start, CompareWindowSamples)) > SignalLevelDecibel;
 }
 
 bool WindowMatcher::IsRecorded(std::int64_t start, std::int64_t lag) const {
-    return start + lag >= 0 &&
-           start + lag + CompareWindowSamples <= static_cast<std::int64_t>(smoothHeard_.GetSize());
+    return start + lag >= 0 && start + lag + CompareWindowSamples <= heard_.GetSize();
 }
 
 std::vector<float> WindowMatcher::Likeness(std::int64_t start, std::int64_t minLag,
                                            std::int64_t maxLag) const {
-    auto const recorded = static_cast<std::int64_t>(smoothHeard_.GetSize());
     std::vector<float> likeness(static_cast<std::size_t>(std::max<std::int64_t>(0, maxLag - minLag + 1)));
     std::int64_t const first = std::max(minLag, -start);
-    std::int64_t const last = std::min(maxLag, recorded - start - CompareWindowSamples);
+    std::int64_t const last = std::min(maxLag, heard_.GetSize() - start - CompareWindowSamples);
     if (first > last) {
         return likeness;
     }
-    Signal pattern(static_cast<std::size_t>(CompareWindowSamples));
-    SignalView const inside = smoothSent_.Cut(start, CompareWindowSamples);
-    std::copy(inside.begin(), inside.end(), pattern.begin() + std::max<std::int64_t>(0, -start));
     std::vector<float> const found =
-        NormalisedCorrelation(pattern, smoothHeard_.Cut(start + first, last - first + CompareWindowSamples));
+        NormalisedCorrelation(sent_.Cut(start, CompareWindowSamples),
+                              heard_.Cut(start + first, last - first + CompareWindowSamples));
     std::copy(found.begin(), found.end(), likeness.begin() + (first - minLag));
     return likeness;
 }
@@ -129,9 +133,8 @@ WindowMatch WindowMatcher::Best(std::int64_t start, std::int64_t lag, std::int64
         FoundPeak const peak = NearestPeak(Likeness(start, lag - reach, lag + reach), reach);
         match.correlation = std::max(0.0F, peak.height);
         match.lag = match.IsMatch() ? lag - reach + peak.place : lag;
-        SignalView const inside = smoothSent_.Cut(start, CompareWindowSamples);
-        Sums const sums = Multiply(inside, smoothHeard_,
-                                   static_cast<double>(std::max<std::int64_t>(0, start) + match.lag), 0.0);
+        Sums const sums = Multiply(sent_.Cut(start, CompareWindowSamples),
+                                   heard_.Cut(start + match.lag, CompareWindowSamples), 0.0, 0.0);
         match.gain = sums.sent > 0.0 ? sums.both / sums.sent : 0.0;
     }
     return match;
@@ -155,20 +158,19 @@ WindowMatch WindowMatcher::MatchPieces(WindowMatch const& match, std::vector<std
     Sums all;
     double likeness = 0.0;
     std::vector<double> found;
-    auto const size = static_cast<std::int64_t>(smoothSent_.GetSize());
     for (std::int64_t i = 0; i < PiecesPerWindow; ++i) {
         std::int64_t const start = match.sentStart + i * PieceSamples;
-        if (start < 0 || start + PieceSamples > size) {
+        if (start < 0 || start + PieceSamples > sent_.GetSize()) {
             continue;
         }
-        SignalView const piece = smoothSent_.Cut(start, PieceSamples);
+        Signal const piece = sent_.Cut(start, PieceSamples);
         Sums best;
         std::int64_t bestLag = lags.front();
         for (std::int64_t const lag : lags) {
-            std::int64_t const from = std::max<std::int64_t>(0, start + lag - NearSamples);
-            SignalView const text = smoothHeard_.Cut(from, start + lag + PieceSamples + NearSamples - from);
+            std::int64_t const from = start + lag - NearSamples - BetweenSamples;
+            Signal const text = heard_.Cut(from, PieceSamples + 2 * (NearSamples + BetweenSamples));
             FoundPeak const peak = NearestPeak(NormalisedCorrelation(piece, text), start + lag - from);
-            Sums const sums = Refine(piece, smoothHeard_, from + peak.place);
+            Sums const sums = Refine(piece, text, peak.place);
             if (best.sent == 0.0 || sums.Likeness() > best.Likeness()) {
                 best = sums;
                 bestLag = from + peak.place - start;

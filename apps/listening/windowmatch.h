@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "listening/samples.h"
+#include "listening/smoothing.h"
 
 namespace Listening {
 
@@ -41,6 +42,9 @@ struct WindowMatch {
 /// True when the window that starts at `start` of the recording lies within it.
 bool IsWindowRecorded(SampleView heard, std::int64_t start);
 
+/// The lag of the first window heard from `number` on; that of `number` when none is.
+std::int64_t NextLag(std::vector<WindowMatch> const& windows, std::size_t number);
+
 /// The peak of some values: how high, and where.
 struct FoundPeak {
     float height = -1.0F;
@@ -51,11 +55,12 @@ struct FoundPeak {
 FoundPeak NearestPeak(std::vector<float> const& values, std::int64_t expected);
 
 /// Compares windows of a sound with a recording. Windows may lie half outside of the sound, whose ends then
-/// count as silence. Both views have to outlive it.
+/// count as silence. Both sounds have to outlive it.
 class WindowMatcher {
 public:
-    WindowMatcher(SampleView sent, SignalView smoothSent, SignalView smoothHeard)
-        : sent_(sent), smoothSent_(smoothSent), smoothHeard_(smoothHeard) {}
+    /// Where `isTreble` says so of `sent`, both are compared as they are.
+    WindowMatcher(SampleView sent, SampleView heard, bool isTreble)
+        : samples_(sent), sent_(sent, isTreble), heard_(heard, isTreble) {}
 
     /// The window at `start` where it was heard near `lag`, as a whole.
     WindowMatch MatchWhole(std::int64_t start, std::int64_t lag) const;
@@ -77,9 +82,9 @@ private:
     WindowMatch At(std::int64_t start, std::int64_t lag) const;
     WindowMatch Best(std::int64_t start, std::int64_t lag, std::int64_t reach) const;
 
-    SampleView const sent_;
-    SignalView const smoothSent_;
-    SignalView const smoothHeard_;
+    SampleView const samples_;
+    ComparedSound const sent_;
+    ComparedSound const heard_;
 };
 
 } // namespace Listening

@@ -216,6 +216,18 @@ TEST(CompareSounds, APartPlayedTwiceIsARepeat) {
     EXPECT_EQ(result.jumps[0].samples, 1440);
 }
 
+TEST(CompareSounds, APartPlayedTwiceBesideAPauseIsARepeat) {
+    Samples const voice = MakeVoice(4 * SecondSamples);
+    SampleView const view(voice);
+    // 50 ms of silence, and 30 ms that come twice soon after it.
+    Samples const sent = Join({view.Cut(0, 90000), Silence(2400), view.Cut(90000, 102000)});
+    SampleView const all(sent);
+    Samples const heard = Join({all.Cut(0, 96000), all.Cut(94560, 1440), all.Cut(96000, 98400)});
+    SoundComparison const result = CompareSounds(sent, Record(heard));
+    ASSERT_EQ(result.jumps.size(), 1U);
+    EXPECT_EQ(result.jumps[0].kind, TimelineJump::Kind_t::Repeated);
+}
+
 TEST(CompareSounds, APartLeftOutIsMissing) {
     Samples const sent = MakeVoice(4 * SecondSamples);
     SampleView const view(sent);
