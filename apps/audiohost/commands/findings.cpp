@@ -24,7 +24,6 @@ PlaybackLog CopyFacts(PlaybackLog const& log) {
     PlaybackLog facts;
     facts.leadMilliSec = log.leadMilliSec;
     facts.output = log.output;
-    facts.askedGain = log.askedGain;
     for (SessionLog const& session : log.sessions) {
         SessionLog copy;
         copy.jobsSucceeded = session.jobsSucceeded;

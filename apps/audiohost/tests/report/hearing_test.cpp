@@ -10,6 +10,21 @@
 namespace AudioHost {
 
 using testing::Contains;
+using testing::EndsWith;
+using testing::StartsWith;
+
+namespace {
+
+/// Two seconds into the run the output stood still for 25 ms.
+Listening::OutputGlitch Stumble() {
+    Listening::OutputGlitch glitch;
+    glitch.startNanoSec = 2'000 * Listening::NanoSecPerMilliSec;
+    glitch.endNanoSec = 2'025 * Listening::NanoSecPerMilliSec;
+    glitch.lateMilliSec = 25.0;
+    return glitch;
+}
+
+} // namespace
 
 TEST(JudgeSound, TellsAWrongLevelAndJudgesItByItself) {
     PlaybackLog log = MakeHeardLog();
@@ -34,6 +49,33 @@ TEST(JudgeSound, OfDriftBlamesThePlayerUnlessDriftControlDidIt) {
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Good);
 }
 
+TEST(JudgeSound, OfDriftBesideAnOutputThatStoodStillTellsNothing) {
+    PlaybackLog log = MakeHeardLog();
+    log.sessions[0].events.clear();
+    log.comparison->steadyDriftPpm = -300.0;
+    EXPECT_EQ(Judge(log).text, "Played 300 ppm too fast");
+    log.output.glitches = {Stumble()};
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Good);
+}
+
+TEST(JudgeSound, OfPartsOfAnotherLevelIsBadUnlessTheOutputStoodStill) {
+    PlaybackLog log = MakeHeardLog();
+    log.comparison->uneven = {{12000, 24000}};
+    EXPECT_EQ(Judge(log).text, "Parts of the sound were louder or fainter than the rest");
+    log.output.glitches = {Stumble()};
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Good);
+}
+
+TEST(JudgeSound, TellsAWrongLevelBesideTheOutputsFaultToo) {
+    PlaybackLog log = MakeHeardLog();
+    log.output.glitches = {Stumble()};
+    // 25 ms of silence where it stood still: 1.8 s into the sound with a lead of 200 ms.
+    log.comparison->holes = {{86400, 1200}};
+    log.comparison->gain = 2.0;
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::OutputGlitch);
+    EXPECT_THAT(Judge(log).text, EndsWith(", but 6.0 dB louder than asked for"));
+}
+
 TEST(JudgeSound, OfALostBeginningForgivesTheFirstFrames) {
     PlaybackLog log = MakeHeardLog();
     log.comparison->silentStartSamples = 4800;
@@ -56,6 +98,7 @@ TEST(JudgeSound, SaysWhatNobodyCanTell) {
     EXPECT_EQ(verdict.text,
               "Played and heard as sent; the sound repeats itself every 4.5 ms, so nobody can tell whether "
               "whole repetitions are missing or came twice");
+    EXPECT_THAT(DescribeHearing(log), Contains(StartsWith("The sound repeats itself every 4.5 ms")));
 }
 
 TEST(JudgeSound, TooFaintToBeComparedIsByItsTimeAlone) {
