@@ -1,14 +1,10 @@
 #include "listening/correlation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <memory>
-#include <stdexcept>
 
-extern "C" {
-#include <libavutil/mem.h>
-#include <libavutil/tx.h>
-}
+#include "listening/fourier.h"
 
 namespace Listening {
 
@@ -16,90 +12,50 @@ namespace {
 
 /// A stretch whose samples are this small on average holds no signal to compare, only rounding.
 constexpr double SilenceRmsLsb = 2.0;
-/// Beyond this the library computes term by term, which takes minutes where this takes milliseconds.
-constexpr std::int64_t MaxTransformSize = 131072;
 constexpr float SampleScale = 1.0F / 32768.0F;
-
-struct FreeMemory {
-    void operator()(void* memory) const { av_free(memory); }
-};
-
-/// A vector of complex numbers, aligned as the transform wants it.
-class ComplexVector {
-public:
-    explicit ComplexVector(std::size_t size)
-        : values_(static_cast<AVComplexFloat*>(av_calloc(size, sizeof(AVComplexFloat)))), size_(size) {
-        if (!values_) {
-            throw std::bad_alloc();
-        }
-    }
-
-    AVComplexFloat& operator[](std::size_t index) { return values_.get()[index]; }
-    AVComplexFloat* GetData() { return values_.get(); }
-    std::size_t GetSize() const { return size_; }
-
-private:
-    std::unique_ptr<AVComplexFloat, FreeMemory> values_;
-    std::size_t size_;
-};
-
-ComplexVector Transform(ComplexVector& input, bool inverse) {
-    AVTXContext* context = nullptr;
-    av_tx_fn transform = nullptr;
-    float const scale = 1.0F;
-    if (av_tx_init(&context, &transform, AV_TX_FLOAT_FFT, inverse ? 1 : 0, static_cast<int>(input.GetSize()),
-                   &scale, 0) < 0) {
-        throw std::runtime_error("the Fourier transform cannot be set up");
-    }
-    ComplexVector output(input.GetSize());
-    transform(context, output.GetData(), input.GetData(), sizeof(AVComplexFloat));
-    av_tx_uninit(&context);
-    return output;
-}
 
 /// Both signals are real, so one transform carries both: the text as real, the pattern as imaginary part.
 /// With Z its result, the text's spectrum is (Z[k] + conj Z[-k]) / 2, the pattern's (Z[k] - conj Z[-k]) / 2i.
-ComplexVector CrossSpectrum(SampleView pattern, SampleView text, std::size_t size) {
-    ComplexVector joined(size);
+template <typename AnyView>
+ComplexSamples CrossSpectrum(AnyView pattern, AnyView text, std::size_t size) {
+    ComplexSamples joined(size);
     for (std::size_t i = 0; i < text.GetSize(); ++i) {
-        joined[i].re = SampleScale * static_cast<float>(text[i]);
+        joined[i].real(SampleScale * static_cast<float>(text[i]));
     }
     for (std::size_t i = 0; i < pattern.GetSize(); ++i) {
-        joined[i].im = SampleScale * static_cast<float>(pattern[i]);
+        joined[i].imag(SampleScale * static_cast<float>(pattern[i]));
     }
-    ComplexVector spectrum = Transform(joined, false);
-    ComplexVector product(size);
+    ComplexSamples const spectrum = Transform(joined, false);
+    ComplexSamples product(size);
     for (std::size_t k = 0; k < size; ++k) {
-        AVComplexFloat const z = spectrum[k];
-        AVComplexFloat const mirrored = spectrum[(size - k) % size];
-        float const textRe = 0.5F * (z.re + mirrored.re);
-        float const textIm = 0.5F * (z.im - mirrored.im);
-        float const patternRe = 0.5F * (z.im + mirrored.im);
-        float const patternIm = 0.5F * (mirrored.re - z.re);
+        std::complex<float> const z = spectrum[k];
+        std::complex<float> const mirrored = spectrum[(size - k) % size];
+        float const textRe = 0.5F * (z.real() + mirrored.real());
+        float const textIm = 0.5F * (z.imag() - mirrored.imag());
+        float const patternRe = 0.5F * (z.imag() + mirrored.imag());
+        float const patternIm = 0.5F * (mirrored.real() - z.real());
         // text times the pattern's conjugate
-        product[k].re = textRe * patternRe + textIm * patternIm;
-        product[k].im = textIm * patternRe - textRe * patternIm;
+        product[k] = {textRe * patternRe + textIm * patternIm, textIm * patternRe - textRe * patternIm};
     }
     return product;
 }
 
-double Energy(SampleView samples) {
+template <typename AnyView>
+double Energy(AnyView samples) {
     double energy = 0.0;
-    for (std::int16_t const sample : samples) {
-        energy += static_cast<double>(sample) * sample;
+    for (auto const sample : samples) {
+        energy += static_cast<double>(sample) * static_cast<double>(sample);
     }
     return energy;
 }
 
 /// One transform's worth: `text` is at most `MaxTransformSize` long.
-void AppendBlock(SampleView pattern, SampleView text, std::vector<float>& result) {
+template <typename AnyView>
+void AppendBlock(AnyView pattern, AnyView text, std::vector<float>& result) {
     // As long as the text is enough: what the cyclic sum wraps round lies behind the last whole place.
-    std::size_t size = 1;
-    while (size < text.GetSize()) {
-        size *= 2;
-    }
-    ComplexVector spectrum = CrossSpectrum(pattern, text, size);
-    ComplexVector dots = Transform(spectrum, true);
+    std::size_t const size = TransformSizeFor(text.GetSize());
+    ComplexSamples spectrum = CrossSpectrum(pattern, text, size);
+    ComplexSamples const dots = Transform(spectrum, true);
 
     double const patternEnergy = Energy(pattern);
     double const length = static_cast<double>(pattern.GetSize());
@@ -110,20 +66,19 @@ void AppendBlock(SampleView pattern, SampleView text, std::vector<float>& result
     for (std::size_t k = 0; k + pattern.GetSize() <= text.GetSize(); ++k) {
         double value = 0.0;
         if (energy > minEnergy && patternEnergy > minEnergy) {
-            value = dots[k].re * dotScale / std::sqrt(energy * patternEnergy);
+            value = dots[k].real() * dotScale / std::sqrt(energy * patternEnergy);
         }
         result.push_back(static_cast<float>(std::clamp(value, -1.0, 1.0)));
         if (k + pattern.GetSize() < text.GetSize()) {
-            double const out = text[k];
-            double const in = text[k + pattern.GetSize()];
+            auto const out = static_cast<double>(text[k]);
+            auto const in = static_cast<double>(text[k + pattern.GetSize()]);
             energy += in * in - out * out;
         }
     }
 }
 
-} // namespace
-
-std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text) {
+template <typename AnyView>
+std::vector<float> Correlate(AnyView pattern, AnyView text) {
     auto const length = static_cast<std::int64_t>(pattern.GetSize());
     auto const places = static_cast<std::int64_t>(text.GetSize()) - length + 1;
     std::vector<float> result;
@@ -132,11 +87,21 @@ std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text) {
     }
     result.reserve(static_cast<std::size_t>(places));
     // Blocks overlap, so that every place lies whole within one.
-    std::int64_t const step = MaxTransformSize - length + 1;
-    for (std::int64_t at = 0; at < places; at += step) {
-        AppendBlock(pattern, text.Cut(at, MaxTransformSize), result);
+    constexpr auto BlockSamples = static_cast<std::int64_t>(MaxTransformSize);
+    for (std::int64_t at = 0; at < places; at += BlockSamples - length + 1) {
+        AppendBlock(pattern, text.Cut(at, BlockSamples), result);
     }
     return result;
+}
+
+} // namespace
+
+std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text) {
+    return Correlate(pattern, text);
+}
+
+std::vector<float> NormalisedCorrelation(SignalView pattern, SignalView text) {
+    return Correlate(pattern, text);
 }
 
 Samples ChangeSpeed(SampleView pattern, double speed) {
@@ -152,6 +117,26 @@ Samples ChangeSpeed(SampleView pattern, double speed) {
             static_cast<std::int16_t>(std::lround((1.0 - share) * pattern[below] + share * pattern[above]));
     }
     return result;
+}
+
+float ValueAt(SignalView signal, double place) {
+    auto const below = static_cast<std::int64_t>(std::floor(place));
+    auto const share = static_cast<float>(place - static_cast<double>(below));
+    auto const size = static_cast<std::int64_t>(signal.GetSize());
+    std::array<float, 4> around = {};
+    if (below >= 1 && below + 2 < size) {
+        std::copy_n(signal.begin() + below - 1, around.size(), around.begin());
+    } else {
+        for (std::int64_t i = 0; i < 4; ++i) {
+            std::int64_t const at = below - 1 + i;
+            around[static_cast<std::size_t>(i)] =
+                at >= 0 && at < size ? signal[static_cast<std::size_t>(at)] : 0.0F;
+        }
+    }
+    auto const [a, b, c, d] = around;
+    float const cubic = 3.0F * (b - c) + d - a;
+    float const square = 2.0F * a - 5.0F * b + 4.0F * c - d;
+    return b + 0.5F * share * (c - a + share * (square + share * cubic));
 }
 
 } // namespace Listening

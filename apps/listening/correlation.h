@@ -13,9 +13,13 @@ constexpr std::size_t MaxPatternSamples = 65536;
 /// counts as 0.0. Empty when the pattern is empty, longer than the text or than `MaxPatternSamples`. Work
 /// n log n.
 std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text);
+std::vector<float> NormalisedCorrelation(SignalView pattern, SignalView text);
 
 /// `pattern` as it sounds when its player runs `speed` times as fast (0.999 is slower), about its middle,
 /// at the same length.
 Samples ChangeSpeed(SampleView pattern, double speed);
+
+/// The value of `signal` at a place between its samples, by the four around it; 0 outside of it.
+float ValueAt(SignalView signal, double place);
 
 } // namespace Listening

@@ -33,20 +33,21 @@ constexpr double Pi = 3.14159265358979323846;
 using Samples = std::vector<std::int16_t>;
 
 /// A borrowed stretch of samples.
-class SampleView {
+template <typename Sample>
+class View {
 public:
-    SampleView() = default;
-    SampleView(std::int16_t const* data, std::size_t size) : data_(data), size_(size) {}
-    SampleView(Samples const& samples) : data_(samples.data()), size_(samples.size()) {}
+    View() = default;
+    View(Sample const* data, std::size_t size) : data_(data), size_(size) {}
+    View(std::vector<Sample> const& samples) : data_(samples.data()), size_(samples.size()) {}
 
-    std::int16_t const* begin() const { return data_; }
-    std::int16_t const* end() const { return data_ + size_; }
+    Sample const* begin() const { return data_; }
+    Sample const* end() const { return data_ + size_; }
     std::size_t GetSize() const { return size_; }
     bool IsEmpty() const { return size_ == 0; }
-    std::int16_t operator[](std::size_t index) const { return data_[index]; }
+    Sample operator[](std::size_t index) const { return data_[index]; }
 
     /// The part of `[start, start + count)` that lies within this view; empty when none does.
-    SampleView Cut(std::int64_t start, std::int64_t count) const {
+    View Cut(std::int64_t start, std::int64_t count) const {
         auto const size = static_cast<std::int64_t>(size_);
         std::int64_t const first = start < 0 ? 0 : start;
         std::int64_t const last = start + count > size ? size : start + count;
@@ -57,9 +58,15 @@ public:
     }
 
 private:
-    std::int16_t const* data_ = nullptr;
+    Sample const* data_ = nullptr;
     std::size_t size_ = 0;
 };
+
+using SampleView = View<std::int16_t>;
+
+/// Sound that was computed with: in units of a 16-bit sample, but not rounded to them.
+using Signal = std::vector<float>;
+using SignalView = View<float>;
 
 constexpr double SamplesToMilliSec(double samples) {
     return samples * MilliSecPerSec / SoundRateHz;

@@ -29,12 +29,16 @@ struct TimelineJump {
     SoundSpan within{};
 };
 
+/// A part of a sound is louder or fainter than the rest from here on.
+constexpr double UnevenDecibel = 3.0;
+
 /// What became of a sound on its way. Samples are at `SoundRateHz`.
 struct SoundComparison {
     /// False when nothing of what was sent could be found; the rest then says nothing but for the levels.
     bool isFound = false;
     std::vector<WindowMatch> windows;
-    /// Windows with signal, and those of them that were heard.
+    /// Windows with signal, and those of them that were heard. Those that a silent start covers count neither
+    /// way.
     std::int64_t windowsWithSignal = 0;
     std::int64_t windowsMatched = 0;
     /// Sound sent before the recorder started or after it ended.
@@ -60,6 +64,18 @@ struct SoundComparison {
     std::vector<TimelineJump> jumps;
     /// Stretches of sound that were not heard as they were sent.
     std::vector<SoundSpan> lost;
+    /// Amplitude heard against amplitude sent, as most of the sound has it, and stretches with another one by
+    /// more than `UnevenDecibel`.
+    double gain = 0.0;
+    std::vector<SoundSpan> uneven;
+    /// By how much the sound was played too slowly (too fast below 0) throughout, in millionths; nothing when
+    /// its speed changed on the way or cannot be told.
+    std::optional<double> steadyDriftPpm;
+    /// Sound that was sent is too faint to be looked for, all of it: nobody can tell.
+    bool isTooFaint = false;
+    std::optional<Ambiguity> ambiguity;
+    /// The loudest parts were cut off, more than a mixer has to at full scale.
+    bool isCutOff = false;
 
     double GetMatchedShare() const;
 };

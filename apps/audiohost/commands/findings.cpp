@@ -5,17 +5,19 @@
 #include <utility>
 
 #include "arithmetic/levels.h"
+#include "report/hearing.h"
 #include "report/judgement.h"
 
 namespace AudioHost {
 
 namespace {
 
-/// Recorders and mixers round, and what is not heard at all is missing from the level; twice the loudness is
-/// 6 dB.
-constexpr double LevelToleranceDecibel = 3.0;
 constexpr double CentreBalance = 0.5;
 constexpr double HundredthsPerDecibel = 100.0;
+
+double ToAmplitude(double hundredthsOfDecibel) {
+    return std::pow(10.0, hundredthsOfDecibel / HundredthsPerDecibel / 20.0);
+}
 
 /// What the judge needs, without the sound itself.
 PlaybackLog CopyFacts(PlaybackLog const& log) {
@@ -52,27 +54,18 @@ Outcome_t JudgeTimeAlone(PlaybackLog const& log) {
     return hasPoints ? Judge(facts).outcome : Outcome_t::Good;
 }
 
-std::optional<Outcome_t> JudgeLevelAlone(PlaybackLog const& log, double askedDecibel) {
-    if (!log.comparison || !log.comparison->isFound) {
-        return std::nullopt;
-    }
-    double const difference = log.comparison->heardLevelDecibel - log.comparison->sentLevelDecibel;
-    return std::fabs(difference - askedDecibel) <= LevelToleranceDecibel ? Outcome_t::Good : Outcome_t::Bad;
-}
-
 } // namespace
 
-Findings FindWhatFailed(PlaybackLog const& log, double askedDecibel) {
-    return {JudgeSoundAlone(log), JudgeTimeAlone(log), JudgeLevelAlone(log, askedDecibel)};
+Findings FindWhatFailed(PlaybackLog const& log) {
+    return {JudgeSoundAlone(log), JudgeTimeAlone(log), JudgeLevel(log)};
 }
 
-double AskedDecibel(PlayOptions const& options) {
+double AskedGain(PlayOptions const& options) {
     auto const balance = static_cast<float>(options.balance.value_or(CentreBalance));
     double const volume = Media::Levels::AttenuationForVolume(options.volume.value_or(1.0F));
     // The pan makes one channel softer and leaves the other.
-    double const softer = -std::abs(Media::Levels::PanForBalance(balance)) / HundredthsPerDecibel;
-    double const mean = (1.0 + std::pow(10.0, softer / 20.0)) / 2.0;
-    return volume / HundredthsPerDecibel + 20.0 * std::log10(mean);
+    double const pan = -std::abs(Media::Levels::PanForBalance(balance));
+    return ToAmplitude(volume) * (1.0 + ToAmplitude(pan)) / 2.0;
 }
 
 ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn) {

@@ -18,11 +18,11 @@ struct Findings {
     std::optional<Outcome_t> level;
 };
 
-/// `askedDecibel` is what volume and balance should make of the level.
-Findings FindWhatFailed(PlaybackLog const& log, double askedDecibel);
+Findings FindWhatFailed(PlaybackLog const& log);
 
-/// How much softer (below 0) a mono recording of both channels is for the volume and the balance asked for.
-double AskedDecibel(PlayOptions const& options);
+/// Amplitude of a mono recording of both channels against what was sent, for the volume and the balance asked
+/// for.
+double AskedGain(PlayOptions const& options);
 
 /// `Interrupted`, or the worst of the findings that count.
 ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn);

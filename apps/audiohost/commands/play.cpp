@@ -164,6 +164,7 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
     log.leadMilliSec = options.leadMilliSec;
     log.heardBefore = heardBefore;
     log.isInterrupted = !isComplete;
+    log.askedGain = AskedGain(options);
     return log;
 }
 
@@ -182,7 +183,10 @@ void CompareWithHeard(std::string const& path, PlaybackLog& log) {
     Listening::LagRange const range = {
         log.heardBefore - Listening::MilliSecToSamples(EarlierMilliSec),
         log.heardBefore + Listening::MilliSecToSamples(log.leadMilliSec + LaterMilliSec)};
-    log.comparison = Listening::CompareSounds(Listening::MixSounds(sounds), log.heard, range);
+    // A sound alone is its own mix: an hour of it copied would take 350 MB.
+    Listening::Samples const mixed = sounds.size() > 1 ? Listening::MixSounds(sounds) : Listening::Samples();
+    log.comparison = Listening::CompareSounds(
+        sounds.size() == 1 ? sounds.front() : Listening::SampleView(mixed), log.heard, range);
 }
 
 void RequirePlayed(PlaybackLog const& log) {
@@ -216,7 +220,7 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
     }
     figures.Write();
     RequirePlayed(log);
-    Findings const findings = FindWhatFailed(log, AskedDecibel(options));
+    Findings const findings = FindWhatFailed(log);
     ExitCode_t const code = CodeOf(log, findings, options.failOn);
     if (surroundings.json) {
         *surroundings.json << FormatSummaryJson(log, findings, options, code) << std::flush;

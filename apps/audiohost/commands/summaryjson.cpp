@@ -108,8 +108,18 @@ Json FromJumps(std::vector<Listening::TimelineJump> const& jumps) {
     return list;
 }
 
+/// What nobody can tell.
+Json FromAmbiguity(std::optional<Listening::Ambiguity> const& ambiguity) {
+    return ambiguity ? Json{{"repeatsEveryMilliSec", MilliSecOf(ambiguity->periodSamples)},
+                            {"isPlaceKnown", !ambiguity->isOfPlace}}
+                     : Json();
+}
+
 Json FromComparison(Listening::SoundComparison const& comparison) {
     return {{"isFound", comparison.isFound},
+            {"isTooFaint", comparison.isTooFaint},
+            {"doubt", FromAmbiguity(comparison.ambiguity)},
+            {"isCutOff", comparison.isCutOff},
             {"windows", comparison.windowsWithSignal},
             {"windowsMatched", comparison.windowsMatched},
             {"sentLevelDecibel", Rounded(comparison.sentLevelDecibel)},

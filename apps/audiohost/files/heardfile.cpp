@@ -1,10 +1,9 @@
 #include "files/heardfile.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <vector>
 
 #include "terminal/hosterror.h"
 
@@ -15,6 +14,8 @@ namespace {
 constexpr int PollMilliSec = 100;
 constexpr int StillMilliSec = 300;
 constexpr int LongestMilliSec = 2000;
+/// What is read in one go, whole samples.
+constexpr std::size_t BlockBytes = 65536;
 
 std::uintmax_t SizeOf(std::string const& path) {
     std::error_code error;
@@ -44,13 +45,17 @@ Listening::Samples ReadRawSound(std::string const& path) {
     if (!file) {
         throw HostError(ExitCode_t::FileMissing, "the recording '" + path + "' cannot be read.");
     }
-    std::vector<char> const bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    Listening::Samples samples(bytes.size() / 2);
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        auto const low = static_cast<unsigned char>(bytes[2 * i]);
-        auto const high = static_cast<unsigned char>(bytes[2 * i + 1]);
-        samples[i] = static_cast<std::int16_t>(low | high << 8);
-    }
+    Listening::Samples samples;
+    samples.reserve(static_cast<std::size_t>(CountRawSamples(path)));
+    std::array<char, BlockBytes> block{};
+    do {
+        file.read(block.data(), block.size());
+        for (std::size_t i = 0; i + 1 < static_cast<std::size_t>(file.gcount()); i += 2) {
+            auto const low = static_cast<unsigned char>(block[i]);
+            auto const high = static_cast<unsigned char>(block[i + 1]);
+            samples.push_back(static_cast<std::int16_t>(low | high << 8));
+        }
+    } while (file);
     return samples;
 }
 

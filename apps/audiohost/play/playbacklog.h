@@ -77,6 +77,8 @@ struct PlaybackLog {
     /// What a recorder heard, and the verdict; empty without a recording.
     Listening::Samples heard;
     std::optional<Listening::SoundComparison> comparison;
+    /// Amplitude at which volume and balance ask for it to be heard.
+    double askedGain = 1.0;
 };
 
 std::vector<double> ErrorsOf(SessionLog const& session);

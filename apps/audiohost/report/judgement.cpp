@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "listening/stats.h"
+#include "report/hearing.h"
 #include "terminal/textformat.h"
 
 namespace AudioHost {
@@ -14,6 +15,8 @@ namespace {
 constexpr double GoodErrorMilliSec = 45.0;
 /// Holes and jumps from here on are heard as a click or a stumble.
 constexpr double AudibleHoleMilliSec = 10.0;
+/// A renderer that starts may lose its first frames: so much is nothing unusual.
+constexpr double UsualLateBeginMilliSec = 100.0;
 
 /// The cursor is a few steps away from what is heard, and looked at every few milliseconds.
 constexpr double PlaceSlackMilliSec = 100.0;
@@ -84,6 +87,10 @@ std::vector<Departure> ListDepartures(Listening::SoundComparison const& comparis
         Listening::SoundSpan const within =
             jump.within.samples > 0 ? jump.within : Listening::SoundSpan{jump.sentSample, 0};
         departures.push_back({within, Listening::SamplesToMilliSec(static_cast<double>(jump.samples))});
+    }
+    std::int64_t const lateBegin = comparison.silentStartSamples;
+    if (Listening::SamplesToMilliSec(static_cast<double>(lateBegin)) > UsualLateBeginMilliSec) {
+        departures.push_back({{0, lateBegin}, Listening::SamplesToMilliSec(static_cast<double>(lateBegin))});
     }
     departures.erase(
         std::remove_if(departures.begin(), departures.end(),
@@ -224,40 +231,68 @@ std::string TellGlitches(PlaybackLog const& log) {
     return text + "; the renderer " + (HasCaughtUp(log) ? "caught up" : "was still catching up");
 }
 
+/// There is a recording, and the sound is loud enough to be compared.
+bool IsCompared(PlaybackLog const& log) {
+    return log.comparison && (log.comparison->isFound || !log.comparison->isTooFaint);
+}
+
+/// What of the sound went wrong by nobody's doing but the renderer's; empty when nothing did.
+std::string TellBadSound(PlaybackLog const& log, Outcome_t heard) {
+    std::uint64_t failed = 0;
+    for (SessionLog const& session : log.sessions) {
+        failed += session.jobsFailed;
+    }
+    if (failed > 0) {
+        return FormatCount(failed, "frame") + " failed";
+    }
+    if (!IsCompared(log)) {
+        return "";
+    }
+    if (!log.comparison->isFound) {
+        bool const isSilent = log.comparison->heardLevelDecibel < SilentLevelDecibel;
+        return isSilent ? "Nothing of the sound was heard" : "What was heard is not what was sent";
+    }
+    std::string const fault = TellSoundFault(log);
+    return fault.empty() && heard == Outcome_t::Bad ? "Parts of the sound were not heard as sent" : fault;
+}
+
+double WorstErrorMilliSec(PlaybackLog const& log) {
+    double worst = 0.0;
+    for (SessionLog const& session : log.sessions) {
+        worst = std::max(worst, Listening::Percentile(Listening::Magnitudes(ErrorsOf(session)), 0.95));
+    }
+    return worst;
+}
+
 bool WasPlayed(PlaybackLog const& log) {
     return std::any_of(log.sessions.begin(), log.sessions.end(),
                        [](SessionLog const& session) { return session.jobsSucceeded > 0; });
 }
 
+/// What the outcome leaves out: the level, and what nobody can tell.
+std::string TellBesides(PlaybackLog const& log) {
+    std::string const level = TellLevelFault(log);
+    std::string const doubt = TellDoubt(log);
+    return (level.empty() ? "" : ", but " + level) + (doubt.empty() ? "" : "; " + doubt);
+}
+
 /// Of frames that were played.
 Verdict JudgePlayed(PlaybackLog const& log) {
-    std::uint64_t failed = 0;
-    double worst = 0.0;
-    for (SessionLog const& session : log.sessions) {
-        failed += session.jobsFailed;
-        worst = std::max(worst, Listening::Percentile(Listening::Magnitudes(ErrorsOf(session)), 0.95));
+    bool const isCompared = IsCompared(log);
+    Outcome_t const heard = isCompared && log.comparison->isFound ? JudgeHeard(log) : Outcome_t::Good;
+    if (std::string const badSound = TellBadSound(log, heard); !badSound.empty()) {
+        return {Outcome_t::Bad, badSound};
     }
-    if (failed > 0) {
-        return {Outcome_t::Bad, FormatCount(failed, "frame") + " failed"};
-    }
-    if (log.comparison && !log.comparison->isFound) {
-        bool const isSilent = log.comparison->heardLevelDecibel < SilentLevelDecibel;
-        return {Outcome_t::Bad,
-                isSilent ? "Nothing of the sound was heard" : "What was heard is not what was sent"};
-    }
-    Outcome_t const heard = log.comparison ? JudgeHeard(log) : Outcome_t::Good;
-    if (heard == Outcome_t::Bad) {
-        return {Outcome_t::Bad, "Parts of the sound were not heard as sent"};
-    }
+    double const worst = WorstErrorMilliSec(log);
     Outcome_t const inTime = JudgeTime(log, worst);
     if (inTime == Outcome_t::Bad) {
-        return {Outcome_t::Bad, (log.comparison ? "Heard as sent, but up to " : "Played, but up to ") +
+        return {Outcome_t::Bad, (isCompared ? "Heard as sent, but up to " : "Played, but up to ") +
                                     FormatFixed(worst, 0) + " ms out of time"};
     }
     if (heard == Outcome_t::OutputGlitch || inTime == Outcome_t::OutputGlitch) {
-        return {Outcome_t::OutputGlitch, TellGlitches(log)};
+        return {Outcome_t::OutputGlitch, TellGlitches(log) + TellBesides(log)};
     }
-    return {Outcome_t::Good, log.comparison ? "Played and heard as sent" : "Played in time"};
+    return {Outcome_t::Good, (isCompared ? "Played and heard as sent" : "Played in time") + TellBesides(log)};
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "page/reportpage.h"
 #include "page/reportsound.h"
 #include "page/thinning.h"
+#include "report/hearing.h"
 #include "report/judgement.h"
 #include "report/playbacksummary.h"
 #include "report/reportnumbers.h"
@@ -81,7 +82,11 @@ std::vector<ReportPart> Parts(PlaybackLog const& log) {
         parts.push_back({session.name, DescribeSession(session)});
     }
     if (log.comparison) {
-        parts.push_back({"What came out of the loudspeaker", DescribeComparison(*log.comparison)});
+        std::vector<std::string> heard = DescribeComparison(*log.comparison);
+        for (std::string& sentence : DescribeHearing(log)) {
+            heard.push_back(std::move(sentence));
+        }
+        parts.push_back({"What came out of the loudspeaker", std::move(heard)});
     }
     parts.push_back({"The output", DescribeOutput(log.output, log.leadMilliSec)});
     return parts;

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "listening/stats.h"
+#include "report/hearing.h"
 #include "report/judgement.h"
 #include "report/soundwords.h"
 #include "terminal/textformat.h"
@@ -178,6 +179,7 @@ std::string FormatSummary(PlaybackLog const& log) {
     if (log.comparison) {
         text += "Heard\n";
         AppendSentences(text, DescribeComparison(*log.comparison));
+        AppendSentences(text, DescribeHearing(log));
     }
     text += "The output\n";
     AppendSentences(text, DescribeOutput(log.output, log.leadMilliSec));

@@ -13,6 +13,7 @@ constexpr double SilentLevelDecibel = -80.0;
 /// Sound of which this much is found again was heard: codecs and the ends of a sound take their share.
 constexpr double GoodMatchedShare = 0.95;
 
+/// From good to bad.
 enum class Outcome_t {
     Good,
     /// Not as it should be, but for nothing that the renderer did.

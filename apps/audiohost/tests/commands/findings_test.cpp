@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "support/testplaybacklog.h"
 
 namespace AudioHost {
@@ -13,8 +15,8 @@ constexpr FailOn OnlySound = {true, false, false};
 constexpr FailOn OnlyTime = {false, true, false};
 constexpr FailOn OnlyLevel = {false, false, true};
 
-ExitCode_t Ends(PlaybackLog const& log, FailOn const& failOn, double askedDecibel = 0.0) {
-    return CodeOf(log, FindWhatFailed(log, askedDecibel), failOn);
+ExitCode_t Ends(PlaybackLog const& log, FailOn const& failOn) {
+    return CodeOf(log, FindWhatFailed(log), failOn);
 }
 
 /// 20 ms of what was sent is not in the recording.
@@ -72,7 +74,7 @@ TEST(CodeOf, OfNothingHeardIsNeverOkWhereSoundCounts) {
     log.comparison = Listening::CompareSounds(log.sessions[0].sound, log.heard);
     EXPECT_EQ(Ends(log, FailOn()), ExitCode_t::WentBadly);
     EXPECT_EQ(Ends(log, OnlyTime), ExitCode_t::Ok);
-    EXPECT_FALSE(FindWhatFailed(log, 0.0).level);
+    EXPECT_FALSE(FindWhatFailed(log).level);
 }
 
 TEST(CodeOf, OfNothingPlayedCountsAsSound) {
@@ -85,12 +87,13 @@ TEST(CodeOf, OfNothingPlayedCountsAsSound) {
 
 TEST(CodeOf, OfALevelCountsItFrom3DecibelBesideWhatWasAskedFor) {
     PlaybackLog log = MakeHeardLog();
-    log.comparison->heardLevelDecibel = log.comparison->sentLevelDecibel - 12.0;
-    EXPECT_EQ(Ends(log, OnlyLevel, -12.0), ExitCode_t::Ok);
-    EXPECT_EQ(Ends(log, OnlyLevel, -9.001), ExitCode_t::Ok);
-    EXPECT_EQ(Ends(log, OnlyLevel, -8.9), ExitCode_t::WentBadly);
-    EXPECT_EQ(Ends(log, OnlyLevel, -15.1), ExitCode_t::WentBadly);
-    EXPECT_EQ(Ends(log, FailOn(), 0.0), ExitCode_t::Ok);
+    for (double const sign : {-1.0, 1.0}) {
+        log.askedGain = std::pow(10.0, sign * 2.99 / 20.0);
+        EXPECT_EQ(Ends(log, OnlyLevel), ExitCode_t::Ok);
+        log.askedGain = std::pow(10.0, sign * 3.01 / 20.0);
+        EXPECT_EQ(Ends(log, OnlyLevel), ExitCode_t::WentBadly);
+        EXPECT_EQ(Ends(log, FailOn()), ExitCode_t::Ok);
+    }
 }
 
 TEST(CodeOf, OfTheOutputsFaultIsACodeOfItsOwn) {
@@ -115,18 +118,18 @@ TEST(CodeOf, OfAnInterruptionIsThatWhateverCounts) {
     EXPECT_EQ(Ends(log, Nothing), ExitCode_t::Interrupted);
 }
 
-TEST(AskedDecibel, IsWhatVolumeAndBalanceMakeOfTheMeanOfBothChannels) {
+TEST(AskedGain, IsWhatVolumeAndBalanceMakeOfTheMeanOfBothChannels) {
     PlayOptions options;
-    EXPECT_NEAR(AskedDecibel(options), 0.0, 0.001);
+    EXPECT_NEAR(AskedGain(options), 1.0, 0.0001);
     // 0.5 to the power of 0.34375 is 0.788: -21.2 dB.
     options.volume = 0.5F;
-    EXPECT_NEAR(AskedDecibel(options), -21.2, 0.05);
+    EXPECT_NEAR(20.0 * std::log10(AskedGain(options)), -21.2, 0.05);
     // One channel as it was, the other one 60 dB softer: 20 log10(1.001 / 2) = -6.01.
     options.balance = 0.2F;
-    EXPECT_NEAR(AskedDecibel(options), -27.2, 0.05);
+    EXPECT_NEAR(20.0 * std::log10(AskedGain(options)), -27.2, 0.05);
     options.volume.reset();
     options.balance = 1.0F;
-    EXPECT_NEAR(AskedDecibel(options), -6.02, 0.01);
+    EXPECT_NEAR(AskedGain(options), 0.5, 0.001);
 }
 
 } // namespace AudioHost

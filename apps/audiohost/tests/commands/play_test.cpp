@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
+#include "commands/findings.h"
 #include "listening/tests/testsounds.h"
 #include "pipeline/pipeline.h"
 #include "support/testerror.h"
@@ -174,6 +176,23 @@ TEST(Play, DoesNotLookForASoundThatItPlayedSilently) {
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::FileMissing);
     fixture.options.volume = 0.0F;
     EXPECT_EQ(fixture.RunToError(), ExitCode_t::Ok);
+}
+
+TEST(Play, JudgesTheLevelByTheVolumeAskedFor) {
+    PlayFixture fixture;
+    fixture.options.seconds = 0.5;
+    fixture.options.leadMilliSec = 40;
+    fixture.options.volume = 0.5F;
+    fixture.options.failOn = {false, false, true};
+    // What a recorder took down of half a second at that volume.
+    Listening::Samples heard = Listening::MakeVoice(24000);
+    for (std::int16_t& sample : heard) {
+        sample = static_cast<std::int16_t>(std::lround(AskedGain(fixture.options) * sample));
+    }
+    fixture.options.heardPath = fixture.folder.Write("heard.raw", BytesOf(heard));
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
+    fixture.options.volume = 0.7F;
+    EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
 }
 
 TEST(Play, KeepsTheOutputRunningUntilItEnds) {

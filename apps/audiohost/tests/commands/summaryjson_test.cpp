@@ -15,8 +15,7 @@ namespace AudioHost {
 namespace {
 
 nlohmann::json Parse(PlaybackLog const& log, PlayOptions const& options = {}) {
-    return nlohmann::json::parse(
-        FormatSummaryJson(log, FindWhatFailed(log, 0.0), options, ExitCode_t::WentBadly));
+    return nlohmann::json::parse(FormatSummaryJson(log, FindWhatFailed(log), options, ExitCode_t::WentBadly));
 }
 
 /// What is left of a play that ends with `error`, which must go on to the caller: one object and no more.

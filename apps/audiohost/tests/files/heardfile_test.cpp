@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "listening/tests/testsounds.h"
 #include "support/testfiles.h"
 #include "terminal/hosterror.h"
 
@@ -13,6 +14,12 @@ TEST(ReadRawSound, ReadsLittleEndianAndLeavesOutHalfASample) {
     TestFolder const folder;
     std::string const path = folder.Write("h.raw", std::string("\x01\x00\xFF\xFF\x00\x80\x7F", 7));
     EXPECT_EQ(ReadRawSound(path), (Listening::Samples{1, -1, -32768}));
+}
+
+TEST(ReadRawSound, ReadsMoreThanOneBlock) {
+    TestFolder const folder;
+    Listening::Samples const sound = Listening::MakeVoice(70000);
+    EXPECT_EQ(ReadRawSound(folder.Write("h.raw", BytesOf(sound))), sound);
 }
 
 TEST(ReadRawSound, OfAMissingFileSaysSo) {
