@@ -15,7 +15,7 @@ constexpr std::size_t MaxTransformSize = 131072;
 std::size_t TransformSizeFor(std::size_t count);
 
 /// The Fourier transform of `input`, whose size is a power of two up to `MaxTransformSize`; not divided by
-/// the size in either direction. Throws `std::runtime_error` when the library cannot do it.
+/// the size in either direction. From any thread. Throws `std::runtime_error` when the library cannot do it.
 ComplexSamples Transform(ComplexSamples& input, bool isInverse);
 
 } // namespace Listening

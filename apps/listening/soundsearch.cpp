@@ -24,7 +24,8 @@ constexpr std::int64_t BeginStart = -CompareWindowSamples / 2;
 /// less.
 constexpr float BeginTolerance = 0.02F;
 /// Lags that are looked at in one go: whole bins, and with the window not more than one transform takes.
-constexpr std::int64_t LagsAtOnce = 496 * BinSamples;
+constexpr std::int64_t BinsAtOnce = 496;
+constexpr std::int64_t LagsAtOnce = BinsAtOnce * BinSamples;
 static_assert(LagsAtOnce + CompareWindowSamples - 1 <= static_cast<std::int64_t>(MaxTransformSize));
 /// Where the beginning was not recorded nearly nothing speaks against that place; the end, which may have
 /// been displaced on the way, decides between places as good.
@@ -123,16 +124,22 @@ private:
         return likeness;
     }
 
-    /// The highest of that in each bin of the range in which the sound may begin.
-    std::vector<float> HighestInBins(std::int64_t start) const {
-        std::vector<float> highest(static_cast<std::size_t>((range_.max - range_.min) / BinSamples + 1));
+    /// The highest of that in each bin of the range in which the sound may begin, where one of those looked
+    /// at in one go is possible.
+    std::vector<float> HighestInBins(std::int64_t start, std::vector<bool> const& isPossible) const {
+        std::vector<float> highest(isPossible.size());
         for (std::int64_t first = range_.min; first <= range_.max; first += LagsAtOnce) {
+            auto const bin = isPossible.begin() + (first - range_.min) / BinSamples;
+            auto const end = isPossible.end() - bin > BinsAtOnce ? bin + BinsAtOnce : isPossible.end();
+            if (std::find(bin, end, true) == end) {
+                continue;
+            }
             std::vector<float> const likeness =
                 WeighedLikeness(start, {first, std::min(range_.max, first + LagsAtOnce - 1)});
             for (std::size_t i = 0; i < likeness.size(); ++i) {
                 std::int64_t const lag = first + static_cast<std::int64_t>(i) - range_.min;
-                float& bin = highest[static_cast<std::size_t>(lag / BinSamples)];
-                bin = std::max(bin, likeness[i]);
+                float& most = highest[static_cast<std::size_t>(lag / BinSamples)];
+                most = std::max(most, likeness[i]);
             }
         }
         return highest;
@@ -141,9 +148,14 @@ private:
     /// Where the sound begins, as most of a few windows and its ends say. A beginning that was heard says it
     /// first: what follows may be displaced.
     std::optional<std::int64_t> Locate() const {
-        std::vector<float> const beginnings = HighestInBins(BeginStart);
+        std::vector<bool> isPossible(static_cast<std::size_t>((range_.max - range_.min) / BinSamples + 1),
+                                     true);
+        std::vector<float> const beginnings = HighestInBins(BeginStart, isPossible);
         float const best = *std::max_element(beginnings.begin(), beginnings.end());
         bool const isBeginSure = matcher_.IsLoud(BeginStart) && best > SureCorrelation;
+        for (std::size_t i = 0; i < beginnings.size(); ++i) {
+            isPossible[i] = !isBeginSure || beginnings[i] > best - BeginTolerance;
+        }
         std::vector<std::int64_t> picked = PickStarts();
         picked.push_back(BeginStart);
         picked.push_back(endStart_);
@@ -153,10 +165,10 @@ private:
         std::vector<float> sums(beginnings.size());
         bool isFound = false;
         for (std::int64_t const start : picked) {
-            std::vector<float> const highest = start == BeginStart ? beginnings : HighestInBins(start);
+            std::vector<float> const highest =
+                start == BeginStart ? beginnings : HighestInBins(start, isPossible);
             for (std::size_t i = 0; i < sums.size(); ++i) {
-                bool const isPossible = !isBeginSure || beginnings[i] > best - BeginTolerance;
-                sums[i] += isPossible ? highest[i] : 0.0F;
+                sums[i] += isPossible[i] ? highest[i] : 0.0F;
                 isFound = isFound || (!IsEnd(start) && highest[i] > MinFoundCorrelation);
             }
         }

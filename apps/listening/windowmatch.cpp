@@ -29,10 +29,26 @@ struct Sums {
     double sent = 0.0;
     double heard = 0.0;
 
+    void Add(float sentSample, float heardSample) {
+        auto const a = static_cast<double>(sentSample);
+        auto const b = static_cast<double>(heardSample);
+        both += a * b;
+        sent += a * a;
+        heard += b * b;
+    }
+
     float Likeness() const {
         return sent > 0.0 && heard > 0.0 ? static_cast<float>(both / std::sqrt(sent * heard)) : 0.0F;
     }
 };
+
+Sums Multiply(SignalView sent, SignalView heard) {
+    Sums sums;
+    for (std::size_t i = 0; i < sent.GetSize(); ++i) {
+        sums.Add(sent[i], heard[i]);
+    }
+    return sums;
+}
 
 /// `sent` beside `heard` from `place` on, played `slip` faster.
 Sums Multiply(SignalView sent, SignalView heard, double place, double slip) {
@@ -40,11 +56,7 @@ Sums Multiply(SignalView sent, SignalView heard, double place, double slip) {
     double const middle = 0.5 * static_cast<double>(sent.GetSize());
     for (std::size_t i = 0; i < sent.GetSize(); ++i) {
         double const at = static_cast<double>(i);
-        auto const a = static_cast<double>(sent[i]);
-        auto const b = static_cast<double>(ValueAt(heard, place + at + (at - middle) * slip));
-        sums.both += a * b;
-        sums.sent += a * a;
-        sums.heard += b * b;
+        sums.Add(sent[i], ValueAt(heard, place + at + (at - middle) * slip));
     }
     return sums;
 }
@@ -130,11 +142,14 @@ WindowMatch WindowMatcher::At(std::int64_t start, std::int64_t lag) const {
 WindowMatch WindowMatcher::Best(std::int64_t start, std::int64_t lag, std::int64_t reach) const {
     WindowMatch match = At(start, lag);
     if (match.hasSignal) {
-        FoundPeak const peak = NearestPeak(Likeness(start, lag - reach, lag + reach), reach);
+        std::int64_t const first = std::max(lag - reach, -start);
+        std::int64_t const last = std::min(lag + reach, heard_.GetSize() - start - CompareWindowSamples);
+        Signal const pattern = sent_.Cut(start, CompareWindowSamples);
+        Signal const text = heard_.Cut(start + first, last - first + CompareWindowSamples);
+        FoundPeak const peak = NearestPeak(NormalisedCorrelation(pattern, text), lag - first);
         match.correlation = std::max(0.0F, peak.height);
-        match.lag = match.IsMatch() ? lag - reach + peak.place : lag;
-        Sums const sums = Multiply(sent_.Cut(start, CompareWindowSamples),
-                                   heard_.Cut(start + match.lag, CompareWindowSamples), 0.0, 0.0);
+        match.lag = match.IsMatch() ? first + peak.place : lag;
+        Sums const sums = Multiply(pattern, SignalView(text).Cut(match.lag - first, CompareWindowSamples));
         match.gain = sums.sent > 0.0 ? sums.both / sums.sent : 0.0;
     }
     return match;
