@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
 #include "commands/findings.h"
+#include "listening/tests/testmix.h"
 #include "listening/tests/testsounds.h"
 #include "pipeline/pipeline.h"
 #include "support/testerror.h"
@@ -193,6 +195,23 @@ TEST(Play, JudgesTheLevelByTheVolumeAskedFor) {
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
     fixture.options.volume = 0.7F;
     EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
+}
+
+TEST(Play, JudgesThePeaksOfASoundAloneAndNotThoseOfAMix) {
+    PlayFixture fixture;
+    fixture.options.seconds = 0.5;
+    fixture.options.leadMilliSec = 40;
+    Listening::Samples const tone = Listening::MakeTones(24000, {440.0}, 6000.0);
+    fixture.options.files = {fixture.folder.Write("tone.wav", MakeWav({}, BytesOf(tone)))};
+    // What a recorder took down.
+    Listening::Samples const alone = Listening::CutOff(tone, 3000);
+    fixture.options.heardPath = fixture.folder.Write("alone.raw", BytesOf(alone));
+    EXPECT_EQ(fixture.Run(), ExitCode_t::WentBadly);
+    EXPECT_THAT(fixture.out.str(), HasSubstr("The loudest parts were cut off"));
+    Listening::Samples const both = Listening::CutOff(Listening::MixSounds({tone, tone}), 6000);
+    fixture.options.heardPath = fixture.folder.Write("both.raw", BytesOf(both));
+    fixture.options.files.push_back(fixture.options.files.front());
+    EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
 }
 
 TEST(Play, KeepsTheOutputRunningUntilItEnds) {
