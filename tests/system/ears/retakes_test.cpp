@@ -64,9 +64,8 @@ TEST(Retakes_Conclude, SkipsATestThatThisMachineCannotTell) {
     }
     ASSERT_EQ(results.size(), 1);
     EXPECT_TRUE(results.GetTestPartResult(0).skipped());
-    EXPECT_THAT(
-        results.GetTestPartResult(0).message(),
-        testing::HasSubstr("this machine cannot tell: in each of 6 takes it disturbed 2 of 3 parts"));
+    EXPECT_THAT(results.GetTestPartResult(0).message(),
+                testing::HasSubstr("this machine cannot tell: in each of 6 takes it disturbed 2 of 3 parts"));
 }
 
 } // namespace
