@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "listening/samples.h"
-#include "listening/windowmatch.h"
+#include "listening/search/windowmatch.h"
 
 namespace Listening {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "listening/cutoff.h"
-#include "listening/smoothing.h"
+#include "listening/search/smoothing.h"
 #include "listening/soundlevel.h"
 #include "listening/stats.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "listening/samples.h"
-#include "listening/soundsearch.h"
+#include "listening/search/soundsearch.h"
 
 namespace Listening {
 

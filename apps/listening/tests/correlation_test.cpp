@@ -1,4 +1,4 @@
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "ears/burstband.h"
 #include "ears/bursthiss.h"
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 #include "listening/stats.h"
 
 namespace Soak {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 
 namespace SystemTest {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 #include "listening/soundlevel.h"
 #include "support/recording/noise.h"
 

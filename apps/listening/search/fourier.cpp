@@ -1,4 +1,4 @@
-#include "listening/fourier.h"
+#include "listening/search/fourier.h"
 
 #include <map>
 #include <memory>

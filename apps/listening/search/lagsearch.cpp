@@ -1,11 +1,11 @@
-#include "listening/lagsearch.h"
+#include "listening/search/lagsearch.h"
 
 #include <algorithm>
 #include <array>
 
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
+#include "listening/search/windowmatch.h"
 #include "listening/soundlevel.h"
-#include "listening/windowmatch.h"
 
 namespace Listening {
 

@@ -1,4 +1,4 @@
-#include "listening/smoothing.h"
+#include "listening/search/smoothing.h"
 
 #include <algorithm>
 #include <array>

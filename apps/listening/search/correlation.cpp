@@ -1,10 +1,10 @@
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-#include "listening/fourier.h"
+#include "listening/search/fourier.h"
 
 namespace Listening {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "listening/samples.h"
-#include "listening/smoothing.h"
+#include "listening/search/smoothing.h"
 
 namespace Listening {
 

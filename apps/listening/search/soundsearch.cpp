@@ -1,13 +1,13 @@
-#include "listening/soundsearch.h"
+#include "listening/search/soundsearch.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 
-#include "listening/correlation.h"
-#include "listening/fourier.h"
-#include "listening/smoothing.h"
+#include "listening/search/correlation.h"
+#include "listening/search/fourier.h"
+#include "listening/search/smoothing.h"
 #include "listening/soundlevel.h"
 
 namespace Listening {

@@ -1,11 +1,11 @@
-#include "listening/windowmatch.h"
+#include "listening/search/windowmatch.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
 
-#include "listening/correlation.h"
+#include "listening/search/correlation.h"
 #include "listening/soundlevel.h"
 #include "listening/stats.h"
 

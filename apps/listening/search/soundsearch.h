@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "listening/lagsearch.h"
 #include "listening/samples.h"
-#include "listening/windowmatch.h"
+#include "listening/search/lagsearch.h"
+#include "listening/search/windowmatch.h"
 
 namespace Listening {
 
