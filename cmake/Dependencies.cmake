@@ -26,6 +26,17 @@ if(CMAKE_CROSSCOMPILING)
 else()
     find_package(Boost 1.65 REQUIRED COMPONENTS thread log)
     target_link_libraries(rendereraudio_boost_headers INTERFACE Boost::headers)
+    # The thread sanitizer must see in which order a thread and whoever started it let go of what they share: the
+    # distribution's library does that unseen.
+    if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
+        include(${RENDERERAUDIO_DEPENDENCIES})
+        set(thread_source ${BOOST_WINDOWS_ROOT}/thread-source)
+        add_library(instrumented_boost_thread STATIC
+            ${thread_source}/future.cpp ${thread_source}/pthread/once.cpp ${thread_source}/pthread/thread.cpp)
+        target_compile_definitions(instrumented_boost_thread PRIVATE BOOST_THREAD_BUILD_LIB)
+        target_link_libraries(instrumented_boost_thread PUBLIC Boost::headers)
+        target_link_libraries(rendereraudio_boost INTERFACE instrumented_boost_thread)
+    endif()
     target_link_libraries(rendereraudio_boost INTERFACE Boost::thread Boost::log)
 endif()
 

@@ -85,9 +85,15 @@ protected:
     std::vector<Read> EndAll() {
         isOver = true;
         crew.Join();
+        // Time stands still for a meter from its first sleep on: before it the ring would go round under it.
+        constexpr std::size_t PlaybackThreads = 1;
+        auto const areAllAsleep = [this] {
+            std::size_t const held = meter.GetHeld();
+            return world.BlockedThreads() == held + PlaybackThreads;
+        };
         while (meter.GetHeld() != 0) {
+            EXPECT_TRUE(UnitTest::YieldUntil(areAllAsleep));
             Advance(FrameMilliSec);
-            std::this_thread::yield();
         }
         std::vector<Read> reads;
         for (auto const& frames : taken) {
