@@ -17,7 +17,7 @@ using Kovra::NanoSecPerSec;
 
 /// A frame that is further off the line than this, and than twice what the delays differ by, is of another
 /// timeline. No network that can be listened to delays by more.
-constexpr std::int64_t LeastLimitNanoSec = 400 * NanoSecPerMilliSec;
+constexpr std::int64_t MinLimitNanoSec = 400 * NanoSecPerMilliSec;
 /// Until the first seconds have told what is usual.
 constexpr std::int64_t FirstLimitNanoSec = 1'000 * NanoSecPerMilliSec;
 constexpr std::size_t FirstBuckets = 8;
@@ -27,7 +27,7 @@ constexpr std::size_t SettledBuckets = 40;
 /// comes at once, and disagrees soon.
 constexpr int FramesToBelieve = 5;
 constexpr std::int64_t TimeToBelieveNanoSec = 200 * NanoSecPerMilliSec;
-constexpr std::int64_t LeastAgreementNanoSec = 100 * NanoSecPerMilliSec;
+constexpr std::int64_t MinAgreementNanoSec = 100 * NanoSecPerMilliSec;
 
 /// What a report may be off by: two clocks of a sender by a hundredth of a second, and the crystals'
 /// difference.
@@ -39,11 +39,11 @@ constexpr std::int64_t JitterGain = 16;
 
 /// Ticks in nanoseconds, saturated at 73 years: a stamp may be anything.
 std::int64_t ToNanoSec(std::int64_t ticks, std::int64_t ticksPerSec) {
-    constexpr std::int64_t MostSec = INT64_MAX / NanoSecPerSec / 4;
+    constexpr std::int64_t MaxSec = INT64_MAX / NanoSecPerSec / 4;
     std::int64_t const sec = ticks / ticksPerSec;
     // Not by the magnitude: the smallest number has none.
-    if (sec >= MostSec || sec <= -MostSec) {
-        return ticks < 0 ? -MostSec * NanoSecPerSec : MostSec * NanoSecPerSec;
+    if (sec >= MaxSec || sec <= -MaxSec) {
+        return ticks < 0 ? -MaxSec * NanoSecPerSec : MaxSec * NanoSecPerSec;
     }
     // Rates of timestamps are below 2^33 a second.
     return sec * NanoSecPerSec + ticks % ticksPerSec * NanoSecPerSec / ticksPerSec;
@@ -112,7 +112,7 @@ std::int64_t StreamClock::State::StreamOf(std::uint64_t ticks, std::int64_t arri
 }
 
 std::int64_t StreamClock::State::LimitNanoSec() const {
-    std::int64_t const limit = std::max(LeastLimitNanoSec, 2 * line.SpreadNanoSec());
+    std::int64_t const limit = std::max(MinLimitNanoSec, 2 * line.SpreadNanoSec());
     return line.CountBuckets() < FirstBuckets ? std::max(limit, FirstLimitNanoSec) : limit;
 }
 
@@ -132,7 +132,7 @@ void StreamClock::State::Begin(std::uint64_t ticks, std::int64_t stream, std::in
 StreamPlacement_t StreamClock::State::HoldOut(std::uint64_t ticks, std::int64_t stream,
                                               std::int64_t arrival) {
     std::int64_t const delay = arrival - stream;
-    std::int64_t const agreement = std::max(LeastAgreementNanoSec, line.SpreadNanoSec());
+    std::int64_t const agreement = std::max(MinAgreementNanoSec, line.SpreadNanoSec());
     if (strangers == 0 || std::abs(delay - firstStranger) > agreement) {
         strangers = 0;
         strangersSince = arrival;

@@ -14,7 +14,7 @@ using Kovra::NanoSecPerMilliSec;
 namespace {
 
 /// Crystals are within 100 ppm; ten times that is a sender that counts wrongly.
-constexpr double MostSlope = 1e-3;
+constexpr double MaxSlope = 1e-3;
 /// What is known of a skew before anything is measured: four in five senders have a good crystal. Standard
 /// deviations.
 constexpr double GoodSlope = 80e-6;
@@ -23,10 +23,10 @@ constexpr double GoodShare = 0.8;
 /// Slopes that are weighed against each other, between limits that are drawn closer until those fit the
 /// weights.
 constexpr int Slopes = 41;
-constexpr int MostPasses = 8;
+constexpr int MaxPasses = 8;
 constexpr double LimitDeviations = 5.0;
 /// Fewer points say nothing of a slope.
-constexpr std::size_t LeastPoints = 3;
+constexpr std::size_t MinPoints = 3;
 constexpr std::int64_t SlopeInterval = 8;
 
 /// So often the line of the later half alone is tried, and taken when it is likelier by exp(12).
@@ -41,18 +41,18 @@ constexpr std::size_t YoungBuckets = 40;
 
 /// Frames so much earlier than the line, in mean heights of the earliest of all, are none of the jitter's.
 constexpr double DoubtFactor = 20.0;
-constexpr std::int64_t LeastDoubtNanoSec = NanoSecPerMilliSec / 4;
+constexpr std::int64_t MinDoubtNanoSec = NanoSecPerMilliSec / 4;
 /// Early frames that lie further apart do not confirm each other.
 constexpr std::int64_t EarlyLimitNanoSec = 2'000 * NanoSecPerMilliSec;
 
 /// The earliest frame of m buckets is beyond x with a probability of exp(-m x / mean): with 2e-12, once in
 /// thousands of days. Fewer buckets may be a gap in a burst, more are no quicker than the window itself.
 constexpr double SurpriseFactor = 27.0;
-constexpr std::size_t LeastLateBuckets = 4;
-constexpr std::size_t MostLateBuckets = 20;
-constexpr double LeastMeanNanoSec = 0.05 * NanoSecPerMilliSec;
+constexpr std::size_t MinLateBuckets = 4;
+constexpr std::size_t MaxLateBuckets = 20;
+constexpr double MinMeanNanoSec = 0.05 * NanoSecPerMilliSec;
 /// Smaller changes are left to the window, which forgets the time before them.
-constexpr double LeastChangeNanoSec = NanoSecPerMilliSec;
+constexpr double MinChangeNanoSec = NanoSecPerMilliSec;
 
 std::int64_t BucketOf(std::int64_t stream) {
     std::int64_t const rest = stream % StreamLine::BucketNanoSec;
@@ -129,7 +129,7 @@ std::int64_t StreamLine::DoubtNanoSec() const {
     if (count < FewBuckets) {
         return INT64_MAX;
     }
-    return std::max<std::int64_t>(LeastDoubtNanoSec,
+    return std::max<std::int64_t>(MinDoubtNanoSec,
                                   std::llround(DoubtFactor * meanResidual_ / static_cast<double>(count)));
 }
 
@@ -158,7 +158,7 @@ std::int64_t StreamLine::FollowEarly(std::int64_t stream, std::int64_t arrival) 
 }
 
 std::int64_t StreamLine::TellEarly() {
-    return static_cast<double>(untold_) <= -LeastChangeNanoSec ? std::exchange(untold_, 0) : 0;
+    return static_cast<double>(untold_) <= -MinChangeNanoSec ? std::exchange(untold_, 0) : 0;
 }
 
 std::int64_t StreamLine::FollowLate() {
@@ -169,18 +169,18 @@ std::int64_t StreamLine::FollowLate() {
         before += HeightOf(buckets_[i]);
     }
     double least = 1e18;
-    double leastButFirst = 1e18;
-    for (std::size_t run = 1; run <= MostLateBuckets && count - begin >= run + std::max(run, FewBuckets);
+    double minButFirst = 1e18;
+    for (std::size_t run = 1; run <= MaxLateBuckets && count - begin >= run + std::max(run, FewBuckets);
          ++run) {
         double const residual = HeightOf(buckets_[count - run]);
-        leastButFirst = least;
+        minButFirst = least;
         least = std::min(least, residual);
         before -= residual;
-        double const mean = std::max(LeastMeanNanoSec, before / static_cast<double>(count - begin - run));
-        if (run >= LeastLateBuckets && least >= LeastChangeNanoSec &&
+        double const mean = std::max(MinMeanNanoSec, before / static_cast<double>(count - begin - run));
+        if (run >= MinLateBuckets && least >= MinChangeNanoSec &&
             least * static_cast<double>(run) > SurpriseFactor * mean) {
             // The first bucket of the run may have frames of both routes.
-            auto const change = std::llround(leastButFirst);
+            auto const change = std::llround(minButFirst);
             routeBegin_ = count - run + 1;
             untold_ = 0;
             Move(change, routeBegin_);
@@ -231,7 +231,7 @@ void StreamLine::Fit() {
     height_ = buckets_.back().delay;
     // With a minute of points a quarter of a second more changes little.
     bool const isKnown = buckets_.size() >= HeightBuckets && buckets_.back().number % SlopeInterval != 0;
-    if (buckets_.size() >= LeastPoints && !isKnown) {
+    if (buckets_.size() >= MinPoints && !isKnown) {
         slope_ = FitFrom(0).slope;
     }
     AlignRoutes();
@@ -252,7 +252,7 @@ void StreamLine::ForgetStart() {
         distance += HeightOf(buckets_[i]) / count;
     }
     // Without jitter the mean is a rounding around 0, and may be below it.
-    distance = std::max(distance, LeastMeanNanoSec);
+    distance = std::max(distance, MinMeanNanoSec);
     Fitted const fitted = FitFrom(begin);
     if (count * std::log(distance / fitted.distance) < SplitSurprise) {
         return;
@@ -278,14 +278,14 @@ StreamLine::Fitted StreamLine::FitFrom(std::size_t begin) const {
         for (Point const& point : hull) {
             lowest = std::min(lowest, point.y - slope * point.x);
         }
-        return std::max(mean.y - slope * mean.x - lowest, LeastMeanNanoSec);
+        return std::max(mean.y - slope * mean.x - lowest, MinMeanNanoSec);
     };
     auto const likelihood = [&](double slope) {
         return -count * std::log(distance(slope)) + std::log(Expectation(slope - firstSlope_));
     };
-    double limit = MostSlope;
+    double limit = MaxSlope;
     double slope = 0.0;
-    for (int pass = 0; pass < MostPasses; ++pass) {
+    for (int pass = 0; pass < MaxPasses; ++pass) {
         std::array<double, Slopes> likelihoods{};
         auto const slopeOf = [&](int i) { return slope + limit * (2.0 * i / (Slopes - 1) - 1.0); };
         double most = -1e18;
@@ -305,7 +305,7 @@ StreamLine::Fitted StreamLine::FitFrom(std::size_t begin) const {
         }
         double const offset = first / sum;
         double const deviation = std::sqrt(std::max(second / sum - offset * offset, 0.0));
-        slope = std::clamp(slope + offset, -MostSlope, MostSlope);
+        slope = std::clamp(slope + offset, -MaxSlope, MaxSlope);
         double const closer = std::max(LimitDeviations * deviation, 4.0 * limit / (Slopes - 1));
         if (closer >= 0.8 * limit) {
             break;

@@ -10,8 +10,8 @@ namespace {
 
 /// After so long a value counts a third.
 constexpr std::int64_t MemoryNanoSec = 30 * Kovra::NanoSecPerSec;
-constexpr std::int64_t LeastNanoSec = 5 * Kovra::NanoSecPerSec;
-constexpr std::uint64_t LeastCount = 10;
+constexpr std::int64_t MinNanoSec = 5 * Kovra::NanoSecPerSec;
+constexpr std::uint64_t MinCount = 10;
 constexpr double PpmPerMilliSecPerSec = 1000.0;
 
 double ToSec(std::int64_t nanoSec) {
@@ -47,7 +47,7 @@ void Trend::Add(std::int64_t timeNanoSec, std::int64_t valueNanoSec) {
 }
 
 std::optional<double> Trend::GetPpm() const {
-    if (count_ < LeastCount || lastNanoSec_ - firstNanoSec_ < LeastNanoSec) {
+    if (count_ < MinCount || lastNanoSec_ - firstNanoSec_ < MinNanoSec) {
         return std::nullopt;
     }
     double const spread = weight_ * timeSquared_ - time_ * time_;

@@ -66,8 +66,8 @@ void ClockMeter::Finish(ClockCourse& course) {
         course.meanMilliSec = sum_ / static_cast<double>(count_);
         course.deviationMilliSec = std::sqrt(std::max(
             0.0, squares_ / static_cast<double>(count_) - course.meanMilliSec * course.meanMilliSec));
-        course.leastMilliSec = least_;
-        course.mostMilliSec = most_;
+        course.minMilliSec = least_;
+        course.maxMilliSec = most_;
     }
     if (!rates_.empty()) {
         auto const at = rates_.begin() + static_cast<std::ptrdiff_t>(rates_.size() * 99 / 100);
@@ -106,7 +106,7 @@ ClockCourse RunClock(VirtualNetwork& network, Sender const& sender, Media::Strea
         course.tooLate += placement.verdict == Media::StreamPlacement_t::Verdict_t::TooLate ? 1 : 0;
         if (settings.isLeadAdapted) {
             leadNanoSec = clock.GetFigures().leadNanoSec;
-            course.mostLeadMilliSec = std::max(course.mostLeadMilliSec, ToMilliSec(leadNanoSec));
+            course.maxLeadMilliSec = std::max(course.maxLeadMilliSec, ToMilliSec(leadNanoSec));
         }
         meter.Add(packet, placement.due.NanoSec() - leadNanoSec);
     }

@@ -18,8 +18,8 @@ struct ClockCourse {
     /// Settled: a minute after the start, and ten seconds after a changed route.
     double meanMilliSec = 0.0;
     double deviationMilliSec = 0.0;
-    double leastMilliSec = 0.0;
-    double mostMilliSec = 0.0;
+    double minMilliSec = 0.0;
+    double maxMilliSec = 0.0;
     /// Change of the error over ten seconds, in 99 of 100 cases at most.
     double ratePartsPerMillion = 0.0;
     /// Error five seconds after the start, minus the mean.
@@ -29,10 +29,10 @@ struct ClockCourse {
     std::int64_t routeChanges = 0;
     std::int64_t routeChangesTold = 0;
     std::int64_t otherEvents = 0;
-    double mostLeadMilliSec = 0.0;
+    double maxLeadMilliSec = 0.0;
     double lastLeadMilliSec = 0.0;
 
-    double PeakToPeakMilliSec() const { return mostMilliSec - leastMilliSec; }
+    double PeakToPeakMilliSec() const { return maxMilliSec - minMilliSec; }
 };
 
 /// Measures a course, frame by frame.

@@ -30,7 +30,7 @@ Sender MakeSender(int skewPartsPerMillion) {
 void Worsen(ClockCourse& worst, ClockCourse const& course) {
     worst.meanMilliSec = std::max(worst.meanMilliSec, course.meanMilliSec);
     worst.deviationMilliSec = std::max(worst.deviationMilliSec, course.deviationMilliSec);
-    worst.mostMilliSec = std::max(worst.mostMilliSec, course.PeakToPeakMilliSec());
+    worst.maxMilliSec = std::max(worst.maxMilliSec, course.PeakToPeakMilliSec());
     worst.ratePartsPerMillion = std::max(worst.ratePartsPerMillion, course.ratePartsPerMillion);
     worst.fiveSecMilliSec = std::max(worst.fiveSecMilliSec, course.fiveSecMilliSec);
     worst.followSec = std::max(worst.followSec, course.followSec);
@@ -57,9 +57,8 @@ void PrintWander(Extent const& extent) {
             }
         }
         std::printf("| %c | %.3f | %.3f | %.2f | %.1f | %.2f | %lld | %lld | %.1f |\n", severity.name,
-                    worst.meanMilliSec, worst.deviationMilliSec, worst.mostMilliSec,
-                    worst.ratePartsPerMillion, worst.fiveSecMilliSec,
-                    static_cast<long long>(worst.routeChanges),
+                    worst.meanMilliSec, worst.deviationMilliSec, worst.maxMilliSec, worst.ratePartsPerMillion,
+                    worst.fiveSecMilliSec, static_cast<long long>(worst.routeChanges),
                     static_cast<long long>(worst.routeChangesTold), worst.followSec);
         std::fflush(stdout);
     }
@@ -116,7 +115,7 @@ void PrintLeads(Extent const& extent) {
                     RunClock(network, sender, settings, extent.minutes * 60 * NanoSecPerSec);
                 late = std::max(
                     late, 100.0 * static_cast<double>(course.tooLate) / static_cast<double>(course.frames));
-                most = std::max(most, course.mostLeadMilliSec);
+                most = std::max(most, course.maxLeadMilliSec);
                 last = std::max(last, course.lastLeadMilliSec);
             }
         }
@@ -136,8 +135,8 @@ void PrintGrowth(Extent const& extent) {
         ClockCourse const course = RunClock(network, sender, {}, extent.growthHours * 3600 * NanoSecPerSec);
         std::printf("| %d | %lld | %lld | %lld | %.3f | %.3f |\n", skew,
                     static_cast<long long>(course.tooLate), static_cast<long long>(course.outOfLine),
-                    static_cast<long long>(course.routeChangesTold + course.otherEvents),
-                    course.leastMilliSec, course.mostMilliSec);
+                    static_cast<long long>(course.routeChangesTold + course.otherEvents), course.minMilliSec,
+                    course.maxMilliSec);
         std::fflush(stdout);
     }
 }

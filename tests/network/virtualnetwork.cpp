@@ -31,9 +31,9 @@ void VirtualNetwork::SetDetour(std::int64_t fromNanoSec, std::int64_t nanoSec) {
 
 Packet VirtualNetwork::Next() {
     // What is sent from now on takes at least as long as the shortest way.
-    std::int64_t const leastNanoSec =
+    std::int64_t const minNanoSec =
         FromMilliSec(severity_.delayMilliSec) + std::min<std::int64_t>(detourNanoSec_, 0);
-    while (onTheWay_.empty() || SentNanoSec(nextNumber_) + leastNanoSec <= onTheWay_.top().arrivalNanoSec) {
+    while (onTheWay_.empty() || SentNanoSec(nextNumber_) + minNanoSec <= onTheWay_.top().arrivalNanoSec) {
         Send();
     }
     Packet const packet = onTheWay_.top();

@@ -1,5 +1,6 @@
 #include "commands/doctor.h"
 
+#include "commands/findings.h"
 #include "commands/summaryjson.h"
 #include "doctor/checkup.h"
 #include "doctor/doctorpage.h"
@@ -19,15 +20,7 @@ ExitCode_t CodeOf(CheckupLog const& log) {
     if (!log.input.failure.empty()) {
         return ExitCode_t::NoInput;
     }
-    switch (Judge(log).outcome) {
-        case Outcome_t::Good:
-            return ExitCode_t::Ok;
-        case Outcome_t::OutputGlitch:
-            return ExitCode_t::OutputGlitch;
-        case Outcome_t::Bad:
-            break;
-    }
-    return ExitCode_t::WentBadly;
+    return CodeOf(Judge(log).outcome);
 }
 
 } // namespace

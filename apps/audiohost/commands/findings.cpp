@@ -68,14 +68,7 @@ double AskedGain(PlayOptions const& options) {
     return ToAmplitude(volume) * (1.0 + ToAmplitude(pan)) / 2.0;
 }
 
-ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn) {
-    if (log.isInterrupted) {
-        return ExitCode_t::Interrupted;
-    }
-    Outcome_t const good = Outcome_t::Good;
-    Outcome_t const worst =
-        std::max({failOn.sound ? findings.sound : good, failOn.time ? findings.time : good,
-                  failOn.level ? findings.level.value_or(good) : good});
+ExitCode_t CodeOf(Outcome_t worst) {
     switch (worst) {
         case Outcome_t::Good:
             return ExitCode_t::Ok;
@@ -85,6 +78,15 @@ ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const
             break;
     }
     return ExitCode_t::WentBadly;
+}
+
+ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn) {
+    if (log.isInterrupted) {
+        return ExitCode_t::Interrupted;
+    }
+    Outcome_t const good = Outcome_t::Good;
+    return CodeOf(std::max({failOn.sound ? findings.sound : good, failOn.time ? findings.time : good,
+                            failOn.level ? findings.level.value_or(good) : good}));
 }
 
 } // namespace AudioHost

@@ -24,6 +24,8 @@ Findings FindWhatFailed(PlaybackLog const& log);
 /// for.
 double AskedGain(PlayOptions const& options);
 
+ExitCode_t CodeOf(Outcome_t worst);
+
 /// `Interrupted`, or the worst of the findings that count.
 ExitCode_t CodeOf(PlaybackLog const& log, Findings const& findings, FailOn const& failOn);
 

@@ -26,18 +26,6 @@ namespace {
 constexpr std::int64_t MaxTakeSamples = MaxTakeSeconds * Listening::SoundRateHz;
 static_assert(MaxTakeSamples < WavStream::MaxSamples);
 
-/// The whole file as the pipeline would play it.
-Listening::Samples ReadSound(std::string const& path) {
-    RequireSound(path);
-    MediaFile file(path, Kovra::SysTime(1));
-    Listening::Samples sound;
-    MediaFrame frame;
-    while (file.ReadFrame(frame)) {
-        sound.insert(sound.end(), frame.sound.begin(), frame.sound.end());
-    }
-    return sound;
-}
-
 void RequireOtherFile(RecordOptions const& options) {
     std::error_code error;
     if (!options.sentPath.empty() &&
@@ -118,8 +106,11 @@ ExitCode_t CodeOf(CaptureLog const& log, FailOn const& failOn) {
 
 ExitCode_t Record(RecordOptions const& options, Surroundings const& surroundings, CaptureAccess& capture) {
     RequireOtherFile(options);
-    Listening::Samples const sent =
-        options.sentPath.empty() ? Listening::Samples() : ReadSound(options.sentPath);
+    Listening::Samples sent;
+    if (!options.sentPath.empty()) {
+        RequireSound(options.sentPath);
+        sent = ReadSound(options.sentPath);
+    }
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     Take take = RecordTake(options, surroundings, capture);

@@ -30,7 +30,7 @@ constexpr std::size_t SearchedSamples =
     static_cast<std::size_t>(Listening::MilliSecToSamples(LeadMilliSec + LongestLoopMilliSec) +
                              Listening::NanoSecToSamples(NoiseNanoSec));
 /// Less than this is chance, or a room that leaves too little of it.
-constexpr double LeastMatchedShare = 0.5;
+constexpr double MinMatchedShare = 0.5;
 
 /// A silent sound whose cursor is fitted while others look at it.
 class FittedSound : public SilentSound {
@@ -153,7 +153,7 @@ std::optional<double> FindLoopback(NoisePlayer const& player, Arrivals const& ar
         return std::nullopt;
     }
     Listening::SoundComparison const comparison = Listening::CompareSounds(player.GetSent(), arrivals.first);
-    if (!comparison.isFound || comparison.GetMatchedShare() < LeastMatchedShare) {
+    if (!comparison.isFound || comparison.GetMatchedShare() < MinMatchedShare) {
         return std::nullopt;
     }
     double const origin = static_cast<double>(arrivals.originNanoSec - start.NanoSec()) / NanoSecPerMilliSec;

@@ -84,4 +84,14 @@ void RequireSound(MediaInput const& input) {
                                                     : "'" + path + "' ends before its first sample.");
 }
 
+Listening::Samples ReadSound(MediaInput const& input) {
+    MediaFile file(input, Kovra::SysTime(1));
+    Listening::Samples sound;
+    MediaFrame frame;
+    while (file.ReadFrame(frame)) {
+        sound.insert(sound.end(), frame.sound.begin(), frame.sound.end());
+    }
+    return sound;
+}
+
 } // namespace AudioHost

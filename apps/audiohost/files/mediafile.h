@@ -8,6 +8,7 @@
 #include "files/packetsource.h"
 #include "files/soundsource.h"
 #include "kovra/time.h"
+#include "listening/samples.h"
 
 namespace AudioHost {
 
@@ -38,5 +39,8 @@ private:
 /// Reads the file until its first sound. Throws `HostError` when there is none: `NotAudio` when nothing in it
 /// can be decoded, `NoSound` when it ends without a sample or all of it is silent.
 void RequireSound(MediaInput const& input);
+
+/// All of the file as the pipeline would play it. Throws `HostError` as `MediaFile` does.
+Listening::Samples ReadSound(MediaInput const& input);
 
 } // namespace AudioHost

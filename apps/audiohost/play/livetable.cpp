@@ -18,8 +18,8 @@ using Media::SessionStatistics_t;
 /// Of a line without the name: what a window of 80 columns leaves is the name's.
 constexpr std::size_t NumberWidth = 2;
 constexpr std::size_t FiguresWidth = 64;
-constexpr std::size_t LeastNameWidth = 12;
-constexpr std::size_t LeastLines = 3;
+constexpr std::size_t MinNameWidth = 12;
+constexpr std::size_t MinLines = 3;
 constexpr double BulkShare = 0.95;
 /// Characters up to here take one place each; of others nobody knows.
 constexpr std::uint32_t LastLatin = 0x24F;
@@ -129,7 +129,7 @@ std::vector<std::string> FormatLiveTable(PipelineStatistics_t const& statistics,
                                          std::size_t columns, std::size_t rows) {
     std::size_t const width = std::max<std::size_t>(columns, 2) - 1;
     std::size_t const used = NumberWidth + 1 + FiguresWidth;
-    std::size_t const nameWidth = std::max(LeastNameWidth, width - std::min(width, used));
+    std::size_t const nameWidth = std::max(MinNameWidth, width - std::min(width, used));
     std::vector<std::string> lines;
     auto const add = [&](std::string const& number, std::string const& name, std::string const& figures) {
         std::string const text = PadLeft(number, NumberWidth) + ' ' + FitName(name, nameWidth) + figures;
@@ -137,7 +137,7 @@ std::vector<std::string> FormatLiveTable(PipelineStatistics_t const& statistics,
         lines.push_back(FitName(text, width));
     };
     add("#", "file", "   error    95%  trend    Hz strt fail late jump loss gaps    us");
-    std::size_t const room = std::max(LeastLines, rows - std::min<std::size_t>(rows, 1));
+    std::size_t const room = std::max(MinLines, rows - std::min<std::size_t>(rows, 1));
     bool const hasAll = statistics.sessions.size() > 1;
     std::size_t const most = room - 1 - (hasAll ? 1 : 0);
     for (SessionStatistics_t const* const session : Choose(statistics.sessions, most)) {

@@ -274,18 +274,15 @@ RA_API RaStatus RaOpen(RaOptions const* options, RaEngine* engine);
 /// Ends the engine with its sessions and its capture, whose handles are void from then on; frames that wait
 /// are dropped. Waits for calls that are inside on other threads, and for callbacks: none comes when it has
 /// returned. -41: no such engine; -1: called by a callback.
-/// **Threads:** any, with no lock that a callback takes. **Ownership:** takes the engine back.
-/// **Since:** 1.
+/// **Threads:** any, with no lock that a callback takes. **Ownership:** takes it back. **Since:** 1.
 RA_API RaStatus RaClose(RaEngine engine);
 
 /// Waits until no frame of any session waits or is rendered. Returns at once when a report callback calls it.
 /// -41: no such engine.
-/// **Threads:** any, with no lock that a callback takes. **Ownership:** the engine stays the caller's.
-/// **Since:** 1.
+/// **Threads:** any, with no lock that a callback takes. **Ownership:** unchanged. **Since:** 1.
 RA_API RaStatus RaDrain(RaEngine engine);
 
-/// Fills `statistics`.
-/// -41: no such engine; null, or a size out of range.
+/// Fills `statistics`. -41: no such engine; null, or a size out of range.
 /// **Threads:** any. **Ownership:** `statistics` is the caller's. **Since:** 1.
 RA_API RaStatus RaGetStatistics(RaEngine engine, RaStatistics* statistics);
 
@@ -305,12 +302,11 @@ RA_API RaStatus RaSessionOpen(RaEngine engine, RaStreamFormat const* format, RaR
 /// not be called. A report callback of the engine that calls it is not made to wait: one report that another
 /// worker has in hand may still come, and `context` is used until an RaDrain by no callback, or RaClose, has
 /// returned. -41: no such session, or RaClose runs already: it ends the session before it returns.
-/// **Threads:** any, with no lock that a callback takes. **Ownership:** takes the session back.
-/// **Since:** 1.
+/// **Threads:** any, with no lock that a callback takes. **Ownership:** takes it back. **Since:** 1.
 RA_API RaStatus RaSessionClose(RaSession session);
 
-/// The frames submitted from now on are of `format`, as in RaSessionOpen.
-/// -41: no such session, null, or a format that cannot be played.
+/// The frames submitted from now on are of `format`, as in RaSessionOpen. -41: no such session, null, or a
+/// format that cannot be played.
 /// **Threads:** any. **Ownership:** `format` is copied. **Since:** 1.
 RA_API RaStatus RaSessionSetFormat(RaSession session, RaStreamFormat const* format);
 
@@ -325,8 +321,7 @@ RA_API RaStatus RaSessionSubmit(RaSession session, RaFrame const* frame);
 /// **Threads:** any. **Ownership:** the session stays the caller's. **Since:** 1.
 RA_API RaStatus RaSessionSetVolume(RaSession session, float volume, float balance);
 
-/// Fills `statistics`.
-/// -41: no such session; null, or a size out of range.
+/// Fills `statistics`. -41: no such session; null, or a size out of range.
 /// **Threads:** any. **Ownership:** `statistics` is the caller's. **Since:** 1.
 RA_API RaStatus RaSessionGetStatistics(RaSession session, RaSessionStatistics* statistics);
 
@@ -342,8 +337,7 @@ RA_API RaStatus RaCaptureOpen(RaEngine engine, RaCaptureCallback callback, void*
 /// Ends capture. When it has returned, its callback is not running and will not be called.
 /// -41: no such capture, or RaClose runs already: it ends the capture before it returns; -1: called by a
 /// callback.
-/// **Threads:** any, with no lock that the callback takes. **Ownership:** takes the capture back.
-/// **Since:** 1.
+/// **Threads:** any, with no lock that the callback takes. **Ownership:** takes it back. **Since:** 1.
 RA_API RaStatus RaCaptureClose(RaCapture capture);
 
 /// Fills `frame`, and `samples` with its RA_CAPTURE_FRAME_SAMPLES samples; `capacity` is how many fit there.
@@ -354,8 +348,8 @@ RA_API RaStatus RaCaptureClose(RaCapture capture);
 RA_API RaStatus RaCaptureReadFrame(RaCapture capture, RaCapturedFrame* frame, int16_t* samples,
                                    uint32_t capacity);
 
-/// Puts the level of the last 320 ms read into `level`: 0 (silence) to 1 (full scale).
-/// -41: no such capture, null.
+/// Puts the level of the last 320 ms read into `level`: 0 (silence) to 1 (full scale). -41: no such capture,
+/// null.
 /// **Threads:** any. **Ownership:** `level` is the caller's. **Since:** 1.
 RA_API RaStatus RaCaptureGetLevel(RaCapture capture, float* level);
 
@@ -374,8 +368,7 @@ RA_API RaStatus RaCaptureRestart(RaCapture capture);
 /// **Threads:** any. **Ownership:** the codec is the caller's until RaCodecClose. **Since:** 1.
 RA_API RaStatus RaCodecOpen(uint32_t frequencyHz, uint32_t channels, RaCodec* codec);
 
-/// Ends the codec.
-/// -41: no such codec.
+/// Ends the codec. -41: no such codec.
 /// **Threads:** any. **Ownership:** takes the codec back. **Since:** 1.
 RA_API RaStatus RaCodecClose(RaCodec codec);
 
@@ -388,8 +381,7 @@ RA_API RaStatus RaCodecClose(RaCodec codec);
 RA_API RaStatus RaCodecFeed(RaCodec codec, RaStreamFormat const* format, void const* data, uint32_t bytes);
 
 /// The stream has ended: what the resampler holds back comes out, to be read. What the decoder keeps stays:
-/// a stream that begins anew takes a new codec.
-/// -41: no such codec; -10: it held nothing back.
+/// a stream that begins anew takes a new codec. -41: no such codec; -10: it held nothing back.
 /// **Threads:** any. **Ownership:** the codec stays the caller's. **Since:** 1.
 RA_API RaStatus RaCodecFlush(RaCodec codec);
 

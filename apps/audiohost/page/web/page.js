@@ -2,7 +2,7 @@
 
 const gradeSigns = { good: '\u2713', fair: '!', bad: '\u2717' };
 
-const mostSessionTables = 3;
+const maxSessionTables = 3;
 
 function makeHeader() {
     return make('header', {}, make('h1', {}, report.title), make('p', {}, `${report.subject} \u00b7 ${report.startedAt}`),
@@ -43,7 +43,7 @@ function makeSession(session, number) {
 
 // Many sessions are lines of one table.
 function makeSessions() {
-    if (report.sessions.length <= mostSessionTables) {
+    if (report.sessions.length <= maxSessionTables) {
         return report.sessions.map(makeSession);
     }
     const names = [...new Set(report.sessions.flatMap((session) => session.figures.map((figure) => figure.name)))];

@@ -43,10 +43,10 @@ function drawMarks(u) {
 }
 
 let markList = null;
-const mostMarks = 300;
+const maxMarks = 300;
 
 function marks() {
-    markList ??= report.records.filter((record) => record.isFault).slice(0, mostMarks)
+    markList ??= report.records.filter((record) => record.isFault).slice(0, maxMarks)
         .map((record) => record.fromMilliSec / 1000);
     return markList;
 }

@@ -2,8 +2,8 @@
 
 const lanePixels = 16;
 const recordAxisPixels = 44;
-const mostRecordsSaid = 5;
-const mostRecordRows = 300;
+const maxRecordsSaid = 5;
+const maxRecordRows = 300;
 
 function laneOf(record) {
     return record.session === null ? report.sessions.length : record.session;
@@ -53,16 +53,16 @@ function makeRecords() {
         draw: drawRecords,
         readOut: (second) => {
             const near = recordsNear(second);
-            const more = near.length > mostRecordsSaid ? `; and ${near.length - mostRecordsSaid} more` : '';
-            return near.length === 0 ? 'no record' : near.slice(0, mostRecordsSaid).map(recordWords).join('; ') + more;
+            const more = near.length > maxRecordsSaid ? `; and ${near.length - maxRecordsSaid} more` : '';
+            return near.length === 0 ? 'no record' : near.slice(0, maxRecordsSaid).map(recordWords).join('; ') + more;
         },
     });
     return make('figure', { id: 'chart-records' },
         make('figcaption', {}, make('h3', {}, `${title} (lanes are sessions)`)), host, output,
         makeTable(title, () => {
             const inView = report.records.filter((record) => record.toMilliSec / 1000 >= view.from && record.fromMilliSec / 1000 <= view.to);
-            const left = inView.length - mostRecordRows;
-            const rows = inView.slice(0, mostRecordRows).map((record) => [formatClock(record.fromMilliSec / 1000),
+            const left = inView.length - maxRecordRows;
+            const rows = inView.slice(0, maxRecordRows).map((record) => [formatClock(record.fromMilliSec / 1000),
                 formatClock(record.toMilliSec / 1000), sessionName(record.session), record.kind, record.text, String(record.count)]);
             return {
                 heads: ['From', 'To', 'Session', 'Kind', 'Text', 'Times'],

@@ -2,7 +2,7 @@
 
 const chartPixels = 200;
 // Of more series than these only the lowest and the highest are read out.
-const mostNamed = 6;
+const maxNamed = 6;
 
 function valueAt(chart, series, second) {
     const times = series.timesMilliSec;
@@ -26,7 +26,7 @@ function readOutChart(chart, second) {
         return 'nothing';
     }
     const say = ({ name, value }) => `${name && chart.series.length > 1 ? `${name} ` : ''}${formatValue(value, chart.perUnit, chart.unit)}`;
-    if (named.length <= mostNamed) {
+    if (named.length <= maxNamed) {
         return named.map(say).join(', ');
     }
     named.sort((a, b) => a.value - b.value);
@@ -94,7 +94,7 @@ function makeChart(chart) {
 
 // Of each stretch of what is in view the lowest and highest of each series, or of all when they are many.
 function chartRows(chart) {
-    const isJoined = chart.series.length > mostNamed;
+    const isJoined = chart.series.length > maxNamed;
     const names = isJoined ? ['all'] : chart.series.map((series) => series.name || chart.title);
     const unit = chart.unit ? ` (${chart.unit})` : '';
     const rows = stretchesInView().map(([from, to]) => {

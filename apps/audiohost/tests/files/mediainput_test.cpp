@@ -18,27 +18,17 @@ MediaInput InputOf(std::string const& bytes) {
     return ReadToEnd(in, bytes.size());
 }
 
-Listening::Samples ReadInput(MediaInput const& input) {
-    MediaFile file(input, Kovra::SysTime(1));
-    Listening::Samples sound;
-    MediaFrame frame;
-    while (file.ReadFrame(frame)) {
-        sound.insert(sound.end(), frame.sound.begin(), frame.sound.end());
-    }
-    return sound;
-}
-
 } // namespace
 
 TEST(MediaInput_Bytes, PlayAsTheFileDoes) {
     TestFolder const folder;
     Listening::Samples const sound = Listening::MakeVoice(100'000);
     std::string const wav = MakeWav({}, BytesOf(sound));
-    EXPECT_EQ(ReadInput(InputOf(wav)), sound);
+    EXPECT_EQ(ReadSound(InputOf(wav)), sound);
     // Its index stands at the end, so that the library goes there and back.
     std::string const path = folder.PathOf("a.m4a");
     EncodeFile(path, "ipod", "aac", sound, Listening::SoundRateHz);
-    EXPECT_EQ(ReadInput(InputOf(ReadFile(path))), ReadInput(path));
+    EXPECT_EQ(ReadSound(InputOf(ReadFile(path))), ReadSound(path));
 }
 
 TEST(MediaInput_Bytes, OfAHeaderWithoutALengthPlayToTheirEnd) {
@@ -47,7 +37,7 @@ TEST(MediaInput_Bytes, OfAHeaderWithoutALengthPlayToTheirEnd) {
     // As a program writes it into a pipe, which knows no end yet: the sizes of the file and of its samples.
     wav.replace(4, 4, "\xFF\xFF\xFF\xFF");
     wav.replace(40, 4, "\xFF\xFF\xFF\xFF");
-    EXPECT_EQ(ReadInput(InputOf(wav)), sound);
+    EXPECT_EQ(ReadSound(InputOf(wav)), sound);
 }
 
 TEST(MediaInput_Bytes, OfABrokenFileEndWhereTheyBreakOff) {
@@ -55,7 +45,7 @@ TEST(MediaInput_Bytes, OfABrokenFileEndWhereTheyBreakOff) {
     for (std::size_t const size : {1U, 12U, 43U, 44U}) {
         EXPECT_NE(CodeOf([&] { RequireSound(InputOf(wav.substr(0, size))); }), ExitCode_t::Ok) << size;
     }
-    EXPECT_EQ(ReadInput(InputOf(wav.substr(0, 44 + 1000))).size(), 500U);
+    EXPECT_EQ(ReadSound(InputOf(wav.substr(0, 44 + 1000))).size(), 500U);
 }
 
 TEST(ReadToEnd, OfTooMuchIsAnError) {

@@ -22,13 +22,7 @@ namespace {
 
 Listening::Samples Decode(std::string const& flac) {
     TestFolder const folder;
-    MediaFile file(folder.Write("sound.flac", flac), Kovra::SysTime(1));
-    Listening::Samples sound;
-    MediaFrame frame;
-    while (file.ReadFrame(frame)) {
-        sound.insert(sound.end(), frame.sound.begin(), frame.sound.end());
-    }
-    return sound;
+    return ReadSound(folder.Write("sound.flac", flac));
 }
 
 } // namespace
