@@ -8,6 +8,22 @@ include(CMakePackageConfigHelpers)
 set(package_dir lib/cmake/RendererAudio)
 set(libraries rendereraudio rendereraudio_c mediacodec mediapipeline mediacore devparams kovra)
 
+# What a host's compiler has to agree on with this one. The header that says so is checked against the library's own
+# sources, too.
+set(RENDERERAUDIO_RENDERER_BYTES 72)
+get_target_property(boost_headers Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
+file(STRINGS ${boost_headers}/boost/version.hpp boost_version REGEX "^#define BOOST_VERSION [0-9]+$")
+string(REGEX REPLACE "[^0-9]" "" boost_version "${boost_version}")
+math(EXPR RENDERERAUDIO_BOOST_VERSION_NUMBER "${boost_version} / 100")
+math(EXPR major "${boost_version} / 100000")
+math(EXPR minor "${RENDERERAUDIO_BOOST_VERSION_NUMBER} % 1000")
+math(EXPR patch "${boost_version} % 100")
+set(RENDERERAUDIO_BOOST_VERSION ${major}.${minor}.${patch})
+set(build_header ${PROJECT_BINARY_DIR}/include/rendereraudiobuild.h)
+configure_file(cmake/rendereraudiobuild.h.in ${build_header} @ONLY)
+target_include_directories(rendereraudio PUBLIC $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+target_compile_definitions(rendereraudio INTERFACE $<INSTALL_INTERFACE:BOOST_THREAD_WIN32>)
+
 install(TARGETS ${libraries} EXPORT RendererAudioTargets
     RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION lib)
 install(TARGETS audiohost RUNTIME DESTINATION bin)
@@ -20,6 +36,7 @@ install(FILES
     media/src/rendereraudio/rendereraudiocaptureproxy.h
     media/src/rendereraudio/rendereraudioexport.h
     media/src/rendereraudio/rendereraudioplaybackdevice.h
+    ${build_header}
     DESTINATION include/rendereraudio)
 install(DIRECTORY sdk/include/ DESTINATION include)
 install(FILES sdk/rendereraudio_c.def DESTINATION lib)
