@@ -12,7 +12,9 @@ set(libraries rendereraudio rendereraudio_c mediacodec mediapipeline mediacore d
 # sources, too.
 set(RENDERERAUDIO_RENDERER_BYTES 72)
 get_target_property(boost_headers Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
-file(STRINGS ${boost_headers}/boost/version.hpp boost_version REGEX "^#define BOOST_VERSION [0-9]+$")
+find_file(boost_version_header boost/version.hpp PATHS ${boost_headers} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE
+    REQUIRED)
+file(STRINGS ${boost_version_header} boost_version REGEX "^#define BOOST_VERSION [0-9]+$")
 string(REGEX REPLACE "[^0-9]" "" boost_version "${boost_version}")
 math(EXPR RENDERERAUDIO_BOOST_VERSION_NUMBER "${boost_version} / 100")
 math(EXPR major "${boost_version} / 100000")
@@ -54,8 +56,8 @@ install(FILES
     ${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
     DESTINATION ${package_dir})
 
-if(CMAKE_CROSSCOMPILING)
-    # What the linker found in the tool chain and in the cached builds, beside our own DLLs.
+# What the linker found in the tool chain and in the cached builds, beside our own DLLs.
+if(MINGW)
     foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
@@ -64,6 +66,8 @@ if(CMAKE_CROSSCOMPILING)
         endif()
         install(FILES ${path} DESTINATION bin)
     endforeach()
+endif()
+if(CMAKE_CROSSCOMPILING)
     install(DIRECTORY ${BOOST_WINDOWS_ROOT}/bin/ ${FFMPEG_WINDOWS_ROOT}/bin/ DESTINATION bin
         FILES_MATCHING PATTERN "*.dll")
 endif()
