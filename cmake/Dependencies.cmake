@@ -9,23 +9,21 @@ endif()
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
-# The headers alone are part of the host libraries' interface; the libraries are not.
-add_library(rendereraudio_boost_headers INTERFACE)
-add_library(rendereraudio_boost INTERFACE)
-target_link_libraries(rendereraudio_boost INTERFACE rendereraudio_boost_headers)
+# Under the names that CMake's own module gives them.
 if(CMAKE_CROSSCOMPILING)
     if(NOT BOOST_WINDOWS_ROOT)
         message(FATAL_ERROR "Boost for Windows is missing: run tools/setup/setup first")
     endif()
+    add_library(Boost::headers INTERFACE IMPORTED)
+    target_include_directories(Boost::headers INTERFACE ${BOOST_WINDOWS_ROOT}/include)
     foreach(component thread log)
-        target_link_libraries(rendereraudio_boost INTERFACE
-            ${BOOST_WINDOWS_ROOT}/lib/libboost_${component}.dll.a)
+        add_library(Boost::${component} INTERFACE IMPORTED)
+        target_link_libraries(Boost::${component} INTERFACE
+            Boost::headers ${BOOST_WINDOWS_ROOT}/lib/libboost_${component}.dll.a)
+        target_compile_definitions(Boost::${component} INTERFACE BOOST_ALL_DYN_LINK BOOST_ALL_NO_LIB)
     endforeach()
-    target_include_directories(rendereraudio_boost_headers SYSTEM INTERFACE ${BOOST_WINDOWS_ROOT}/include)
-    target_compile_definitions(rendereraudio_boost INTERFACE BOOST_ALL_DYN_LINK BOOST_ALL_NO_LIB)
 else()
     find_package(Boost 1.65 REQUIRED COMPONENTS thread log)
-    target_link_libraries(rendereraudio_boost_headers INTERFACE Boost::headers)
     # The thread sanitizer must see in which order a thread and whoever started it let go of what they share: the
     # distribution's library does that unseen.
     if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
@@ -34,10 +32,10 @@ else()
         add_library(instrumented_boost_thread STATIC
             ${thread_source}/future.cpp ${thread_source}/pthread/once.cpp ${thread_source}/pthread/thread.cpp)
         target_compile_definitions(instrumented_boost_thread PRIVATE BOOST_THREAD_BUILD_LIB)
-        target_link_libraries(instrumented_boost_thread PUBLIC Boost::headers)
-        target_link_libraries(rendereraudio_boost INTERFACE instrumented_boost_thread)
+        target_link_libraries(instrumented_boost_thread PRIVATE Boost::headers)
+        set_target_properties(Boost::thread PROPERTIES IMPORTED_LOCATION_RELEASE
+            ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/libinstrumented_boost_thread.a)
     endif()
-    target_link_libraries(rendereraudio_boost INTERFACE Boost::thread Boost::log)
 endif()
 
 add_library(rendereraudio_ffmpeg INTERFACE)

@@ -8,6 +8,24 @@ include(CMakePackageConfigHelpers)
 set(package_dir lib/cmake/RendererAudio)
 set(libraries rendereraudio rendereraudio_c mediacodec mediapipeline mediacore devparams kovra)
 
+# What a host's compiler has to agree on with this one. The header that says so is checked against the library's own
+# sources, too.
+set(RENDERERAUDIO_RENDERER_BYTES 72)
+get_target_property(boost_headers Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
+find_file(boost_version_header boost/version.hpp PATHS ${boost_headers} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE
+    REQUIRED)
+file(STRINGS ${boost_version_header} boost_version REGEX "^#define BOOST_VERSION [0-9]+$")
+string(REGEX REPLACE "[^0-9]" "" boost_version "${boost_version}")
+math(EXPR RENDERERAUDIO_BOOST_VERSION_NUMBER "${boost_version} / 100")
+math(EXPR major "${boost_version} / 100000")
+math(EXPR minor "${RENDERERAUDIO_BOOST_VERSION_NUMBER} % 1000")
+math(EXPR patch "${boost_version} % 100")
+set(RENDERERAUDIO_BOOST_VERSION ${major}.${minor}.${patch})
+set(build_header ${PROJECT_BINARY_DIR}/include/rendereraudiobuild.h)
+configure_file(cmake/rendereraudiobuild.h.in ${build_header} @ONLY)
+target_include_directories(rendereraudio PUBLIC $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+target_compile_definitions(rendereraudio INTERFACE $<INSTALL_INTERFACE:BOOST_THREAD_WIN32>)
+
 install(TARGETS ${libraries} EXPORT RendererAudioTargets
     RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION lib)
 install(TARGETS audiohost RUNTIME DESTINATION bin)
@@ -20,6 +38,7 @@ install(FILES
     media/src/rendereraudio/rendereraudiocaptureproxy.h
     media/src/rendereraudio/rendereraudioexport.h
     media/src/rendereraudio/rendereraudioplaybackdevice.h
+    ${build_header}
     DESTINATION include/rendereraudio)
 install(DIRECTORY sdk/include/ DESTINATION include)
 install(FILES sdk/rendereraudio_c.def DESTINATION lib)
@@ -37,8 +56,8 @@ install(FILES
     ${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
     DESTINATION ${package_dir})
 
-if(CMAKE_CROSSCOMPILING)
-    # What the linker found in the tool chain and in the cached builds, beside our own DLLs.
+# What the linker found in the tool chain and in the cached builds, beside our own DLLs.
+if(MINGW)
     foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
@@ -47,6 +66,8 @@ if(CMAKE_CROSSCOMPILING)
         endif()
         install(FILES ${path} DESTINATION bin)
     endforeach()
+endif()
+if(CMAKE_CROSSCOMPILING)
     install(DIRECTORY ${BOOST_WINDOWS_ROOT}/bin/ ${FFMPEG_WINDOWS_ROOT}/bin/ DESTINATION bin
         FILES_MATCHING PATTERN "*.dll")
 endif()

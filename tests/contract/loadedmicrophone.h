@@ -11,6 +11,7 @@
 
 #include "loadedmodule.h"
 #include "mediacore/frame.h"
+#include "names.h"
 #include "rendereraudio.h"
 #include "support/process/processresources.h"
 
@@ -25,38 +26,28 @@ class LoadedMicrophone {
 public:
     LoadedMicrophone(LoadedModule const& module, Media::RendererAudio const& renderer)
         : module_(module),
-          proxy_(Get<std::shared_ptr<Proxy>(Media::RendererAudio const*)>(
-              "_ZNK5Media13RendererAudio15GetCaptureProxyEv")(&renderer)) {}
+          proxy_((renderer.*module.FindMember<std::shared_ptr<Proxy> (Media::RendererAudio::*)() const>(
+                                Names::GetCaptureProxy))()) {}
 
     Proxy* Get() const { return proxy_.get(); }
 
     int ReadFrames(Frames& frames) const {
-        return Get<int(Proxy*, Frames&)>(
-            "_ZN5Media25RendererAudioCaptureProxy10ReadFramesERSt6vectorISt10shared_"
-            "ptrINS_8FrameAudEESaIS4_EE")(proxy_.get(), frames);
+        return (proxy_.get()->*Find<int (Proxy::*)(Frames&)>(Names::ReadFrames))(frames);
     }
-    int SampleLineLevel() const {
-        return Get<int(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy15SampleLineLevelEv")(proxy_.get());
-    }
+    int SampleLineLevel() const { return (proxy_.get()->*Find<int (Proxy::*)()>(Names::SampleLineLevel))(); }
     float GetLineLevel() const {
-        return Get<float(Proxy const*)>("_ZNK5Media25RendererAudioCaptureProxy12GetLineLevelEv")(
-            proxy_.get());
+        return (proxy_.get()->*Find<float (Proxy::*)() const>(Names::GetLineLevel))();
     }
     bool IsInitialized() const {
-        return Get<bool(Proxy const*)>("_ZNK5Media25RendererAudioCaptureProxy13IsInitializedEv")(
-            proxy_.get());
+        return (proxy_.get()->*Find<bool (Proxy::*)() const>(Names::IsInitialized))();
     }
-    void Start() const {
-        Get<void(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy18StartBufferCaptureEv")(proxy_.get());
-    }
-    void Stop() const {
-        Get<void(Proxy*)>("_ZN5Media25RendererAudioCaptureProxy17StopBufferCaptureEv")(proxy_.get());
-    }
+    void Start() const { (proxy_.get()->*Find<void (Proxy::*)()>(Names::StartBufferCapture))(); }
+    void Stop() const { (proxy_.get()->*Find<void (Proxy::*)()>(Names::StopBufferCapture))(); }
 
 private:
-    template <class Function>
-    Function* Get(char const* name) const {
-        return reinterpret_cast<Function*>(module_.Find(name));
+    template <class Member>
+    Member Find(char const* name) const {
+        return module_.FindMember<Member>(name);
     }
 
     LoadedModule const& module_;
@@ -66,9 +57,8 @@ private:
 /// Asks `renderer` for a line-level thread.
 inline bool StartLevelCallbacks(LoadedModule const& module, Media::RendererAudio const& renderer,
                                 LevelCallback const& callback) {
-    using Function = bool(Media::RendererAudio const*, LevelCallback const&);
-    return reinterpret_cast<Function*>(module.Find(
-        "_ZNK5Media13RendererAudio21GetLineLevelCallbacksERKSt8functionIFbfEE"))(&renderer, callback);
+    using Member = bool (Media::RendererAudio::*)(LevelCallback const&) const;
+    return (renderer.*module.FindMember<Member>(Names::GetLineLevelCallbacks))(callback);
 }
 
 /// Knows when the thread that a callback was given to has ended. To be made before the thread.

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "image.h"
+#include "names.h"
 #include "rendereraudio.h"
 
 namespace ContractTest {
@@ -15,8 +16,6 @@ namespace ContractTest {
 namespace {
 
 constexpr char const* FileName = "rendereraudio.dll";
-constexpr char const* ConstructorName = "_ZN5Media13RendererAudioC1Ev";
-constexpr char const* DestructorName = "_ZN5Media13RendererAudioD1Ev";
 
 /// A member function without arguments, as the caller sees it: the object is the first argument.
 using ObjectFunction = void (*)(void* object);
@@ -74,12 +73,12 @@ std::string LoadedModule::GetVersionText(std::string const& key) const {
 LoadedRenderer::LoadedRenderer(LoadedModule const& module) : module_(module) {
     void* const memory =
         ::operator new(sizeof(Media::RendererAudio), std::align_val_t(alignof(Media::RendererAudio)));
-    CallOn(module_, ConstructorName, memory);
+    CallOn(module_, Names::RendererConstructor, memory);
     renderer_ = static_cast<Media::RendererAudio*>(memory);
 }
 
 LoadedRenderer::~LoadedRenderer() {
-    CallOn(module_, DestructorName, renderer_);
+    CallOn(module_, Names::RendererDestructor, renderer_);
     ::operator delete(static_cast<void*>(renderer_), std::align_val_t(alignof(Media::RendererAudio)));
 }
 

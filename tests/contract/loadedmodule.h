@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,19 @@ public:
 
     /// Address of an export. Throws `std::runtime_error` when there is none of the name.
     void* Find(std::string const& name) const;
+
+    /// The same of a member function, as a pointer of the type `Member`: how an object and a result are
+    /// handed over, only the compiler knows.
+    template <class Member>
+    Member FindMember(std::string const& name) const {
+        void* const address = Find(name);
+        Member member = nullptr;
+        static_assert(sizeof member >= sizeof address);
+        // What may follow the address is of no concern to a class with one base and a function that is not
+        // virtual.
+        std::memcpy(&member, &address, sizeof address);
+        return member;
+    }
 
     /// What `LoadLibrary` gave.
     void* GetHandle() const { return handle_; }

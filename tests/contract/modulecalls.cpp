@@ -3,21 +3,30 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <boost/thread/thread.hpp>
 #include <chrono>
 #include <stdexcept>
 
 #include "image.h"
 #include "kovra/thread.h"
+#include "names.h"
 
 namespace ContractTest {
 
 namespace {
 
 constexpr char const* Kernel = "KERNEL32.dll";
-constexpr char const* Host = "kovra.dll";
 
 /// Real time after which something that the library's threads should have done is taken for never done.
 constexpr std::chrono::seconds WatchdogSec{30};
+
+/// The library that a function is in, whatever it is called.
+void* LibraryOf(void* function) {
+    HMODULE library = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       static_cast<char const*>(function), &library);
+    return library;
+}
 
 } // namespace
 
@@ -29,10 +38,11 @@ ModuleCalls::ModuleCalls(LoadedModule const& module)
     Redirect(module.GetHandle(), Kernel, "CreateEventA", &CreateEventHook);
     Redirect(module.GetHandle(), Kernel, "CloseHandle", &CloseHandleHook);
     Redirect(module.GetHandle(), Kernel, "WaitForMultipleObjects", &WaitHook);
-    Redirect(module.GetHandle(), Host, "_ZN5Kovra13SetThreadNameEPKc", &NameHook);
-    Redirect(module.GetHandle(), Host, "_ZN5Kovra17SetThreadPriorityENS_16ThreadPriority_tE", &PriorityHook);
+    Redirect(module.GetHandle(), Names::Base, Names::SetThreadName, &NameHook);
+    Redirect(module.GetHandle(), Names::Base, Names::SetThreadPriority, &PriorityHook);
     // A thread has an event too, which the library makes and this one closes.
-    Redirect(GetModuleHandleA("libboost_thread.dll"), Kernel, "CloseHandle", &CloseHandleHook);
+    Redirect(LibraryOf(reinterpret_cast<void*>(&boost::thread::hardware_concurrency)), Kernel, "CloseHandle",
+             &CloseHandleHook);
 }
 
 ModuleCalls::~ModuleCalls() {

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "image.h"
+#include "names.h"
 #include "playbackstage.h"
 #include "support/module/foreignrenderer.h"
 #include "vtable.h"
@@ -18,26 +19,23 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The two destructors come first.
 enum class RendererSlot_t : std::size_t {
-    CompleteDestructor = 0,
-    DeletingDestructor = 1,
-    Initialize = 2,
-    Shutdown = 3,
-    GetDevices = 4,
-    IsEnabled = 5,
-    GetType = 6,
-    GetSubType = 7,
-    RegisterSession = 8,
-    Divide = 9,
-    GetHardwareDevices = 10,
+    Initialize = FirstSlot,
+    Shutdown,
+    GetDevices,
+    IsEnabled,
+    GetType,
+    GetSubType,
+    RegisterSession,
+    Divide,
+    GetHardwareDevices,
 };
 
 enum class StateSlot_t : std::size_t {
-    Unregister = 2,
-    UpdateClientState = 3,
-    Acquire = 4,
-    Release = 5,
+    Unregister = FirstSlot,
+    UpdateClientState,
+    Acquire,
+    Release,
 };
 
 template <class AnySlot>
@@ -104,8 +102,8 @@ TEST_F(Library_RendererSlots, GetTypeAndGetSubTypeAreZero) {
     auto const address = [this](RendererSlot_t slot) {
         return reinterpret_cast<void*>(GetVirtual<void()>(*renderer, Place(slot)));
     };
-    EXPECT_EQ(address(RendererSlot_t::GetType), module.Find("_ZNK5Media13RendererAudio7GetTypeEv"));
-    EXPECT_EQ(address(RendererSlot_t::GetSubType), module.Find("_ZNK5Media13RendererAudio10GetSubTypeEv"));
+    EXPECT_EQ(address(RendererSlot_t::GetType), module.Find(Names::GetType));
+    EXPECT_EQ(address(RendererSlot_t::GetSubType), module.Find(Names::GetSubType));
 }
 
 TEST_F(Library_RendererSlots, RegisterSessionFillsThePointerUnlessAudioIsNotWanted) {
@@ -137,6 +135,8 @@ TEST_F(Library_RendererSlots, DivideRendersSucceedsOrAborts) {
     EXPECT_EQ(frameless->GetPresentationTimestamp(), frameless->Params()->presentationTime);
 }
 
+// The libraries of Visual C++ free memory by functions of their own, which nobody sees.
+#if !defined(_MSC_VER)
 /// Where memory was given back that the library's deleting destructor asked to give back.
 void* deletedObject = nullptr;
 void DeleteHook(void* object, std::size_t size) {
@@ -146,12 +146,11 @@ void DeleteHook(void* object, std::size_t size) {
 
 TEST_F(Library_RendererSlots, FirstDestructorEndsTheObjectAndTheSecondFreesItToo) {
     using Construct = void (*)(void*);
-    auto const construct = reinterpret_cast<Construct>(module.Find("_ZN5Media13RendererAudioC1Ev"));
+    auto const construct = reinterpret_cast<Construct>(module.Find(Names::RendererConstructor));
     void* const original =
         ReplaceImport(module.GetHandle(), "libstdc++-6.dll", "_ZdlPvy", reinterpret_cast<void*>(&DeleteHook));
     std::size_t const events = calls.OpenEvents();
-    for (RendererSlot_t const destructor :
-         {RendererSlot_t::CompleteDestructor, RendererSlot_t::DeletingDestructor}) {
+    for (bool const isFreed : {false, true}) {
         void* const object = ::operator new(sizeof(Media::RendererAudio));
         construct(object);
         auto& built = *static_cast<Media::RendererAudio*>(object);
@@ -159,19 +158,20 @@ TEST_F(Library_RendererSlots, FirstDestructorEndsTheObjectAndTheSecondFreesItToo
         calls.LetThreadStart();
         EXPECT_EQ(world.LiveSounds(), 1U);
         deletedObject = nullptr;
-        GetVirtual<void(void*)>(built, Place(destructor))(object);
+        GetVirtual<void(void*)>(built, isFreed ? 1 : 0)(object);
         EXPECT_EQ(world.LiveSounds(), 0U);
         EXPECT_EQ(world.LiveCaptures(), 0U);
         EXPECT_EQ(calls.OpenEvents(), events);
-        if (destructor == RendererSlot_t::CompleteDestructor) {
+        if (isFreed) {
+            EXPECT_EQ(deletedObject, object);
+        } else {
             EXPECT_NE(deletedObject, object);
             ::operator delete(object, sizeof(Media::RendererAudio));
-        } else {
-            EXPECT_EQ(deletedObject, object);
         }
     }
     ReplaceImport(module.GetHandle(), "libstdc++-6.dll", "_ZdlPvy", original);
 }
+#endif
 
 class Library_StateSlots : public Library_RendererSlots {
 protected:
@@ -232,7 +232,7 @@ protected:
 
     Media::RendererAudio const* Instance() {
         using Function = Media::RendererAudio const*();
-        return reinterpret_cast<Function*>(module.Find("_ZN5Media13RendererAudio8InstanceEv"))();
+        return reinterpret_cast<Function*>(module.Find(Names::Instance))();
     }
 };
 

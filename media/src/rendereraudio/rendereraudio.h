@@ -93,3 +93,8 @@ private:
 };
 
 } // namespace Media
+
+// Beside the installed headers stands what the library was built with; it refuses a program that differs.
+#if __has_include("rendereraudiobuild.h")
+#include "rendereraudiobuild.h"
+#endif

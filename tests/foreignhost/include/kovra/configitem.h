@@ -1,0 +1,2 @@
+#pragma once
+// This host reads its configuration elsewhere.

@@ -1,0 +1,2 @@
+#pragma once
+// This host names no media types.
