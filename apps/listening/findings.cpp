@@ -90,4 +90,23 @@ std::vector<Finding> ListFindings(SoundComparison const& comparison) {
     return findings;
 }
 
+std::vector<Finding> ListFindings(SoundInMix const& sound) {
+    if (sound.hearing == SoundInMix::Hearing_t::NotHeard) {
+        return {{Kind_t::NothingHeard, {}, 0.0}};
+    }
+    std::vector<Finding> findings;
+    for (SoundSpan const& missing : sound.missing) {
+        AddSpan(Kind_t::Hole, missing, findings);
+    }
+    if (std::fabs(sound.lateSamples.value_or(0.0)) > InStepSamples) {
+        findings.push_back({Kind_t::OutOfStep, {}, *sound.lateSamples});
+    }
+    for (SoundInMix::Step const& step : sound.steps) {
+        bool const isLater = step.samples > 0.0;
+        findings.push_back({isLater ? Kind_t::OutOfStep : Kind_t::PartMissing, step.within,
+                            isLater ? step.samples : -step.samples});
+    }
+    return findings;
+}
+
 } // namespace Listening

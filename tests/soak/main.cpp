@@ -2,12 +2,14 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "page/facts.h"
 #include "page/reportpage.h"
+#include "play/trace.h"
 #include "run/performance.h"
 #include "support/recording/recording.h"
 #include "verdict/findings.h"
@@ -15,6 +17,10 @@
 #include "verdict/verdict.h"
 
 namespace {
+
+/// Two minutes of 16 sessions, half a minute of 63: a job is one, 50 a second and session, and so is a
+/// record. They take 22 MB.
+constexpr std::size_t MaxTraceEvents = 100'000;
 
 enum class ExitCode_t : int { Well = 0, Failed = 1, Broken = 2, Untold = 3 };
 
@@ -36,6 +42,8 @@ void AddOptions(CLI::App& app, Soak::Options& options) {
     app.add_option("--result", options.resultPath, "Write all figures to this JSON file");
     app.add_option("--summary", options.summaryPath, "Write the summary to this file too");
     app.add_option("--report", options.reportPath, "Write a page with charts to this file");
+    app.add_option("--trace", options.tracePath,
+                   "Should it fail, leave a trace of the last minutes in this file");
 }
 
 /// Nothing when there is no path.
@@ -50,14 +58,24 @@ void Write(std::string const& path, std::string const& text) {
     }
 }
 
+void Discard(std::optional<AudioHost::Trace>& trace) {
+    if (trace) {
+        trace->Discard();
+    }
+}
+
 ExitCode_t Run(Soak::Options const& options, std::vector<std::string> const& arguments) {
     Soak::SoundPlan const plan(options.sessions);
     Soak::RunRecord record;
     Soak::Findings findings;
     std::vector<std::string> failures;
     TestSupport::HeardSound heard;
+    std::optional<AudioHost::Trace> trace;
     for (int take = 1; take <= options.takes; ++take) {
-        record = Soak::Perform(options, plan, std::cout);
+        if (!options.tracePath.empty()) {
+            trace.emplace(options.tracePath, "soak", MaxTraceEvents);
+        }
+        record = Soak::Perform(options, plan, std::cout, trace ? &*trace : nullptr);
         std::cout << "comparing what was heard with what was played" << std::endl;
         heard = TestSupport::Recording::FromEnvironment().ReadFrom(0);
         findings = Soak::Analyse(plan, record, heard.left);
@@ -66,8 +84,14 @@ ExitCode_t Run(Soak::Options const& options, std::vector<std::string> const& arg
         if (!failures.empty() || !Soak::IsUntold(options, findings)) {
             break;
         }
+        Discard(trace);
         std::cout << "take " << take << " of " << options.takes
                   << ": the output was disturbed for too long to tell" << std::endl;
+    }
+    if (failures.empty()) {
+        Discard(trace);
+    } else if (trace) {
+        trace->Close();
     }
     Write(options.resultPath, Soak::FormatJson(options, record, findings, failures));
     if (!options.reportPath.empty()) {

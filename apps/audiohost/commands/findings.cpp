@@ -7,6 +7,7 @@
 #include "arithmetic/levels.h"
 #include "report/hearing.h"
 #include "report/judgement.h"
+#include "report/mixhearing.h"
 
 namespace AudioHost {
 
@@ -57,7 +58,9 @@ Outcome_t JudgeTimeAlone(PlaybackLog const& log) {
 } // namespace
 
 Findings FindWhatFailed(PlaybackLog const& log) {
-    return {JudgeSoundAlone(log), JudgeTimeAlone(log), JudgeLevel(log)};
+    std::vector<MixFault> const faults = FindMixFaults(log);
+    return {std::max(JudgeSoundAlone(log), JudgeMix(faults, false)),
+            std::max(JudgeTimeAlone(log), JudgeMix(faults, true)), JudgeLevel(log)};
 }
 
 double AskedGain(PlayOptions const& options) {

@@ -183,15 +183,17 @@ void CompareWithHeard(std::string const& path, PlaybackLog& log) {
     Listening::LagRange const range = {
         log.heardBefore - Listening::MilliSecToSamples(EarlierMilliSec),
         log.heardBefore + Listening::MilliSecToSamples(log.leadMilliSec + LaterMilliSec)};
-    // A sound alone is its own mix: an hour of it copied would take 350 MB.
-    Listening::Samples const mixed = sounds.size() > 1 ? Listening::MixSounds(sounds) : Listening::Samples();
-    log.comparison = Listening::CompareSounds(
-        sounds.size() == 1 ? sounds.front() : Listening::SampleView(mixed), log.heard, range);
-    if (sounds.size() > 1) {
-        // How loud the parts and peaks of a mix are depends on the milliseconds that sessions lie apart.
-        log.comparison->isCutOff = false;
-        log.comparison->uneven.clear();
+    if (sounds.size() == 1) {
+        log.comparison = Listening::CompareSounds(sounds.front(), log.heard, range);
+        return;
     }
+    Listening::MixComparison mix = Listening::CompareMix(sounds, log.heard, range);
+    log.comparison = Listening::CompareSounds(mix.mix, log.heard, range);
+    // How loud the parts and peaks of a mix are depends on how loud each sound in it is, which is told by
+    // itself.
+    log.comparison->isCutOff = false;
+    log.comparison->uneven.clear();
+    log.mix = std::move(mix.sounds);
 }
 
 void RequirePlayed(PlaybackLog const& log) {

@@ -82,6 +82,31 @@ Json FromErrors(SessionLog const& session) {
             {"most", Rounded(*std::max_element(errors.begin(), errors.end()))}};
 }
 
+/// What became of one of several sounds that were heard at once.
+Json FromSoundInMix(Listening::SoundInMix const& sound) {
+    using Hearing_t = Listening::SoundInMix::Hearing_t;
+    bool const isHeard = sound.hearing == Hearing_t::Heard;
+    Json missing = Json::array();
+    for (Listening::SoundSpan const& span : sound.missing) {
+        missing.push_back({{"atSeconds", Rounded(Listening::SamplesToSec(static_cast<double>(span.start)))},
+                           {"milliSec", MilliSecOf(span.samples)}});
+    }
+    Json steps = Json::array();
+    for (Listening::SoundInMix::Step const& step : sound.steps) {
+        steps.push_back(
+            {{"atSeconds", Rounded(Listening::SamplesToSec(static_cast<double>(step.within.start)))},
+             {"laterMilliSec", Rounded(Listening::SamplesToMilliSec(step.samples))}});
+    }
+    return {{"state", isHeard                                ? "heard"
+                      : sound.hearing == Hearing_t::NotHeard ? "notHeard"
+                                                             : "cannotTell"},
+            {"gain", isHeard ? Json(Rounded(sound.gain)) : Json()},
+            {"laterThanOthersMilliSec",
+             sound.lateSamples ? Json(Rounded(Listening::SamplesToMilliSec(*sound.lateSamples))) : Json()},
+            {"missing", std::move(missing)},
+            {"steps", std::move(steps)}};
+}
+
 Json FromSession(SessionLog const& session) {
     return {
         {"name", session.name},
@@ -170,8 +195,10 @@ std::string FormatSummaryJson(PlaybackLog const& log, Findings const& findings, 
     json["isInterrupted"] = log.isInterrupted;
     json["leadMilliSec"] = log.leadMilliSec;
     json["sessions"] = Json::array();
-    for (SessionLog const& session : log.sessions) {
-        json["sessions"].push_back(FromSession(session));
+    for (std::size_t i = 0; i < log.sessions.size(); ++i) {
+        Json session = FromSession(log.sessions[i]);
+        session["heard"] = i < log.mix.size() ? FromSoundInMix(log.mix[i]) : Json();
+        json["sessions"].push_back(std::move(session));
     }
     json["heard"] = log.comparison ? FromComparison(*log.comparison) : Json();
     json["output"] = FromOutput(log.output);

@@ -11,6 +11,7 @@
 #include "files/framemaker.h"
 #include "kovra/log.h"
 #include "kovra/time.h"
+#include "listening/mix/mixcompare.h"
 #include "listening/outputglitch.h"
 #include "listening/samples.h"
 #include "listening/soundcompare.h"
@@ -77,6 +78,8 @@ struct PlaybackLog {
     /// What a recorder heard, and the verdict; empty without a recording.
     Listening::Samples heard;
     std::optional<Listening::SoundComparison> comparison;
+    /// Of several sessions, what became of each one's sound; empty of one alone, and without a recording.
+    std::vector<Listening::SoundInMix> mix;
     /// Amplitude at which volume and balance ask for it to be heard.
     double askedGain = 1.0;
 };

@@ -77,13 +77,23 @@ std::string FormatCurve(char const* name, int process, double microSec, char con
 
 } // namespace
 
-Trace::Trace(std::string const& path)
-    : path_(path), start_(Kovra::JiffyTime::Now()), file_(std::filesystem::u8path(path), std::ios::binary) {
+Trace::Trace(std::string const& path, std::string const& program) : Trace(path, program, SIZE_MAX) {}
+
+Trace::Trace(std::string const& path, std::string const& program, std::size_t maxEvents)
+    : path_(path),
+      start_(Kovra::JiffyTime::Now()),
+      file_(std::filesystem::u8path(path), std::ios::binary),
+      maxEvents_(maxEvents) {
     if (!file_) {
         throw HostError(ExitCode_t::Usage, "'" + path + "' cannot be written.");
     }
     file_ << '[';
-    WriteName("process_name", ProgramProcess, CurveTrack, "audiohost");
+    WriteName("process_name", ProgramProcess, CurveTrack, program);
+    if (maxEvents_ != SIZE_MAX) {
+        // Touched, not only reserved: whoever watches what the process takes must not see it grow.
+        waiting_.resize(maxEvents_);
+        waiting_.clear();
+    }
 }
 
 Trace::~Trace() {
@@ -112,12 +122,21 @@ void Trace::AddReport(Media::Pipeline::Report_t const& report) {
     if (isNew) {
         unnamed_[job.track] = name + ' ' + std::to_string(job.track);
     }
-    waiting_.push_back({start, job});
+    Keep({start, job});
 }
 
 void Trace::AddLog(Kovra::LogRecord const& record) {
     std::lock_guard<std::mutex> const guard(lock_);
-    waiting_.push_back({record.time.GetDiffSysTime(start_).NanoSec(), record});
+    Keep({record.time.GetDiffSysTime(start_).NanoSec(), record});
+}
+
+void Trace::Keep(Event event) {
+    if (waiting_.size() < maxEvents_) {
+        waiting_.push_back(std::move(event));
+        return;
+    }
+    waiting_[oldest_] = std::move(event);
+    oldest_ = (oldest_ + 1) % maxEvents_;
 }
 
 void Trace::Write() {
@@ -137,10 +156,21 @@ void Trace::Close() {
     }
 }
 
+void Trace::Discard() {
+    if (!std::exchange(isClosed_, true)) {
+        file_.close();
+        std::error_code ignored;
+        std::filesystem::remove(std::filesystem::u8path(path_), ignored);
+    }
+}
+
 void Trace::WriteUntil(std::int64_t timeNanoSec) {
     std::vector<Event> due;
     {
         std::lock_guard<std::mutex> const guard(lock_);
+        std::rotate(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(oldest_),
+                    waiting_.end());
+        oldest_ = 0;
         auto const isDue = [&](Event const& event) { return event.timeNanoSec < timeNanoSec; };
         auto const rest = std::stable_partition(waiting_.begin(), waiting_.end(), isDue);
         due.assign(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(rest));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <map>
@@ -27,8 +28,12 @@ namespace AudioHost {
 /// one.
 class Trace {
 public:
-    /// `path` in UTF-8. Throws `HostError` (`Usage`) when nothing can be written there.
-    explicit Trace(std::string const& path);
+    /// `path` in UTF-8, `program` names the process. Throws `HostError` (`Usage`) when nothing can be written
+    /// there.
+    explicit Trace(std::string const& path, std::string const& program = "audiohost");
+    /// Keeps the latest `maxEvents` (at least 1) of what has not been written and forgets what came before,
+    /// in memory that it takes at once, but for the longer texts of records.
+    Trace(std::string const& path, std::string const& program, std::size_t maxEvents);
     ~Trace();
     Trace(Trace const&) = delete;
     Trace& operator=(Trace const&) = delete;
@@ -41,6 +46,8 @@ public:
     /// Writes what has come until a second ago: what a thread has yet to tell may lie before what others
     /// told. To be called every now and then, so that memory stays small.
     void Write();
+    /// Leaves nothing behind: nobody wants to see it. Ends it as `Close` does.
+    void Discard();
     /// Writes the rest. Throws `HostError` (`Internal`) when not all could be written.
     void Close();
 
@@ -53,9 +60,10 @@ private:
     };
     struct Event {
         std::int64_t timeNanoSec = 0;
-        std::variant<Job, Kovra::LogRecord> what;
+        std::variant<Kovra::LogRecord, Job> what;
     };
 
+    void Keep(Event event);
     void WriteUntil(std::int64_t timeNanoSec);
     void WriteEvent(Event const& event);
     void WriteJob(Job const& job, double microSec);
@@ -73,9 +81,12 @@ private:
     /// Of the threads that have logged for no session, by name.
     std::map<std::string, int> loggers_;
 
+    std::size_t const maxEvents_;
     std::mutex lock_;
     // --- guarded by lock
     std::vector<Event> waiting_;
+    /// Where in it the oldest lies once it is full.
+    std::size_t oldest_ = 0;
     std::map<Media::Pipeline::SessionId_t, std::string> sessions_;
     /// Of the threads that have rendered.
     std::map<std::thread::id, int> workers_;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "listening/findings.h"
+#include "report/mixhearing.h"
 #include "terminal/textformat.h"
 
 namespace AudioHost {
@@ -40,15 +41,24 @@ std::string TellFault(PlaybackLog const& log, Listening::Finding const& finding)
     }
 }
 
-double LevelErrorDecibel(PlaybackLog const& log) {
-    constexpr double Least = 1e-6;
-    return 20.0 * std::log10(std::max(Least, log.comparison->gain) / std::max(Least, log.askedGain));
-}
+struct LevelError {
+    double decibel = 0.0;
+    /// Whose; empty of a sound alone.
+    std::string name;
+};
 
-std::string FormatLevelError(double decibel) {
-    std::string const amount = FormatFixed(std::fabs(decibel), 1);
-    return amount == "0.0" ? "as loud as asked for"
-                           : amount + " dB " + (decibel < 0.0 ? "fainter" : "louder") + " than asked for";
+/// Of several sounds the one that is furthest off; of a mix in which none can be told, of all.
+LevelError FindLevelError(PlaybackLog const& log) {
+    constexpr double Least = 1e-6;
+    std::optional<LevelError> worst;
+    for (std::size_t i = 0; i < log.mix.size(); ++i) {
+        std::optional<double> const decibel = MixLevelErrorDecibel(log, i);
+        if (decibel && (!worst || std::fabs(*decibel) > std::fabs(worst->decibel))) {
+            worst = LevelError{*decibel, log.sessions[i].name};
+        }
+    }
+    double const all = std::max(Least, log.comparison->gain) / std::max(Least, log.askedGain);
+    return worst.value_or(LevelError{20.0 * std::log10(all), ""});
 }
 
 } // namespace
@@ -69,12 +79,16 @@ std::optional<Outcome_t> JudgeLevel(PlaybackLog const& log) {
     if (!log.comparison || !log.comparison->isFound) {
         return std::nullopt;
     }
-    bool const isRight = std::fabs(LevelErrorDecibel(log)) <= LevelToleranceDecibel;
+    bool const isRight = std::fabs(FindLevelError(log).decibel) <= LevelToleranceDecibel;
     return isRight ? Outcome_t::Good : Outcome_t::Bad;
 }
 
 std::string TellLevelFault(PlaybackLog const& log) {
-    return JudgeLevel(log) == Outcome_t::Bad ? FormatLevelError(LevelErrorDecibel(log)) : "";
+    if (JudgeLevel(log) != Outcome_t::Bad) {
+        return "";
+    }
+    LevelError const error = FindLevelError(log);
+    return (error.name.empty() ? "" : error.name + " ") + FormatLevelError(error.decibel);
 }
 
 std::string TellDoubt(PlaybackLog const& log) {
@@ -93,9 +107,9 @@ std::string TellDoubt(PlaybackLog const& log) {
 }
 
 std::vector<std::string> DescribeHearing(PlaybackLog const& log) {
-    std::vector<std::string> sentences;
-    if (JudgeLevel(log)) {
-        sentences.push_back("It was " + FormatLevelError(LevelErrorDecibel(log)) + ".");
+    std::vector<std::string> sentences = DescribeMix(log);
+    if (sentences.empty() && JudgeLevel(log)) {
+        sentences.push_back("It was " + FormatLevelError(FindLevelError(log).decibel) + ".");
     }
     if (std::string doubt = TellDoubt(log); !doubt.empty()) {
         doubt.front() = 'T';

@@ -5,6 +5,7 @@
 
 #include "listening/stats.h"
 #include "report/hearing.h"
+#include "report/mixhearing.h"
 #include "terminal/textformat.h"
 
 namespace AudioHost {
@@ -147,12 +148,6 @@ double OwedAtResetMilliSec(PlaybackLog const& log, Listening::SoundSpan const& w
     return owed;
 }
 
-bool IsOutputs(PlaybackLog const& log, Departure const& departure) {
-    double const size =
-        std::max(GlitchesAtMilliSec(log, departure.within), OwedAtResetMilliSec(log, departure.within));
-    return size > 0.0 && departure.sizeMilliSec <= size + SizeSlackMilliSec;
-}
-
 Outcome_t JudgeHeard(PlaybackLog const& log) {
     Listening::SoundComparison const& comparison = *log.comparison;
     std::vector<Departure> const departures = ListDepartures(comparison);
@@ -172,8 +167,9 @@ Outcome_t JudgeHeard(PlaybackLog const& log) {
     }
     double const allowed = (1.0 - GoodMatchedShare) * static_cast<double>(comparison.windowsWithSignal);
     bool const isExcused = static_cast<double>(isWhole ? 0 : lost) <= allowed &&
-                           std::all_of(departures.begin(), departures.end(),
-                                       [&](Departure const& one) { return IsOutputs(log, one); });
+                           std::all_of(departures.begin(), departures.end(), [&](Departure const& one) {
+                               return IsOutputsDoing(log, one.within, one.sizeMilliSec);
+                           });
     return isExcused ? Outcome_t::OutputGlitch : Outcome_t::Bad;
 }
 
@@ -245,6 +241,11 @@ std::string TellBadSound(PlaybackLog const& log, Outcome_t heard) {
     if (failed > 0) {
         return FormatCount(failed, "frame") + " failed";
     }
+    for (MixFault const& fault : FindMixFaults(log)) {
+        if (fault.outcome == Outcome_t::Bad && !fault.isOfTime) {
+            return fault.text;
+        }
+    }
     if (!IsCompared(log)) {
         return "";
     }
@@ -272,8 +273,11 @@ bool WasPlayed(PlaybackLog const& log) {
 /// What the outcome leaves out: the level, and what nobody can tell.
 std::string TellBesides(PlaybackLog const& log) {
     std::string const level = TellLevelFault(log);
-    std::string const doubt = TellDoubt(log);
-    return (level.empty() ? "" : ", but " + level) + (doubt.empty() ? "" : "; " + doubt);
+    std::string text = level.empty() ? "" : ", but " + level;
+    for (std::string const& doubt : {TellDoubt(log), TellMixDoubt(log)}) {
+        text += doubt.empty() ? "" : "; " + doubt;
+    }
+    return text;
 }
 
 /// Of frames that were played.
@@ -283,13 +287,20 @@ Verdict JudgePlayed(PlaybackLog const& log) {
     if (std::string const badSound = TellBadSound(log, heard); !badSound.empty()) {
         return {Outcome_t::Bad, badSound};
     }
+    std::vector<MixFault> const faults = FindMixFaults(log);
+    for (MixFault const& fault : faults) {
+        if (fault.outcome == Outcome_t::Bad) {
+            return {Outcome_t::Bad, fault.text};
+        }
+    }
+    bool const isMixGlitch = !faults.empty();
     double const worst = WorstErrorMilliSec(log);
     Outcome_t const inTime = JudgeTime(log, worst);
     if (inTime == Outcome_t::Bad) {
         return {Outcome_t::Bad, (isCompared ? "Heard as sent, but up to " : "Played, but up to ") +
                                     FormatFixed(worst, 0) + " ms out of time"};
     }
-    if (heard == Outcome_t::OutputGlitch || inTime == Outcome_t::OutputGlitch) {
+    if (heard == Outcome_t::OutputGlitch || inTime == Outcome_t::OutputGlitch || isMixGlitch) {
         return {Outcome_t::OutputGlitch, TellGlitches(log) + TellBesides(log)};
     }
     return {Outcome_t::Good, (isCompared ? "Played and heard as sent" : "Played in time") + TellBesides(log)};
@@ -305,6 +316,11 @@ Verdict Judge(PlaybackLog const& log) {
     Verdict verdict = JudgePlayed(log);
     verdict.text += log.isInterrupted ? ", until interrupted" : "";
     return verdict;
+}
+
+bool IsOutputsDoing(PlaybackLog const& log, Listening::SoundSpan const& within, double sizeMilliSec) {
+    double const size = std::max(GlitchesAtMilliSec(log, within), OwedAtResetMilliSec(log, within));
+    return size > 0.0 && sizeMilliSec <= size + SizeSlackMilliSec;
 }
 
 std::optional<double> BeginErrorMilliSec(SessionLog const& session) {

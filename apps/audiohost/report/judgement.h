@@ -15,6 +15,9 @@ namespace AudioHost {
 /// renderer's.
 Verdict Judge(PlaybackLog const& log);
 
+/// Whether the output's own cursor explains that what was due `within` was so far out of place.
+bool IsOutputsDoing(PlaybackLog const& log, Listening::SoundSpan const& within, double sizeMilliSec);
+
 /// How late the session's first frames were, in ms (early below 0); nothing when none was presented.
 std::optional<double> BeginErrorMilliSec(SessionLog const& session);
 

@@ -7,6 +7,7 @@
 
 #include "listening/search/correlation.h"
 #include "listening/search/fourier.h"
+#include "listening/search/period.h"
 #include "listening/search/smoothing.h"
 #include "listening/soundlevel.h"
 
@@ -14,8 +15,6 @@ namespace Listening {
 
 namespace {
 
-/// Windows by which the sound's place is found, besides its ends.
-constexpr std::size_t WindowsTried = 6;
 /// Lags this close together count as one then: drift may have displaced the windows.
 constexpr std::int64_t BinSamples = 240;
 /// The window of which half lies before the sound.
@@ -36,9 +35,6 @@ constexpr float EndWeight = 0.25F;
 constexpr std::int64_t DamagedWindows = 2;
 /// An end that fits elsewhere better by this share stands elsewhere.
 constexpr float EndsElsewhere = 0.97F;
-/// As like itself as this a sound is after a period, and less in between.
-constexpr float PeriodLikeness = 0.97F;
-constexpr float BetweenPeriods = 0.9F;
 /// From a window to the next drift control slips by ten samples.
 constexpr std::int64_t SlipSamples = 16;
 constexpr std::int64_t RoundingSamples = 2;
@@ -95,22 +91,6 @@ private:
         return longest;
     }
 
-    /// The loudest window of each part of the sound.
-    std::vector<std::int64_t> PickStarts() const {
-        std::vector<std::int64_t> picked;
-        std::size_t const parts = std::min(WindowsTried, starts_.size());
-        for (std::size_t part = 0; part < parts; ++part) {
-            auto const first = starts_.begin() + static_cast<std::ptrdiff_t>(part * starts_.size() / parts);
-            auto const last =
-                starts_.begin() + static_cast<std::ptrdiff_t>((part + 1) * starts_.size() / parts);
-            picked.push_back(*std::max_element(first, last, [&](std::int64_t a, std::int64_t b) {
-                return LevelDecibel(sent_.Cut(a, CompareWindowSamples)) <
-                       LevelDecibel(sent_.Cut(b, CompareWindowSamples));
-            }));
-        }
-        return picked;
-    }
-
     bool IsEnd(std::int64_t start) const { return start < 0 || start == endStart_; }
 
     /// How alike the window and the recording are at the lags of `range`, as much as that says about the
@@ -156,7 +136,7 @@ private:
         for (std::size_t i = 0; i < beginnings.size(); ++i) {
             isPossible[i] = !isBeginSure || beginnings[i] > best - BeginTolerance;
         }
-        std::vector<std::int64_t> picked = PickStarts();
+        std::vector<std::int64_t> picked = PickLoudWindows(sent_);
         picked.push_back(BeginStart);
         picked.push_back(endStart_);
         picked.erase(std::remove_if(picked.begin(), picked.end(),
@@ -329,33 +309,13 @@ private:
         }
     }
 
-    /// After so many samples the sound is as it was, all along.
-    std::optional<std::int64_t> FindPeriod() const {
-        WindowMatcher const itself(sent_, sent_, isTreble_);
-        std::vector<float> least(static_cast<std::size_t>(CompareSearchSamples), 1.0F);
-        for (std::int64_t const start : PickStarts()) {
-            if (!matcher_.IsLoud(start)) {
-                continue;
-            }
-            std::vector<float> const ahead = itself.Likeness(start, 0, CompareSearchSamples - 1);
-            std::vector<float> const behind = itself.Likeness(start, 1 - CompareSearchSamples, 0);
-            for (std::size_t i = 0; i < least.size(); ++i) {
-                least[i] = std::min(least[i], std::max(ahead[i], behind[behind.size() - 1 - i]));
-            }
-        }
-        auto const between =
-            std::find_if(least.begin(), least.end(), [](float one) { return one < BetweenPeriods; });
-        auto const again = std::find_if(between, least.end(), [](float one) { return one > PeriodLikeness; });
-        return again == least.end() ? std::nullopt : std::optional<std::int64_t>(again - least.begin());
-    }
-
     std::optional<Ambiguity> FindAmbiguity(SoundTrack const& track) const {
         bool const hasBegin = track.begin.IsMatch();
         bool const hasEnd = track.end.IsMatch();
         if (hasBegin && hasEnd) {
             return std::nullopt;
         }
-        std::optional<std::int64_t> const period = FindPeriod();
+        std::optional<std::int64_t> const period = FindPeriod(sent_);
         return period ? std::optional<Ambiguity>({*period, !hasBegin && !hasEnd}) : std::nullopt;
     }
 

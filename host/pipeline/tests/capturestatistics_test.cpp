@@ -114,6 +114,29 @@ TEST_F(Pipeline_AddCaptured, NumbersThatWrapGoOn) {
     EXPECT_EQ(Get().skippedFrames, 0U);
 }
 
+// Half of their range is forward.
+TEST_F(Pipeline_AddCaptured, NumbersThatGoBackAreARestart) {
+    Read(250);
+    SetNumber(250 + 0x7FFFFFFFU);
+    Read(1);
+    EXPECT_EQ(Get().skippedFrames, 0x7FFFFFFFU);
+    EXPECT_EQ(Get().restarts, 0U);
+    SetNumber(251 + 0x7FFFFFFFU + 0x80000000U);
+    Read(1);
+    EXPECT_EQ(Get().skippedFrames, 0x7FFFFFFFU);
+    EXPECT_EQ(Get().restarts, 1U);
+}
+
+TEST_F(Pipeline_AddCaptured, OneFrameInTimeOfASlotTellsThatTheOthersAreLate) {
+    Read(250);
+    for (int pair = 0; pair < 200; ++pair) {
+        Wait(2 * FrameNanoSec);
+        ReadAtOnce(1);
+        ReadAtOnce(1);
+    }
+    EXPECT_EQ(Get().lostFrames, 0U);
+}
+
 TEST_F(Pipeline_AddCaptured, ReadWithoutFramesChangesNothing) {
     ReadAtOnce(0);
     Wait(10'000 * Kovra::NanoSecPerMilliSec);

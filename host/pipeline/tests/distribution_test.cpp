@@ -79,6 +79,35 @@ TEST(Distribution_Add, KeepsExtremesBeyondItsRange) {
     EXPECT_EQ(told.GetQuantileNanoSec(0.5), 50) << "the middle of the finest step";
 }
 
+TEST(Distribution_Add, KeepsTheExtremesExactly) {
+    for (std::int64_t const sign : {-1, 1}) {
+        Distribution told;
+        told.Add(sign * 10);
+        EXPECT_EQ(told.GetLeastNanoSec(), sign * 10);
+        EXPECT_EQ(told.GetMostNanoSec(), sign * 10);
+        told.Add(sign * 99);
+        EXPECT_EQ(told.GetQuantileNanoSec(0.0), sign < 0 ? -99 : 10);
+        EXPECT_EQ(told.GetQuantileNanoSec(1.0), sign < 0 ? -10 : 99);
+        told.Add(sign * 50);
+        EXPECT_EQ(told.GetQuantileNanoSec(0.0), sign < 0 ? -99 : 10);
+        EXPECT_EQ(told.GetQuantileNanoSec(1.0), sign < 0 ? -10 : 99);
+    }
+}
+
+TEST(Distribution_Add, BelowZeroHasTheSameSteps) {
+    Distribution told;
+    told.Add(-1000);
+    told.Add(-199);
+    told.Add(-100);
+    told.Add(-99);
+    told.Add(-1);
+    told.Add(1000);
+    EXPECT_EQ(told.GetQuantileNanoSec(2.0 / 6.0), -150) << "the middle of 100 to 199";
+    EXPECT_EQ(told.GetQuantileNanoSec(3.0 / 6.0), -150);
+    EXPECT_EQ(told.GetQuantileNanoSec(4.0 / 6.0), -50);
+    EXPECT_EQ(told.GetQuantileNanoSec(5.0 / 6.0), -50);
+}
+
 TEST(Distribution_Merge, IsAsIfAllHadBeenAddedToOne) {
     Distribution first;
     Distribution second;

@@ -405,6 +405,45 @@ TEST_F(Pipeline_GetStatistics, SessionsAreApartAndEndedOnesTogether) {
     EXPECT_EQ(CountsOf(told.ended.jumps), Counts(1, 1));
 }
 
+TEST_F(Pipeline_GetStatistics, OfTheEndedKeepTheLastTimeOfEach) {
+    for (bool const isEarlierFirst : {true, false}) {
+        Pipeline ending(renderer, 1);
+        auto const earlier = ending.OpenSession({});
+        auto const later = ending.OpenSession({});
+        for (auto const id : {earlier, later}) {
+            clock.nanoSec += Sec;
+            Kovra::LogRecord record;
+            record.channel = "Media.RendererAudio.PlaybackBuffer";
+            record.message = Jumped;
+            record.subject = id;
+            record.time = JiffyTime(clock.nanoSec);
+            ending.AddLog(record);
+        }
+        ending.CloseSession(isEarlierFirst ? earlier : later);
+        ending.CloseSession(isEarlierFirst ? later : earlier);
+        auto const last = ending.GetStatistics().ended.jumps.last;
+        ASSERT_TRUE(last);
+        EXPECT_EQ(last->NanoSec(), clock.nanoSec);
+    }
+}
+
+TEST_F(Pipeline_GetStatistics, OfTheEndedTellTheFirstOnesFrequencyThoughItWasInTime) {
+    Play();
+    Log("Adjusting audio frequency to 47960 Hz");
+    pipeline.CloseSession(session);
+    EXPECT_EQ(pipeline.GetStatistics().ended.frequencyHz, 47960U);
+}
+
+TEST_F(Pipeline_GetStatistics, TellTheFrequencyForASecondAfterTheLastJob) {
+    std::int64_t const begin = clock.nanoSec;
+    Play();
+    Log(Started);
+    clock.nanoSec = begin + Sec;
+    EXPECT_EQ(Get().frequencyHz, 48000U);
+    clock.nanoSec = begin + Sec + 1;
+    EXPECT_EQ(Get().frequencyHz, 0U);
+}
+
 #ifndef UNDER_THREAD_SANITIZER
 TEST_F(Pipeline_GetStatistics, NeitherAJobNorARecordAllocates) {
     std::uint64_t ofJobs = 0;

@@ -10,6 +10,7 @@
 #include "kovra/thread.h"
 #include "output/outputwatch.h"
 #include "output/silentoutput.h"
+#include "pipeline/rendererevent.h"
 #include "rendereraudio.h"
 #include "run/microphonewatch.h"
 #include "support/recording/microphonefeed.h"
@@ -49,21 +50,20 @@ constexpr double BytesPerMegabyte = 1e6;
 /// The module as a host runs it, on the system's sound devices.
 class Host {
 public:
-    Host(Options const& options, SoundPlan const& plan, std::ostream& out)
+    Host(Options const& options, SoundPlan const& plan, std::ostream& out, AudioHost::Trace* trace)
         : options_(options),
           plan_(plan),
           out_(out),
+          trace_(trace),
           tally_(plan.GetSessions()),
           params_(new Media::ParamsAudRaw),
-          pipeline_(renderer_, Workers,
-                    [this](Pipeline::Report_t const& report) { tally_.AddReport(report); }) {
+          pipeline_(renderer_, Workers, [this](Pipeline::Report_t const& report) { AddReport(report); }) {
         params_->SetParamsAud(Listening::SoundRateHz, 1, 16);
         int const status = renderer_.Initialize();
         if (status != 0) {
             throw std::runtime_error("the renderer cannot be initialised, status " + std::to_string(status));
         }
-        Kovra::LogManager::Instance().SetObserver(
-            [this](Kovra::LogRecord const& record) { tally_.AddLog(record); });
+        Kovra::LogManager::Instance().SetObserver([this](Kovra::LogRecord const& record) { AddLog(record); });
         Pipeline::SetAudioRenderer(&renderer_);
     }
 
@@ -99,6 +99,20 @@ public:
     }
 
 private:
+    void AddReport(Pipeline::Report_t const& report) {
+        tally_.AddReport(report);
+        if (trace_) {
+            trace_->AddReport(report);
+        }
+    }
+
+    void AddLog(Kovra::LogRecord const& record) {
+        tally_.AddLog(record);
+        if (trace_ && record.channel.rfind(Media::RendererChannels, 0) == 0) {
+            trace_->AddLog(record);
+        }
+    }
+
     void OpenSessions() {
         for (std::size_t session = 0; session < plan_.GetSessions(); ++session) {
             sessions_.push_back(pipeline_.OpenSession({}));
@@ -106,6 +120,9 @@ private:
                 throw std::runtime_error("the renderer gives a session no state: is there no sound output?");
             }
             tally_.AddSession(sessions_.back(), session);
+            if (trace_) {
+                trace_->AddSession(sessions_.back(), "tone " + std::to_string(session));
+            }
         }
     }
 
@@ -234,6 +251,7 @@ private:
     Options const& options_;
     SoundPlan const& plan_;
     std::ostream& out_;
+    AudioHost::Trace* const trace_;
     TestSupport::Recording const recording_ = TestSupport::Recording::FromEnvironment();
     TestSupport::MicrophoneFeed const feed_ = TestSupport::MicrophoneFeed::FromEnvironment();
     Tally tally_;
@@ -245,8 +263,8 @@ private:
 
 } // namespace
 
-RunRecord Perform(Options const& options, SoundPlan const& plan, std::ostream& out) {
-    return Host(options, plan, out).Perform();
+RunRecord Perform(Options const& options, SoundPlan const& plan, std::ostream& out, AudioHost::Trace* trace) {
+    return Host(options, plan, out, trace).Perform();
 }
 
 } // namespace Soak

@@ -26,6 +26,8 @@ struct Options {
     std::string resultPath;
     std::string summaryPath;
     std::string reportPath;
+    /// Of a run that failed: what happened last.
+    std::string tracePath;
 };
 
 /// Sessions that the playback thread can wait for besides its wake event.

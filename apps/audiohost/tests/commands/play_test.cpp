@@ -214,6 +214,35 @@ TEST(Play, JudgesThePeaksOfASoundAloneAndNotThoseOfAMix) {
     EXPECT_EQ(fixture.Run(), ExitCode_t::Ok);
 }
 
+TEST(Play, OfSeveralFilesNamesTheOneThatWasNotHeard) {
+    Listening::Samples const voice = Listening::MakeVoice(48000);
+    Listening::Samples const music = Listening::MakeMusic(48000, 4);
+    Listening::Samples const later = Listening::Join({Listening::Samples(480), music});
+    for (bool const isWhole : {true, false}) {
+        PlayFixture fixture;
+        std::ostringstream json;
+        fixture.json = &json;
+        fixture.options.seconds = 1.0;
+        fixture.options.leadMilliSec = 40;
+        fixture.options.files.push_back(fixture.folder.Write("music.wav", MakeWav({}, BytesOf(music))));
+        // What a recorder takes down from then on: both, the one 10 ms behind the other, or one alone.
+        fixture.options.heardPath = fixture.folder.Write("heard.raw", {});
+        fixture.renderer.onFirstFrame = [&] {
+            fixture.folder.Write("heard.raw",
+                                 BytesOf(isWhole ? Listening::RecordMix({voice, later}, 4800, 4800)
+                                                 : Listening::RecordMix({voice}, 4800, 4800)));
+        };
+        EXPECT_EQ(fixture.Run(), isWhole ? ExitCode_t::Ok : ExitCode_t::WentBadly);
+        std::string const verdict = isWhole ? "Played and heard as sent" : "music.wav was not heard";
+        EXPECT_THAT(fixture.out.str(), HasSubstr(verdict));
+        EXPECT_THAT(fixture.out.str(), HasSubstr("voice.wav: was as loud as asked for"));
+        auto const object = nlohmann::json::parse(json.str());
+        EXPECT_EQ(object["verdict"]["text"], verdict);
+        EXPECT_EQ(object["sessions"][0]["heard"]["state"], "heard");
+        EXPECT_EQ(object["sessions"][1]["heard"]["state"], isWhole ? "heard" : "notHeard");
+    }
+}
+
 TEST(Play, KeepsTheOutputRunningUntilItEnds) {
     PlayFixture fixture;
     CountingOutput output;

@@ -60,6 +60,30 @@ TEST(FormatSummaryJson, OfAPlaybackHasItsSchemaVerdictAndFigures) {
     EXPECT_TRUE(object["heard"]["jumps"].empty());
 }
 
+TEST(FormatSummaryJson, OfSeveralSessionsTellsWhatBecameOfEach) {
+    using Hearing_t = Listening::SoundInMix::Hearing_t;
+    PlaybackLog log = MakeHeardLog();
+    log.sessions.resize(3, log.sessions[0]);
+    log.mix = {{Hearing_t::Heard, 0.5, 1440.0, {{24000, 12000}}, {{{48000, 12000}, -4800.0}}},
+               {Hearing_t::NotHeard, 0.0, std::nullopt, {}, {}},
+               {}};
+    auto const sessions = Parse(log)["sessions"];
+    auto const none = nlohmann::json::array();
+    EXPECT_EQ(sessions[0]["heard"],
+              (nlohmann::json{{"state", "heard"},
+                              {"gain", 0.5},
+                              {"laterThanOthersMilliSec", 30.0},
+                              {"missing", {{{"atSeconds", 0.5}, {"milliSec", 250.0}}}},
+                              {"steps", {{{"atSeconds", 1.0}, {"laterMilliSec", -100.0}}}}}));
+    EXPECT_EQ(sessions[1]["heard"], (nlohmann::json{{"state", "notHeard"},
+                                                    {"gain", nullptr},
+                                                    {"laterThanOthersMilliSec", nullptr},
+                                                    {"missing", none},
+                                                    {"steps", none}}));
+    EXPECT_EQ(sessions[2]["heard"]["state"], "cannotTell");
+    EXPECT_TRUE(Parse(MakeHeardLog())["sessions"][0]["heard"].is_null());
+}
+
 TEST(FormatSummaryJson, OfWhatIsNotKnownIsNull) {
     PlaybackLog log = MakeLog();
     log.sessions[0].points.clear();

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "kovra/thread.h"
@@ -235,6 +236,63 @@ TEST_F(Trace_Write, TakesAnyText) {
 TEST_F(Trace_Write, OfNothingIsATraceToo) {
     trace->Close();
     EXPECT_THAT(FindTraceFaults(ReadFile(path)), IsEmpty());
+}
+
+TEST_F(Trace_Write, OfABoundedTraceKeepsTheLatest) {
+    trace = std::make_unique<Trace>(path, "soak", 3);
+    trace->AddSession(3, "tone 0");
+    OnWorker([&] {
+        for (std::int64_t job = 1; job <= 4; ++job) {
+            AddJob(100 * job, 3);
+        }
+    });
+    AddRecord(250, "AudioBuffer playback started", 3);
+    std::vector<Json> const jobs = Find("ph", "X");
+    ASSERT_EQ(jobs.size(), 2U);
+    EXPECT_EQ(jobs[0]["args"]["job"], 300);
+    EXPECT_EQ(jobs[1]["args"]["job"], 400);
+    EXPECT_EQ(Find("ph", "i").size(), 1U);
+    EXPECT_THAT(ReadFile(path), HasSubstr("\"soak\""));
+}
+
+TEST_F(Trace_Write, OfABoundedTraceThatIsNotFullKeepsAll) {
+    trace = std::make_unique<Trace>(path, "soak", 3);
+    trace->AddSession(3, "tone 0");
+    OnWorker([&] {
+        AddJob(10, 3);
+        AddJob(20, 3);
+        AddJob(30, 3);
+    });
+    EXPECT_EQ(Find("ph", "X").size(), 3U);
+}
+
+TEST_F(Trace_Write, OfABoundedTraceWrittenInBetweenGoesOn) {
+    trace = std::make_unique<Trace>(path, "soak", 2);
+    trace->AddSession(3, "tone 0");
+    OnWorker([&] {
+        AddJob(0, 3);
+        AddJob(10, 3);
+        AddJob(20, 3);
+        clock.nanoSec = startNanoSec + 1'500 * MilliSec;
+        trace->Write();
+        AddJob(1'600, 3);
+        AddJob(1'610, 3);
+    });
+    std::vector<int> numbers;
+    for (Json const& job : Find("ph", "X")) {
+        numbers.push_back(job["args"]["job"].get<int>());
+    }
+    EXPECT_THAT(numbers, ElementsAre(10, 20, 1'600, 1'610));
+}
+
+TEST_F(Trace_Write, OfADiscardedTraceLeavesNoFile) {
+    AddRecord(1, "AudioBuffer playback started", 3);
+    trace->Discard();
+    EXPECT_FALSE(std::filesystem::exists(path));
+    // Nothing comes back.
+    trace->Close();
+    trace.reset();
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST(Trace, ThatCannotBeWrittenSaysSoAtOnce) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -44,6 +45,9 @@ public:
         Media::FrameAud const& given = raw ? *raw : *frame;
         std::lock_guard<std::mutex> const guard(lock_);
         if (rendered.empty()) {
+            if (onFirstFrame) {
+                onFirstFrame();
+            }
             Kovra::LogExec const record(Kovra::LogLevel_t::Info, "AudioBuffer playback started");
             Kovra::LogManager::Instance()
                 .GetLogger("Media.RendererAudioPlaybackBuffer", nullptr, std::string())
@@ -61,6 +65,8 @@ public:
     bool succeeds = true;
     int errorMilliSec = 0;
     int shutdowns = 0;
+    /// What else happens when playing begins, on a thread of the pipeline.
+    std::function<void()> onFirstFrame;
     /// To be read when the pipeline has ended.
     std::vector<Rendered> rendered;
 
