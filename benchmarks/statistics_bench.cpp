@@ -1,5 +1,6 @@
-// What the pipeline's statistics cost: of each job, from the renderer's return to the pipeline's report; of
-// each log record; and of one look at the figures of 63 sessions.
+// What the pipeline's statistics cost: a job's whole way through the pipeline, from the renderer's return to
+// the pipeline's report, and the counting in it by itself; of each log record; and of one look at the figures
+// of 63 sessions.
 
 #include <benchmark/benchmark.h>
 
@@ -8,6 +9,9 @@
 
 #include "kovra/log.h"
 #include "pipeline/pipeline.h"
+#ifdef BENCH_TALLY
+#include "sessiontally.h"
+#endif
 
 namespace {
 
@@ -61,6 +65,42 @@ void ReportJob(benchmark::State& run) {
     }
 }
 BENCHMARK(ReportJob)->UseManualTime()->MinTime(0.1)->Unit(benchmark::kNanosecond);
+
+/// The whole way of a job: submitted, taken by the worker, rendered in no time, counted, reported.
+void PassJob(benchmark::State& run) {
+    IdleRenderer renderer;
+    Media::Pipeline pipeline(renderer, 1);
+    auto const session = pipeline.OpenSession({});
+    std::int64_t presentation = Kovra::JiffyTime::Now().NanoSec() + LeadNanoSec;
+    while (run.KeepRunningBatch(BatchJobs)) {
+        for (int job = 0; job < BatchJobs; ++job) {
+            presentation += FrameNanoSec;
+            pipeline.Submit(session, nullptr, Kovra::JiffyTime(presentation));
+        }
+        pipeline.Drain();
+    }
+}
+BENCHMARK(PassJob)->UseRealTime()->MeasureProcessCPUTime()->MinTime(0.1)->Unit(benchmark::kNanosecond);
+
+#ifdef BENCH_TALLY
+/// What a job without statistics would go without.
+void CountJob(benchmark::State& run) {
+    Media::SessionTally tally(1);
+    Media::Pipeline::Report_t report;
+    report.outcome = Media::PipelineStageJob::Outcome_t::Succeeded;
+    std::int64_t start = LeadNanoSec;
+    for (auto _ : run) {
+        start += FrameNanoSec;
+        report.started = Kovra::JiffyTime(start);
+        report.renderNanoSec = start / FrameNanoSec % 977 * 10;
+        report.requested = Kovra::JiffyTime(start + LeadNanoSec);
+        report.achieved = Kovra::JiffyTime(start + LeadNanoSec + start / FrameNanoSec % 977 * 10'000);
+        tally.AddJob(report);
+    }
+    benchmark::DoNotOptimize(tally.Get());
+}
+BENCHMARK(CountJob)->MinTime(0.1)->Unit(benchmark::kNanosecond);
+#endif
 
 void TakeRecord(benchmark::State& run) {
     IdleRenderer renderer;

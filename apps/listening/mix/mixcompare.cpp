@@ -252,11 +252,24 @@ public:
                 isFirst = false;
             }
         }
-        std::vector<Samples> placed;
+        least = std::floor(least);
+        double size = 0.0;
         for (std::size_t i = 0; i < sounds_.size(); ++i) {
-            placed.push_back(Place(sounds_[i], delays[i], std::floor(least)));
+            double const last = delays[i].empty() ? 0.0 : delays[i].back() - least;
+            size = std::max(size, static_cast<double>(sounds_[i].GetSize()) + last);
         }
-        return MixSounds({placed.begin(), placed.end()});
+        Samples mix;
+        mix.reserve(static_cast<std::size_t>(size) + 1);
+        for (std::int64_t at = 0; static_cast<double>(at) < size; ++at) {
+            double sum = 0.0;
+            for (std::size_t i = 0; i < sounds_.size(); ++i) {
+                double const delay =
+                    delays[i].empty() ? 0.0 : DelayAt(delays[i], at + std::llround(least)) - least;
+                sum += static_cast<double>(ValueAt(sounds_[i], static_cast<double>(at) - delay));
+            }
+            mix.push_back(static_cast<std::int16_t>(std::lround(std::clamp(sum, -32768.0, 32767.0))));
+        }
+        return mix;
     }
 
 private:
@@ -311,26 +324,11 @@ private:
         return Median(lags);
     }
 
-    Samples Place(SampleView sound, std::vector<double> const& delays, double least) const {
-        if (delays.empty()) {
-            return {sound.begin(), sound.end()};
-        }
-        Signal const signal(sound.begin(), sound.end());
-        Samples placed;
-        double const size = static_cast<double>(sound.GetSize());
-        for (std::int64_t at = 0; static_cast<double>(at) < size + delays.back() - least; ++at) {
-            double const delay = DelayAt(delays, at + std::llround(least)) - least;
-            float const value = ValueAt(signal, static_cast<double>(at) - delay);
-            placed.push_back(static_cast<std::int16_t>(std::lround(std::clamp(value, -32768.0F, 32767.0F))));
-        }
-        return placed;
-    }
-
     /// Between the middles of windows in a line, but for steps.
     double DelayAt(std::vector<double> const& delays, std::int64_t place) const {
-        double const windows =
-            static_cast<double>(place - moments_.front().start - CompareWindowSamples / 2) /
-            static_cast<double>(MixHopSamples);
+        double const middle = 0.5 * static_cast<double>(CompareWindowSamples);
+        double const windows = (static_cast<double>(place - moments_.front().start) - middle) /
+                               static_cast<double>(MixHopSamples);
         double const within = std::clamp(windows, 0.0, static_cast<double>(delays.size() - 1));
         auto const before = static_cast<std::size_t>(within);
         std::size_t const behind = std::min(before + 1, delays.size() - 1);

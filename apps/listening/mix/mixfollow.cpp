@@ -59,6 +59,7 @@ bool HasTreble(std::vector<SampleView> const& sounds) {
 
 std::vector<ComparedSound> Compared(std::vector<SampleView> const& sounds, bool isTreble) {
     std::vector<ComparedSound> compared;
+    compared.reserve(sounds.size());
     for (SampleView const& sound : sounds) {
         compared.emplace_back(sound, isTreble);
     }
@@ -133,15 +134,15 @@ private:
             moment.points[i].lag = ExpectedLag(i, start);
         }
         double const loudest = LoudestGain(terms, rest);
-        for (std::size_t i = 0; i < terms.size(); ++i) {
-            MixPoint& point = moment.points[terms[i].sound];
-            point.isClear = IsClear(window, terms[i], loudest);
-            point.isHeard = point.isClear && IsHeard(terms[i], rest, loudest);
-            point.gain = terms[i].gain;
-            point.energy = terms[i].energy;
+        for (MixTerm const& term : terms) {
+            MixPoint& point = moment.points[term.sound];
+            point.isClear = IsClear(window, term, loudest);
+            point.isHeard = point.isClear && IsHeard(term, rest, loudest);
+            point.gain = term.gain;
+            point.energy = term.energy;
             if (point.isHeard) {
-                point.lag = terms[i].lag;
-                Learn(terms[i], start);
+                point.lag = term.lag;
+                Learn(term, start);
             }
         }
         return moment;

@@ -94,6 +94,27 @@ std::vector<float> Correlate(AnyView pattern, AnyView text) {
     return result;
 }
 
+template <typename AnyView>
+float Interpolate(AnyView signal, double place) {
+    auto const below = static_cast<std::int64_t>(std::floor(place));
+    auto const share = static_cast<float>(place - static_cast<double>(below));
+    auto const size = static_cast<std::int64_t>(signal.GetSize());
+    std::array<float, 4> around = {};
+    if (below >= 1 && below + 2 < size) {
+        std::copy_n(signal.begin() + below - 1, around.size(), around.begin());
+    } else {
+        for (std::int64_t i = 0; i < 4; ++i) {
+            std::int64_t const at = below - 1 + i;
+            around[static_cast<std::size_t>(i)] =
+                at >= 0 && at < size ? static_cast<float>(signal[static_cast<std::size_t>(at)]) : 0.0F;
+        }
+    }
+    auto const [a, b, c, d] = around;
+    float const cubic = 3.0F * (b - c) + d - a;
+    float const square = 2.0F * a - 5.0F * b + 4.0F * c - d;
+    return b + 0.5F * share * (c - a + share * (square + share * cubic));
+}
+
 } // namespace
 
 std::vector<float> NormalisedCorrelation(SampleView pattern, SampleView text) {
@@ -120,23 +141,11 @@ Samples ChangeSpeed(SampleView pattern, double speed) {
 }
 
 float ValueAt(SignalView signal, double place) {
-    auto const below = static_cast<std::int64_t>(std::floor(place));
-    auto const share = static_cast<float>(place - static_cast<double>(below));
-    auto const size = static_cast<std::int64_t>(signal.GetSize());
-    std::array<float, 4> around = {};
-    if (below >= 1 && below + 2 < size) {
-        std::copy_n(signal.begin() + below - 1, around.size(), around.begin());
-    } else {
-        for (std::int64_t i = 0; i < 4; ++i) {
-            std::int64_t const at = below - 1 + i;
-            around[static_cast<std::size_t>(i)] =
-                at >= 0 && at < size ? signal[static_cast<std::size_t>(at)] : 0.0F;
-        }
-    }
-    auto const [a, b, c, d] = around;
-    float const cubic = 3.0F * (b - c) + d - a;
-    float const square = 2.0F * a - 5.0F * b + 4.0F * c - d;
-    return b + 0.5F * share * (c - a + share * (square + share * cubic));
+    return Interpolate(signal, place);
+}
+
+float ValueAt(SampleView sound, double place) {
+    return Interpolate(sound, place);
 }
 
 } // namespace Listening

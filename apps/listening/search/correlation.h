@@ -21,5 +21,6 @@ Samples ChangeSpeed(SampleView pattern, double speed);
 
 /// The value of `signal` at a place between its samples, by the four around it; 0 outside of it.
 float ValueAt(SignalView signal, double place);
+float ValueAt(SampleView sound, double place);
 
 } // namespace Listening

@@ -261,6 +261,44 @@ TEST(CompareSounds, OfToneAndChordWithoutTheirFirstFramesLacksTheBeginning) {
     }
 }
 
+// Nobody can tell where: missing parts are first frames more often than not, and what came twice is told by
+// the end.
+TEST(CompareSounds, OfWholePeriodsThatCameTwiceTellsTheEnd) {
+    for (char const* name : {"Sine", "TwoTones"}) {
+        Samples const& sound = Find(Sounds(), name).samples;
+        for (std::int64_t const at : {EarlyAt, LateAt}) {
+            Findings const found =
+                ListFindings(TakeOf(sound, Repeat(sound, at, 12000), FaintNoise).Compare());
+            ExpectTold(found, Jump(Kind_t::PartRepeated, 12000.0, SoundSamples));
+        }
+    }
+}
+
+// Up to the silence it fits where the beginning leads, and would again behind it.
+TEST(CompareSounds, OfSilenceOfWholePeriodsPutIntoAToneTellsWhere) {
+    for (char const* name : {"Sine", "TwoTones"}) {
+        Samples const& sound = Find(Sounds(), name).samples;
+        for (std::int64_t const at : {EarlyAt, LateAt}) {
+            Samples played(sound.begin(), sound.begin() + at);
+            played.resize(static_cast<std::size_t>(at + 4800));
+            played.insert(played.end(), sound.begin() + at, sound.end());
+            ExpectTold(ListFindings(TakeOf(sound, played, FaintNoise).Compare()),
+                       Jump(Kind_t::SilencePutIn, 4800.0, at));
+        }
+    }
+}
+
+// The one jump that has to be takes the other one along, which may be anywhere.
+TEST(CompareSounds, OfWholePeriodsBesideAJumpTellsBothWhereThatIs) {
+    Samples const& sound = Find(Sounds(), "TwoTones").samples;
+    Samples const first = Repeat(Repeat(sound, LateAt, 12000), EarlyAt, 1000);
+    ExpectTold(ListFindings(TakeOf(sound, first, FaintNoise).Compare()),
+               Jump(Kind_t::PartRepeated, 13000.0, EarlyAt));
+    Samples const last = Repeat(Repeat(sound, LateAt, 1000), EarlyAt, 12000);
+    ExpectTold(ListFindings(TakeOf(sound, last, FaintNoise).Compare()),
+               Jump(Kind_t::PartRepeated, 13000.0, LateAt));
+}
+
 TEST(CompareSounds, OfAToneWithoutItsEndsCannotTellWholePeriods) {
     Samples const tone = MakeTones(SoundSamples, {440.0, 660.0}, 4000.0);
     // The recorder starts half a second late and ends half a second early.

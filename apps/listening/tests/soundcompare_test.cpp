@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "listening/soundlevel.h"
+#include "listening/tests/testmix.h"
 #include "listening/tests/testsounds.h"
 
 namespace Listening {
@@ -224,6 +225,34 @@ TEST(CompareSounds, APartPlayedTwiceBesideAPauseIsARepeat) {
     SampleView const all(sent);
     Samples const heard = Join({all.Cut(0, 96000), all.Cut(94560, 1440), all.Cut(96000, 98400)});
     SoundComparison const result = CompareSounds(sent, Record(heard));
+    ASSERT_EQ(result.jumps.size(), 1U);
+    EXPECT_EQ(result.jumps[0].kind, TimelineJump::Kind_t::Repeated);
+}
+
+TEST(CompareSounds, OfSilenceAndAPartPlayedTwiceTheLongerOneTells) {
+    Samples const sent = MakeVoice(4 * SecondSamples);
+    SampleView const view(sent);
+    for (std::int64_t const silent : {1920, 3360}) {
+        std::int64_t const twice = 4800 - silent;
+        Samples const heard = Join(
+            {view.Cut(0, 96000), Silence(silent), view.Cut(96000 - twice, twice), view.Cut(96000, 96000)});
+        SoundComparison const result = CompareSounds(sent, Record(heard));
+        ASSERT_EQ(result.jumps.size(), 1U);
+        EXPECT_EQ(result.jumps[0].samples, 4800);
+        EXPECT_EQ(result.jumps[0].kind,
+                  silent > twice ? TimelineJump::Kind_t::SilenceInserted : TimelineJump::Kind_t::Repeated);
+    }
+}
+
+TEST(CompareSounds, APartPlayedTwiceBesideOneThatNoiseCoversIsARepeat) {
+    Samples const voice = MakeVoice(4 * SecondSamples);
+    SampleView const view(voice);
+    // 50 ms of -58 dBFS, which at a tenth of that the recording's noise covers.
+    Samples const sent = Join({view.Cut(0, 90000), Samples(2400, 40), view.Cut(90000, 102000)});
+    SampleView const all(sent);
+    Samples const played = Join({all.Cut(0, 96000), all.Cut(94560, 1440), all.Cut(96000, 98400)});
+    SoundComparison const result =
+        CompareSounds(sent, RecordMix({Scale(played, 0.1)}, HeadSamples, 3000, 8.0));
     ASSERT_EQ(result.jumps.size(), 1U);
     EXPECT_EQ(result.jumps[0].kind, TimelineJump::Kind_t::Repeated);
 }

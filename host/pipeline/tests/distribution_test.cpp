@@ -125,6 +125,16 @@ TEST(Distribution_Merge, IsAsIfAllHadBeenAddedToOne) {
         double const share = percent / 100.0;
         EXPECT_EQ(first.GetQuantileNanoSec(share), all.GetQuantileNanoSec(share)) << percent;
     }
+    // Whichever has the extremes.
+    Distribution wide;
+    wide.Add(-60 * Sec);
+    wide.Add(60 * Sec);
+    for (bool const isInto : {true, false}) {
+        Distribution into = isInto ? wide : all;
+        into.Merge(isInto ? all : wide);
+        EXPECT_EQ(into.GetLeastNanoSec(), -60 * Sec);
+        EXPECT_EQ(into.GetMostNanoSec(), 60 * Sec);
+    }
     Distribution none;
     none.Merge(all);
     EXPECT_EQ(none.GetLeastNanoSec(), all.GetLeastNanoSec());
