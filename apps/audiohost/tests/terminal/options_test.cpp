@@ -265,7 +265,7 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
             }
         }
     }
-    EXPECT_EQ(told, 18U + 8U + 4U + 3U + 6U);
+    EXPECT_EQ(told, 19U + 8U + 4U + 3U + 6U);
 }
 
 } // namespace AudioHost
