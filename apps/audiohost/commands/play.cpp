@@ -16,6 +16,7 @@
 #include "output/outputwatch.h"
 #include "pipeline/pipeline.h"
 #include "play/feeder.h"
+#include "play/livefeeder.h"
 #include "play/playbackprogress.h"
 #include "play/playfigures.h"
 #include "report/playbackreport.h"
@@ -46,15 +47,25 @@ void OpenRenderer(Media::IPipelineRenderer& renderer) {
 
 /// What plays, without a session yet or with one.
 struct Player {
+    /// One of the two.
     std::unique_ptr<SoundSource> source;
+    std::unique_ptr<LiveStream> stream;
     Media::Pipeline::SessionId_t session = Media::Pipeline::InvalidSession;
     std::size_t number = 0;
 };
 
-std::vector<Player> OpenPlayers(PlayOptions const& options, std::istream* in) {
+std::vector<Player> OpenPlayers(PlayOptions const& options, std::istream* in, Pacer& stop) {
     std::vector<Player> players;
     for (std::unique_ptr<SoundSource>& source : OpenSources(options, in)) {
-        players.push_back({std::move(source)});
+        players.push_back({std::move(source), nullptr});
+    }
+    for (std::unique_ptr<LiveStream>& stream : OpenStreams(options)) {
+        players.push_back({nullptr, std::move(stream)});
+    }
+    for (Player const& player : players) {
+        if (player.stream && !player.stream->WaitUntilOpen(stop)) {
+            break;
+        }
     }
     return players;
 }
@@ -76,9 +87,14 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayFigu
             throw HostError(ExitCode_t::NoOutput, "there is no audio output device.");
         }
         SessionLog log;
-        log.name = player.source->GetName();
-        log.description = player.source->GetDescription();
-        log.durationNanoSec = player.source->GetDurationNanoSec();
+        if (player.source) {
+            log.name = player.source->GetName();
+            log.description = player.source->GetDescription();
+            log.durationNanoSec = player.source->GetDurationNanoSec();
+        } else {
+            log.name = player.stream->GetName();
+            log.description = player.stream->GetDescription();
+        }
         figures.AddSession(player.session, log.name);
         player.number = keeper.AddSession(player.session, std::move(log));
         if (options.volume || options.balance) {
@@ -90,9 +106,10 @@ void OpenSessions(Media::Pipeline& pipeline, PlaybackLogKeeper& keeper, PlayFigu
     }
 }
 
-/// Feeds on a thread of its own, since writing to a slow terminal may take its time.
-bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayFigures& figures,
-                      PlayOptions const& options, Surroundings const& surroundings, Kovra::JiffyTime start) {
+/// Feeds on threads of their own, since writing to a slow terminal may take its time.
+bool FeedWithProgress(Feeder& feeder, LiveFeeder& liveFeeder, PlaybackLogKeeper const& keeper,
+                      PlayFigures& figures, PlayOptions const& options, Surroundings const& surroundings,
+                      Kovra::JiffyTime start) {
     auto const limit =
         static_cast<std::int64_t>(options.seconds * static_cast<double>(Listening::NanoSecPerSec));
     std::future<bool> fed = std::async(std::launch::async, [&] {
@@ -100,17 +117,27 @@ bool FeedWithProgress(Feeder& feeder, PlaybackLogKeeper const& keeper, PlayFigur
         Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
         return feeder.Run(start, options.leadMilliSec, limit);
     });
+    std::future<bool> fedLive = std::async(std::launch::async, [&] {
+        Kovra::SetThreadName("AudioHost.LiveFeeder");
+        Kovra::SetThreadPriority(Kovra::ThreadPriority_t::AboveNormal);
+        return liveFeeder.Run(start, limit);
+    });
     ProgressLine line(surroundings);
     std::optional<int> const liveMilliSec = figures.GetIntervalMilliSec();
     std::chrono::milliseconds const interval(liveMilliSec.value_or(line.GetIntervalMilliSec()));
-    while (fed.wait_for(interval) != std::future_status::ready) {
-        figures.Show();
+    auto const hasEnded = [](std::future<bool> const& one) {
+        return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    };
+    while ((hasEnded(fed) ? fedLive : fed).wait_for(interval) != std::future_status::ready ||
+           !hasEnded(fedLive)) {
+        figures.Show(FormatStreams(keeper.GetProgress()));
         if (!liveMilliSec) {
             line.Show(FormatProgress(keeper.GetProgress()));
         }
     }
     line.End();
-    return fed.get();
+    bool const isComplete = fed.get();
+    return fedLive.get() && isComplete;
 }
 
 PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
@@ -146,14 +173,19 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
         AtEnd const detach([&] { figures.Detach(); });
         OpenSessions(pipeline, keeper, figures, options, players);
         Feeder feeder(pipeline, keeper, surroundings.stop);
+        LiveFeeder liveFeeder(pipeline, keeper, surroundings.stop);
         for (Player& player : players) {
-            feeder.Add(player.session, player.number, std::move(player.source));
+            if (player.source) {
+                feeder.Add(player.session, player.number, std::move(player.source));
+            } else {
+                liveFeeder.Add(player.session, player.number, std::move(player.stream));
+            }
         }
         heardBefore = CountRawSamples(options.heardPath);
         start = Kovra::JiffyTime::Now();
         keeper.SetStart(start);
-        isComplete = FeedWithProgress(feeder, keeper, figures, options, surroundings, start);
-        figures.TakeStatistics();
+        isComplete = FeedWithProgress(feeder, liveFeeder, keeper, figures, options, surroundings, start);
+        figures.TakeStatistics(FormatStreams(keeper.GetProgress()));
         for (Player const& player : players) {
             pipeline.CloseSession(player.session);
         }
@@ -198,6 +230,10 @@ void CompareWithHeard(std::string const& path, PlaybackLog& log) {
 
 void RequirePlayed(PlaybackLog const& log) {
     for (SessionLog const& session : log.sessions) {
+        if (!session.streamPoints.empty() && !session.streamPoints.back().state.error.empty()) {
+            throw HostError(ExitCode_t::NoStream,
+                            "'" + session.name + "': " + session.streamPoints.back().state.error);
+        }
         if (session.jobsSucceeded == 0 && session.jobsFailed > 0) {
             throw HostError(ExitCode_t::NoOutput, "the audio output took none of the " +
                                                       std::to_string(session.jobsFailed) + " frames of '" +
@@ -209,7 +245,7 @@ void RequirePlayed(PlaybackLog const& log) {
 } // namespace
 
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output) {
-    std::vector<Player> players = OpenPlayers(options, surroundings.in);
+    std::vector<Player> players = OpenPlayers(options, surroundings.in, surroundings.stop);
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     WarnOfTooMany(players.size(), surroundings.out);

@@ -4,8 +4,11 @@
 #include <utility>
 
 #include "files/mediafile.h"
+#include "files/packetsource.h"
+#include "live/streamconnection.h"
 #include "sources/playlist.h"
 #include "sources/testsignal.h"
+#include "terminal/streamaddress.h"
 
 namespace AudioHost {
 
@@ -72,6 +75,24 @@ std::vector<std::unique_ptr<SoundSource>> OpenSources(PlayOptions const& options
     AddFiles(options, std::move(inputs), base, sources);
     AddSignals(options, base, sources);
     return sources;
+}
+
+std::vector<std::unique_ptr<LiveStream>> OpenStreams(PlayOptions const& options) {
+    LiveStream::Settings const settings = {options.leadMilliSec * Listening::NanoSecPerMilliSec,
+                                           options.isLeadAdapted};
+    Transport_t const transport = options.isTcp ? Transport_t::Tcp : Transport_t::Udp;
+    std::vector<std::unique_ptr<LiveStream>> streams;
+    for (std::string const& address : options.streams) {
+        std::string const name =
+            IsSessionDescription(address) ? FileNameOf(address) : WithoutCredentials(address);
+        streams.push_back(std::make_unique<LiveStream>(
+            name,
+            [address, transport](LiveStream::StopFlag const& stop) {
+                return OpenStream(address, transport, stop);
+            },
+            settings));
+    }
+    return streams;
 }
 
 } // namespace AudioHost

@@ -107,6 +107,21 @@ Json FromSoundInMix(Listening::SoundInMix const& sound) {
             {"steps", std::move(steps)}};
 }
 
+/// Null of a file.
+Json FromStream(SessionLog const& session) {
+    if (session.streamPoints.empty()) {
+        return nullptr;
+    }
+    StreamState const& state = session.streamPoints.back().state;
+    return {{"jitterMilliSec", Rounded(Listening::ToMilliSec(state.clock.jitterNanoSec))},
+            {"lossPercent", Rounded(state.GetLossPercent())},
+            {"packetsLeftOut", state.leftOut},
+            {"skewPpm", Rounded(state.clock.skewPartsPerMillion)},
+            {"leadMilliSec", Rounded(Listening::ToMilliSec(state.clock.leadNanoSec))},
+            {"breaks", state.breaks},
+            {"error", state.error.empty() ? Json() : Json(state.error)}};
+}
+
 Json FromSession(SessionLog const& session) {
     return {
         {"name", session.name},
@@ -117,7 +132,8 @@ Json FromSession(SessionLog const& session) {
         {"framesPlayed", session.jobsSucceeded},
         {"framesFailed", session.jobsFailed},
         {"errorMilliSec", FromErrors(session)},
-        {"frequency", FromFrequencies(session)}};
+        {"frequency", FromFrequencies(session)},
+        {"stream", FromStream(session)}};
 }
 
 Json FromJumps(std::vector<Listening::TimelineJump> const& jumps) {

@@ -1,10 +1,10 @@
 #include "files/framemaker.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 #include <vector>
 
-#include "codec/audiocodecproxy.h"
+#include "files/codedframes.h"
 #include "files/pcmdecoder.h"
 #include "files/pcmframes.h"
 
@@ -18,28 +18,6 @@ constexpr std::int64_t AacFrameSamples = 1024;
 /// No packet lasts longer, and no file: what tells more is damaged.
 constexpr std::int64_t MaxPacketNanoSec = Listening::NanoSecPerSec;
 constexpr std::int64_t MaxPositionNanoSec = 24 * Listening::NanoSecPerHour;
-
-/// Finds the sound that coded frames stand for in the way that the renderer does.
-class SoundOfFrames {
-public:
-    Listening::Samples Decode(std::shared_ptr<Media::FrameAud> const& frame) {
-        std::vector<std::shared_ptr<Media::FrameAud>> frames = codec_.Decode({frame});
-        if (!frames.empty() && frames.front()->GetFrequency() != Listening::SoundRateHz) {
-            frames = codec_.Transcode(frames, Media::MediaCoding_t::RawPcm, 1, Listening::SoundRateHz,
-                                      frames.front()->GetDuration(), false);
-        }
-        Listening::Samples sound;
-        Kovra::BufferInfo const* const info = frames.empty() ? nullptr : frames.back()->GetConstBufferBegin();
-        if (info && info->GetLength() > 0) {
-            sound.resize(info->GetLength() / sizeof(std::int16_t));
-            std::memcpy(sound.data(), info->GetData(), sound.size() * sizeof(std::int16_t));
-        }
-        return sound;
-    }
-
-private:
-    Media::AudioCodecProxy codec_;
-};
 
 class RawFrameMaker : public FrameMaker {
 public:
@@ -57,16 +35,12 @@ private:
 /// One packet, one frame.
 class AacFrameMaker : public FrameMaker {
 public:
-    AacFrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
-        : packets_(packets), stamper_(base, name), params_(new Media::ParamsAud(Media::MediaCoding_t::Aac)) {
-        AVCodecParameters const& stream = packets.GetParameters();
-        rateHz_ = stream.sample_rate;
-        params_->SetParamsAud(static_cast<std::uint32_t>(rateHz_), 1, 16);
-        // ADTS frames tell their set-up themselves.
-        if (stream.extradata_size > 0 && packets.GetFormatName() != "aac") {
-            params_->SetDecoderConfig({stream.extradata, stream.extradata + stream.extradata_size});
-        }
-    }
+    AacFrameMaker(PacketSource& packets, boost::intrusive_ptr<Media::ParamsAud> params, Kovra::SysTime base,
+                  std::string const& name)
+        : packets_(packets),
+          stamper_(base, name),
+          params_(std::move(params)),
+          rateHz_(packets.GetParameters().sample_rate) {}
 
     bool IsCoded() const override { return true; }
 
@@ -110,7 +84,7 @@ private:
     boost::intrusive_ptr<Media::ParamsAud> params_;
     SoundOfFrames sound_;
     /// As the file's headers tell: what packets tell later may be damaged.
-    std::int64_t rateHz_ = 0;
+    std::int64_t rateHz_;
     /// The stream's own time of its first packet; encoders start before 0.
     std::int64_t firstPts_ = AV_NOPTS_VALUE;
     std::int64_t end_ = 0;
@@ -119,16 +93,13 @@ private:
 /// Cuts the byte stream anew, since a container's packets may last any time.
 class G711FrameMaker : public FrameMaker {
 public:
-    G711FrameMaker(PacketSource& packets, Kovra::SysTime base, std::string const& name)
+    G711FrameMaker(PacketSource& packets, boost::intrusive_ptr<Media::ParamsAud> params, Kovra::SysTime base,
+                   std::string const& name)
         : packets_(packets),
           stamper_(base, name),
-          params_(new Media::ParamsAud(Media::MediaCoding_t::G711)),
+          params_(std::move(params)),
           rateHz_(packets.GetParameters().sample_rate),
-          frameBytes_(static_cast<std::size_t>(std::max<std::int64_t>(1, rateHz_ / FramesPerSec))) {
-        params_->SetParamsAud(static_cast<std::uint32_t>(rateHz_), 1, 8);
-        params_->SetLaw(packets.GetParameters().codec_id == AV_CODEC_ID_PCM_ALAW ? Media::G711Law_t::ALaw
-                                                                                 : Media::G711Law_t::MuLaw);
-    }
+          frameBytes_(static_cast<std::size_t>(std::max<std::int64_t>(1, rateHz_ / FramesPerSec))) {}
 
     bool IsCoded() const override { return true; }
 
@@ -173,16 +144,12 @@ private:
 std::unique_ptr<FrameMaker> CreateFrameMaker(PacketSource& packets, Kovra::SysTime base,
                                              std::string const& name) {
     AVCodecParameters const& stream = packets.GetParameters();
-    if (stream.ch_layout.nb_channels == 1) {
-        switch (stream.codec_id) {
-            case AV_CODEC_ID_AAC:
-                return std::make_unique<AacFrameMaker>(packets, base, name);
-            case AV_CODEC_ID_PCM_MULAW:
-            case AV_CODEC_ID_PCM_ALAW:
-                return std::make_unique<G711FrameMaker>(packets, base, name);
-            default:
-                break;
+    bool const hasOwnHeaders = packets.GetFormatName() == "aac";
+    if (auto params = MakeCodedParams(stream, hasOwnHeaders)) {
+        if (stream.codec_id == AV_CODEC_ID_AAC) {
+            return std::make_unique<AacFrameMaker>(packets, std::move(params), base, name);
         }
+        return std::make_unique<G711FrameMaker>(packets, std::move(params), base, name);
     }
     return std::make_unique<RawFrameMaker>(packets, base, name);
 }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "files/codedframes.h"
 #include "listening/soundlevel.h"
 #include "terminal/hosterror.h"
 
@@ -22,49 +23,13 @@ std::unique_ptr<FrameMaker> CreateMaker(PacketSource& packets, Kovra::SysTime ba
     }
 }
 
-std::string CodingName(AVCodecID id) {
-    switch (id) {
-        case AV_CODEC_ID_AAC:
-            return "AAC";
-        case AV_CODEC_ID_PCM_MULAW:
-            return "G.711 mu-law";
-        case AV_CODEC_ID_PCM_ALAW:
-            return "G.711 A-law";
-        case AV_CODEC_ID_MP3:
-            return "MP3";
-        case AV_CODEC_ID_MP2:
-            return "MP2";
-        case AV_CODEC_ID_OPUS:
-            return "Opus";
-        case AV_CODEC_ID_VORBIS:
-            return "Vorbis";
-        case AV_CODEC_ID_FLAC:
-            return "FLAC";
-        case AV_CODEC_ID_PCM_S16LE:
-            return "16-bit PCM";
-        case AV_CODEC_ID_PCM_S24LE:
-            return "24-bit PCM";
-        default:
-            return avcodec_get_name(id);
-    }
-}
-
-std::string Describe(AVCodecParameters const& stream, bool isCoded) {
-    int const channels = stream.ch_layout.nb_channels;
-    std::string const layout = channels == 1   ? "mono"
-                               : channels == 2 ? "stereo"
-                                               : std::to_string(channels) + " channels";
-    return CodingName(stream.codec_id) + ", " + std::to_string(stream.sample_rate) + " Hz, " + layout +
-           (isCoded ? ", decoded by the renderer" : ", handed over as 48 kHz mono PCM");
-}
-
 } // namespace
 
 MediaFile::MediaFile(MediaInput const& input, Kovra::SysTime base)
     : name_(FileNameOf(input.path)),
       packets_(input),
       maker_(CreateMaker(packets_, base, input.path, name_)),
-      description_(Describe(packets_.GetParameters(), maker_->IsCoded())) {}
+      description_(DescribeCoding(packets_.GetParameters(), maker_->IsCoded())) {}
 
 void RequireSound(MediaInput const& input) {
     std::string const& path = input.path;

@@ -2,6 +2,8 @@
 
 #include <boost/version.hpp>
 
+#include "terminal/streamaddress.h"
+
 extern "C" {
 #include <libavutil/avutil.h>
 }
@@ -24,7 +26,7 @@ std::string Quote(std::string const& word) {
 std::vector<Fact> DescribeProgram(std::string const& program, std::vector<std::string> const& arguments) {
     std::string command = program;
     for (std::string const& argument : arguments) {
-        command += " " + Quote(argument);
+        command += " " + Quote(WithoutCredentials(argument));
     }
     return {{"Command", command},
             {"Version", RENDERERAUDIO_VERSION},

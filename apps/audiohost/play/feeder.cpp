@@ -7,9 +7,6 @@ namespace AudioHost {
 
 namespace {
 
-/// What the way from the play cursor to the ear may take beyond the presentation time.
-constexpr std::int64_t TailNanoSec = 300'000'000;
-
 Kovra::JiffyTime After(Kovra::JiffyTime instant, std::int64_t nanoSec) {
     return Kovra::JiffyTime(instant.NanoSec() + nanoSec);
 }

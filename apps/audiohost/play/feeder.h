@@ -12,6 +12,9 @@
 
 namespace AudioHost {
 
+/// What the way from the play cursor to the ear may take beyond the presentation time.
+constexpr std::int64_t TailNanoSec = 300'000'000;
+
 /// Hands the frames of several sources to the pipeline in real time: the frame at position p at start + p, to
 /// be heard at start + lead + p. Deadlines are absolute, so that lateness does not add up.
 ///

@@ -15,14 +15,24 @@ int LiveView::IntervalMilliSec(bool hasScreen) {
     return hasScreen ? ScreenIntervalMilliSec : TableIntervalMilliSec;
 }
 
-void LiveView::Show(Media::PipelineStatistics_t const& statistics) {
+void LiveView::Show(Media::PipelineStatistics_t const& statistics, std::vector<std::string> const& streams) {
     if (!screen_) {
         out_ << FormatLiveLine(statistics) << std::endl;
+        for (std::string const& stream : streams) {
+            out_ << stream << std::endl;
+        }
         return;
     }
     std::size_t const rows = screen_->GetRows();
     std::size_t const columns = screen_->GetColumns();
     std::vector<std::string> lines = FormatLiveTable(statistics, names_, columns, rows);
+    std::size_t const width = columns - std::min<std::size_t>(columns, 1);
+    for (std::string const& stream : streams) {
+        if (lines.size() + 1 < rows) {
+            lines.push_back(stream.substr(0, width));
+            lines.back().resize(width, ' ');
+        }
+    }
     // A window that has become lower holds no more of the old table.
     shownLines_ = std::min(shownLines_, rows - std::min<std::size_t>(rows, 1));
     lines.resize(std::max(lines.size(), shownLines_),

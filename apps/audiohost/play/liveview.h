@@ -20,7 +20,8 @@ public:
 
     /// How often to call `Show`, with a screen or without.
     static int IntervalMilliSec(bool hasScreen);
-    void Show(Media::PipelineStatistics_t const& statistics);
+    /// `streams` stand below the sessions, cut to the window.
+    void Show(Media::PipelineStatistics_t const& statistics, std::vector<std::string> const& streams = {});
 
 private:
     std::ostream& out_;

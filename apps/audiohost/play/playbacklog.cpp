@@ -66,6 +66,12 @@ void PlaybackLogKeeper::AddSent(std::size_t session, MediaFrame const& frame) {
     }
 }
 
+void PlaybackLogKeeper::AddStream(std::size_t session, StreamState const& state) {
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+    std::lock_guard<std::mutex> const guard(lock_);
+    log_.sessions.at(session).streamPoints.push_back({now.GetDiffSysTime(start_).NanoSec(), state});
+}
+
 void PlaybackLogKeeper::AddReport(Media::Pipeline::Report_t const& report) {
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     std::lock_guard<std::mutex> const guard(lock_);
@@ -107,6 +113,10 @@ std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const 
         one.errorMilliSec = session.points.empty() ? 0.0 : session.points.back().errorMilliSec;
         one.hz = session.steps.empty() ? 0 : session.steps.back().hz;
         one.jobsFailed = session.jobsFailed;
+        one.name = session.name;
+        if (!session.streamPoints.empty()) {
+            one.stream = session.streamPoints.back().state;
+        }
         progress.push_back(one);
     }
     return progress;

@@ -15,6 +15,7 @@
 #include "listening/outputglitch.h"
 #include "listening/samples.h"
 #include "listening/soundcompare.h"
+#include "live/streamstate.h"
 #include "page/facts.h"
 #include "pipeline/pipeline.h"
 #include "play/logwatch.h"
@@ -42,6 +43,12 @@ struct FrequencyStep {
     std::uint32_t hz = 0;
 };
 
+/// How a stream stood. Times count as above.
+struct StreamPoint {
+    std::int64_t timeNanoSec = 0;
+    StreamState state;
+};
+
 /// One file's playback.
 struct SessionLog {
     std::string name;
@@ -58,6 +65,8 @@ struct SessionLog {
     std::vector<PresentationPoint> points;
     std::vector<FrequencyStep> steps;
     std::vector<PlayEvent> events;
+    /// Of a stream; empty of a file.
+    std::vector<StreamPoint> streamPoints;
     /// What the frames stand for; empty unless sound is kept.
     Listening::Samples sound;
 };
@@ -101,6 +110,7 @@ public:
     std::size_t AddSession(Media::Pipeline::SessionId_t id, SessionLog session);
 
     void AddSent(std::size_t session, MediaFrame const& frame);
+    void AddStream(std::size_t session, StreamState const& state);
     void AddReport(Media::Pipeline::Report_t const& report);
     /// A record belongs to the session that is its subject.
     void AddLog(Kovra::LogRecord const& record);
@@ -112,6 +122,9 @@ public:
         double errorMilliSec = 0.0;
         std::uint32_t hz = 0;
         std::uint64_t jobsFailed = 0;
+        std::string name;
+        /// Of a stream.
+        std::optional<StreamState> stream;
     };
     std::vector<Progress> GetProgress() const;
 

@@ -50,7 +50,30 @@ std::string FrequenciesText(std::vector<PlaybackLogKeeper::Progress> const& sess
     return text + " Hz";
 }
 
+/// Of the stream that has lost most, or is broken.
+std::string StreamsText(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
+    StreamState const* worst = nullptr;
+    for (PlaybackLogKeeper::Progress const& session : sessions) {
+        bool const isWorse =
+            session.stream &&
+            (!worst || session.stream->isBroken ||
+             (!worst->isBroken && session.stream->GetLossPercent() > worst->GetLossPercent()));
+        worst = isWorse ? &*session.stream : worst;
+    }
+    return worst ? "  " + FormatStream(*worst) : "";
+}
+
 } // namespace
+
+std::vector<std::string> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
+    std::vector<std::string> lines;
+    for (PlaybackLogKeeper::Progress const& session : sessions) {
+        if (session.stream) {
+            lines.push_back(session.name + "  " + FormatStream(*session.stream));
+        }
+    }
+    return lines;
+}
 
 std::string FormatProgress(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
     if (sessions.empty()) {
@@ -66,7 +89,7 @@ std::string FormatProgress(std::vector<PlaybackLogKeeper::Progress> const& sessi
     }
     std::string const total = duration > 0 ? " / " + FormatClock(duration) : "";
     return FormatClock(sent) + total + "  error " + ErrorsText(sessions) + "  " + FrequenciesText(sessions) +
-           "  " + std::to_string(failed) + " failed";
+           "  " + std::to_string(failed) + " failed" + StreamsText(sessions);
 }
 
 } // namespace AudioHost

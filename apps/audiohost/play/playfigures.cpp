@@ -67,7 +67,7 @@ std::optional<int> PlayFigures::GetIntervalMilliSec() const {
     return isLive_ ? std::optional(std::min(viewIntervalMilliSec_, TraceIntervalMilliSec)) : std::nullopt;
 }
 
-void PlayFigures::Show() {
+void PlayFigures::Show(std::vector<std::string> const& streams) {
     WriteTrace();
     if (!isLive_) {
         return;
@@ -75,7 +75,7 @@ void PlayFigures::Show() {
     sinceShownMilliSec_ += *GetIntervalMilliSec();
     if (sinceShownMilliSec_ >= viewIntervalMilliSec_) {
         sinceShownMilliSec_ = 0;
-        ShowView();
+        ShowView(streams);
     }
 }
 
@@ -85,19 +85,19 @@ void PlayFigures::WriteTrace() {
     }
 }
 
-void PlayFigures::ShowView() {
+void PlayFigures::ShowView(std::vector<std::string> const& streams) {
     if (!view_) {
         view_.emplace(surroundings_.out, screen_, names_);
     }
-    view_->Show(pipeline_->GetStatistics());
+    view_->Show(pipeline_->GetStatistics(), streams);
 }
 
-void PlayFigures::TakeStatistics() {
+void PlayFigures::TakeStatistics(std::vector<std::string> const& streams) {
     // What is still in the log's queue counts.
     Kovra::LogManager::Instance().Flush();
     WriteTrace();
     if (isLive_) {
-        ShowView();
+        ShowView(streams);
     }
     statistics_ = pipeline_->GetStatistics();
 }

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kovra/log.h"
 #include "pipeline/pipeline.h"
@@ -35,11 +36,11 @@ public:
 
     /// How often to call `Show` when it shows something; nothing when there is no live table.
     std::optional<int> GetIntervalMilliSec() const;
-    /// Writes the trace on, and shows the table when it is time for that. To be called at that interval, else
-    /// once a second or more often, while the pipeline is attached.
-    void Show();
+    /// `streams` are lines for below the table. Writes the trace on, and shows the table when it is time for
+    /// that. To be called at that interval, else once a second or more often, while the pipeline is attached.
+    void Show(std::vector<std::string> const& streams = {});
     /// Before the sessions end: their statistics so far, shown for the last time.
-    void TakeStatistics();
+    void TakeStatistics(std::vector<std::string> const& streams = {});
 
     /// Writes the files that were asked for, when all is over, and says so. Throws `HostError` (`Internal`)
     /// when one could not be written.
@@ -47,7 +48,7 @@ public:
 
 private:
     void WriteTrace();
-    void ShowView();
+    void ShowView(std::vector<std::string> const& streams);
 
     Surroundings const& surroundings_;
     std::string const tracePath_;

@@ -129,6 +129,34 @@ ReportChart FrequencyChart(PlaybackLog const& log, std::int64_t endMilliSec) {
     return chart;
 }
 
+/// A chart of what streams tell; none where everything is a file.
+void AddStreamChart(PlaybackLog const& log, char const* id, char const* title, char const* unit,
+                    double (*get)(StreamState const&), std::vector<ReportChart>& charts) {
+    ReportChart chart =
+        ChartOf(log, {id, title, unit, PerUnit, false, 0, PerUnit, {}}, &SessionLog::streamPoints,
+                [get](StreamPoint const& point) { return ToThousandths(get(point.state)); });
+    bool const isOfStreams = std::any_of(chart.series.begin(), chart.series.end(),
+                                         [](ReportSeries const& series) { return !series.values.empty(); });
+    if (isOfStreams) {
+        charts.push_back(std::move(chart));
+    }
+}
+
+void AddStreamCharts(PlaybackLog const& log, std::vector<ReportChart>& charts) {
+    auto const add = [&](char const* id, char const* title, char const* unit,
+                         double (*get)(StreamState const&)) {
+        AddStreamChart(log, id, title, unit, get, charts);
+    };
+    add("jitter", "Jitter of the stream's packets", "ms",
+        [](StreamState const& state) { return Listening::ToMilliSec(state.clock.jitterNanoSec); });
+    add("loss", "Sound of the stream that is missing so far", "%",
+        [](StreamState const& state) { return state.GetLossPercent(); });
+    add("skew", "The sender's clock against ours, above 0 fast", "ppm",
+        [](StreamState const& state) { return state.clock.skewPartsPerMillion; });
+    add("lead", "Lead in use, from the earliest arrival to the sound", "ms",
+        [](StreamState const& state) { return Listening::ToMilliSec(state.clock.leadNanoSec); });
+}
+
 std::vector<ReportChart> Charts(PlaybackLog const& log, std::int64_t endMilliSec) {
     std::vector<ReportChart> charts = {
         ChartOf(log,
@@ -151,6 +179,7 @@ std::vector<ReportChart> Charts(PlaybackLog const& log, std::int64_t endMilliSec
         ChartOf(log, {"handover", "Lateness of the hand-over", "ms", PerUnit, false, 0, 5 * PerUnit, {}},
                 &SessionLog::handOvers,
                 [](HandOver const& handOver) { return ToThousandths(handOver.lateMilliSec); })};
+    AddStreamCharts(log, charts);
     if (log.comparison && log.comparison->isFound) {
         ReportSeries delay;
         for (Listening::WindowMatch const& window : log.comparison->windows) {

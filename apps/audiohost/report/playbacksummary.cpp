@@ -5,6 +5,7 @@
 #include <map>
 
 #include "listening/stats.h"
+#include "live/streamstate.h"
 #include "report/hearing.h"
 #include "report/judgement.h"
 #include "report/soundwords.h"
@@ -104,6 +105,9 @@ std::vector<std::string> DescribeSession(SessionLog const& session) {
     sentences.push_back(FormatFixed(static_cast<double>(session.sentNanoSec) / Listening::NanoSecPerSec, 1) +
                         " s" + whole + " in " + FormatCount(session.framesSent, "frame") + ", " + failures +
                         ".");
+    if (!session.streamPoints.empty()) {
+        sentences.push_back(DescribeStream(session.streamPoints.back().state));
+    }
     if (!session.points.empty()) {
         sentences.push_back(DescribeBegin(session));
     }

@@ -18,6 +18,7 @@ enum class ExitCode_t : int {
     NotWritten = 8,
     WentBadly = 9,
     OutputGlitch = 10,
+    NoStream = 11,
     Interrupted = 130,
 };
 

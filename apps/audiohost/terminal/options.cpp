@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <sstream>
 
+#include "terminal/streamaddress.h"
+
 namespace AudioHost {
 
 namespace {
@@ -116,6 +118,7 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_flag("--noise", options.hasNoise)->disable_flag_override();
     play.add_flag("--then", options.isSequence)->disable_flag_override();
     play.add_flag("--loop", options.isLoop)->disable_flag_override();
+    play.add_flag("--tcp", options.isTcp)->disable_flag_override();
     play.add_option("--lead", options.leadMilliSec)->check(Between(MinLeadMilliSec, MaxLeadMilliSec));
     play.add_option("--volume", options.volume)->check(Between(0.0, 1.0));
     play.add_option("--balance", options.balance)->check(Between(0.0, 1.0));
@@ -168,15 +171,27 @@ std::string FormatHelp(CLI::App const& app) {
     return text;
 }
 
+/// Of what was named, some may be streams.
+void FindStreams(CLI::App const& play, PlayOptions& options) {
+    options.isLeadAdapted = play.count("--lead") == 0;
+    auto const streams = std::stable_partition(options.files.begin(), options.files.end(),
+                                               [](std::string const& name) { return !IsStream(name); });
+    options.streams.assign(streams, options.files.end());
+    options.files.erase(streams, options.files.end());
+    if (!options.streams.empty() && (options.isSequence || options.isLoop)) {
+        throw CLI::ValidationError(options.isLoop ? "--loop" : "--then", "a stream has no end to go on from");
+    }
+}
+
 void RequireSound(PlayOptions const& options) {
-    if (options.files.empty() && options.tonesHz.empty() && !options.hasNoise) {
+    if (options.files.empty() && options.streams.empty() && options.tonesHz.empty() && !options.hasNoise) {
         throw CLI::RequiredError("FILE");
     }
 }
 
 /// CLI11's own texts end without a hint; ours say where help is.
 std::string Complain(CLI::ParseError const& error) {
-    std::string text = error.what();
+    std::string text = WithoutCredentials(error.what());
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text + "\nRun audiohost --help, or audiohost COMMAND --help, for the options.";
 }
@@ -224,6 +239,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     try {
         app.parse(reversed);
         if (play->parsed()) {
+            FindStreams(*play, playOptions);
             RequireSound(playOptions);
             result.play = playOptions;
         } else if (record->parsed()) {

@@ -31,6 +31,10 @@ constexpr char const* StandardInput = "-";
 /// The `play` command, as asked for. Texts are UTF-8, paths as given.
 struct PlayOptions {
     std::vector<std::string> files;
+    /// Of what is named, the streams of the network.
+    std::vector<std::string> streams;
+    /// RTSP's packets come in its own connection, not each for itself.
+    bool isTcp = false;
     /// Frequencies of a test tone; empty: none.
     std::vector<double> tonesHz;
     bool hasNoise = false;
@@ -39,6 +43,8 @@ struct PlayOptions {
     /// Over and over.
     bool isLoop = false;
     std::int64_t leadMilliSec = 200;
+    /// Of a stream: nothing was told, so that it follows the network.
+    bool isLeadAdapted = true;
     /// Not given: the renderer's own default stands.
     std::optional<float> volume;
     std::optional<float> balance;

@@ -36,6 +36,27 @@ nlohmann::json ErrorObject(int code, std::string const& sentence) {
 
 } // namespace
 
+TEST(FormatSummaryJson, OfAStreamTellsHowItStood) {
+    PlaybackLog log = MakeHeardLog();
+    EXPECT_EQ(Parse(log)["sessions"].at(0)["stream"], nullptr);
+    StreamState state;
+    state.clock.jitterNanoSec = 2'500'000;
+    state.clock.leadNanoSec = 120'000'000;
+    state.clock.skewPartsPerMillion = -3.5;
+    state.handedNanoSec = 75;
+    state.missingNanoSec = 25;
+    state.leftOut = 4;
+    state.breaks = 1;
+    log.sessions[0].streamPoints = {{0, state}};
+    EXPECT_EQ(Parse(log)["sessions"].at(0)["stream"], (nlohmann::json{{"jitterMilliSec", 2.5},
+                                                                      {"lossPercent", 25.0},
+                                                                      {"packetsLeftOut", 4},
+                                                                      {"skewPpm", -3.5},
+                                                                      {"leadMilliSec", 120.0},
+                                                                      {"breaks", 1},
+                                                                      {"error", nullptr}}));
+}
+
 TEST(FormatSummaryJson, OfAPlaybackHasItsSchemaVerdictAndFigures) {
     auto const object = Parse(MakeHeardLog());
     EXPECT_EQ(object["schema"], "audiohost-summary");

@@ -176,6 +176,21 @@ TEST(LiveView_Show, OnATerminalWritesTheTableOverInPlaceAndScrollsNothing) {
     EXPECT_EQ(LiveView::IntervalMilliSec(true), 500);
 }
 
+TEST(LiveView_Show, HasTheStreamsBelowTheSessionsAsFarAsThereIsRoom) {
+    TestScreen screen;
+    LiveView view(screen, &screen, {});
+    view.Show(MakeSessions(1), {std::string(100, 'x'), "second"});
+    std::vector<std::string> const lines = screen.Read();
+    EXPECT_EQ(lines[2], std::string(79, 'x'));
+    EXPECT_EQ(lines[3].substr(0, 6), "second");
+    TestScreen full;
+    LiveView(full, &full, {}).Show(MakeSessions(63), {"second"});
+    EXPECT_EQ(full.scrolled, 0U);
+    std::ostringstream out;
+    LiveView(out, nullptr, {}).Show(MakeSessions(1), {"second"});
+    EXPECT_EQ(out.str(), FormatLiveLine(MakeSessions(1)) + "\nsecond\n");
+}
+
 TEST(LiveView_Show, FollowsAWindowThatBecomesSmaller) {
     TestScreen screen;
     LiveView view(screen, &screen, {});

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace AudioHost {
 
 namespace {
@@ -9,7 +11,7 @@ namespace {
 using Listening::NanoSecPerSec;
 
 PlaybackLogKeeper::Progress At(std::int64_t sent, double error, std::uint32_t hz, std::uint64_t failed = 0) {
-    return {sent, 12 * NanoSecPerSec, error, hz, failed};
+    return {sent, 12 * NanoSecPerSec, error, hz, failed, "a", std::nullopt};
 }
 
 } // namespace
@@ -20,7 +22,9 @@ TEST(FormatProgress, TellsPositionErrorFrequencyAndFailures) {
 }
 
 TEST(FormatProgress, LeavesOutADurationThatIsUnknownAndAFrequencyBeforeTheStart) {
-    EXPECT_EQ(FormatProgress({{NanoSecPerSec, 0, 0.0, 0, 0}}), "0:01.0  error 0.0 ms  - Hz  0 failed");
+    PlaybackLogKeeper::Progress session = At(NanoSecPerSec, 0.0, 0);
+    session.durationNanoSec = 0;
+    EXPECT_EQ(FormatProgress({session}), "0:01.0  error 0.0 ms  - Hz  0 failed");
 }
 
 TEST(FormatProgress, OfSeveralSessionsListsWhatDiffers) {
@@ -34,6 +38,29 @@ TEST(FormatProgress, OfManySessionsTellsTheWorst) {
     EXPECT_EQ(FormatProgress({At(NanoSecPerSec, 1.0, 48000), At(NanoSecPerSec, -9.0, 48000),
                               At(NanoSecPerSec, 2.0, 48000), At(NanoSecPerSec, 3.0, 47960)}),
               "0:01.0 / 0:12.0  error -9.0 ms at worst  several Hz  0 failed");
+}
+
+TEST(FormatProgress, OfStreamsTellsTheOneThatHasLostMostOrIsBroken) {
+    PlaybackLogKeeper::Progress good = At(NanoSecPerSec, 0.0, 48000);
+    good.stream = StreamState();
+    PlaybackLogKeeper::Progress bad = good;
+    bad.stream->handedNanoSec = 90;
+    bad.stream->missingNanoSec = 10;
+    std::string const end = "0 failed  jitter 0.0 ms  loss 10.0 %  sender 0 ppm  lead 0 ms";
+    for (auto const& sessions : {std::vector<PlaybackLogKeeper::Progress>{good, bad}, {bad, good}}) {
+        std::string const text = FormatProgress(sessions);
+        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), end.size())), end);
+    }
+    good.stream->isBroken = true;
+    EXPECT_NE(FormatProgress({good, bad}).find("broken"), std::string::npos);
+    EXPECT_NE(FormatProgress({bad, good}).find("broken"), std::string::npos);
+}
+
+TEST(FormatStreams, HasALineForEachStreamAndNoneForAFile) {
+    PlaybackLogKeeper::Progress stream = At(NanoSecPerSec, 0.0, 48000);
+    stream.stream = StreamState();
+    EXPECT_EQ(FormatStreams({At(NanoSecPerSec, 0.0, 48000), stream}),
+              std::vector<std::string>{"a  jitter 0.0 ms  loss 0.0 %  sender 0 ppm  lead 0 ms"});
 }
 
 } // namespace AudioHost

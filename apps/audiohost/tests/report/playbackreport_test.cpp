@@ -54,6 +54,18 @@ TEST(DescribeRun_OfAPlayback, TellsTheNumbersOfTheLog) {
     EXPECT_EQ(ValueOf(model.sessions[0].figures, "Presentation error, earliest"), -4'000);
 }
 
+TEST(DescribeRun_OfAPlayback, HasChartsOfAStreamsFigures) {
+    PlaybackLog log = MakeLog();
+    StreamState state;
+    state.clock.skewPartsPerMillion = -3.5;
+    log.sessions[0].streamPoints = {{Listening::NanoSecPerSec, state}};
+    ReportModel const model = Describe(log);
+    EXPECT_THAT(ChartIds(model),
+                ElementsAre("error", "frequency", "renderer", "handover", "jitter", "loss", "skew", "lead"));
+    EXPECT_THAT(model.charts[6].series.at(0).timesMilliSec, ElementsAre(1'000));
+    EXPECT_THAT(model.charts[6].series.at(0).values, ElementsAre(-3'500));
+}
+
 TEST(DescribeRun_OfAPlayback, HasAChartOfAllThatIsKnown) {
     EXPECT_THAT(ChartIds(Describe(MakeHeardLog())),
                 ElementsAre("error", "frequency", "renderer", "handover", "delay"));

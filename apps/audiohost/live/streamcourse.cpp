@@ -1,0 +1,136 @@
+#include "live/streamcourse.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+namespace AudioHost {
+
+namespace {
+
+using News_t = StreamNews::Kind_t;
+
+StreamNews NewsOf(News_t kind, std::string text = {}) {
+    StreamNews news;
+    news.kind = kind;
+    news.text = std::move(text);
+    return news;
+}
+
+/// Gives what is read ahead of its time the time at which it sounds.
+class Pace {
+public:
+    explicit Pace(StreamFormat const& format) : format_(format) {}
+
+    /// How long to wait before the packet counts as arrived.
+    std::int64_t AheadNanoSec(LivePacket const& packet) {
+        if (!format_.isAhead) {
+            return 0;
+        }
+        std::int64_t const now = packet.arrival.NanoSec();
+        std::int64_t const ahead = hasBegun_ ? due_ + SpanNanoSec(packet.ticks) - now : 0;
+        if (!hasBegun_ || std::abs(ahead) > MostAheadNanoSec) {
+            hasBegun_ = true;
+            ticks_ = packet.ticks;
+            due_ = now;
+            return 0;
+        }
+        return std::max<std::int64_t>(0, ahead);
+    }
+
+private:
+    std::int64_t SpanNanoSec(std::uint64_t ticks) const {
+        return av_rescale(static_cast<std::int64_t>(ticks - ticks_), Kovra::NanoSecPerSec,
+                          format_.ticksPerSec);
+    }
+
+    StreamFormat const& format_;
+    bool hasBegun_ = false;
+    std::uint64_t ticks_ = 0;
+    std::int64_t due_ = 0;
+};
+
+enum class Course_t { GoesOn, Over };
+
+/// Reads a stream that is open until it ends or breaks.
+Course_t ReadAll(StreamConnection& connection, std::function<bool(std::int64_t)> const& wait,
+                 std::function<void(StreamNews)> const& tell, bool& hasRead) {
+    StreamNews opened = NewsOf(News_t::Opened);
+    opened.format = connection.GetFormat();
+    StreamFormat const format = opened.format;
+    tell(std::move(opened));
+    Pace pace(format);
+    for (;;) {
+        StreamNews news = NewsOf(News_t::Packet);
+        StreamConnection::Result_t const result = connection.Read(news.packet, news.text);
+        if (result == StreamConnection::Result_t::Ended) {
+            tell(NewsOf(News_t::Over));
+            return Course_t::Over;
+        }
+        if (result == StreamConnection::Result_t::Broken) {
+            StreamNews broke = NewsOf(format.isFinite ? News_t::Over : News_t::Broke, news.text);
+            if (format.isFinite) {
+                // From its beginning again is not what was asked for.
+                broke.error = HostError(ExitCode_t::NoStream, "the stream broke off: " + news.text + ".");
+            }
+            tell(std::move(broke));
+            return format.isFinite ? Course_t::Over : Course_t::GoesOn;
+        }
+        hasRead = true;
+        std::int64_t const ahead = pace.AheadNanoSec(news.packet);
+        if (!wait(ahead)) {
+            tell(NewsOf(News_t::Over));
+            return Course_t::Over;
+        }
+        if (ahead > 0) {
+            news.packet.arrival = Kovra::JiffyTime::Now();
+        }
+        tell(std::move(news));
+    }
+}
+
+} // namespace
+
+void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& connect,
+                  std::function<bool(std::int64_t)> const& wait,
+                  std::function<void(StreamNews)> const& tell) {
+    bool hasOpened = false;
+    std::int64_t pause = FirstPauseNanoSec;
+    std::int64_t paused = 0;
+    for (;;) {
+        bool hasRead = false;
+        try {
+            std::unique_ptr<StreamConnection> const connection = connect();
+            hasOpened = true;
+            if (ReadAll(*connection, wait, tell, hasRead) == Course_t::Over) {
+                return;
+            }
+        } catch (HostError const& error) {
+            StreamNews news = NewsOf(hasOpened ? News_t::Broke : News_t::Over, error.what());
+            if (!hasOpened) {
+                news.error = error;
+                tell(std::move(news));
+                return;
+            }
+            tell(std::move(news));
+        }
+        if (hasRead) {
+            pause = FirstPauseNanoSec;
+            paused = 0;
+        }
+        if (paused >= GiveUpNanoSec) {
+            StreamNews news = NewsOf(News_t::Over);
+            news.error = HostError(ExitCode_t::NoStream, "the stream broke and did not come back.");
+            tell(std::move(news));
+            return;
+        }
+        if (!wait(pause)) {
+            tell(NewsOf(News_t::Over));
+            return;
+        }
+        paused += pause;
+        pause = std::min(2 * pause, LongestPauseNanoSec);
+    }
+}
+
+} // namespace AudioHost

@@ -1,0 +1,53 @@
+#include "terminal/streamaddress.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace AudioHost {
+
+namespace {
+
+constexpr char const* AfterScheme = "://";
+constexpr std::size_t AfterSchemeSize = 3;
+/// Windows has one letter before a colon, a drive's; every scheme that we play has more.
+constexpr std::size_t LeastSchemeSize = 2;
+
+bool IsOfScheme(char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '+' || letter == '-' ||
+           letter == '.';
+}
+
+} // namespace
+
+bool IsSessionDescription(std::string const& text) {
+    std::string const end = ".sdp";
+    return text.size() > end.size() &&
+           std::equal(end.begin(), end.end(), text.end() - static_cast<std::ptrdiff_t>(end.size()),
+                      [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
+}
+
+bool IsStream(std::string const& text) {
+    std::size_t const scheme = text.find(AfterScheme);
+    bool const isAddress =
+        scheme != std::string::npos && scheme >= LeastSchemeSize &&
+        std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(scheme), IsOfScheme);
+    return isAddress || IsSessionDescription(text);
+}
+
+std::string WithoutCredentials(std::string const& text) {
+    std::string shown = text;
+    std::size_t place = 0;
+    while ((place = shown.find(AfterScheme, place)) != std::string::npos) {
+        place += AfterSchemeSize;
+        // A password may have an @ in it: the last one before the path is the host's.
+        std::size_t const end = std::min(shown.find_first_of("/?# \t\n'\"", place), shown.size());
+        std::size_t const at = shown.rfind('@', end == 0 ? 0 : end - 1);
+        if (at != std::string::npos && at >= place && at < end) {
+            // "udp://@:5000" has none: the sign stands for "whoever sends".
+            shown.erase(place, at == place ? 0 : at + 1 - place);
+        }
+    }
+    return shown;
+}
+
+} // namespace AudioHost

@@ -1,0 +1,163 @@
+#include "live/streamcourse.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <vector>
+
+#include "support/teststream.h"
+
+namespace AudioHost {
+
+namespace {
+
+using News_t = StreamNews::Kind_t;
+using Result_t = StreamConnection::Result_t;
+using Kovra::NanoSecPerMilliSec;
+using Kovra::NanoSecPerSec;
+
+/// Follows a stream whose openings and waits are made up.
+struct CourseFixture {
+    std::vector<std::function<std::unique_ptr<StreamConnection>()>> openings;
+    /// What comes after them.
+    std::function<std::unique_ptr<StreamConnection>()> after = [] {
+        return std::unique_ptr<StreamConnection>();
+    };
+    std::size_t opened = 0;
+    std::size_t allowedWaits = 10'000;
+    /// Only those that take time.
+    std::vector<std::int64_t> waits;
+    std::vector<StreamNews> news;
+
+    void Follow() {
+        FollowStream(
+            [this] {
+                std::size_t const number = opened++;
+                return number < openings.size() ? openings[number]() : after();
+            },
+            [this](std::int64_t nanoSec) {
+                if (nanoSec > 0) {
+                    waits.push_back(nanoSec);
+                }
+                return waits.size() <= allowedWaits;
+            },
+            [this](StreamNews one) { news.push_back(std::move(one)); });
+    }
+
+    std::vector<News_t> Kinds() const {
+        std::vector<News_t> kinds;
+        for (StreamNews const& one : news) {
+            kinds.push_back(one.kind);
+        }
+        return kinds;
+    }
+};
+
+std::function<std::unique_ptr<StreamConnection>()> Opening(std::deque<LivePacket> const& packets,
+                                                           Result_t end,
+                                                           StreamFormat const& format = MakeTestFormat()) {
+    return [=] { return std::make_unique<TestConnection>(format, packets, end); };
+}
+
+std::unique_ptr<StreamConnection> Refuse() {
+    throw HostError(ExitCode_t::NoStream, "nobody there.");
+}
+
+} // namespace
+
+TEST(FollowStream, ThatDoesNotOpenTellsWhyAndIsNotTriedAgain) {
+    CourseFixture fixture;
+    fixture.openings = {Refuse};
+    fixture.Follow();
+    ASSERT_EQ(fixture.Kinds(), std::vector<News_t>{News_t::Over});
+    ASSERT_TRUE(fixture.news[0].error);
+    EXPECT_EQ(fixture.news[0].error->GetCode(), ExitCode_t::NoStream);
+    EXPECT_STREQ(fixture.news[0].error->what(), "nobody there.");
+    EXPECT_EQ(fixture.opened, 1U);
+}
+
+TEST(FollowStream, ThatEndsIsOverWithoutAnError) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0), MakeTestPacket(20)}, Result_t::Ended)};
+    fixture.Follow();
+    EXPECT_EQ(fixture.Kinds(),
+              (std::vector<News_t>{News_t::Opened, News_t::Packet, News_t::Packet, News_t::Over}));
+    EXPECT_FALSE(fixture.news.back().error);
+    EXPECT_TRUE(fixture.waits.empty());
+}
+
+TEST(FollowStream, ThatBreaksIsOpenedAgainAfterPausesThatGrowToASecond) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken),
+                        Refuse,
+                        Refuse,
+                        Refuse,
+                        Refuse,
+                        Opening({MakeTestPacket(0)}, Result_t::Broken),
+                        Opening({MakeTestPacket(0)}, Result_t::Ended)};
+    fixture.Follow();
+    std::int64_t const quarter = NanoSecPerSec / 4;
+    // A packet begins it all anew.
+    EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{quarter, 2 * quarter, 4 * quarter, 4 * quarter,
+                                                        4 * quarter, quarter}));
+    EXPECT_EQ(fixture.opened, 7U);
+    EXPECT_FALSE(fixture.news.back().error);
+}
+
+TEST(FollowStream, ThatStaysBrokenForAMinuteIsGivenUp) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.after = Refuse;
+    fixture.Follow();
+    std::int64_t const paused = std::accumulate(fixture.waits.begin(), fixture.waits.end(), std::int64_t{0});
+    EXPECT_GE(paused, 60 * NanoSecPerSec);
+    EXPECT_LT(paused - fixture.waits.back(), 60 * NanoSecPerSec);
+    ASSERT_TRUE(fixture.news.back().error);
+    EXPECT_EQ(fixture.news.back().error->GetCode(), ExitCode_t::NoStream);
+}
+
+TEST(FollowStream, ThatOpensButSendsNothingIsGivenUpToo) {
+    CourseFixture fixture;
+    fixture.after = Opening({}, Result_t::Broken);
+    fixture.Follow();
+    EXPECT_TRUE(fixture.news.back().error);
+}
+
+TEST(FollowStream, WithAnEndOfItsOwnThatBreaksOffIsNotBegunAgain) {
+    CourseFixture fixture;
+    StreamFormat format = MakeTestFormat();
+    format.isFinite = true;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken, format)};
+    fixture.Follow();
+    EXPECT_EQ(fixture.opened, 1U);
+    ASSERT_TRUE(fixture.news.back().error);
+    EXPECT_STREQ(fixture.news.back().error->what(), "the stream broke off: it broke.");
+}
+
+TEST(FollowStream, EndsAtOnceWhenThePauseIsEnded) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.allowedWaits = 0;
+    fixture.Follow();
+    EXPECT_EQ(fixture.opened, 1U);
+    EXPECT_EQ(fixture.news.back().kind, News_t::Over);
+    EXPECT_FALSE(fixture.news.back().error);
+}
+
+TEST(FollowStream, ThatComesAsFastAsItIsReadIsHeldToItsOwnTime) {
+    CourseFixture fixture;
+    StreamFormat format = MakeTestFormat();
+    format.isAhead = true;
+    std::deque<LivePacket> packets;
+    for (std::int64_t const milliSec : {1000, 1020, 1040, 30'000, 30'020}) {
+        packets.push_back(MakeTestPacket(milliSec));
+        packets.back().arrival = Kovra::JiffyTime(NanoSecPerSec);
+    }
+    // One that comes late is not held.
+    packets[2].arrival = Kovra::JiffyTime(2 * NanoSecPerSec);
+    fixture.openings = {Opening(packets, Result_t::Ended, format)};
+    fixture.Follow();
+    EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{20 * NanoSecPerMilliSec, 20 * NanoSecPerMilliSec}));
+}
+
+} // namespace AudioHost

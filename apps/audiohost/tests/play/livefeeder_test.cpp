@@ -1,0 +1,200 @@
+#include "play/livefeeder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <future>
+#include <thread>
+
+#include "listening/samples.h"
+#include "support/testerror.h"
+#include "support/testrenderer.h"
+#include "support/teststream.h"
+
+namespace AudioHost {
+
+namespace {
+
+using Listening::NanoSecPerMilliSec;
+using Result_t = StreamConnection::Result_t;
+
+constexpr std::int64_t OpenedNanoSec = 1'000'000'000'000;
+constexpr std::int64_t LeadNanoSec = 100 * NanoSecPerMilliSec;
+
+/// Time that passes only when someone waits for it.
+class SteppedTime : public Pacer, public Kovra::ClockSource {
+public:
+    SteppedTime() { Kovra::SetClockSource(this); }
+    ~SteppedTime() override { Kovra::SetClockSource(nullptr); }
+    SteppedTime(SteppedTime const&) = delete;
+    SteppedTime& operator=(SteppedTime const&) = delete;
+
+    std::int64_t SystemNanoSec() const override { return now_; }
+    std::int64_t MonotonicNanoSec() const override { return now_; }
+    bool WaitUntil(Kovra::JiffyTime instant) override {
+        now_ = instant.NanoSec();
+        return ++waits <= allowed;
+    }
+
+    std::size_t waits = 0;
+    std::size_t allowed = 1'000'000;
+
+private:
+    std::atomic<std::int64_t> now_{OpenedNanoSec};
+};
+
+/// For the opening, which takes no time.
+class YieldingPacer : public Pacer {
+public:
+    bool WaitUntil(Kovra::JiffyTime) override {
+        std::this_thread::yield();
+        return true;
+    }
+};
+
+/// Gives its packets, then waits until it is told to end.
+class HeldConnection : public TestConnection {
+public:
+    HeldConnection(std::deque<LivePacket> packets, Result_t end, std::promise<void>& isRead,
+                   std::shared_future<void> goOn)
+        : TestConnection(MakeTestFormat(), std::move(packets), end),
+          isRead_(isRead),
+          goOn_(std::move(goOn)) {}
+
+    Result_t Read(LivePacket& packet, std::string& why) override {
+        Result_t const result = TestConnection::Read(packet, why);
+        if (result != Result_t::Packet) {
+            isRead_.set_value();
+            goOn_.wait();
+        }
+        return result;
+    }
+
+private:
+    std::promise<void>& isRead_;
+    std::shared_future<void> const goOn_;
+};
+
+struct LiveFixture {
+    SteppedTime time;
+    PlaybackLogKeeper keeper{true};
+    TestRenderer renderer;
+    std::promise<void> isRead;
+    std::promise<void> goOn;
+    Result_t end = Result_t::Ended;
+
+    /// A stream whose packets, stamped with these milliseconds, come when their stamps say.
+    std::unique_ptr<LiveStream> Open(std::vector<std::int64_t> const& milliSecs) {
+        std::deque<LivePacket> packets;
+        for (std::int64_t const milliSec : milliSecs) {
+            packets.push_back(MakeTestPacket(milliSec));
+            packets.back().arrival = Kovra::JiffyTime(OpenedNanoSec + milliSec * NanoSecPerMilliSec);
+        }
+        auto stream = std::make_unique<LiveStream>(
+            "a stream",
+            [=, goOnLater = goOn.get_future().share()](LiveStream::StopFlag const&) {
+                return std::make_unique<HeldConnection>(packets, end, isRead, goOnLater);
+            },
+            LiveStream::Settings{LeadNanoSec, false});
+        YieldingPacer opening;
+        EXPECT_TRUE(stream->WaitUntilOpen(opening));
+        isRead.get_future().wait();
+        goOn.set_value();
+        return stream;
+    }
+
+    PlaybackLog Feed(std::unique_ptr<LiveStream> stream, std::int64_t limit, bool* isComplete = nullptr) {
+        Media::Pipeline pipeline(renderer, 1, [this](auto const& report) { keeper.AddReport(report); });
+        Media::Pipeline::SessionId_t const session = pipeline.OpenSession({});
+        std::size_t const number = keeper.AddSession(session, {});
+        keeper.SetStart(Kovra::JiffyTime::Now());
+        LiveFeeder feeder(pipeline, keeper, time);
+        feeder.Add(session, number, std::move(stream));
+        bool const result = feeder.Run(Kovra::JiffyTime::Now(), limit);
+        if (isComplete) {
+            *isComplete = result;
+        }
+        pipeline.Drain();
+        return keeper.Take();
+    }
+};
+
+} // namespace
+
+TEST(LiveFeeder_Run, SubmitsEachPacketToBeHeardALeadAfterItCouldArrive) {
+    LiveFixture fixture;
+    bool isComplete = false;
+    // The one of 260 is lost; 300 comes before 280.
+    PlaybackLog const log = fixture.Feed(fixture.Open({200, 220, 240, 300, 280}), 0, &isComplete);
+    EXPECT_TRUE(isComplete);
+    ASSERT_EQ(fixture.renderer.rendered.size(), 5U);
+    std::int64_t const first = fixture.renderer.rendered[0].timestampNanoSec;
+    std::vector<std::int64_t> const places = {0, 20, 40, 80, 100};
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        std::int64_t const place = places[i] * NanoSecPerMilliSec;
+        EXPECT_EQ(fixture.renderer.rendered[i].coding, Media::MediaCoding_t::G711);
+        EXPECT_EQ(fixture.renderer.rendered[i].timestampNanoSec, first + place);
+        std::int64_t const due = OpenedNanoSec + 200 * NanoSecPerMilliSec + place + LeadNanoSec;
+        // The clock's line is rounded.
+        EXPECT_LE(std::abs(fixture.renderer.rendered[i].presentationNanoSec - due), 1'000);
+    }
+    SessionLog const& session = log.sessions.at(0);
+    EXPECT_EQ(session.framesSent, 5U);
+    ASSERT_FALSE(session.streamPoints.empty());
+    StreamState const& state = session.streamPoints.back().state;
+    EXPECT_EQ(state.handedNanoSec, 100 * NanoSecPerMilliSec);
+    EXPECT_EQ(state.missingNanoSec, 20 * NanoSecPerMilliSec);
+    EXPECT_EQ(state.clock.leadNanoSec, LeadNanoSec);
+}
+
+TEST(LiveFeeder_Run, EndsAtOnceWhenThePersonAsksToStop) {
+    LiveFixture fixture;
+    auto stream = fixture.Open({200});
+    fixture.time.allowed = fixture.time.waits;
+    bool isComplete = true;
+    fixture.Feed(std::move(stream), 0, &isComplete);
+    EXPECT_FALSE(isComplete);
+    EXPECT_EQ(fixture.time.waits, fixture.time.allowed + 1);
+}
+
+TEST(LiveFeeder_Run, StopsAtTheLimitThoughTheStreamGoesOn) {
+    LiveFixture fixture;
+    fixture.end = Result_t::Broken;
+    auto stream = fixture.Open({200});
+    std::int64_t const start = fixture.time.MonotonicNanoSec();
+    bool isComplete = false;
+    fixture.Feed(std::move(stream), 500 * NanoSecPerMilliSec, &isComplete);
+    EXPECT_TRUE(isComplete);
+    EXPECT_GE(fixture.time.MonotonicNanoSec(), start + 500 * NanoSecPerMilliSec);
+    // The last wait is for the end of the sound, 620 ms after the first instant and 300 ms for its way.
+    EXPECT_LE(fixture.time.MonotonicNanoSec(), OpenedNanoSec + 1'000 * NanoSecPerMilliSec);
+}
+
+TEST(LiveStream_WaitUntilOpen, OfAStreamThatDoesNotOpenThrowsItsError) {
+    LiveStream stream("a stream",
+                      [](LiveStream::StopFlag const&) -> std::unique_ptr<StreamConnection> {
+                          throw HostError(ExitCode_t::NoStream, "nobody there.");
+                      },
+                      {});
+    StopSignal pacer;
+    std::string sentence;
+    EXPECT_EQ(CodeOf([&] { stream.WaitUntilOpen(pacer); }, &sentence), ExitCode_t::NoStream);
+    EXPECT_EQ(sentence, "nobody there.");
+}
+
+TEST(LiveStream_WaitUntilOpen, EndsWhenThePersonAsksToStopAndSoDoesTheOpening) {
+    LiveStream stream("a stream",
+                      [](LiveStream::StopFlag const& stop) -> std::unique_ptr<StreamConnection> {
+                          while (!*stop) {
+                              std::this_thread::yield();
+                          }
+                          throw HostError(ExitCode_t::NoStream, "stopped.");
+                      },
+                      {});
+    StopSignal pacer;
+    pacer.Request();
+    EXPECT_FALSE(stream.WaitUntilOpen(pacer));
+}
+
+} // namespace AudioHost

@@ -1,0 +1,45 @@
+"""A network of one way on the loopback: UDP packets from one port to another, delayed, dropped and doubled by a seeded
+plan. Delays that differ put them out of order."""
+import heapq
+import random
+import select
+import socket
+import threading
+import time
+
+
+class Relay:
+    def __init__(self, to_port, seed, jitter_seconds=0.0, loss=0.0, doubled=0.0):
+        self.to = ("127.0.0.1", to_port)
+        self.plan = random.Random(seed)
+        self.jitter_seconds, self.loss, self.doubled = jitter_seconds, loss, doubled
+        self.came = self.dropped = 0
+        self.waiting = []
+        self.ends = threading.Event()
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.bind(("127.0.0.1", 0))
+        self.port = self.socket.getsockname()[1]
+        self.thread = threading.Thread(target=self.run)
+        self.thread.start()
+
+    def run(self):
+        while not self.ends.is_set():
+            left = max(0.0, self.waiting[0][0] - time.monotonic()) if self.waiting else 0.1
+            if select.select([self.socket], [], [], min(left, 0.1))[0]:
+                self.take(self.socket.recv(65536))
+            while self.waiting and self.waiting[0][0] <= time.monotonic():
+                self.socket.sendto(heapq.heappop(self.waiting)[2], self.to)
+
+    def take(self, packet):
+        self.came += 1
+        if self.plan.random() < self.loss:
+            self.dropped += 1
+            return
+        for copy in range(2 if self.plan.random() < self.doubled else 1):
+            due = time.monotonic() + self.plan.random() * self.jitter_seconds
+            heapq.heappush(self.waiting, (due, 2 * self.came + copy, packet))
+
+    def close(self):
+        self.ends.set()
+        self.thread.join()
+        self.socket.close()
