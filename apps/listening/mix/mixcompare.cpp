@@ -203,14 +203,25 @@ void LeaveOutAtSteps(SoundInMix& sound) {
                         sound.missing.end());
 }
 
+std::vector<std::int64_t> FindPeriods(std::vector<SampleView> const& sounds) {
+    std::vector<std::int64_t> periods;
+    periods.reserve(sounds.size());
+    for (SampleView const& sound : sounds) {
+        periods.push_back(FindPeriod(sound).value_or(0));
+    }
+    return periods;
+}
+
 /// Follows all sounds and judges each.
 class MixJudge {
 public:
     MixJudge(std::vector<SampleView> const& sounds, SampleView heard, LagRange const& range)
-        : sounds_(sounds), moments_(FollowMix(sounds, heard, range)) {
+        : sounds_(sounds),
+          periods_(FindPeriods(sounds)),
+          moments_(FollowMix(sounds, periods_, heard, range)) {
         for (std::size_t i = 0; i < sounds.size(); ++i) {
             // Where a sound that repeats itself lies is one of several places.
-            isPlaced_.push_back(!FindPeriod(sounds[i]));
+            isPlaced_.push_back(periods_[i] == 0);
             tracks_.emplace_back(moments_, i);
             loudest_ = std::max(loudest_, tracks_.back().UsualGain());
         }
@@ -339,6 +350,7 @@ private:
     }
 
     std::vector<SampleView> const sounds_;
+    std::vector<std::int64_t> const periods_;
     std::vector<MixMoment> const moments_;
     std::vector<SoundOfMix> tracks_;
     std::vector<std::vector<double>> lags_;

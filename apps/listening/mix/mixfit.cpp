@@ -208,14 +208,14 @@ double MixWindow::Fit(std::vector<MixTerm>& terms) const {
     return SumOfProducts(still.rest, still.rest);
 }
 
-MixPlace MixWindow::Search(std::vector<MixTerm> const& terms, std::size_t number, double lag) const {
+MixPlace MixWindow::Search(std::vector<MixTerm> const& terms, std::size_t number, double lag,
+                           std::int64_t reach) const {
     std::vector<MixTerm> others = terms;
     others.erase(others.begin() + static_cast<std::ptrdiff_t>(number));
     Signal const rest = Solve(MakeColumns(others)).rest;
-    std::int64_t const last = std::llround(lag) + CompareSearchSamples;
-    Signal const text =
-        sounds_[terms[number].sound].Cut(start_ - last, CompareWindowSamples + 2 * CompareSearchSamples);
-    FoundPeak const peak = NearestPeak(NormalisedCorrelation(rest, text), CompareSearchSamples);
+    std::int64_t const last = std::llround(lag) + reach;
+    Signal const text = sounds_[terms[number].sound].Cut(start_ - last, CompareWindowSamples + 2 * reach);
+    FoundPeak const peak = NearestPeak(NormalisedCorrelation(rest, text), reach);
     return {peak.height, static_cast<double>(last - peak.place)};
 }
 

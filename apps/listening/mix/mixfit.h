@@ -43,9 +43,10 @@ public:
     /// Moves all of `terms` by some samples to where they fit best, together, and sets their other members.
     /// What they leave of the energy.
     double Fit(std::vector<MixTerm>& terms) const;
-    /// Looks a term's sound up within `CompareSearchSamples` of `lag`, in what the other terms leave: of
+    /// Looks a term's sound up within `reach` of `lag`, in what the other terms leave: of
     /// places as good as the best the one nearest to `lag`.
-    MixPlace Search(std::vector<MixTerm> const& terms, std::size_t number, double lag) const;
+    MixPlace Search(std::vector<MixTerm> const& terms, std::size_t number, double lag,
+                    std::int64_t reach) const;
 
 private:
     struct Solution;

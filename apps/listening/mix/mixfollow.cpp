@@ -68,8 +68,10 @@ std::vector<ComparedSound> Compared(std::vector<SampleView> const& sounds, bool 
 
 class MixFollower {
 public:
-    MixFollower(std::vector<SampleView> const& sounds, SampleView heard, LagRange const& range)
+    MixFollower(std::vector<SampleView> const& sounds, std::vector<std::int64_t> const& periods,
+                SampleView heard, LagRange const& range)
         : samples_(sounds),
+          periods_(periods),
           recording_(heard),
           range_(range),
           isTreble_(HasTreble(sounds)),
@@ -190,7 +192,7 @@ private:
             double const loudest = LoudestGain(terms, rest);
             for (std::size_t i = 0; i < terms.size(); ++i) {
                 if (!isTried[i] && IsWeak(window, terms[i], rest, loudest)) {
-                    MixPlace const found = window.Search(terms, i, expected[i].lag);
+                    MixPlace const found = window.Search(terms, i, expected[i].lag, ReachOf(terms[i].sound));
                     best = found.likeness > place.likeness ? i : best;
                     place = found.likeness > place.likeness ? found : place;
                 }
@@ -203,6 +205,12 @@ private:
             }
             isTried[best] = true;
         }
+    }
+
+    /// Not beyond the next place in which a sound that repeats itself would fit as well.
+    std::int64_t ReachOf(std::size_t sound) const {
+        return periods_[sound] == 0 ? CompareSearchSamples
+                                    : std::min(CompareSearchSamples, periods_[sound] * 6 / 10);
     }
 
     static bool Try(MixWindow const& window, std::size_t number, double lag, std::vector<MixTerm>& terms,
@@ -271,6 +279,7 @@ private:
     }
 
     std::vector<SampleView> const samples_;
+    std::vector<std::int64_t> const periods_;
     SampleView const recording_;
     LagRange const range_;
     bool const isTreble_;
@@ -282,9 +291,10 @@ private:
 
 } // namespace
 
-std::vector<MixMoment> FollowMix(std::vector<SampleView> const& sounds, SampleView heard,
+std::vector<MixMoment> FollowMix(std::vector<SampleView> const& sounds,
+                                 std::vector<std::int64_t> const& periods, SampleView heard,
                                  LagRange const& range) {
-    return MixFollower(sounds, heard, range).Run();
+    return MixFollower(sounds, periods, heard, range).Run();
 }
 
 } // namespace Listening

@@ -32,8 +32,11 @@ struct MixMoment {
 /// From one window to the next: half of it.
 constexpr std::int64_t MixHopSamples = 6000;
 
-/// Each sound in each window of the recording, all of which begin together within `range`.
-std::vector<MixMoment> FollowMix(std::vector<SampleView> const& sounds, SampleView heard,
+/// Each sound in each window of the recording, all of which begin together within `range`. Of a sound that
+/// repeats itself `periods` has the period, of others 0: it is followed in the place nearest to where it
+/// should be.
+std::vector<MixMoment> FollowMix(std::vector<SampleView> const& sounds,
+                                 std::vector<std::int64_t> const& periods, SampleView heard,
                                  LagRange const& range);
 
 } // namespace Listening

@@ -335,6 +335,20 @@ TEST(CompareMix, WhatAllSoundsDoTogetherIsNoneOfTheirs) {
     EXPECT_NEAR(found[0].amount, 4800.0, 24.0);
 }
 
+// As a renderer may lose its first frames: a tone fits best where it would begin then.
+TEST(CompareMix, OfAToneWithoutItsFirstFramesKeepsItBesideTheOthers) {
+    Samples const speech = MakeSpeech(MixSamples, 4);
+    Samples const tone = MakeTones(MixSamples, {440.0}, 12000.0);
+    Samples const noise = MakeNoise(MixSamples, 3, 3000.0);
+    Samples heard = RecordMix({speech, tone, noise}, MixLeadIn, MixRunOut, MixNoise);
+    std::fill_n(heard.begin() + MixLeadIn, 1920, std::int16_t(0));
+    MixComparison const comparison = CompareMix({speech, tone, noise}, heard, WhereTheyBegin);
+    for (SoundInMix const& sound : comparison.sounds) {
+        EXPECT_TRUE(ListFindings(sound).empty()) << TellMix(comparison);
+    }
+    EXPECT_TRUE(CompareSounds(comparison.mix, heard, WhereTheyBegin).jumps.empty());
+}
+
 TEST(CompareMix, PlacesEachSoundWhereItWasHeard) {
     Samples const speech = MakeSpeech(MixSamples, 4);
     Samples const noise = MakeNoise(MixSamples, 3);
