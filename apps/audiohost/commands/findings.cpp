@@ -31,6 +31,14 @@ PlaybackLog CopyFacts(PlaybackLog const& log) {
         copy.events = session.events;
         facts.sessions.push_back(std::move(copy));
     }
+    // Only who can be told in the sum: what is wrong with one of several sounds is judged by itself.
+    facts.mix = log.mix;
+    for (Listening::SoundInMix& sound : facts.mix) {
+        using Hearing_t = Listening::SoundInMix::Hearing_t;
+        Hearing_t const hearing = sound.hearing;
+        sound = {};
+        sound.hearing = hearing == Hearing_t::CannotTell ? hearing : Hearing_t::Heard;
+    }
     return facts;
 }
 

@@ -148,10 +148,16 @@ double OwedAtResetMilliSec(PlaybackLog const& log, Listening::SoundSpan const& w
     return owed;
 }
 
+bool IsAsSent(PlaybackLog const& log) {
+    return log.comparison->GetMatchedShare() >= GoodMatchedShare;
+}
+
 Outcome_t JudgeHeard(PlaybackLog const& log) {
     Listening::SoundComparison const& comparison = *log.comparison;
     std::vector<Departure> const departures = ListDepartures(comparison);
-    bool const isWhole = comparison.GetMatchedShare() >= GoodMatchedShare;
+    // What sounds that cannot be told from each other add up to depends on less than a millisecond between
+    // them.
+    bool const isWhole = IsAsSent(log) || !TellMixDoubt(log).empty();
     if (isWhole && departures.empty()) {
         return Outcome_t::Good;
     }
@@ -303,7 +309,8 @@ Verdict JudgePlayed(PlaybackLog const& log) {
     if (heard == Outcome_t::OutputGlitch || inTime == Outcome_t::OutputGlitch || isMixGlitch) {
         return {Outcome_t::OutputGlitch, TellGlitches(log) + TellBesides(log)};
     }
-    return {Outcome_t::Good, (isCompared ? "Played and heard as sent" : "Played in time") + TellBesides(log)};
+    bool const isToldOf = isCompared && (!log.comparison->isFound || IsAsSent(log));
+    return {Outcome_t::Good, (isToldOf ? "Played and heard as sent" : "Played in time") + TellBesides(log)};
 }
 
 } // namespace

@@ -105,12 +105,12 @@ std::string TellMixDoubt(PlaybackLog const& log) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < log.mix.size(); ++i) {
         if (log.mix[i].hearing == Hearing_t::CannotTell) {
-            names += (names.empty() ? "" : " and ") + log.sessions[i].name;
+            names += (count == 0 ? "" : " and ") + log.sessions[i].name;
             ++count;
         }
     }
     names = count > MaxNamesTold ? FormatCount(count, "sound") : names;
-    return names.empty() ? "" : "nobody can tell what became of " + names;
+    return count == 0 ? "" : "nobody can tell what became of " + names;
 }
 
 std::vector<std::string> DescribeMix(PlaybackLog const& log) {

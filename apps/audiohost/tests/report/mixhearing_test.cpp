@@ -133,6 +133,21 @@ TEST(JudgeMix, OfASoundThatCannotBeToldSaysSoAndBlamesNobody) {
     EXPECT_THAT(Judge(log).text, HasSubstr("nobody can tell what became of 6 sounds"));
 }
 
+TEST(JudgeMix, OfSoundsThatCannotBeToldTheSumIsNeitherBlamedNorPraised) {
+    PlaybackLog log = MakeMixLog();
+    log.comparison->windowsMatched = log.comparison->windowsWithSignal / 2;
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
+    EXPECT_EQ(FindWhatFailed(log).sound, Outcome_t::Bad);
+    log.mix.assign(2, {});
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Good);
+    EXPECT_EQ(Judge(log).text, "Played in time; nobody can tell what became of voice.wav and music.mp3");
+    EXPECT_EQ(FindWhatFailed(log).sound, Outcome_t::Good);
+    // What is not there is not there, whosever it was.
+    log.comparison->holes = {{48'000, 12'000}};
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
+    EXPECT_EQ(FindWhatFailed(log).sound, Outcome_t::Bad);
+}
+
 TEST(JudgeMix, OfASoundWhoseTimeCannotBeToldSaysSo) {
     PlaybackLog log = MakeMixLog();
     log.mix[0].lateSamples.reset();
