@@ -237,20 +237,10 @@ std::vector<SoundSpan> FindLost(std::vector<WindowMatch> const& windows) {
 /// What most of the sound was heard at: the middle one of the windows' gains, each as often as it has energy.
 double GainOver(std::vector<WindowMatch const*> const& heard, SampleView sent) {
     std::vector<std::pair<double, double>> gains;
-    double all = 0.0;
     for (WindowMatch const* window : heard) {
         gains.emplace_back(window->gain, SumOfSquares(sent.Cut(window->sentStart, CompareWindowSamples)));
-        all += gains.back().second;
     }
-    std::sort(gains.begin(), gains.end());
-    double sum = 0.0;
-    for (auto const& [gain, energy] : gains) {
-        sum += energy;
-        if (sum >= 0.5 * all) {
-            return gain;
-        }
-    }
-    return 0.0;
+    return WeightedMedian(std::move(gains));
 }
 
 std::vector<SoundSpan> FindUneven(std::vector<WindowMatch const*> const& heard, double gain) {

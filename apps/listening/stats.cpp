@@ -21,6 +21,22 @@ double Median(std::vector<double> values) {
     return Percentile(std::move(values), 0.5);
 }
 
+double WeightedMedian(std::vector<std::pair<double, double>> values) {
+    std::sort(values.begin(), values.end());
+    double all = 0.0;
+    for (auto const& [value, weight] : values) {
+        all += weight;
+    }
+    double sum = 0.0;
+    for (auto const& [value, weight] : values) {
+        sum += weight;
+        if (sum >= 0.5 * all) {
+            return value;
+        }
+    }
+    return 0.0;
+}
+
 std::vector<double> Magnitudes(std::vector<double> values) {
     for (double& value : values) {
         value = std::fabs(value);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 namespace Listening {
@@ -8,6 +9,9 @@ namespace Listening {
 double Percentile(std::vector<double> values, double share);
 
 double Median(std::vector<double> values);
+
+/// Of pairs of a value and its weight: the least value that half of all weight does not exceed; 0 for none.
+double WeightedMedian(std::vector<std::pair<double, double>> values);
 
 /// The values without their signs.
 std::vector<double> Magnitudes(std::vector<double> values);

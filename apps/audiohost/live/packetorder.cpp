@@ -7,7 +7,8 @@ namespace AudioHost {
 void PacketOrder::Add(PlacedPacket packet) {
     bool const isBehind = hasBegun_ && packet.stampNanoSec <= endNanoSec_ - NextToleranceNanoSec;
     std::int64_t const stamp = packet.stampNanoSec;
-    if (isBehind || !waiting_.emplace(stamp, std::move(packet)).second) {
+    bool const isTooMuch = waiting_.size() >= MaxWaitingPackets;
+    if (isBehind || isTooMuch || !waiting_.emplace(stamp, std::move(packet)).second) {
         ++leftOut_;
     }
 }

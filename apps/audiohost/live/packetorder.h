@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -22,12 +23,15 @@ constexpr std::int64_t NextToleranceNanoSec = 5 * Kovra::NanoSecPerMilliSec;
 /// A packet waits for those before it until so long before it is due: the renderer needs that.
 constexpr std::int64_t HandOverNanoSec = 20 * Kovra::NanoSecPerMilliSec;
 
+/// What waits at most: ten seconds of frames of 10 ms. A sender whose packets lie further ahead is not kept.
+constexpr std::size_t MaxWaitingPackets = 1000;
+
 /// Puts the packets of a stream into their order, each as soon as none can come before it in time.
 ///
 /// **Threads:** one at a time.
 class PacketOrder {
 public:
-    /// What comes a second time, or behind what was taken already, is left out.
+    /// What comes a second time, behind what was taken already, or when too many wait, is left out.
     void Add(PlacedPacket packet);
     /// The next packet, if its time has come. What is due already is left out.
     bool Take(Kovra::JiffyTime now, PlacedPacket& next);

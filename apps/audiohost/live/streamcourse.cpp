@@ -29,7 +29,7 @@ public:
         }
         std::int64_t const now = packet.arrival.NanoSec();
         std::int64_t const ahead = hasBegun_ ? due_ + SpanNanoSec(packet.ticks) - now : 0;
-        if (!hasBegun_ || std::abs(ahead) > MostAheadNanoSec) {
+        if (!hasBegun_ || std::abs(ahead) > MaxAheadNanoSec) {
             hasBegun_ = true;
             ticks_ = packet.ticks;
             due_ = now;

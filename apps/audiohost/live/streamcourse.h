@@ -19,7 +19,7 @@ constexpr std::int64_t LongestPauseNanoSec = 1 * Kovra::NanoSecPerSec;
 /// One that has paused for so long since it broke is given up.
 constexpr std::int64_t GiveUpNanoSec = 60 * Kovra::NanoSecPerSec;
 /// What comes as fast as it is read is held to its own time; a timestamp further off begins a new one.
-constexpr std::int64_t MostAheadNanoSec = 10 * Kovra::NanoSecPerSec;
+constexpr std::int64_t MaxAheadNanoSec = 10 * Kovra::NanoSecPerSec;
 
 /// What becomes of a stream, in its order.
 struct StreamNews {

@@ -49,7 +49,7 @@ struct LevelError {
 
 /// Of several sounds the one that is furthest off; of a mix in which none can be told, of all.
 LevelError FindLevelError(PlaybackLog const& log) {
-    constexpr double Least = 1e-6;
+    constexpr double MinAmplitude = 1e-6;
     std::optional<LevelError> worst;
     for (std::size_t i = 0; i < log.mix.size(); ++i) {
         std::optional<double> const decibel = MixLevelErrorDecibel(log, i);
@@ -57,7 +57,7 @@ LevelError FindLevelError(PlaybackLog const& log) {
             worst = LevelError{*decibel, log.sessions[i].name};
         }
     }
-    double const all = std::max(Least, log.comparison->gain) / std::max(Least, log.askedGain);
+    double const all = std::max(MinAmplitude, log.comparison->gain) / std::max(MinAmplitude, log.askedGain);
     return worst.value_or(LevelError{20.0 * std::log10(all), ""});
 }
 

@@ -86,12 +86,12 @@ Outcome_t JudgeMix(std::vector<MixFault> const& faults, bool isOfTime) {
 }
 
 std::optional<double> MixLevelErrorDecibel(PlaybackLog const& log, std::size_t session) {
-    constexpr double Least = 1e-6;
+    constexpr double MinAmplitude = 1e-6;
     Listening::SoundInMix const& sound = log.mix[session];
     if (sound.hearing != Hearing_t::Heard) {
         return std::nullopt;
     }
-    return 20.0 * std::log10(std::max(Least, sound.gain) / std::max(Least, log.askedGain));
+    return 20.0 * std::log10(std::max(MinAmplitude, sound.gain) / std::max(MinAmplitude, log.askedGain));
 }
 
 std::string FormatLevelError(double decibel) {

@@ -10,7 +10,7 @@ namespace {
 constexpr char const* AfterScheme = "://";
 constexpr std::size_t AfterSchemeSize = 3;
 /// Windows has one letter before a colon, a drive's; every scheme that we play has more.
-constexpr std::size_t LeastSchemeSize = 2;
+constexpr std::size_t MinSchemeSize = 2;
 
 bool IsOfScheme(char letter) {
     return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '+' || letter == '-' ||
@@ -29,7 +29,7 @@ bool IsSessionDescription(std::string const& text) {
 bool IsStream(std::string const& text) {
     std::size_t const scheme = text.find(AfterScheme);
     bool const isAddress =
-        scheme != std::string::npos && scheme >= LeastSchemeSize &&
+        scheme != std::string::npos && scheme >= MinSchemeSize &&
         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(scheme), IsOfScheme);
     return isAddress || IsSessionDescription(text);
 }

@@ -55,20 +55,10 @@ public:
     /// What most of what was heard has, the louder the more.
     double UsualGain() const {
         std::vector<std::pair<double, double>> gains;
-        double all = 0.0;
         for (std::size_t const k : heard_) {
             gains.emplace_back(PointAt(k).gain, PointAt(k).energy);
-            all += PointAt(k).energy;
         }
-        std::sort(gains.begin(), gains.end());
-        double sum = 0.0;
-        for (auto const& [gain, energy] : gains) {
-            sum += energy;
-            if (sum >= 0.5 * all) {
-                return gain;
-            }
-        }
-        return 0.0;
+        return WeightedMedian(std::move(gains));
     }
 
     /// Windows that tell whether it was heard, where `loudest` is the gain of the loudest sound.

@@ -27,7 +27,7 @@ constexpr double MaxInflation = 4.0;
 /// A sound is heard where it explains this share of what is left without it, at this share of the loudest
 /// one's gain: less may be chance.
 constexpr double ClearShare = 0.25;
-constexpr double LeastGainShare = 0.15;
+constexpr double MinGainShare = 0.15;
 /// One that has less than this share of its usual gain may lie elsewhere, and so may one where so much as
 /// this share of it is left that no sound explains: a chord is nearly like itself in many places.
 constexpr double WeakShare = 0.5;
@@ -250,7 +250,7 @@ private:
     }
 
     static bool IsHeard(MixTerm const& term, double rest, double loudest) {
-        return loudest > 0.0 && term.gain > LeastGainShare * loudest &&
+        return loudest > 0.0 && term.gain > MinGainShare * loudest &&
                term.gain * term.gain * term.energy > ClearShare * rest;
     }
 

@@ -23,6 +23,12 @@ TEST(Stats_Median, OfAnEvenCountIsTheMiddleOfTheTwoInside) {
     EXPECT_EQ(Median({10.0, 1.0, 2.0, 4.0}), 3.0);
 }
 
+TEST(Stats_WeightedMedian, IsWhereHalfOfAllWeightIsReached) {
+    EXPECT_EQ(WeightedMedian({}), 0.0);
+    EXPECT_EQ(WeightedMedian({{9.0, 1.0}, {2.0, 3.0}, {5.0, 2.0}}), 2.0);
+    EXPECT_EQ(WeightedMedian({{9.0, 1.0}, {2.0, 2.9}, {5.0, 2.0}}), 5.0);
+}
+
 TEST(Stats_Magnitudes, LoseTheirSigns) {
     EXPECT_EQ(Magnitudes({-2.0, 0.0, 3.0}), (std::vector<double>{2.0, 0.0, 3.0}));
 }

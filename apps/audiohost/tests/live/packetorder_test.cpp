@@ -133,6 +133,15 @@ TEST(PacketOrder, GoesByTheEndThatItIsTold) {
     EXPECT_EQ(fixture.Take(1060), Stamps{1060});
 }
 
+TEST(PacketOrder, KeepsAThousandPacketsAtMost) {
+    OrderFixture fixture;
+    for (std::int64_t i = 0; i < 1001; ++i) {
+        fixture.Add(1000 + i * FrameMilliSec);
+        EXPECT_EQ(fixture.order.CountLeftOut(), i < 1000 ? 0U : 1U);
+    }
+    EXPECT_EQ(fixture.Take(1000).size(), 1000U);
+}
+
 TEST(PacketOrder, OfAStreamOpenedAnewForgetsWhatWaits) {
     OrderFixture fixture;
     fixture.Add(1000);
