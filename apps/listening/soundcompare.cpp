@@ -22,9 +22,11 @@ constexpr double QuietShare = 0.01;
 constexpr double QuietPeaks = 1.5;
 /// So far above the noise sound has to be to be missed.
 constexpr double ClearOfNoise = 2.0;
-/// Fastest regular change of lag (drift control moves it by 833 ppm), and the play cursor's rounding.
+/// Fastest regular change of lag: drift control moves it by 833 ppm; and at once: a mixer that begins or ends
+/// to convert the rate leaves out or repeats half of its filter, Wine's 32 samples, and the play cursor is
+/// rounded.
 constexpr double RegularDriftShare = 0.001;
-constexpr double RegularLagSamples = 24.0;
+constexpr double RegularLagSamples = 40.0;
 /// Windows that speak for the beginning and the end.
 constexpr std::size_t EdgeWindows = 5;
 /// A drift is told from so many windows on, when the lag ends up this far from where it began, and both

@@ -40,6 +40,8 @@ constexpr std::int64_t SlipSamples = 16;
 constexpr std::int64_t RoundingSamples = 2;
 /// Fastest regular change of lag: drift control moves it by 833 ppm.
 constexpr double RegularDriftShare = 0.001;
+/// What a session that starts leaves out as a rule: two frames of 20 ms.
+constexpr std::int64_t FirstFramesSamples = 1920;
 
 /// Follows one sound through a recording.
 class Follower {
@@ -226,7 +228,7 @@ private:
             if (!window.IsMatch() || std::llabs(window.lag - back) > SlipSamples) {
                 window = matcher_.MatchNear(starts_[first - 1], back);
             }
-            bool const isThere = window.IsMatch() && std::llabs(window.lag - back) <= SlipSamples;
+            bool const isThere = window.IsMatch() && std::llabs(window.lag - back) <= NearSamples;
             bool const mayBeLost = starts_[first - 1] < lag - back;
             if (window.hasSignal && !isThere && !mayBeLost) {
                 break;
@@ -242,9 +244,10 @@ private:
     /// The first window, from `first` on, that was heard where the end leads. Where the sound repeats itself
     /// it fits where the beginning leads as well, up to the first jump: the joint is where the windows slip
     /// the least, or else a part is taken for missing early, as first frames often are, and for repeated
-    /// late.
-    static std::size_t FindJoint(std::vector<WindowMatch> const& before,
-                                 std::vector<WindowMatch> const& behind, std::size_t first) {
+    /// late. Where just the first frames would be missing a slip is a changed playback frequency and no
+    /// joint.
+    std::size_t FindJoint(std::vector<WindowMatch> const& before, std::vector<WindowMatch> const& behind,
+                          std::size_t first) const {
         std::size_t jump = 1;
         while (jump < before.size() && SlipTo(before, jump) <= NearSamples) {
             ++jump;
@@ -261,7 +264,16 @@ private:
         }
         bool const isShorter = behind.back().lag < before.front().lag;
         std::int64_t const usual = isShorter ? 0 : slip;
-        return usual - least > SlipSamples ? joint : (isShorter ? first : std::max(first, jump));
+        bool const isOfStart = first == 0 && IsOfFirstFrames(before.front().lag - behind.front().lag);
+        return usual - least > (isOfStart ? NearSamples : SlipSamples)
+                   ? joint
+                   : (isShorter ? first : std::max(first, jump));
+    }
+
+    /// A tone without its first frames seems to begin later by whole periods, as many as come nearest.
+    bool IsOfFirstFrames(std::int64_t late) const {
+        std::int64_t const from = std::llabs(late - FirstFramesSamples);
+        return from <= CompareSearchSamples / 2 && 2 * (from - SlipSamples) <= FindPeriod(sent_).value_or(0);
     }
 
     /// How far a window is from where the one before it leads, beyond rounding.

@@ -15,7 +15,7 @@ namespace {
 
 /// Peaks this close to the highest one are as good: a periodic sound has many.
 constexpr float EqualPeakShare = 0.98F;
-constexpr std::int64_t PieceSamples = 2400;
+constexpr std::int64_t PieceSamples = 1200;
 constexpr std::int64_t PiecesPerWindow = CompareWindowSamples / PieceSamples;
 /// What a place between samples, and at another speed, needs around a piece.
 constexpr std::int64_t BetweenSamples = 4;

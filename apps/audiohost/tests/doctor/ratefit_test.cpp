@@ -20,6 +20,16 @@ Rate Fit(std::int64_t ppm, std::int64_t lateNanoSec) {
     return fit.GetRate().value_or(Rate{});
 }
 
+/// A stand every ten seconds, by which the device stays behind.
+Rate FitWithStands(std::int64_t standNanoSec) {
+    RateFit fit;
+    for (std::int64_t i = 0; i < 6000; ++i) {
+        std::int64_t const time = i * StepNanoSec;
+        fit.Add(FirstNanoSec + time + i / 1000 * standNanoSec, time + time * 50 / 1'000'000);
+    }
+    return fit.GetRate().value_or(Rate{});
+}
+
 } // namespace
 
 TEST(RateFit_GetRate, OfAStraightLineIsItsSlopeWithoutAnError) {
@@ -36,6 +46,15 @@ TEST(RateFit_GetRate, OfLateLooksTellsHowSureItIs) {
     EXPECT_NEAR(rate.uncertaintyPpm, 1.5, 0.05);
 }
 
+TEST(RateFit_GetRate, OfADeviceThatStoodStillIsItsSpeedBetweenThat) {
+    // The step itself is 500 ns longer for the speed.
+    EXPECT_NEAR(FitWithStands(15'000'501).ppm, 50.0, 0.01);
+    EXPECT_NEAR(FitWithStands(100'000'000).uncertaintyPpm, 0.0, 0.01);
+    EXPECT_NEAR(FitWithStands(-15'000'000).ppm, 50.0, 0.01);
+    // As slow as that it may be.
+    EXPECT_LT(FitWithStands(15'000'500).ppm, -1000.0);
+}
+
 TEST(RateFit_GetRate, OfTooLittleIsNothing) {
     RateFit fit;
     EXPECT_FALSE(fit.GetRate());
@@ -44,6 +63,12 @@ TEST(RateFit_GetRate, OfTooLittleIsNothing) {
     EXPECT_FALSE(fit.GetRate());
     fit.Add(3000, 2000);
     EXPECT_TRUE(fit.GetRate());
+    RateFit broken;
+    broken.Add(1000, 0);
+    broken.Add(2000, 1000);
+    // What stands alone says nothing.
+    broken.Add(1'000'000'000, 2000);
+    EXPECT_FALSE(broken.GetRate());
     RateFit still;
     for (int i = 0; i < 5; ++i) {
         still.Add(1000, i);
