@@ -230,13 +230,13 @@ bool RendererAudioPlaybackBuffer::CopyToRing(std::uint32_t startPos, std::uint8_
     return true;
 }
 
-bool RendererAudioPlaybackBuffer::Clear(Ring::Stretch stretch) {
+void RendererAudioPlaybackBuffer::Clear(Ring::Stretch stretch) {
     std::uint32_t const bytesPerSample = fields_->bytesPerSample;
     {
         auto const lock = DirectSound::PlaybackLock::Acquire(
             fields_->soundBuffer.get(), {stretch.start * bytesPerSample, stretch.samples * bytesPerSample});
         if (!lock) {
-            return false;
+            return;
         }
         Primitives::ZeroBytes(lock->GetFirst(), static_cast<std::int32_t>(lock->GetFirstBytes()));
         if (lock->GetSecond() != nullptr) {
@@ -245,7 +245,6 @@ bool RendererAudioPlaybackBuffer::Clear(Ring::Stretch stretch) {
     }
     fields_->clearedEnd.store((stretch.start + stretch.samples) % fields_->ringSamples,
                               std::memory_order_relaxed);
-    return true;
 }
 
 void RendererAudioPlaybackBuffer::ClearPlayed(std::uint32_t playPos) {

@@ -78,7 +78,7 @@ private:
     bool DecodeFrame(std::shared_ptr<FrameAud> const& frame);
     bool CopyToRing(std::uint32_t startPos, std::uint8_t const* data, std::uint32_t byteCount,
                     MediaCoding_t coding);
-    bool Clear(Ring::Stretch stretch);
+    void Clear(Ring::Stretch stretch);
     void ClearPlayed(std::uint32_t playPos);
 
     void StartPlayback(std::uint32_t startPos);
