@@ -29,7 +29,8 @@ constexpr double LimitDeviations = 5.0;
 constexpr std::size_t MinPoints = 3;
 constexpr std::int64_t SlopeInterval = 8;
 
-/// So often the line of the later half alone is tried, and taken when it is likelier by exp(12).
+/// So often the line of the later half alone is tried, and taken when it is likelier by exp(12); so also what
+/// a route begins with.
 constexpr std::size_t SplitInterval = 16;
 constexpr double SplitSurprise = 12.0;
 
@@ -324,16 +325,39 @@ void StreamLine::AlignRoutes() {
     }
     std::size_t const begin = std::min(BeginOfLast(2 * HeightBuckets), routeBegin_ - 1);
     double before = 1e18;
-    double since = 1e18;
-    for (std::size_t i = begin; i < count; ++i) {
-        double& lowest = i < routeBegin_ ? before : since;
-        lowest = std::min(lowest, HeightOf(buckets_[i]));
+    double mean = 0.0;
+    for (std::size_t i = begin; i < routeBegin_; ++i) {
+        double const height = HeightOf(buckets_[i]);
+        before = std::min(before, height);
+        mean += height / static_cast<double>(routeBegin_ - begin);
     }
+    double const since = LowestSinceRoute(mean - before);
     before -= meanResidual_ / static_cast<double>(routeBegin_ - begin);
-    since -= meanResidual_ / static_cast<double>(count - routeBegin_);
+    double const line = since - meanResidual_ / static_cast<double>(count - routeBegin_);
     for (std::size_t i = 0; i < routeBegin_; ++i) {
-        buckets_[i].delay += std::llround(since - before);
+        buckets_[i].delay += std::llround(line - before);
     }
+}
+
+double StreamLine::LowestSinceRoute(double mean) {
+    // A quarter of a second whose frames were all late, just before the route became longer, looks like the
+    // longer route's, and lies far below the rest of it. It is given back where that leaves the rest likelier
+    // by exp(12).
+    std::size_t const count = buckets_.size();
+    double const surprise = SplitSurprise * std::max(mean, MinMeanNanoSec);
+    std::size_t begin = routeBegin_;
+    double lowest = 1e18;
+    for (std::size_t i = count; i-- > begin;) {
+        double const height = HeightOf(buckets_[i]);
+        bool const isFirst = i < routeBegin_ + MinLateBuckets;
+        if (isFirst && static_cast<double>(count - i - 1) * (lowest - height) > surprise) {
+            begin = i + 1;
+            break;
+        }
+        lowest = std::min(lowest, height);
+    }
+    routeBegin_ = begin;
+    return lowest;
 }
 
 void StreamLine::FitHeight() {

@@ -87,6 +87,9 @@ private:
     Fitted FitFrom(std::size_t begin) const;
     void ForgetStart();
     void AlignRoutes();
+    /// The lowest bucket of the present route, whose first ones may turn out to be of the one before. `mean`
+    /// is what those of the route before were above the lowest of them.
+    double LowestSinceRoute(double mean);
     void FitHeight();
     void FindSpread();
     std::vector<Point> FindHull(std::size_t begin) const;

@@ -41,7 +41,7 @@ void PrintTo(Live const& live, std::ostream* out) {
 
 /// All skews of the sender with `--all-cases`.
 std::vector<Live> MakeLiveCases() {
-    std::vector<Live> cases{{'A', 55.0, 300}, {'D', -55.0, -300}};
+    std::vector<Live> cases{{'A', 55.0, 300}, {'D', -55.0, -300}, {'F', 100.0, 300}};
     for (std::int64_t const device : {300, -300}) {
         for (double const sender : {78.0, 500.0, -500.0}) {
             cases.push_back({'C', sender, device});
@@ -67,7 +67,7 @@ constexpr std::int64_t OnTheWay = 10;
 class LiveChain {
 public:
     LiveChain(Network::Severity const& severity, Live const& live, Media::StreamClockSettings_t settings)
-        : jitterNanoSec_(std::llround(severity.jitterMilliSec * 1e6)),
+        : latestNanoSec_(std::llround(severity.jitterMilliSec * (1.0 + ClockErrorPerJitter) * 1e6)),
           settings_(settings),
           clock_(MakeSettings(settings)),
           sender_(MakeSender(live, world_)),
@@ -96,6 +96,7 @@ public:
     void PlayUntil(std::int64_t nanoSec) {
         while (loop_->NowNanoSec() < nanoSec) {
             Network::Packet const packet = network_.Next();
+            HandInBefore(packet.arrivalNanoSec);
             Play(packet, Place(packet));
         }
     }
@@ -136,21 +137,31 @@ private:
         } else {
             waiting_[packet.number] = {placement, clock_.GetFigures().leadNanoSec};
         }
-        HandIn(packet.arrivalNanoSec);
+        HandInNext(packet.arrivalNanoSec);
     }
 
     /// In their order, as a demuxer does: a frame waits until those before it cannot come any more.
-    void HandIn(std::int64_t nowNanoSec) {
+    void HandInBefore(std::int64_t arrivalNanoSec) {
         while (!waiting_.empty()) {
-            auto const& [number, frame] = *waiting_.begin();
+            Waiting const& frame = waiting_.begin()->second;
             std::int64_t const dueNanoSec = frame.placement.due.NanoSec();
-            if (number != nextNumber_ &&
-                nowNanoSec < dueNanoSec - frame.leadNanoSec + jitterNanoSec_ - FrameNanoSec) {
+            std::int64_t const enoughNanoSec = dueNanoSec - frame.leadNanoSec + latestNanoSec_ - FrameNanoSec;
+            if (enoughNanoSec >= arrivalNanoSec) {
                 return;
             }
-            loop_->PlayArrived(number, nowNanoSec, frame.placement.timestamp.NanoSec(), dueNanoSec);
+            nextNumber_ = waiting_.begin()->first;
+            HandInNext(std::max(enoughNanoSec, loop_->NowNanoSec()));
+        }
+    }
+
+    /// Those for which nothing has to be waited.
+    void HandInNext(std::int64_t nowNanoSec) {
+        while (!waiting_.empty() && waiting_.begin()->first == nextNumber_) {
+            StreamPlacement_t const& placement = waiting_.begin()->second.placement;
+            loop_->PlayArrived(nextNumber_, nowNanoSec, placement.timestamp.NanoSec(),
+                               placement.due.NanoSec());
             ++played_;
-            nextNumber_ = number + 1;
+            ++nextNumber_;
             waiting_.erase(waiting_.begin());
         }
     }
@@ -166,7 +177,8 @@ private:
     }
 
     Simulation::TestWorld world_;
-    std::int64_t const jitterNanoSec_;
+    /// A frame comes so long after the recovered clock has it come at the earliest, at most.
+    std::int64_t const latestNanoSec_;
     Media::StreamClockSettings_t const settings_;
     Media::StreamClock clock_;
     Network::Sender const sender_;

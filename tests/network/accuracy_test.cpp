@@ -108,6 +108,17 @@ TEST(SenderClock_Start, ARouteThatChangesMeanwhileIsNotTakenForASkew) {
     }
 }
 
+/// Here everything came late for three quarters of a second before the change, so that the longer route seems
+/// to begin earlier, and to be shorter by a quarter, than it is.
+TEST(SenderClock_Change, ThatSeemsToComeEarlierThanItDoesIsPutRight) {
+    Sender const sender = MakeSender(-100);
+    VirtualNetwork network(SeverityOf('E'), sender, 690'700'900);
+    ClockCourse const course = RunClock(network, sender, {}, 400 * NanoSecPerSec);
+    EXPECT_EQ(course.routeChanges, 1);
+    EXPECT_LE(course.followSec, 6.0);
+    EXPECT_LE(course.PeakToPeakMilliSec(), SeverityOf('E').jitterMilliSec / 80.0);
+}
+
 TEST(SenderClock_Growth, IsNone) {
     for (int const skew : {78, -500}) {
         SCOPED_TRACE(skew);

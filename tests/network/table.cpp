@@ -141,7 +141,41 @@ void PrintGrowth(Extent const& extent) {
     }
 }
 
+/// For each packet, in the order in which they arrive: its number, its timestamp, when it arrived, when it
+/// would have without jitter, the last change of route before it was sent (all ns, from the first one's
+/// sending), and what the clock takes that for, in ns, empty while it takes none.
+int PrintPackets(Severity const& severity, int skew, int seed, std::int64_t seconds) {
+    Sender const sender = MakeSender(skew);
+    VirtualNetwork network(severity, sender, SeedOf(severity, skew, seed));
+    Media::StreamClockSettings_t settings;
+    settings.ticksPerSec = sender.ticksPerSec;
+    settings.wrapBits = sender.wrapBits;
+    Media::StreamClock clock(settings);
+    auto const sinceStart = [&](std::int64_t nanoSec) {
+        return static_cast<long long>(nanoSec - sender.startNanoSec);
+    };
+    for (;;) {
+        Packet const packet = network.Next();
+        if (packet.sentNanoSec - sender.startNanoSec > seconds * NanoSecPerSec) {
+            return 0;
+        }
+        auto const placement = clock.Place(packet.ticks, Kovra::JiffyTime(packet.arrivalNanoSec));
+        std::printf("%lld %llu %lld %lld %lld", static_cast<long long>(packet.number),
+                    static_cast<unsigned long long>(packet.ticks), sinceStart(packet.arrivalNanoSec),
+                    sinceStart(packet.sentNanoSec + network.DelayAt(packet.sentNanoSec)),
+                    sinceStart(std::max(network.LastChange(packet.sentNanoSec), sender.startNanoSec)));
+        if (placement.verdict != Media::StreamPlacement_t::Verdict_t::OutOfLine) {
+            std::printf(" %lld", sinceStart(placement.due.NanoSec() - settings.leadNanoSec));
+        }
+        std::puts("");
+    }
+}
+
 int Main(int argumentCount, char** arguments) {
+    if (argumentCount == 6 && std::strcmp(arguments[1], "--packets") == 0) {
+        return PrintPackets(SeverityOf(*arguments[2]), std::atoi(arguments[3]), std::atoi(arguments[4]),
+                            std::atoi(arguments[5]));
+    }
     Extent extent;
     for (int i = 1; i + 1 < argumentCount; i += 2) {
         int const value = std::atoi(arguments[i + 1]);
@@ -154,7 +188,10 @@ int Main(int argumentCount, char** arguments) {
         }
     }
     if (argumentCount % 2 == 0 || extent.minutes < 2 || extent.seeds < 1 || extent.growthHours < 1) {
-        std::fputs("usage: stream_clock_table [--minutes N] [--seeds N] [--hours N]\n", stderr);
+        std::fputs(
+            "usage: stream_clock_table [--minutes N] [--seeds N] [--hours N]\n"
+            "       stream_clock_table --packets SEVERITY SKEW SEED SECONDS\n",
+            stderr);
         return 2;
     }
     PrintWander(extent);
