@@ -58,7 +58,7 @@ install(FILES
 
 # What the linker found in the tool chain and in the cached builds, beside our own DLLs.
 if(MINGW)
-    foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libssp-0.dll libwinpthread-1.dll)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
         if(NOT IS_ABSOLUTE "${path}")
