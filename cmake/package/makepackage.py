@@ -43,7 +43,7 @@ def separate_debug(stage, debug, settings):
     """Leaves in each binary where its debug information is: in a file of its name beside it."""
     (debug / "bin").mkdir(parents=True)
     for binary in sorted((stage / "bin").iterdir()):
-        if ".debug_info" in run(settings["objcopy"].replace("objcopy", "objdump"), "-h", binary):
+        if ".debug_info" in run(settings["objdump"], "-h", binary):
             apart = debug / "bin" / f"{binary.name}.debug"
             run(settings["objcopy"], "--only-keep-debug", binary, apart)
             run(settings["strip"], binary)
