@@ -1,12 +1,13 @@
-# cmake --install gives a relocatable tree: bin with every DLL that the module needs at run time, import
-# libraries, public headers and a CMake package; CPack makes a zip of it.
+# cmake --install gives a relocatable tree: bin with every DLL that the module needs at run time, import libraries, public
+# headers, a CMake package, pkg-config files, documentation and examples. CPack makes a zip of it, and without Visual C++
+# what is released: package/makepackage.py.
 if(NOT WIN32)
     return()
 endif()
 include(CMakePackageConfigHelpers)
 
 set(package_dir lib/cmake/RendererAudio)
-set(libraries rendereraudio rendereraudio_c mediacodec mediapipeline mediacore devparams kovra)
+set(libraries rendereraudio mediacodec mediapipeline mediacore devparams kovra)
 
 # What a host's compiler has to agree on with this one. The header that says so is checked against the library's own
 # sources, too.
@@ -28,6 +29,9 @@ target_compile_definitions(rendereraudio INTERFACE $<INSTALL_INTERFACE:BOOST_THR
 
 install(TARGETS ${libraries} EXPORT RendererAudioTargets
     RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION lib)
+# Not exported with them: the package makes its target, which needs none of the others and has an import library for each
+# ABI.
+install(TARGETS rendereraudio_c RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 install(TARGETS audiohost RUNTIME DESTINATION bin)
 foreach(library kovra mediacore pipeline codec devparams)
     install(DIRECTORY host/${library}/include/ DESTINATION include)
@@ -47,7 +51,7 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 install(EXPORT RendererAudioTargets NAMESPACE Media:: DESTINATION ${package_dir})
 
-configure_package_config_file(cmake/RendererAudioConfig.cmake.in
+configure_package_config_file(cmake/package/RendererAudioConfig.cmake.in
     ${PROJECT_BINARY_DIR}/RendererAudioConfig.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
@@ -56,9 +60,14 @@ install(FILES
     ${PROJECT_BINARY_DIR}/RendererAudioConfigVersion.cmake
     DESTINATION ${package_dir})
 
+foreach(name rendereraudio rendereraudio_c)
+    configure_file(cmake/package/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION lib/pkgconfig)
+endforeach()
+
 # What the linker found in the tool chain and in the cached builds, beside our own DLLs.
 if(MINGW)
-    foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libssp-0.dll libwinpthread-1.dll)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
         if(NOT IS_ABSOLUTE "${path}")
@@ -71,12 +80,20 @@ if(CMAKE_CROSSCOMPILING)
     install(DIRECTORY ${BOOST_WINDOWS_ROOT}/bin/ ${FFMPEG_WINDOWS_ROOT}/bin/ DESTINATION bin
         FILES_MATCHING PATTERN "*.dll")
 endif()
-install(FILES README.md CHANGELOG.md DESTINATION .)
-# Part of the reports that audiohost writes.
-install(FILES third-party/uplot/LICENSE DESTINATION third-party/uplot)
+install(FILES cmake/package/README.md CHANGELOG.md DESTINATION .)
+install(DIRECTORY examples DESTINATION .)
+# What is of use to a host; how this is tested and why it became so is of use to those who change it.
+install(DIRECTORY docs DESTINATION . PATTERN testing.md EXCLUDE PATTERN decisions EXCLUDE)
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME rendereraudio)
 set(CPACK_PACKAGE_VENDOR "rendereraudio developers")
 set(CPACK_PACKAGE_FILE_NAME rendereraudio-${PROJECT_VERSION}-windows-x86_64)
+if(MINGW AND CMAKE_CROSSCOMPILING)
+    configure_file(cmake/package/settings.json.in ${PROJECT_BINARY_DIR}/package.json @ONLY)
+    set(CPACK_GENERATOR External)
+    set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/package/package.cmake)
+    set(CPACK_EXTERNAL_ENABLE_STAGING ON)
+    set(CPACK_RENDERERAUDIO_SETTINGS ${PROJECT_BINARY_DIR}/package.json)
+endif()
 include(CPack)

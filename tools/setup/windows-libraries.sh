@@ -12,8 +12,8 @@ BuildKey() {
 }
 
 # Raise when the commands below change in a way that changes their result.
-BoostRecipe=3
-FfmpegRecipe=1
+BoostRecipe=4
+FfmpegRecipe=2
 
 FindWindowsLibraries() {
     MingwVersion=$(InstalledVersion g++-mingw-w64-x86-64-posix)
@@ -23,6 +23,15 @@ FindWindowsLibraries() {
     BoostRoot=$Cache/boost-$(BuildKey "$BoostVersion" "$SetupDir/boost-flags" $BoostRecipe)
     FfmpegRoot=$Cache/ffmpeg-$(BuildKey "$FfmpegVersion" "$SetupDir/ffmpeg-flags" $FfmpegRecipe)
     BenchmarkSource=$Cache/benchmark-$BenchmarkVersion
+}
+
+# KeepOrigin SOURCE TARGET FILE...: what a package that has the libraries in it tells of them: the version of their source,
+# which may be a later one than was asked for, and their licence.
+KeepOrigin() {
+    local source=$1 target=$2
+    shift 2
+    dpkg-parsechangelog -l "$source/debian/changelog" -S Version >"$target/version"
+    cp "${@/#/$source/}" "$target/"
 }
 
 # BuildResumed NAME LOG WORK BUILD
@@ -88,6 +97,7 @@ END
     done
     # For builds with the thread sanitizer.
     cp -r "$BoostWork/source/libs/thread/src" "$partial/thread-source"
+    KeepOrigin "$BoostWork/source" "$partial" LICENSE_1_0.txt
     # The headers alone: /usr/include itself must not come before the cross compiler's own.
     ln -s /usr/include/boost "$partial/include/boost"
     mv -T "$partial" "$BoostRoot"
@@ -144,6 +154,7 @@ BuildFfmpeg() {
     # Import libraries of both kinds in one place; the pkg-config files name a prefix that is none.
     mv "$partial"/bin/*.lib "$partial/lib/"
     rm -rf "$partial/share" "$partial/lib/pkgconfig"
+    KeepOrigin "$FfmpegWork/source" "$partial" LICENSE.md COPYING.LGPLv2.1
     mv -T "$partial" "$FfmpegRoot"
     rm -rf "$FfmpegWork"
 }

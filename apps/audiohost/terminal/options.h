@@ -114,7 +114,7 @@ struct CommandLine {
     std::string text;
 };
 
-/// "audiohost 0.1.0".
+/// "audiohost 1.2.3".
 std::string FormatVersion();
 
 /// Reads the arguments without the program's name, in UTF-8. Never throws but for memory.

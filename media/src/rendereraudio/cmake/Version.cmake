@@ -1,2 +1,20 @@
 # The module's version, which is the repository's too.
-set(RENDERERAUDIO_VERSION 0.1.0)
+set(RENDERERAUDIO_VERSION 0.2.0)
+
+# rendereraudio_version_resource(TARGET DESCRIPTION): what Windows tells of a DLL or program of ours.
+function(rendereraudio_version_resource target description)
+    if(NOT WIN32)
+        return()
+    endif()
+    string(REPLACE "." ", " version_numbers "${RENDERERAUDIO_VERSION}, 0")
+    set(type VFT_DLL)
+    set(suffix dll)
+    get_target_property(kind ${target} TYPE)
+    if(kind STREQUAL EXECUTABLE)
+        set(type VFT_APP)
+        set(suffix exe)
+    endif()
+    set(resource ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/versionresource.rc.in ${resource} @ONLY)
+    target_sources(${target} PRIVATE ${resource})
+endfunction()
