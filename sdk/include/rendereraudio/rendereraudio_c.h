@@ -1,43 +1,44 @@
-// The audio renderer, a pipeline and the codec for C, and for whatever can call C: rendereraudio_c.dll.
-// Compiles as C99 and as C++ by itself.
-//
-//     RaEngine engine;
-//     RaSession session;
-//     RaStreamFormat format = {sizeof(RaStreamFormat), RA_CODING_PCM, 48000, 1, 16};
-//     RaOpen(NULL, &engine);
-//     RaSessionOpen(engine, &format, NULL, NULL, &session);
-//     ... RaSessionSubmit(session, &frame) for each 20 ms of sound ...
-//     RaSessionClose(session);
-//     RaClose(engine);
-//
-// Statuses: 0 for success, else negative; a call that fails has changed nothing, out parameters included,
-// unless its text says more. Nothing is thrown. -202 may come from every function that returns a status, and
-// is not repeated.
-//
-// Handles are numbers in the guise of pointers: one that is null, was closed or was made up gives -41 and is
-// not touched. They are not used again.
-//
-// Structs begin with their size in bytes, which the caller sets (sizeof) before every call. One that is
-// smaller than interface 1 had it, or larger than RA_MAX_STRUCT_BYTES, gives -41. Of a larger one than the
-// library knows, what is beyond must be zero when it is read, else -41 (it asks for something that is not
-// there); it becomes zero when it is written. Of a smaller one, what is missing counts as zero and is not
-// written. Reserved members are zero. Structs that a callback gets have the size that the library knows: look
-// at `size` before you read what a later interface added. They, and all that they point to, are the library's
-// and end with the call.
-//
-// Callbacks run on threads of the library, hold no lock of it, must not throw or jump out, and may call all
-// but what says otherwise. `context` is handed on as it is, and is the caller's.
-//
-// Times are nanoseconds. Presentation times are instants of the monotonic clock that RaGetTimeNanoSec reads;
-// timestamps are places on a stream's own timeline.
-// Before unloading the library: close what was opened, and end the log.
+/// @file
+/// The audio renderer, a pipeline and the codec for C, and for whatever can call C: rendereraudio_c.dll.
+/// Compiles as C99 and as C++ by itself.
+///
+///     RaEngine engine;
+///     RaSession session;
+///     RaStreamFormat format = {sizeof(RaStreamFormat), RA_CODING_PCM, 48000, 1, 16};
+///     RaOpen(NULL, &engine);
+///     RaSessionOpen(engine, &format, NULL, NULL, &session);
+///     ... RaSessionSubmit(session, &frame) for each 20 ms of sound ...
+///     RaSessionClose(session);
+///     RaClose(engine);
+///
+/// Statuses: 0 for success, else negative; a call that fails has changed nothing, out parameters included,
+/// unless its text says more. Nothing is thrown. -202 may come from every function that returns a status, and
+/// is not repeated.
+///
+/// Handles are numbers in the guise of pointers: one that is null, was closed or was made up gives -41 and is
+/// not touched. They are not used again.
+///
+/// Structs begin with their size in bytes, which the caller sets (sizeof) before every call. One that is
+/// smaller than interface 1 had it, or larger than RA_MAX_STRUCT_BYTES, gives -41. Of a larger one than the
+/// library knows, what is beyond must be zero when it is read, else -41 (it asks for something that is not
+/// there); it becomes zero when it is written. Of a smaller one, what is missing counts as zero and is not
+/// written. Reserved members are zero. Structs that a callback gets have the size that the library knows:
+/// look at `size` before you read what a later interface added. They, and all that they point to, are the
+/// library's and end with the call.
+///
+/// Callbacks run on threads of the library, hold no lock of it, must not throw or jump out, and may call all
+/// but what says otherwise. `context` is handed on as it is, and is the caller's.
+///
+/// Times are nanoseconds. Presentation times are instants of the monotonic clock that RaGetTimeNanoSec reads;
+/// timestamps are places on a stream's own timeline.
+/// Before unloading the library: close what was opened, and end the log.
 #ifndef RENDERERAUDIO_C_H
 #define RENDERERAUDIO_C_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-// RENDERERAUDIO_C_STATIC is defined when the library is linked statically.
+/// Stands before each function. RENDERERAUDIO_C_STATIC is defined when the library is linked statically.
 #if defined(_WIN32) && !defined(RENDERERAUDIO_C_STATIC)
 #define RA_API __declspec(dllimport)
 #else
@@ -54,8 +55,9 @@ extern "C" {
 #define RA_MAX_STRUCT_BYTES 1024
 /// Sessions that an engine has at most.
 #define RA_MAX_SESSIONS 63
-/// Bytes in a frame, and in a decoder's set-up, at most.
+/// Bytes in a frame at most.
 #define RA_MAX_FRAME_BYTES 1048576
+/// Bytes in a decoder's set-up at most.
 #define RA_MAX_DECODER_CONFIG_BYTES 4096
 /// Samples in a captured frame: 20 ms.
 #define RA_CAPTURE_FRAME_SAMPLES 960
@@ -65,6 +67,7 @@ extern "C" {
 /// One of `RaStatusCode`; a later library may have more.
 typedef int32_t RaStatus;
 
+/// What a call came to.
 enum RaStatusCode {
     RA_SUCCESS = 0,
     /// The device refused, or the call is not allowed here.
@@ -106,6 +109,7 @@ enum RaCoding {
 /// Companding laws of G.711.
 enum RaLaw { RA_LAW_MU = 0, RA_LAW_A = 1 };
 
+/// Severities of log records.
 enum RaLogLevel { RA_LOG_DEBUG = 0, RA_LOG_INFO = 1, RA_LOG_WARNING = 2, RA_LOG_ERROR = 3 };
 
 /// A renderer with a pipeline of its own.

@@ -1,5 +1,6 @@
 #pragma once
 
+/// What is known of devices.
 namespace Dev {
 
 /// Lens model of a camera whose picture a client looks at. Audio takes no part in it: the default, an ideal

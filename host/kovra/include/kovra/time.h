@@ -4,9 +4,12 @@
 
 #include "kovra/export.h"
 
+/// What every library stands on: time, memory, threads, logging.
 namespace Kovra {
 
+/// Nanoseconds in a millisecond.
 constexpr std::int64_t NanoSecPerMilliSec = 1'000'000;
+/// Nanoseconds in a second.
 constexpr std::int64_t NanoSecPerSec = 1'000'000'000;
 
 /// Where both clocks of this library get their time. Replaceable, so that tests and simulations run on a

@@ -10,6 +10,7 @@
 #include "mediacore/export.h"
 #include "mediacore/params.h"
 
+/// Media, and what captures, carries and renders it.
 namespace Media {
 
 /// What tells one frame from another.

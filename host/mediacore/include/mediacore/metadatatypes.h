@@ -4,8 +4,9 @@
 
 namespace Media {
 
-/// Media-type names of metadata streams, one copy for each library that includes this header.
+/// Media type of metadata streams; one copy for each library that includes this header.
 inline std::string const MetadataMediaType = "application";
+/// Their subtype, likewise.
 inline std::string const MetadataMediaSubType = "vnd.onvif.metadata";
 
 } // namespace Media

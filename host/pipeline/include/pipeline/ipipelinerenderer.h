@@ -25,8 +25,11 @@ struct RendererHardwareDevices {
 /// **Threads:** `Divide` from any worker thread; for one session never two at a time.
 class MEDIAPIPELINE_API IPipelineRenderer : public IPipelineInterface {
 public:
+    /// What a job asks of its renderer.
     struct Params_t {
+        /// What a renderer renders.
         enum Type_t : int { Audio = 0, Video = 1 };
+        /// By what means: the system's own.
         enum SubType_t : int { System = 0 };
 
         /// When the frame's first sample shall be heard.

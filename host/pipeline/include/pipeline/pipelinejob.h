@@ -52,6 +52,7 @@ MEDIAPIPELINE_API void intrusive_ptr_release(PipelineJob const* job);
 /// **Threads:** one at a time; the pipeline hands it from its submitter to a worker.
 class MEDIAPIPELINE_API PipelineStageJob : public PipelineJob {
 public:
+    /// What became of it; `Uncompleted` counts as a failure.
     enum class Outcome_t : int { Uncompleted = 0, Succeeded = 1, Aborted = 2 };
 
     explicit PipelineStageJob(boost::intrusive_ptr<PipelineState> state);

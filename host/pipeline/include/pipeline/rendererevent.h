@@ -20,6 +20,7 @@ enum class RendererEventKind_t {
     Other,
 };
 
+/// A log record of the audio renderer, as it was understood.
 struct RendererEvent_t {
     RendererEventKind_t kind = RendererEventKind_t::Other;
     /// The number in the text: Hz of a change, samples of a loss or gap, milliseconds of an idle stop; 0 when

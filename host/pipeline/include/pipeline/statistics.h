@@ -99,6 +99,7 @@ struct CaptureStatistics_t {
     std::uint64_t restarts = 0;
 };
 
+/// Of a whole pipeline, since it was made.
 struct PipelineStatistics_t {
     /// Of the sessions that are open, in the order of their numbers.
     std::vector<SessionStatistics_t> sessions;

@@ -10,6 +10,7 @@
 
 namespace Media {
 
+/// How a stream counts its time, and how late it shall be heard.
 struct StreamClockSettings_t {
     /// How fast the stream's timestamps count, at least 1.
     std::int64_t ticksPerSec = 90'000;
@@ -25,6 +26,7 @@ struct StreamClockSettings_t {
 
 /// What a stream clock noticed, for the host to tell.
 struct StreamEvent_t {
+    /// What happened; the span is of this.
     enum class Kind_t : int {
         None = 0,
         /// The way of the frames takes longer (positive) or shorter now, and what is due has moved by as
@@ -48,6 +50,7 @@ struct StreamEvent_t {
 
 /// Where a frame belongs.
 struct StreamPlacement_t {
+    /// Whether it shall be played.
     enum class Verdict_t : int {
         Play = 0,
         /// It came after it was due. Leave it out.
