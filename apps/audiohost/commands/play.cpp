@@ -149,7 +149,7 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
 
     PlaybackLogKeeper keeper(!options.reportPath.empty() || !options.heardPath.empty());
     Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const& record) {
-        if (record.channel.rfind(Media::RendererChannels, 0) == 0) {
+        if (record.channel.rfind(Media::RendererChannels, 0) == 0 || record.channel == StreamChannel) {
             keeper.AddLog(record);
             figures.AddLog(record);
         }
