@@ -131,6 +131,8 @@ std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const 
 
 PlaybackLog PlaybackLogKeeper::Take() {
     std::lock_guard<std::mutex> const guard(lock_);
+    // What comes later belongs to nothing any more.
+    numbers_.clear();
     return std::exchange(log_, PlaybackLog());
 }
 

@@ -132,6 +132,7 @@ struct LiveFixture {
             *isComplete = result;
         }
         pipeline.Drain();
+        Kovra::LogManager::Instance().Flush();
         return keeper.Take();
     }
 };
@@ -225,7 +226,6 @@ TEST(LiveFeeder_Run, TellsBreaksAndWhatTheClockNoticesOnTheTimeOfThePlayback) {
     }
     auto stream = fixture.Open({200, 220, 240}, strangers, -5000);
     PlaybackLog const log = fixture.Feed(std::move(stream), 700 * NanoSecPerMilliSec);
-    Kovra::LogManager::Instance().Flush();
     Kovra::LogManager::Instance().SetObserver({});
     std::vector<std::string> told;
     for (PlayEvent const& event : log.sessions.at(0).events) {
