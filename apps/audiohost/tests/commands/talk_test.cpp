@@ -130,7 +130,8 @@ TEST(Play, SendsTheMicrophoneMeanwhile) {
             if (given == 10) {
                 return NothingYet;
             }
-            frames.push_back(MakeMicrophoneFrame(Listening::MakeVoice(960), 20'000'000 * given, given));
+            frames.push_back(
+                MakeMicrophoneFrame(Listening::MakeVoice(960), std::int64_t{20'000'000} * given, given));
             ++given;
             return 0;
         }
