@@ -203,7 +203,8 @@ class Host:
         told = []
         if self.witness.worst_seconds >= STALL_SECONDS:
             told.append(f"the machine stood still for {self.witness.worst_seconds:.3f} s")
-        with contextlib.suppress(ValueError):
+        # What ended early tells of no output.
+        with contextlib.suppress(ValueError, KeyError, TypeError):
             output = json.loads(self.printed)["output"]
             if output["glitches"] > 0:
                 told.append(f"the output stood still for {output['worstMilliSec']} ms")
