@@ -9,6 +9,7 @@
 #include "commands/play.h"
 #include "commands/record.h"
 #include "commands/summaryjson.h"
+#include "commands/talk.h"
 #include "kovra/log.h"
 #include "output/devicelist.h"
 #include "output/silentoutput.h"
@@ -28,14 +29,15 @@ extern "C" {
 namespace {
 
 bool IsCommand(AudioHost::CommandLine const& command) {
-    return command.play || command.record || command.meter || command.compare || command.devices ||
-           command.doctor;
+    return command.play || command.record || command.meter || command.talk || command.compare ||
+           command.devices || command.doctor;
 }
 
 char const* NameOf(AudioHost::CommandLine const& command) {
     return command.play      ? "play"
            : command.record  ? "record"
            : command.meter   ? "meter"
+           : command.talk    ? "talk"
            : command.compare ? "compare"
            : command.devices ? "devices"
                              : "doctor";
@@ -45,13 +47,16 @@ AudioHost::ExitCode_t RunCommand(AudioHost::CommandLine const& command,
                                  AudioHost::Surroundings const& surroundings,
                                  AudioHost::CaptureAccess& capture, AudioHost::OutputAccess& output) {
     if (command.play) {
-        return AudioHost::Play(*command.play, surroundings, &output);
+        return AudioHost::Play(*command.play, surroundings, &output, &capture);
     }
     if (command.record) {
         return AudioHost::Record(*command.record, surroundings, capture);
     }
     if (command.meter) {
         return AudioHost::Meter(*command.meter, surroundings, capture);
+    }
+    if (command.talk) {
+        return AudioHost::Talk(*command.talk, surroundings, capture);
     }
     AudioHost::DeviceList const devices = AudioHost::ListDevices();
     return command.doctor ? AudioHost::Doctor(*command.doctor, devices, surroundings, capture, output)

@@ -1,5 +1,5 @@
-"""A network of one way on the loopback: UDP packets from one port to another, delayed, dropped and doubled by a seeded
-plan. Delays that differ put them out of order."""
+"""Networks on the loopback. Relay: one way from one port of UDP to another, packets delayed, dropped and doubled by a
+seeded plan; delays that differ put them out of order. Listener: what comes to a port, kept."""
 import heapq
 import random
 import select
@@ -38,6 +38,45 @@ class Relay:
         for copy in range(2 if self.plan.random() < self.doubled else 1):
             due = time.monotonic() + self.plan.random() * self.jitter_seconds
             heapq.heappush(self.waiting, (due, 2 * self.came + copy, packet))
+
+    def close(self):
+        self.ends.set()
+        self.thread.join()
+        self.socket.close()
+
+
+class Listener:
+    """Takes what is sent to a port as RTP, with the instant of each packet."""
+
+    def __init__(self):
+        self.packets = []
+        self.ends = threading.Event()
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.bind(("127.0.0.1", 0))
+        self.port = self.socket.getsockname()[1]
+        self.thread = threading.Thread(target=self.run)
+        self.thread.start()
+
+    def run(self):
+        while not self.ends.is_set():
+            if select.select([self.socket], [], [], 0.1)[0]:
+                self.packets.append((time.monotonic(), self.socket.recv(65536)))
+
+    def numbers(self):
+        return [int.from_bytes(packet[2:4], "big") for _, packet in self.packets]
+
+    def stamps(self):
+        return [int.from_bytes(packet[4:8], "big") for _, packet in self.packets]
+
+    def payload(self):
+        return b"".join(packet[12:] for _, packet in self.packets)
+
+    def hand_on(self, port):
+        """To another receiver, as fast as it came."""
+        start = time.monotonic()
+        for instant, packet in self.packets:
+            time.sleep(max(0.0, start + instant - self.packets[0][0] - time.monotonic()))
+            self.socket.sendto(packet, ("127.0.0.1", port))
 
     def close(self):
         self.ends.set()

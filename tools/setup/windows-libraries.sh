@@ -106,6 +106,14 @@ END
 
 # --- FFmpeg -----------------------------------------------------------------------------------
 
+# Windows tells of a connection that was refused as an exception, for which the library does not look while it waits to
+# be able to write: it would wait for it until its time is over.
+MendFfmpeg() {
+    local file=$1/libavformat/os_support.c
+    sed -i 's/if (fds\[i\]\.events & POLLERR)/if (fds[i].events \& (POLLOUT | POLLERR))/' "$file"
+    grep -F '& (POLLOUT | POLLERR)' "$file" >/dev/null || Fail "the source of FFmpeg has changed: $file"
+}
+
 # Configuring takes a minute of one processor: it goes by while Boost is fetched and planned.
 ConfigurePid=
 BeginFfmpeg() {
@@ -115,6 +123,7 @@ BeginFfmpeg() {
     FfmpegLog=$Cache/logs/ffmpeg.log
     mkdir -p "$FfmpegWork/build"
     FetchSource ffmpeg "$FfmpegVersion" "$FfmpegWork/source"
+    MendFfmpeg "$FfmpegWork/source"
     mapfile -t flags < <(ReadFlags "$SetupDir/ffmpeg-flags")
     # shellcheck disable=SC2016
     FfmpegConfigure=(bash -c 'cd "$1" && "${@:2}" && touch configured' configure "$FfmpegWork/build"

@@ -3,12 +3,14 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <utility>
 
 #include "commands/findings.h"
 #include "commands/playsources.h"
 #include "commands/summaryjson.h"
+#include "commands/talk.h"
 #include "files/heardfile.h"
 #include "files/outputfile.h"
 #include "kovra/log.h"
@@ -21,6 +23,7 @@
 #include "play/playfigures.h"
 #include "report/playbackreport.h"
 #include "report/playbacksummary.h"
+#include "talk/talker.h"
 #include "terminal/atend.h"
 #include "terminal/progressline.h"
 
@@ -140,8 +143,16 @@ bool FeedWithProgress(Feeder& feeder, LiveFeeder& liveFeeder, PlaybackLogKeeper 
     return fedLive.get() && isComplete;
 }
 
+/// What is said while others play.
+struct Talking {
+    /// Null: nothing.
+    std::unique_ptr<RtpSender> sender;
+    CaptureAccess* capture = nullptr;
+    Take take;
+};
+
 PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
-                    PlayFigures& figures, std::vector<Player> players) {
+                    PlayFigures& figures, std::vector<Player> players, Talking& talking) {
     OpenRenderer(surroundings.renderer);
     AtEnd const close([&] { surroundings.renderer.Shutdown(); });
     Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
@@ -149,7 +160,7 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
 
     PlaybackLogKeeper keeper(!options.reportPath.empty() || !options.heardPath.empty());
     Kovra::LogManager::Instance().SetObserver([&](Kovra::LogRecord const& record) {
-        if (record.channel.rfind(Media::RendererChannels, 0) == 0) {
+        if (record.channel.rfind(Media::RendererChannels, 0) == 0 || record.channel == StreamChannel) {
             keeper.AddLog(record);
             figures.AddLog(record);
         }
@@ -181,10 +192,17 @@ PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings
                 liveFeeder.Add(player.session, player.number, std::move(player.stream));
             }
         }
+        std::optional<Talker> talker;
+        if (talking.sender) {
+            talker.emplace(*talking.sender, *talking.capture);
+        }
         heardBefore = CountRawSamples(options.heardPath);
         start = Kovra::JiffyTime::Now();
         keeper.SetStart(start);
         isComplete = FeedWithProgress(feeder, liveFeeder, keeper, figures, options, surroundings, start);
+        if (talker) {
+            talking.take = talker->End();
+        }
         figures.TakeStatistics(FormatStreams(keeper.GetProgress()));
         for (Player const& player : players) {
             pipeline.CloseSession(player.session);
@@ -244,13 +262,16 @@ void RequirePlayed(PlaybackLog const& log) {
 
 } // namespace
 
-ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output) {
+ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
+                CaptureAccess* capture) {
+    Talking talking{
+        options.talk.address.empty() ? nullptr : OpenTalk(options.talk, surroundings.out), capture, {}};
     std::vector<Player> players = OpenPlayers(options, surroundings.in, surroundings.stop);
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     WarnOfTooMany(players.size(), surroundings.out);
     PlayFigures figures(options, surroundings);
-    PlaybackLog log = PlayAll(options, surroundings, output, figures, std::move(players));
+    PlaybackLog log = PlayAll(options, surroundings, output, figures, std::move(players), talking);
     // What is asked to be silent cannot be found again.
     bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
     if (!options.heardPath.empty() && isAudible) {
@@ -262,6 +283,9 @@ ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, Ou
         WriteReport(options.reportPath, FormatReport(log), surroundings.out);
     }
     figures.Write();
+    if (talking.sender) {
+        TellTalk(options.talk, *talking.sender, talking.take, surroundings.out);
+    }
     RequirePlayed(log);
     Findings const findings = FindWhatFailed(log);
     ExitCode_t const code = CodeOf(log, findings, options.failOn);

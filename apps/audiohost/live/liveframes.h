@@ -13,6 +13,8 @@ namespace AudioHost {
 struct LiveFrame {
     MediaFrame media;
     Kovra::JiffyTime due;
+    /// How long before it was due the packet came that it is made of.
+    std::int64_t spareNanoSec = 0;
     /// Where on the timeline the packet ends that it is made of.
     std::int64_t endNanoSec = 0;
 };

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "files/codedframes.h"
+#include "kovra/log.h"
 #include "kovra/thread.h"
 
 namespace AudioHost {
@@ -13,6 +14,12 @@ namespace {
 
 constexpr std::int64_t OpenPollNanoSec = 20 * Kovra::NanoSecPerMilliSec;
 constexpr std::chrono::seconds EndLimit(1);
+
+void Note(std::string const& text) {
+    static std::shared_ptr<Kovra::LoggerFacade> const logger =
+        Kovra::LogManager::Instance().GetLogger(StreamChannel, nullptr, std::string());
+    logger->get().Push(Kovra::LogExec(Kovra::LogLevel_t::Info, text.c_str()));
+}
 
 } // namespace
 
@@ -36,10 +43,8 @@ LiveStream::LiveStream(std::string name, Connect connect, Settings settings)
             FollowStream([&] { return connect(shared->stop); },
                          [&](std::int64_t nanoSec) { return shared->Wait(nanoSec); },
                          [&](StreamNews news) { shared->Tell(std::move(news)); });
-        } catch (std::exception const& error) {
-            StreamNews news;
-            news.error = HostError(ExitCode_t::Internal, std::string("internal error: ") + error.what());
-            shared->Tell(std::move(news));
+        } catch (...) {
+            // Most likely there is no memory, not for a last word either: the end without one tells.
         }
         std::lock_guard<std::mutex> const guard(shared->lock);
         shared->hasEnded = true;
@@ -69,7 +74,7 @@ bool LiveStream::WaitUntilOpen(Pacer& pacer) {
     for (;;) {
         {
             std::lock_guard<std::mutex> const guard(shared_->lock);
-            if (!shared_->news.empty()) {
+            if (!shared_->news.empty() || shared_->hasEnded) {
                 break;
             }
         }
@@ -85,14 +90,19 @@ bool LiveStream::WaitUntilOpen(Pacer& pacer) {
 }
 
 void LiveStream::Pump(Kovra::JiffyTime now, std::function<void(LiveFrame&)> const& hand) {
-    for (StreamNews& news : TakeNews()) {
+    bool hasEnded = false;
+    for (StreamNews& news : TakeNews(hasEnded)) {
         Hear(news);
+    }
+    if (hasEnded && !isOver_) {
+        GiveUp(HostError(ExitCode_t::Internal, "internal error: the reading of '" + name_ + "' has ended."));
     }
     PlacedPacket next;
     while (hand && order_.Take(now, next)) {
         LiveFrame frame;
         if (maker_->Make(next, frame)) {
             order_.SetEnd(frame.endNanoSec);
+            frame.spareNanoSec = next.due.GetDiffSysTime(next.packet.arrival).NanoSec();
             state_.handedNanoSec += frame.media.durationNanoSec;
             hand(frame);
         }
@@ -109,8 +119,9 @@ StreamState LiveStream::GetState() const {
     return state;
 }
 
-std::vector<StreamNews> LiveStream::TakeNews() {
+std::vector<StreamNews> LiveStream::TakeNews(bool& hasEnded) {
     std::lock_guard<std::mutex> const guard(shared_->lock);
+    hasEnded = shared_->hasEnded;
     return std::exchange(shared_->news, {});
 }
 
@@ -124,29 +135,37 @@ void LiveStream::Hear(StreamNews& news) {
             break;
         case StreamNews::Kind_t::Broke:
             // Each attempt to open it again that fails tells so, too.
-            state_.breaks += state_.isBroken ? 0 : 1;
-            state_.isBroken = true;
+            if (!state_.isBroken) {
+                ++state_.breaks;
+                state_.isBroken = true;
+                Note("the stream broke: " + news.text);
+            }
             break;
         case StreamNews::Kind_t::Over:
             if (news.error) {
-                state_.error = news.error->what();
-                error_ = news.error;
+                GiveUp(*news.error);
             }
             isOver_ = true;
             break;
     }
 }
 
+void LiveStream::GiveUp(HostError const& error) {
+    state_.error = error.what();
+    error_ = error;
+    isOver_ = true;
+}
+
 void LiveStream::Begin(StreamFormat const& format) {
-    state_.isBroken = false;
+    if (std::exchange(state_.isBroken, false)) {
+        Note("the stream is open again");
+    }
     order_.Forget();
     try {
         maker_ = CreateLiveFrameMaker(format, name_);
     } catch (std::runtime_error const&) {
-        error_ =
-            HostError(ExitCode_t::NotAudio, "'" + name_ + "' is in a coding that cannot be decoded here.");
-        state_.error = error_->what();
-        isOver_ = true;
+        GiveUp(
+            HostError(ExitCode_t::NotAudio, "'" + name_ + "' is in a coding that cannot be decoded here."));
         return;
     }
     description_ = DescribeCoding(*format.parameters, maker_->IsCoded());
@@ -168,6 +187,9 @@ void LiveStream::Place(LivePacket& packet) {
         return;
     }
     Media::StreamPlacement_t const placement = clock_->Place(packet.ticks, packet.arrival);
+    if (placement.event.kind != Media::StreamEvent_t::Kind_t::None) {
+        Note(placement.event.Describe());
+    }
     if (placement.verdict == Media::StreamPlacement_t::Verdict_t::Play) {
         order_.Add({std::move(packet), placement.timestamp.NanoSec(), placement.due});
         return;

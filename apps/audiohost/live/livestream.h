@@ -19,6 +19,9 @@
 
 namespace AudioHost {
 
+/// Breaks, and what the stream clock notices, are told as records of this channel.
+constexpr char const* StreamChannel = "AudioHost.Stream";
+
 /// A stream that is played: a thread reads it and opens it again when it breaks; its packets are placed in
 /// time, put into their order, and become frames.
 ///
@@ -72,8 +75,9 @@ private:
         bool Wait(std::int64_t nanoSec);
     };
 
-    std::vector<StreamNews> TakeNews();
+    std::vector<StreamNews> TakeNews(bool& hasEnded);
     void Hear(StreamNews& news);
+    void GiveUp(HostError const& error);
     void Begin(StreamFormat const& format);
     void Place(LivePacket& packet);
 

@@ -22,6 +22,9 @@ constexpr int TransportStreamWrapBits = 33;
 constexpr char const* ProbeBytes = "65536";
 constexpr char const* ProbeMicroSec = "1000000";
 
+/// Windows' own number for it, which the library does not translate.
+constexpr int WinsockConnectionRefused = 10'061;
+
 enum class Scheme_t { Rtsp, Description, TransportStream, Http };
 
 Scheme_t KindOf(std::string const& address) {
@@ -54,6 +57,7 @@ std::string ReasonOf(int status) {
         case AVERROR(ETIMEDOUT):
             return "does not answer: nobody listens there, or the way to it is closed";
         case AVERROR(ECONNREFUSED):
+        case AVERROR(WinsockConnectionRefused):
             return "refuses the connection: nothing listens there";
         case AVERROR(EIO):
             return "cannot be reached: there is no such host, or no way to it";

@@ -15,7 +15,7 @@ namespace AudioHost {
 /// A stream that broke is opened again after this, then after twice as long each time, up to the longest
 /// pause.
 constexpr std::int64_t FirstPauseNanoSec = 250 * Kovra::NanoSecPerMilliSec;
-constexpr std::int64_t LongestPauseNanoSec = 1 * Kovra::NanoSecPerSec;
+constexpr std::int64_t LongestPauseNanoSec = 500 * Kovra::NanoSecPerMilliSec;
 /// One that has paused for so long since it broke is given up.
 constexpr std::int64_t GiveUpNanoSec = 60 * Kovra::NanoSecPerSec;
 /// What comes as fast as it is read is held to its own time; a timestamp further off begins a new one.

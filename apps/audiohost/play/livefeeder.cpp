@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "kovra/log.h"
 #include "play/feeder.h"
 
 namespace AudioHost {
@@ -42,6 +43,7 @@ bool LiveFeeder::Run(Kovra::JiffyTime start, std::int64_t limitNanoSec) {
             break;
         }
         for (Track& track : tracks_) {
+            Kovra::LogSubject const subject(track.session);
             track.stream->Pump(now, [&](LiveFrame& frame) { Hand(track, frame); });
         }
         if (now.NanoSec() - told >= TellNanoSec) {
@@ -70,6 +72,7 @@ void LiveFeeder::Hand(Track& track, LiveFrame& frame) {
     endNanoSec_ = std::max(endNanoSec_, frame.due.NanoSec() + media.durationNanoSec);
     if (media.positionNanoSec >= 0) {
         keeper_.AddSent(track.number, media);
+        keeper_.AddArrival(track.number, frame.spareNanoSec);
     }
     pipeline_.Submit(track.session, std::move(media.frame), frame.due);
 }

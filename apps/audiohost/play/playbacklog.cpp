@@ -66,6 +66,13 @@ void PlaybackLogKeeper::AddSent(std::size_t session, MediaFrame const& frame) {
     }
 }
 
+void PlaybackLogKeeper::AddArrival(std::size_t session, std::int64_t spareNanoSec) {
+    Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+    std::lock_guard<std::mutex> const guard(lock_);
+    log_.sessions.at(session).arrivals.push_back(
+        {now.GetDiffSysTime(start_).NanoSec(), Listening::ToMilliSec(spareNanoSec)});
+}
+
 void PlaybackLogKeeper::AddStream(std::size_t session, StreamState const& state) {
     Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
     std::lock_guard<std::mutex> const guard(lock_);
@@ -124,6 +131,8 @@ std::vector<PlaybackLogKeeper::Progress> PlaybackLogKeeper::GetProgress() const 
 
 PlaybackLog PlaybackLogKeeper::Take() {
     std::lock_guard<std::mutex> const guard(lock_);
+    // What comes later belongs to nothing any more.
+    numbers_.clear();
     return std::exchange(log_, PlaybackLog());
 }
 

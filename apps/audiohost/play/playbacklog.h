@@ -49,6 +49,13 @@ struct StreamPoint {
     StreamState state;
 };
 
+/// A stream's packet that was played. Times count as above.
+struct Arrival {
+    std::int64_t timeNanoSec = 0;
+    /// How long before it was due it came.
+    double spareMilliSec = 0.0;
+};
+
 /// One file's playback.
 struct SessionLog {
     std::string name;
@@ -67,6 +74,7 @@ struct SessionLog {
     std::vector<PlayEvent> events;
     /// Of a stream; empty of a file.
     std::vector<StreamPoint> streamPoints;
+    std::vector<Arrival> arrivals;
     /// What the frames stand for; empty unless sound is kept.
     Listening::Samples sound;
 };
@@ -110,6 +118,8 @@ public:
     std::size_t AddSession(Media::Pipeline::SessionId_t id, SessionLog session);
 
     void AddSent(std::size_t session, MediaFrame const& frame);
+    /// One of the session's stream was handed over, which came `spareNanoSec` before it was due.
+    void AddArrival(std::size_t session, std::int64_t spareNanoSec);
     void AddStream(std::size_t session, StreamState const& state);
     void AddReport(Media::Pipeline::Report_t const& report);
     /// A record belongs to the session that is its subject.

@@ -129,15 +129,18 @@ ReportChart FrequencyChart(PlaybackLog const& log, std::int64_t endMilliSec) {
     return chart;
 }
 
+bool HasValues(ReportChart const& chart) {
+    return std::any_of(chart.series.begin(), chart.series.end(),
+                       [](ReportSeries const& series) { return !series.values.empty(); });
+}
+
 /// A chart of what streams tell; none where everything is a file.
 void AddStreamChart(PlaybackLog const& log, char const* id, char const* title, char const* unit,
                     double (*get)(StreamState const&), std::vector<ReportChart>& charts) {
     ReportChart chart =
         ChartOf(log, {id, title, unit, PerUnit, false, 0, PerUnit, {}}, &SessionLog::streamPoints,
                 [get](StreamPoint const& point) { return ToThousandths(get(point.state)); });
-    bool const isOfStreams = std::any_of(chart.series.begin(), chart.series.end(),
-                                         [](ReportSeries const& series) { return !series.values.empty(); });
-    if (isOfStreams) {
+    if (HasValues(chart)) {
         charts.push_back(std::move(chart));
     }
 }
@@ -147,6 +150,20 @@ void AddStreamCharts(PlaybackLog const& log, std::vector<ReportChart>& charts) {
                          double (*get)(StreamState const&)) {
         AddStreamChart(log, id, title, unit, get, charts);
     };
+    ReportChart arrivals = ChartOf(
+        log,
+        {"arrivals",
+         "How long before it was due each packet of the stream came",
+         "ms",
+         PerUnit,
+         false,
+         0,
+         PerUnit,
+         {}},
+        &SessionLog::arrivals, [](Arrival const& arrival) { return ToThousandths(arrival.spareMilliSec); });
+    if (HasValues(arrivals)) {
+        charts.push_back(std::move(arrivals));
+    }
     add("jitter", "Jitter of the stream's packets", "ms",
         [](StreamState const& state) { return Listening::ToMilliSec(state.clock.jitterNanoSec); });
     add("loss", "Sound of the stream that is missing so far", "%",

@@ -21,6 +21,9 @@ constexpr char const* RecordHelp =
 constexpr char const* MeterHelp =
 #include "terminal/help/meter.txt"
     ;
+constexpr char const* TalkHelp =
+#include "terminal/help/talk.txt"
+    ;
 constexpr char const* CompareHelp =
 #include "terminal/help/compare.txt"
     ;
@@ -33,7 +36,7 @@ constexpr char const* DoctorHelp =
 constexpr char const* Usage =
     "usage: audiohost COMMAND [OPTION...] [FILE...]\n"
     "       audiohost --version\n"
-    "Plays and records sound through the media pipeline and the audio renderer.\n"
+    "Plays, records and sends sound through the media pipeline and the audio renderer.\n"
     "Of an option given twice the last one counts.\n";
 
 constexpr int MinLeadMilliSec = 40;
@@ -102,6 +105,25 @@ void AddFailOn(CLI::App& command, FailOn& failOn, std::vector<std::string> const
         "--fail-on", [&failOn, words](std::string const& text) { failOn = ReadFailOn(text, words); });
 }
 
+TalkCodec_t ReadCodec(std::string const& text) {
+    std::vector<std::pair<std::string, TalkCodec_t>> const codecs = {{"pcmu", TalkCodec_t::Pcmu},
+                                                                     {"pcma", TalkCodec_t::Pcma},
+                                                                     {"aac", TalkCodec_t::Aac},
+                                                                     {"opus", TalkCodec_t::Opus}};
+    for (auto const& [word, codec] : codecs) {
+        if (text == word) {
+            return codec;
+        }
+    }
+    throw CLI::ValidationError("--codec", text + " is none of pcmu, pcma, aac, opus");
+}
+
+void AddTarget(CLI::App& command, TalkTarget& target) {
+    command.add_option_function<std::string>(
+        "--codec", [&target](std::string const& text) { target.codec = ReadCodec(text); });
+    command.add_option("--sdp", target.sdpPath);
+}
+
 void AddTelling(CLI::App& command, Telling& telling) {
     CLI::Option* const quiet = command.add_flag("-q,--quiet", telling.isQuiet)->disable_flag_override();
     command.add_flag("-v,--verbose", telling.isVerbose)->disable_flag_override()->excludes(quiet);
@@ -130,6 +152,8 @@ void AddPlay(CLI::App& play, PlayOptions& options) {
     play.add_flag("--live", options.isLive)->disable_flag_override();
     play.add_option("--trace", options.tracePath);
     play.add_option("--statistics", options.statisticsPath);
+    play.add_option("--talk", options.talk.address);
+    AddTarget(play, options.talk);
 }
 
 void AddRecord(CLI::App& record, RecordOptions& options) {
@@ -145,6 +169,14 @@ void AddRecord(CLI::App& record, RecordOptions& options) {
 void AddMeter(CLI::App& meter, MeterOptions& options) {
     meter.add_option("--seconds", options.seconds)->check(Between(MinSeconds, MaxSeconds));
     meter.add_option("--log", options.logPath);
+}
+
+void AddTalk(CLI::App& talk, TalkOptions& options) {
+    talk.add_option("rtp://HOST:PORT", options.target.address)->required();
+    AddTarget(talk, options.target);
+    talk.add_option("--seconds", options.seconds)
+        ->check(Between(MinSeconds, static_cast<double>(MaxTakeSeconds)));
+    talk.add_option("--log", options.logPath);
 }
 
 void AddCompare(CLI::App& compare, CompareOptions& options) {
@@ -189,6 +221,14 @@ void RequireSound(PlayOptions const& options) {
     }
 }
 
+void RequireTalk(CLI::App const& play, PlayOptions const& options) {
+    for (char const* option : {"--codec", "--sdp"}) {
+        if (play.count(option) > 0 && options.talk.address.empty()) {
+            throw CLI::RequiresError(option, "--talk");
+        }
+    }
+}
+
 /// CLI11's own texts end without a hint; ours say where help is.
 std::string Complain(CLI::ParseError const& error) {
     std::string text = WithoutCredentials(error.what());
@@ -207,6 +247,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     PlayOptions playOptions;
     RecordOptions recordOptions;
     MeterOptions meterOptions;
+    TalkOptions talkOptions;
     CompareOptions compareOptions;
     DoctorOptions doctorOptions;
     CLI::App app("", "audiohost");
@@ -218,15 +259,17 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
     CLI::App* const play = app.add_subcommand("play", PlayHelp);
     CLI::App* const record = app.add_subcommand("record", RecordHelp);
     CLI::App* const meter = app.add_subcommand("meter", MeterHelp);
+    CLI::App* const talk = app.add_subcommand("talk", TalkHelp);
     CLI::App* const devices = app.add_subcommand("devices", DevicesHelp);
     CLI::App* const doctor = app.add_subcommand("doctor", DoctorHelp);
     AddPlay(*play, playOptions);
     AddRecord(*record, recordOptions);
     AddMeter(*meter, meterOptions);
+    AddTalk(*talk, talkOptions);
     CLI::App* const compare = app.add_subcommand("compare", CompareHelp);
     AddCompare(*compare, compareOptions);
     AddDoctor(*doctor, doctorOptions);
-    for (CLI::App* const command : {play, record, meter, devices, doctor}) {
+    for (CLI::App* const command : {play, record, meter, talk, devices, doctor}) {
         AddTelling(*command, result.telling);
     }
     for (CLI::App* const command : {play, record, devices, doctor}) {
@@ -241,6 +284,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
         if (play->parsed()) {
             FindStreams(*play, playOptions);
             RequireSound(playOptions);
+            RequireTalk(*play, playOptions);
             result.play = playOptions;
         } else if (record->parsed()) {
             result.record = recordOptions;
@@ -248,6 +292,8 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
             result.compare = compareOptions;
         } else if (meter->parsed()) {
             result.meter = meterOptions;
+        } else if (talk->parsed()) {
+            result.talk = talkOptions;
         } else if (doctor->parsed()) {
             result.doctor = doctorOptions;
         } else {

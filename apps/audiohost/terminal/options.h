@@ -28,6 +28,18 @@ struct Telling {
 /// Names standard input among files.
 constexpr char const* StandardInput = "-";
 
+/// How what is said goes over the network: G.711 mu-law and A-law, AAC, Opus.
+enum class TalkCodec_t { Pcmu, Pcma, Aac, Opus };
+
+/// Where the microphone is sent.
+struct TalkTarget {
+    /// Empty: nowhere.
+    std::string address;
+    TalkCodec_t codec = TalkCodec_t::Pcmu;
+    /// The file for the description that a receiver needs; empty: it is told.
+    std::string sdpPath;
+};
+
 /// The `play` command, as asked for. Texts are UTF-8, paths as given.
 struct PlayOptions {
     std::vector<std::string> files;
@@ -57,6 +69,7 @@ struct PlayOptions {
     std::string tracePath;
     std::string statisticsPath;
     bool isLive = false;
+    TalkTarget talk;
     FailOn failOn;
 };
 
@@ -77,6 +90,15 @@ struct RecordOptions {
 
 /// The `meter` command.
 struct MeterOptions {
+    /// 0: until interrupted.
+    double seconds = 0.0;
+    /// Empty: none.
+    std::string logPath;
+};
+
+/// The `talk` command.
+struct TalkOptions {
+    TalkTarget target;
     /// 0: until interrupted.
     double seconds = 0.0;
     /// Empty: none.
@@ -105,6 +127,7 @@ struct CommandLine {
     std::optional<PlayOptions> play;
     std::optional<RecordOptions> record;
     std::optional<MeterOptions> meter;
+    std::optional<TalkOptions> talk;
     std::optional<CompareOptions> compare;
     std::optional<NoOptions> devices;
     std::optional<DoctorOptions> doctor;

@@ -39,12 +39,18 @@ std::string WithoutCredentials(std::string const& text) {
     std::size_t place = 0;
     while ((place = shown.find(AfterScheme, place)) != std::string::npos) {
         place += AfterSchemeSize;
-        // A password may have an @ in it: the last one before the path is the host's.
-        std::size_t const end = std::min(shown.find_first_of("/?# \t\n'\"", place), shown.size());
+        std::size_t const end = std::min(shown.find_first_of(" \t\n'\"", place), shown.size());
         std::size_t const at = shown.rfind('@', end == 0 ? 0 : end - 1);
-        if (at != std::string::npos && at >= place && at < end) {
-            // "udp://@:5000" has none: the sign stands for "whoever sends".
-            shown.erase(place, at == place ? 0 : at + 1 - place);
+        // "udp://@:5000" has no credentials: the sign stands for "whoever sends".
+        if (at == std::string::npos || at <= place || at >= end) {
+            continue;
+        }
+        // A password may have all signs in it, a / too, though it should not. So where there may be one the
+        // last
+        // @ counts, be it one of the path's: less is shown then than could be.
+        bool const isOfHost = at < std::min(shown.find_first_of("/?#", place), end);
+        if (isOfHost || shown.find(':', place) < at) {
+            shown.erase(place, at + 1 - place);
         }
     }
     return shown;

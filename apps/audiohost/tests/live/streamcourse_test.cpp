@@ -86,7 +86,7 @@ TEST(FollowStream, ThatEndsIsOverWithoutAnError) {
     EXPECT_TRUE(fixture.waits.empty());
 }
 
-TEST(FollowStream, ThatBreaksIsOpenedAgainAfterPausesThatGrowToASecond) {
+TEST(FollowStream, ThatBreaksIsOpenedAgainAfterPausesThatGrowToHalfASecond) {
     CourseFixture fixture;
     fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken),
                         Refuse,
@@ -98,8 +98,8 @@ TEST(FollowStream, ThatBreaksIsOpenedAgainAfterPausesThatGrowToASecond) {
     fixture.Follow();
     std::int64_t const quarter = NanoSecPerSec / 4;
     // A packet begins it all anew.
-    EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{quarter, 2 * quarter, 4 * quarter, 4 * quarter,
-                                                        4 * quarter, quarter}));
+    EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{quarter, 2 * quarter, 2 * quarter, 2 * quarter,
+                                                        2 * quarter, quarter}));
     EXPECT_EQ(fixture.opened, 7U);
     EXPECT_FALSE(fixture.news.back().error);
 }

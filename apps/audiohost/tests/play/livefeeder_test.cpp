@@ -53,16 +53,18 @@ public:
     }
 };
 
-/// Gives its packets, then waits until it is told to end.
+/// Gives its packets once the stream is known to be open, then waits until it is told to end.
 class HeldConnection : public TestConnection {
 public:
-    HeldConnection(std::deque<LivePacket> packets, Result_t end, std::promise<void>& isRead,
-                   std::shared_future<void> goOn)
+    HeldConnection(std::deque<LivePacket> packets, Result_t end, std::shared_future<void> isOpen,
+                   std::promise<void>& isRead, std::shared_future<void> goOn)
         : TestConnection(MakeTestFormat(), std::move(packets), end),
+          isOpen_(std::move(isOpen)),
           isRead_(isRead),
           goOn_(std::move(goOn)) {}
 
     Result_t Read(LivePacket& packet, std::string& why) override {
+        isOpen_.wait();
         Result_t const result = TestConnection::Read(packet, why);
         if (result != Result_t::Packet) {
             isRead_.set_value();
@@ -72,6 +74,7 @@ public:
     }
 
 private:
+    std::shared_future<void> const isOpen_;
     std::promise<void>& isRead_;
     std::shared_future<void> const goOn_;
 };
@@ -80,25 +83,38 @@ struct LiveFixture {
     SteppedTime time;
     PlaybackLogKeeper keeper{true};
     TestRenderer renderer;
+    std::promise<void> isOpen;
     std::promise<void> isRead;
     std::promise<void> goOn;
     Result_t end = Result_t::Ended;
 
-    /// A stream whose packets, stamped with these milliseconds, come when their stamps say.
-    std::unique_ptr<LiveStream> Open(std::vector<std::int64_t> const& milliSecs) {
+    /// A stream whose packets, stamped with these milliseconds, come when their stamps say, the strangers
+    /// each so much later.
+    std::unique_ptr<LiveStream> Open(std::vector<std::int64_t> const& milliSecs,
+                                     std::vector<std::int64_t> const& strangers = {},
+                                     std::int64_t laterMilliSec = 0) {
         std::deque<LivePacket> packets;
-        for (std::int64_t const milliSec : milliSecs) {
+        auto const add = [&packets](std::int64_t milliSec, std::int64_t later) {
             packets.push_back(MakeTestPacket(milliSec));
-            packets.back().arrival = Kovra::JiffyTime(OpenedNanoSec + milliSec * NanoSecPerMilliSec);
+            packets.back().arrival =
+                Kovra::JiffyTime(OpenedNanoSec + (milliSec + later) * NanoSecPerMilliSec);
+        };
+        for (std::int64_t const milliSec : milliSecs) {
+            add(milliSec, 0);
+        }
+        for (std::int64_t const milliSec : strangers) {
+            add(milliSec, laterMilliSec);
         }
         auto stream = std::make_unique<LiveStream>(
             "a stream",
-            [=, goOnLater = goOn.get_future().share()](LiveStream::StopFlag const&) {
-                return std::make_unique<HeldConnection>(packets, end, isRead, goOnLater);
+            [=, opened = isOpen.get_future().share(),
+             goOnLater = goOn.get_future().share()](LiveStream::StopFlag const&) {
+                return std::make_unique<HeldConnection>(packets, end, opened, isRead, goOnLater);
             },
             LiveStream::Settings{LeadNanoSec, false});
         YieldingPacer opening;
         EXPECT_TRUE(stream->WaitUntilOpen(opening));
+        isOpen.set_value();
         isRead.get_future().wait();
         goOn.set_value();
         return stream;
@@ -116,6 +132,7 @@ struct LiveFixture {
             *isComplete = result;
         }
         pipeline.Drain();
+        Kovra::LogManager::Instance().Flush();
         return keeper.Take();
     }
 };
@@ -146,6 +163,8 @@ TEST(LiveFeeder_Run, SubmitsEachPacketToBeHeardALeadAfterItCouldArrive) {
     EXPECT_EQ(state.handedNanoSec, 100 * NanoSecPerMilliSec);
     EXPECT_EQ(state.missingNanoSec, 20 * NanoSecPerMilliSec);
     EXPECT_EQ(state.clock.leadNanoSec, LeadNanoSec);
+    ASSERT_EQ(session.arrivals.size(), 5U);
+    EXPECT_NEAR(session.arrivals[4].spareMilliSec, 100.0, 0.01);
 }
 
 TEST(LiveFeeder_Run, EndsAtOnceWhenThePersonAsksToStop) {
@@ -181,6 +200,42 @@ TEST(LiveStream_WaitUntilOpen, OfAStreamThatDoesNotOpenThrowsItsError) {
     std::string sentence;
     EXPECT_EQ(CodeOf([&] { stream.WaitUntilOpen(pacer); }, &sentence), ExitCode_t::NoStream);
     EXPECT_EQ(sentence, "nobody there.");
+}
+
+TEST(LiveStream_WaitUntilOpen, OfAReadingThatEndsWithoutAWordTellsSo) {
+    struct NoWords {};
+    LiveStream stream(
+        "a stream", [](LiveStream::StopFlag const&) -> std::unique_ptr<StreamConnection> { throw NoWords(); },
+        {});
+    StopSignal pacer;
+    std::string sentence;
+    EXPECT_EQ(CodeOf([&] { stream.WaitUntilOpen(pacer); }, &sentence), ExitCode_t::Internal);
+    EXPECT_EQ(sentence, "internal error: the reading of 'a stream' has ended.");
+    EXPECT_TRUE(stream.IsOver());
+}
+
+TEST(LiveFeeder_Run, TellsBreaksAndWhatTheClockNoticesOnTheTimeOfThePlayback) {
+    LiveFixture fixture;
+    fixture.end = Result_t::Broken;
+    Kovra::LogManager::Instance().SetObserver(
+        [&](Kovra::LogRecord const& record) { fixture.keeper.AddLog(record); });
+    // The timestamps begin anew, for long enough that it is believed.
+    std::vector<std::int64_t> strangers;
+    for (std::int64_t milliSec = 5260; milliSec <= 5600; milliSec += 20) {
+        strangers.push_back(milliSec);
+    }
+    auto stream = fixture.Open({200, 220, 240}, strangers, -5000);
+    PlaybackLog const log = fixture.Feed(std::move(stream), 700 * NanoSecPerMilliSec);
+    Kovra::LogManager::Instance().SetObserver({});
+    std::vector<std::string> told;
+    for (PlayEvent const& event : log.sessions.at(0).events) {
+        if (event.kind == EventKind_t::Other) {
+            told.push_back(event.text);
+        }
+    }
+    EXPECT_EQ(told, (std::vector<std::string>{
+                        "the sender's timestamps begin anew, +5000.0 ms from where they would be",
+                        "the stream broke: it broke"}));
 }
 
 TEST(LiveStream_WaitUntilOpen, EndsWhenThePersonAsksToStopAndSoDoesTheOpening) {

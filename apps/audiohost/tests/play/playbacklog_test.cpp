@@ -60,6 +60,15 @@ TEST(PlaybackLogKeeper_AddLog, BelongsToTheSessionThatIsItsSubject) {
     EXPECT_TRUE(log.otherEvents.empty());
 }
 
+TEST(PlaybackLogKeeper_Take, LeavesNoSessionForWhatComesLater) {
+    PlaybackLogKeeper keeper(false);
+    keeper.AddSession(1, {});
+    keeper.Take();
+    keeper.AddLog(Log(0, "AudioBuffer playback started", 1));
+    keeper.AddReport(Report(1, 0));
+    EXPECT_EQ(keeper.Take().otherEvents.size(), 1U);
+}
+
 TEST(PlaybackLogKeeper_AddLog, WithoutASubjectBelongsToNoSession) {
     PlaybackLogKeeper keeper(false);
     keeper.AddSession(1, {});

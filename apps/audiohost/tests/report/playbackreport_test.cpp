@@ -59,11 +59,14 @@ TEST(DescribeRun_OfAPlayback, HasChartsOfAStreamsFigures) {
     StreamState state;
     state.clock.skewPartsPerMillion = -3.5;
     log.sessions[0].streamPoints = {{Listening::NanoSecPerSec, state}};
+    log.sessions[0].arrivals = {{Listening::NanoSecPerSec / 2, 71.25}};
     ReportModel const model = Describe(log);
-    EXPECT_THAT(ChartIds(model),
-                ElementsAre("error", "frequency", "renderer", "handover", "jitter", "loss", "skew", "lead"));
-    EXPECT_THAT(model.charts[6].series.at(0).timesMilliSec, ElementsAre(1'000));
-    EXPECT_THAT(model.charts[6].series.at(0).values, ElementsAre(-3'500));
+    EXPECT_THAT(ChartIds(model), ElementsAre("error", "frequency", "renderer", "handover", "arrivals",
+                                             "jitter", "loss", "skew", "lead"));
+    EXPECT_THAT(model.charts[4].series.at(0).timesMilliSec, ElementsAre(500));
+    EXPECT_THAT(model.charts[4].series.at(0).values, ElementsAre(71'250));
+    EXPECT_THAT(model.charts[7].series.at(0).timesMilliSec, ElementsAre(1'000));
+    EXPECT_THAT(model.charts[7].series.at(0).values, ElementsAre(-3'500));
 }
 
 TEST(DescribeRun_OfAPlayback, HasAChartOfAllThatIsKnown) {

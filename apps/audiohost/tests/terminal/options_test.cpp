@@ -192,11 +192,37 @@ TEST(ReadCommandLine, OfMeterHasTheDefaultsAndTakesEveryOption) {
     EXPECT_EQ(full.meter->logPath, "l.txt");
 }
 
+TEST(ReadCommandLine, OfTalkHasTheDefaultsAndTakesEveryOption) {
+    CommandLine const line = ReadCommandLine({"talk", "rtp://host:5000"});
+    ASSERT_TRUE(line.talk) << line.text;
+    EXPECT_EQ(line.talk->target.address, "rtp://host:5000");
+    EXPECT_EQ(line.talk->target.codec, TalkCodec_t::Pcmu);
+    EXPECT_EQ(line.talk->target.sdpPath, "");
+    EXPECT_EQ(line.talk->seconds, 0.0);
+    CommandLine const full = ReadCommandLine(
+        {"talk", "rtp://host:5000", "--codec", "aac", "--sdp", "a.sdp", "--seconds", "2", "--log", "l.txt"});
+    ASSERT_TRUE(full.talk) << full.text;
+    EXPECT_EQ(full.talk->target.codec, TalkCodec_t::Aac);
+    EXPECT_EQ(full.talk->target.sdpPath, "a.sdp");
+    EXPECT_EQ(full.talk->seconds, 2.0);
+    EXPECT_EQ(full.talk->logPath, "l.txt");
+}
+
+TEST(ReadCommandLine, PlaysAndTalks) {
+    CommandLine const line =
+        ReadCommandLine({"play", "a.sdp", "--talk", "rtp://host:5000", "--codec", "opus", "--sdp", "b.sdp"});
+    ASSERT_TRUE(line.play) << line.text;
+    EXPECT_EQ(line.play->talk.address, "rtp://host:5000");
+    EXPECT_EQ(line.play->talk.codec, TalkCodec_t::Opus);
+    EXPECT_EQ(line.play->talk.sdpPath, "b.sdp");
+    EXPECT_EQ(ReadCommandLine({"play", "a.wav"}).play->talk.address, "");
+}
+
 class ReadCommandLine_Wrong : public testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(ReadCommandLine_Wrong, IsAUsageErrorWithASentenceAndAHint) {
     CommandLine const line = ReadCommandLine(GetParam());
-    EXPECT_FALSE(line.play || line.record || line.meter || line.devices);
+    EXPECT_FALSE(line.play || line.record || line.meter || line.talk || line.devices);
     EXPECT_EQ(line.code, ExitCode_t::Usage);
     EXPECT_NE(line.text.find("--help"), std::string::npos);
 }
@@ -225,7 +251,12 @@ INSTANTIATE_TEST_SUITE_P(
         std::vector<std::string>{"play", "a.wav", "--report"}, std::vector<std::string>{"record"},
         std::vector<std::string>{"record", "a.wav", "b.wav"},
         std::vector<std::string>{"record", "a.wav", "--seconds", "0"},
-        std::vector<std::string>{"record", "a.wav", "--volume", "1"},
+        std::vector<std::string>{"record", "a.wav", "--volume", "1"}, std::vector<std::string>{"talk"},
+        std::vector<std::string>{"talk", "rtp://a:1", "--codec", "g729"},
+        std::vector<std::string>{"talk", "rtp://a:1", "--codec", ""},
+        std::vector<std::string>{"talk", "rtp://a:1", "rtp://a:2"},
+        std::vector<std::string>{"play", "a.wav", "--codec", "pcma"},
+        std::vector<std::string>{"play", "a.wav", "--sdp", "a.sdp"},
         std::vector<std::string>{"meter", "a.wav"}, std::vector<std::string>{"meter", "--seconds", "nan"},
         std::vector<std::string>{"meter", "record", "a.wav"}));
 
@@ -242,7 +273,7 @@ TEST(ReadCommandLine, HelpTellsTheExitCodesAndIsNoError) {
 
 TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
     std::string const all = ReadCommandLine({"--help"}).text;
-    for (std::string const command : {"play", "record", "meter", "devices", "doctor"}) {
+    for (std::string const command : {"play", "record", "meter", "talk", "devices", "doctor"}) {
         EXPECT_THAT(all, testing::HasSubstr(ReadCommandLine({command, "--help"}).text));
     }
 }
@@ -250,7 +281,7 @@ TEST(ReadCommandLine, HelpOfAllHoldsThatOfEachCommand) {
 TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
     std::size_t told = 0;
     std::regex const form("  (-[a-z], )?(--[a-z-]+)( [^ ]+)?  .*");
-    for (std::string const command : {"play", "record", "meter", "devices", "doctor"}) {
+    for (std::string const command : {"play", "record", "meter", "talk", "devices", "doctor"}) {
         std::istringstream help(ReadCommandLine({command, "--help"}).text);
         for (std::string line; std::getline(help, line);) {
             std::smatch option;
@@ -265,7 +296,7 @@ TEST(ReadCommandLine, KnowsEveryOptionThatHelpTells) {
             }
         }
     }
-    EXPECT_EQ(told, 19U + 8U + 4U + 3U + 6U);
+    EXPECT_EQ(told, 22U + 8U + 4U + 6U + 3U + 6U);
 }
 
 } // namespace AudioHost

@@ -1,0 +1,247 @@
+"""What the cases of check-live play on: a folder with a sound in it, servers and senders, audiohost under Wine with a
+recorder of what it plays, and where of the sound a recording has which part."""
+import audioop
+import contextlib
+import json
+import pathlib
+import random
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+CHECKOUT = HERE.parent.parent
+HEARD_HZ, SOURCE_HZ = 48000, 8000
+SOURCE_SECONDS = 24
+# Parts of what was heard that are looked for in the source; where two neighbours may lie apart by: a codec's and the
+# drift control's doing.
+PART_SAMPLES, OFF_SAMPLES = SOURCE_HZ // 10, SOURCE_HZ // 100
+# A part is looked for so far around where the one before was, and elsewhere when it is not like what is there.
+NEAR_SAMPLES = SOURCE_HZ // 2
+LEAST_LIKENESS = 0.5
+PLAY_SECONDS = 8
+HANG_SECONDS = 90
+
+
+# A thread that only sleeps and comes back later than this was held up by the machine, and so were the others.
+NAP_SECONDS, STALL_SECONDS = 0.01, 0.08
+
+
+def require(holds, sentence):
+    if not holds:
+        sys.exit(f"check-live: {sentence}")
+
+
+def wait_until(holds, sentence):
+    deadline = time.monotonic() + HANG_SECONDS
+    while not holds():
+        require(time.monotonic() < deadline, sentence)
+        time.sleep(0.02)
+
+
+def free_port():
+    """An even one, as RTP wants, with the next one free, too."""
+    while True:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as one, socket.socket(
+                socket.AF_INET, socket.SOCK_DGRAM) as two:
+            one.bind(("127.0.0.1", 0))
+            port = one.getsockname()[1]
+            with contextlib.suppress(OSError):
+                if port % 2 == 0:
+                    two.bind(("127.0.0.1", port + 1))
+                    return port
+
+
+def is_bound(port):
+    """True when somebody receives what is sent to the port of UDP."""
+    return any(line.split()[1].endswith(f":{port:04X}")
+               for line in pathlib.Path("/proc/net/udp").read_text().splitlines()[1:])
+
+
+def likeness(part, piece):
+    """Share of the part's amplitude that the piece of the same length explains."""
+    factor = audioop.findfactor(part, piece)
+    rest = audioop.rms(audioop.add(part, audioop.mul(piece, 2, -factor), 2), 2)
+    return 1.0 - rest / audioop.rms(part, 2)
+
+
+def find_parts(heard, source):
+    """Of each part that sounds: where in what was heard, and where in the source it is, in source samples."""
+    found = []
+    for start in range(0, len(heard) // 2 - PART_SAMPLES, 2 * PART_SAMPLES):
+        part = heard[2 * start:2 * (start + PART_SAMPLES)]
+        if audioop.rms(part, 2) <= 300:
+            continue
+        if found:
+            near = max(0, found[-1][1] + start - found[-1][0] - NEAR_SAMPLES)
+            window = source[2 * near:2 * (near + 2 * NEAR_SAMPLES + PART_SAMPLES)]
+            if len(window) > len(part):
+                place = audioop.findfit(window, part)[0]
+                if likeness(part, window[2 * place:2 * place + len(part)]) >= LEAST_LIKENESS:
+                    found.append((start, near + place))
+                    continue
+        found.append((start, audioop.findfit(source, part)[0]))
+    return found
+
+
+def require_in_place(found, share=0.95, least_seconds=PLAY_SECONDS - 2):
+    """Nearly all parts lie as far behind each other as they were sent."""
+    require(len(found) * 2 * PART_SAMPLES >= least_seconds * SOURCE_HZ, f"only {len(found)} parts were heard")
+    offsets = [place - start for start, place in found]
+    middle = statistics.median(offsets)
+    fits = sum(abs(offset - middle) <= OFF_SAMPLES for offset in offsets)
+    require(fits >= share * len(offsets), f"{fits} of {len(offsets)} parts are in place: {offsets}")
+
+
+class Witness:
+    """Notices when the machine stands still."""
+
+    def __init__(self):
+        self.worst_seconds = 0.0
+        self.ends = threading.Event()
+        self.thread = threading.Thread(target=self.run)
+        self.thread.start()
+
+    def run(self):
+        last = time.monotonic()
+        while not self.ends.wait(NAP_SECONDS):
+            now = time.monotonic()
+            self.worst_seconds = max(self.worst_seconds, now - last)
+            last = now
+
+    def end(self):
+        self.ends.set()
+        self.thread.join()
+
+
+class Stage:
+    """A folder with the source in it, and whatever was started, ended with the stage."""
+
+    def __init__(self, stack):
+        self.stack = stack
+        self.hosts = []
+        self.folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
+        # Noise is nowhere like itself: what is found is what was sent.
+        self.source = audioop.mul(random.Random(11).randbytes(2 * SOURCE_HZ * SOURCE_SECONDS), 2, 0.18)
+        raw = self.folder / "source.raw"
+        raw.write_bytes(self.source)
+        read = ["ffmpeg", "-v", "error", "-f", "s16le", "-ar", str(SOURCE_HZ), "-ac", "1", "-i", raw]
+        subprocess.run(read + ["-ar", "48000", self.folder / "sound.wav"], check=True)
+        subprocess.run(read + ["-ar", "48000", "-c:a", "aac", "-b:a", "96k", self.folder / "sound.aac"], check=True)
+
+    def start(self, command, **options):
+        process = subprocess.Popen([str(word) for word in command], **options)
+        self.stack.callback(lambda: (process.kill(), process.wait()))
+        return process
+
+    def serve(self, port, *words):
+        server = self.start([HERE / "rtspserver", port, self.folder, *words], stdout=subprocess.PIPE, text=True)
+        require(server.stdout.readline() == "ready\n", "the server does not answer")
+        return server
+
+    def send(self, *words):
+        return self.start(["ffmpeg", "-v", "error", "-re", "-i", self.folder / "sound.wav", *words],
+                          stdin=subprocess.DEVNULL)
+
+    def what_disturbed(self):
+        """What the machine did that may have broken the sound; empty when nothing was seen."""
+        return "; ".join(filter(None, (host.what_disturbed() for host in self.hosts)))
+
+    def speak(self):
+        """The microphone hears the source, from now on."""
+        self.start(["pacat", "--raw", "--format=s16le", f"--rate={SOURCE_HZ}", "--channels=1", "--latency-msec=100",
+                    "-d", "mic", self.folder / "source.raw"])
+
+    def play(self, *words, seconds=PLAY_SECONDS):
+        return Host(self, ["play", "--json", "--fail-on", "nothing", *words, "--seconds", seconds])
+
+    def fail(self, code, sentence, *words):
+        """The program ends with the code, says the sentence, and never the password."""
+        start = time.monotonic()
+        host = Host(self, [*words, "--seconds", 3])
+        host.wait()
+        said = "\n".join(text for _, text in host.lines)
+        require(host.code == code and sentence in said,
+                f"{words} ended with {host.code} instead of {code} and '{sentence}': {said}")
+        require("secret" not in said + host.printed, f"the password is told: {said}")
+        require(time.monotonic() - start < 30, f"{words} took {time.monotonic() - start} s")
+
+
+class Host:
+    """audiohost, and a recorder of what it plays."""
+
+    def __init__(self, stage, words):
+        stage.hosts.append(self)
+        self.witness = Witness()
+        stage.stack.callback(self.witness.end)
+        self.heard_path = stage.folder / "heard.raw"
+        self.log_path = stage.folder / "log.txt"
+        self.recorder = stage.start(["parec", "--raw", "--format=s16le", f"--rate={HEARD_HZ}", "--channels=1",
+                                     "--latency-msec=20", "-d", "out.monitor", self.heard_path])
+        self.process = stage.start([CHECKOUT / "tools/setup/wine-run", CHECKOUT / "build/windows/bin/audiohost.exe",
+                                    *words, "--log", self.log_path],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        # With the instant of each.
+        self.lines = []
+        self.printed = ""
+        self.threads = [threading.Thread(target=self.read_lines), threading.Thread(target=self.read_object)]
+        for thread in self.threads:
+            thread.start()
+        stage.stack.push(self.tell)
+
+    def tell(self, kind, *_):
+        """What went on, for who looks for the cause of a failure."""
+        if kind is not None and self.log_path.exists():
+            sys.stderr.write(self.log_path.read_text() + "\n".join(line for _, line in self.lines) + self.printed)
+
+    def what_disturbed(self):
+        """Besides the witness, audiohost watches a sound of its own that nobody disturbs but the output."""
+        told = []
+        if self.witness.worst_seconds >= STALL_SECONDS:
+            told.append(f"the machine stood still for {self.witness.worst_seconds:.3f} s")
+        # What ended early tells of no output.
+        with contextlib.suppress(ValueError, KeyError, TypeError):
+            output = json.loads(self.printed)["output"]
+            if output["glitches"] > 0:
+                told.append(f"the output stood still for {output['worstMilliSec']} ms")
+        return "; ".join(told)
+
+    def read_lines(self):
+        for line in self.process.stderr:
+            self.lines.append((time.monotonic(), line.rstrip()))
+
+    def read_object(self):
+        self.printed = self.process.stdout.read()
+
+    def wait_for_line(self, text, since=0.0):
+        deadline = time.monotonic() + HANG_SECONDS
+        while time.monotonic() < deadline and self.process.poll() is None:
+            for instant, line in list(self.lines):
+                if instant >= since and text in line:
+                    return instant
+            time.sleep(0.02)
+        sys.exit(f"check-live: it never said '{text}': {self.lines}")
+
+    def wait(self):
+        self.code = self.process.wait(HANG_SECONDS)
+        for thread in self.threads:
+            thread.join()
+        # What looks for the sound lets no other thread run.
+        self.witness.end()
+        time.sleep(0.5)
+        self.recorder.terminate()
+        self.recorder.wait()
+
+    def result(self):
+        """Of what it played."""
+        self.wait()
+        require(self.code == 0, f"audiohost ended with {self.code}: {self.lines}")
+        return json.loads(self.printed)["sessions"]
+
+    def find_in(self, source):
+        heard, _ = audioop.ratecv(self.heard_path.read_bytes(), 2, 1, HEARD_HZ, SOURCE_HZ, None)
+        return find_parts(heard, source)
