@@ -108,8 +108,9 @@ passes them on, alone or within a product:
    his own use and take it apart to find mistakes in such changes: no contract and no signature may stand against it;
 3. passes on the source of just these DLLs, or offers it in writing for three years: it is Debian's source package `{source}`
    of version `{version}`, patches applied, configured with `--prefix=/ --pkg-config=false` and with what
-   `licenses/ffmpeg/configure-flags` lists, by the compiler that the bill of materials names. Who changes FFmpeg passes on
-   his changes.
+   `licenses/ffmpeg/configure-flags` lists, by the compiler that the bill of materials names. It has one change of ours, in
+   `libavformat/os_support.c`: where a wait for writing ends, `fds[i].events & POLLERR` became
+   `fds[i].events & (POLLOUT | POLLERR)`. Who changes FFmpeg passes on his changes.
 
 GCC's run-time libraries are under the GPL with an exception for programs that such a compiler made: it asks nothing of
 them. The DLLs themselves are passed on with their licence, and with their source or an offer of it, as above. All other
