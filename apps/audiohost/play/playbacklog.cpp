@@ -14,14 +14,38 @@ void AddEvent(PlayEvent event, std::uint32_t hz, SessionLog& session) {
     session.events.push_back(std::move(event));
 }
 
-/// Puts the frame's sound where its position in the stream says, over what stood there.
-void AddSound(MediaFrame const& frame, Listening::Samples& sound) {
-    auto const start = static_cast<std::size_t>(Listening::NanoSecToSamples(frame.positionNanoSec));
-    sound.resize(std::max(sound.size(), start + frame.sound.size()));
-    std::copy(frame.sound.begin(), frame.sound.end(), sound.begin() + static_cast<std::ptrdiff_t>(start));
-}
+constexpr std::size_t PieceSamples = std::size_t{10} * Listening::SoundRateHz;
 
 } // namespace
+
+void GrowingSound::Put(std::size_t start, Listening::SampleView samples) {
+    size_ = std::max(size_, start + samples.GetSize());
+    while (pieces_.size() * PieceSamples < size_) {
+        pieces_.emplace_back(PieceSamples);
+    }
+    for (std::size_t done = 0; done < samples.GetSize();) {
+        std::size_t const at = start + done;
+        Listening::SampleView const part = samples.Cut(
+            static_cast<std::int64_t>(done), static_cast<std::int64_t>(PieceSamples - at % PieceSamples));
+        std::copy(part.begin(), part.end(),
+                  pieces_[at / PieceSamples].begin() + static_cast<std::ptrdiff_t>(at % PieceSamples));
+        done += part.GetSize();
+    }
+}
+
+Listening::Samples GrowingSound::Take() {
+    Listening::Samples sound;
+    sound.reserve(size_);
+    for (Listening::Samples& piece : pieces_) {
+        std::size_t const count = std::min(PieceSamples, size_ - sound.size());
+        sound.insert(sound.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        // An hour is not to be there twice.
+        Listening::Samples().swap(piece);
+    }
+    pieces_.clear();
+    size_ = 0;
+    return sound;
+}
 
 std::vector<double> ErrorsOf(SessionLog const& session) {
     std::vector<double> errors;
@@ -49,6 +73,7 @@ std::size_t PlaybackLogKeeper::AddSession(Media::Pipeline::SessionId_t id, Sessi
     std::size_t const number = log_.sessions.size();
     numbers_[id] = number;
     log_.sessions.push_back(std::move(session));
+    sounds_.emplace_back();
     return number;
 }
 
@@ -62,7 +87,8 @@ void PlaybackLogKeeper::AddSent(std::size_t session, MediaFrame const& frame) {
     ++log.framesSent;
     log.sentNanoSec = std::max(log.sentNanoSec, frame.positionNanoSec + frame.durationNanoSec);
     if (keepSound_) {
-        AddSound(frame, log.sound);
+        sounds_[session].Put(static_cast<std::size_t>(Listening::NanoSecToSamples(frame.positionNanoSec)),
+                             frame.sound);
     }
 }
 
@@ -133,6 +159,10 @@ PlaybackLog PlaybackLogKeeper::Take() {
     std::lock_guard<std::mutex> const guard(lock_);
     // What comes later belongs to nothing any more.
     numbers_.clear();
+    for (std::size_t i = 0; i < sounds_.size(); ++i) {
+        log_.sessions[i].sound = sounds_[i].Take();
+    }
+    sounds_.clear();
     return std::exchange(log_, PlaybackLog());
 }
 

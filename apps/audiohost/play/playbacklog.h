@@ -104,6 +104,20 @@ struct PlaybackLog {
 std::vector<double> ErrorsOf(SessionLog const& session);
 std::uint64_t CountEvents(SessionLog const& session, EventKind_t kind);
 
+/// A sound that grows. In pieces: one block of memory would now and then be copied as a whole, which takes
+/// longer than a frame lasts once it is a few minutes long, and all sessions wait meanwhile.
+class GrowingSound {
+public:
+    /// Puts `samples` at `start`, over what stood there; what nobody put is silence.
+    void Put(std::size_t start, Listening::SampleView samples);
+    /// The whole sound, taken out.
+    Listening::Samples Take();
+
+private:
+    std::vector<Listening::Samples> pieces_;
+    std::size_t size_ = 0;
+};
+
 /// Gathers a `PlaybackLog` while frames are handed over and rendered.
 ///
 /// **Threads:** all operations from any thread.
@@ -148,6 +162,8 @@ private:
     Kovra::JiffyTime start_;
     PlaybackLog log_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
+    /// Of the log's sessions, in their order.
+    std::vector<GrowingSound> sounds_;
 };
 
 } // namespace AudioHost

@@ -30,6 +30,34 @@ Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64
 
 } // namespace
 
+// Pieces have ten seconds: 480000 samples.
+TEST(GrowingSound_Put, GoesOnFromPieceToPiece) {
+    Listening::Samples sent(1'000'003);
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+        sent[i] = static_cast<std::int16_t>(i * 7919);
+    }
+    GrowingSound sound;
+    for (std::size_t at = 0; at < sent.size(); at += 1'001) {
+        sound.Put(at, Listening::SampleView(sent).Cut(static_cast<std::int64_t>(at), 1'001));
+    }
+    EXPECT_TRUE(sound.Take() == sent);
+    EXPECT_TRUE(sound.Take().empty());
+}
+
+TEST(GrowingSound_Put, LeavesSilenceBeforeAndOverwrites) {
+    GrowingSound sound;
+    sound.Put(479'999, Listening::Samples{1, 2, 3});
+    sound.Put(480'000, Listening::Samples{4});
+    Listening::Samples expected(480'002);
+    expected[479'999] = 1;
+    expected[480'000] = 4;
+    expected[480'001] = 3;
+    EXPECT_TRUE(sound.Take() == expected);
+    // More than a piece at once.
+    sound.Put(0, expected);
+    EXPECT_TRUE(sound.Take() == expected);
+}
+
 TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) {
     PlaybackLogKeeper keeper(false);
     keeper.SetStart(Kovra::JiffyTime(FirstNanoSec));
