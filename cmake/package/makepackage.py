@@ -52,12 +52,20 @@ def separate_debug(stage, debug, settings):
             run(settings["strip"], binary)
 
 
+def has_title(page, anchor):
+    """As a web page of it would have one."""
+    titles = re.findall(r"^#+ (.*)$", page.read_text(), re.M)
+    return anchor in (re.sub(r"[^\w -]", "", title.lower()).replace(" ", "-") for title in titles)
+
+
 def unlink_absent(page, text, stage):
-    """A link of the documentation to what only the source tree has becomes its words."""
+    """A link of the documentation to what only the source tree has becomes its words; its README.md is another page."""
     def keep(found):
-        target = found.group(2).split("#")[0]
+        target, _, anchor = found.group(2).partition("#")
         place = (page.parent / target).resolve()
         there = "://" in target or place.is_relative_to(stage) and place.exists()
+        if there and anchor and place == stage / "README.md":
+            there = has_title(place, anchor)
         return found.group(0) if there else found.group(1)
 
     parts = CODE.split(text)
