@@ -82,8 +82,10 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 install(FILES cmake/package/README.md CHANGELOG.md DESTINATION .)
 install(DIRECTORY examples DESTINATION .)
-# What is of use to a host; how this is tested and why it became so is of use to those who change it.
-install(DIRECTORY docs DESTINATION . PATTERN testing.md EXCLUDE PATTERN decisions EXCLUDE)
+# What is of use to a host; how this is tested and why it became so is of use to those who change it. The reference comes as
+# pages.
+install(DIRECTORY docs DESTINATION .
+    PATTERN testing.md EXCLUDE PATTERN decisions EXCLUDE PATTERN Doxyfile EXCLUDE PATTERN reference.md EXCLUDE)
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME rendereraudio)

@@ -14,6 +14,7 @@ GCC_PACKAGE = "gcc-mingw-w64-x86-64-posix-runtime"
 MINGW_PACKAGE = "mingw-w64-x86-64-dev"
 CLI11_PACKAGE = "libcli11-dev"
 JSON_PACKAGE = "nlohmann-json3-dev"
+DOXYGEN_PACKAGE = "doxygen"
 
 
 @dataclasses.dataclass
@@ -88,6 +89,10 @@ def find_components(checkout, settings):
         Component("uPlot", "uplot", version=charts, licence="MIT", homepage="https://github.com/leeoniya/uPlot",
                   purl=f"pkg:npm/uplot@{charts}", use="within audiohost.exe and every report that it writes", files=[],
                   texts={"LICENSE": checkout / "third-party/uplot/LICENSE"}),
+        Component("Doxygen", "doxygen", licence="MIT", homepage="https://www.doxygen.org",
+                  use="has made the pages in `reference`; their scripts, jQuery among them, are of it",
+                  **of_package(DOXYGEN_PACKAGE), files=["reference/*.js", "reference/search/search.js"],
+                  texts={"copyright": DOCS / "doxygen/copyright"}),
     ]
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3 -B
 """makepackage.py STAGE NAME SETTINGS: makes NAME.zip and NAME-debug.zip of the tree STAGE that cpack has installed. In the
-first are stripped binaries, the licences of what others made and a bill of materials; in the second, to be extracted over
-it, the binaries' debug information. STAGE is changed on the way; SETTINGS is what CMake tells of the build.
+first are stripped binaries, the reference of all public headers, the licences of what others made and a bill of
+materials; in the second, to be extracted over it, the binaries' debug information. STAGE is changed on the way; SETTINGS is what CMake tells of the build.
 
 The same tree gives the same bytes: files are sorted, and dated with SOURCE_DATE_EPOCH or the commit.
 """
@@ -98,6 +98,7 @@ def main():
     separate_debug(stage, debug, settings)
     for page in (stage / "docs").rglob("*.md"):
         page.write_text(unlink_absent(page, page.read_text(), stage))
+    run(CHECKOUT / "tools/reference", stage / "reference")
     parts = components.find_components(CHECKOUT, settings)
     components.write_notices(stage, parts)
     bill.write_bill(stage, settings["version"], parts, date_seconds)
