@@ -52,13 +52,20 @@ private:
 
 enum class Course_t { GoesOn, Over };
 
-/// Reads a stream that is open until it ends or breaks.
-Course_t ReadAll(StreamConnection& connection, std::function<bool(std::int64_t)> const& wait,
-                 std::function<void(StreamNews)> const& tell, bool& hasRead) {
+void TellOpened(StreamFormat const& format, std::function<void(StreamNews)> const& tell) {
     StreamNews opened = NewsOf(News_t::Opened);
-    opened.format = connection.GetFormat();
-    StreamFormat const format = opened.format;
+    opened.format = format;
     tell(std::move(opened));
+}
+
+/// Reads a stream that is open until it ends or breaks. One that was open before is so again with its first
+/// packet: where nobody is asked, as with RTP by a description, opening it says nothing.
+Course_t ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(std::int64_t)> const& wait,
+                 std::function<void(StreamNews)> const& tell, bool& hasRead) {
+    StreamFormat const format = connection.GetFormat();
+    if (isFirst) {
+        TellOpened(format, tell);
+    }
     Pace pace(format);
     for (;;) {
         StreamNews news = NewsOf(News_t::Packet);
@@ -76,7 +83,9 @@ Course_t ReadAll(StreamConnection& connection, std::function<bool(std::int64_t)>
             tell(std::move(broke));
             return format.isFinite ? Course_t::Over : Course_t::GoesOn;
         }
-        hasRead = true;
+        if (!std::exchange(hasRead, true) && !isFirst) {
+            TellOpened(format, tell);
+        }
         std::int64_t const ahead = pace.AheadNanoSec(news.packet);
         if (!wait(ahead)) {
             tell(NewsOf(News_t::Over));
@@ -101,10 +110,12 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
         bool hasRead = false;
         try {
             std::unique_ptr<StreamConnection> const connection = connect();
-            hasOpened = true;
-            if (ReadAll(*connection, wait, tell, hasRead) == Course_t::Over) {
+            bool const isFirst = !std::exchange(hasOpened, true);
+            if (ReadAll(*connection, isFirst, wait, tell, hasRead) == Course_t::Over) {
                 return;
             }
+            // What has waited in vain for its first packet.
+            paused += hasRead ? 0 : StallLimitNanoSec;
         } catch (HostError const& error) {
             StreamNews news = NewsOf(hasOpened ? News_t::Broke : News_t::Over, error.what());
             if (!hasOpened) {

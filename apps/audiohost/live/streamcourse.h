@@ -16,7 +16,7 @@ namespace AudioHost {
 /// pause.
 constexpr std::int64_t FirstPauseNanoSec = 250 * Kovra::NanoSecPerMilliSec;
 constexpr std::int64_t LongestPauseNanoSec = 500 * Kovra::NanoSecPerMilliSec;
-/// One that has paused for so long since it broke is given up.
+/// One that has paused for so long since it broke, or waited for a packet, is given up.
 constexpr std::int64_t GiveUpNanoSec = 60 * Kovra::NanoSecPerSec;
 /// What comes as fast as it is read is held to its own time; a timestamp further off begins a new one.
 constexpr std::int64_t MaxAheadNanoSec = 10 * Kovra::NanoSecPerSec;
@@ -24,7 +24,7 @@ constexpr std::int64_t MaxAheadNanoSec = 10 * Kovra::NanoSecPerSec;
 /// What becomes of a stream, in its order.
 struct StreamNews {
     enum class Kind_t {
-        /// Packets of `format` follow.
+        /// Packets of `format` follow; of a stream that was open before the first of them is there.
         Opened,
         Packet,
         /// It broke, or could not be opened again; `text` is a part of a sentence.

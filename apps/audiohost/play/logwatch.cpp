@@ -1,6 +1,7 @@
 #include "play/logwatch.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "pipeline/statistics.h"
 
@@ -30,24 +31,17 @@ char const* KindInWords(EventKind_t kind) {
     return "other record";
 }
 
-std::vector<EventGroup> GroupEvents(std::vector<PlayEvent> const& events) {
-    std::vector<EventGroup> groups;
-    for (PlayEvent const& event : events) {
-        auto const open = std::find_if(groups.rbegin(), groups.rend(), [&](EventGroup const& group) {
-            return group.kind == event.kind &&
-                   event.timeNanoSec - group.lastNanoSec <= Media::EpisodeQuietNanoSec;
-        });
-        // A record with another number in it (a frequency) says something new.
-        bool const isRepeat = event.kind == EventKind_t::SmallGap || event.kind == EventKind_t::PacketLoss ||
-                              event.kind == EventKind_t::LateStop || event.kind == EventKind_t::DriftReset;
-        if (open != groups.rend() && isRepeat) {
-            open->lastNanoSec = event.timeNanoSec;
-            ++open->count;
-        } else {
-            groups.push_back({event.kind, event.timeNanoSec, event.timeNanoSec, 1, event.text});
-        }
+void AddEvent(PlayEvent event, std::vector<PlayEvent>& events) {
+    bool const isRepeat = event.kind == EventKind_t::SmallGap || event.kind == EventKind_t::PacketLoss;
+    auto const before = std::find_if(events.rbegin(), events.rend(),
+                                     [&](PlayEvent const& one) { return one.kind == event.kind; });
+    if (!isRepeat || before == events.rend() ||
+        event.timeNanoSec - before->lastNanoSec > Media::EpisodeQuietNanoSec) {
+        events.push_back(std::move(event));
+        return;
     }
-    return groups;
+    before->lastNanoSec = event.timeNanoSec;
+    ++before->count;
 }
 
 } // namespace AudioHost

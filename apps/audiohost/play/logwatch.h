@@ -10,29 +10,22 @@ namespace AudioHost {
 
 using EventKind_t = Media::RendererEventKind_t;
 
-/// A log record on the time axis of a playback.
+/// A log record on the time axis of a playback, or several of one kind in close succession.
 struct PlayEvent {
     EventKind_t kind = EventKind_t::Other;
     /// Since the first frame was handed over.
     std::int64_t timeNanoSec = 0;
+    /// The first record's.
     std::string text;
-};
-
-/// Records of one kind in close succession, told as one.
-struct EventGroup {
-    EventKind_t kind = EventKind_t::Other;
-    std::int64_t firstNanoSec = 0;
-    std::int64_t lastNanoSec = 0;
-    std::uint64_t count = 0;
-    /// The first record's text.
-    std::string text;
+    std::int64_t lastNanoSec = timeNanoSec;
+    std::uint64_t count = 1;
 };
 
 /// In a person's words: "playback started".
 char const* KindInWords(EventKind_t kind);
 
-/// Joins events of one kind of which each follows the one before within two seconds; ordered by first time.
-/// `events` are in the order of time.
-std::vector<EventGroup> GroupEvents(std::vector<PlayEvent> const& events);
+/// Adds the latest one. Small gaps and lost packets, which may come with every frame, are joined to one of
+/// their kind that was there within two seconds.
+void AddEvent(PlayEvent event, std::vector<PlayEvent>& events);
 
 } // namespace AudioHost

@@ -67,15 +67,17 @@ struct SessionLog {
     std::uint64_t framesSent = 0;
     std::uint64_t jobsSucceeded = 0;
     std::uint64_t jobsFailed = 0;
+    /// Empty unless all is kept.
     std::vector<HandOver> handOvers;
-    /// Of jobs that succeeded.
+    /// Of jobs that succeeded, as `PointKeeper` has them.
     std::vector<PresentationPoint> points;
     std::vector<FrequencyStep> steps;
     std::vector<PlayEvent> events;
-    /// Of a stream; empty of a file.
+    /// Of a stream, the last one alone unless all is kept; empty of a file.
     std::vector<StreamPoint> streamPoints;
+    /// Empty unless all is kept, as is the sound.
     std::vector<Arrival> arrivals;
-    /// What the frames stand for; empty unless sound is kept.
+    /// What the frames stand for.
     Listening::Samples sound;
 };
 
@@ -118,13 +120,44 @@ private:
     std::size_t size_ = 0;
 };
 
+/// Points of a run of any length. Of more than `most` those that are left out lie evenly between the others;
+/// the first and the last `EndPoints` stay, and so do the lowest and the highest error.
+class PointKeeper {
+public:
+    static constexpr std::size_t EndPoints = 25;
+
+    explicit PointKeeper(std::size_t most) : most_(most) {}
+
+    void Add(PresentationPoint const& point);
+    /// Null when there is none.
+    PresentationPoint const* GetLatest() const { return points_.empty() ? nullptr : &points_.back().point; }
+    std::vector<PresentationPoint> Take();
+
+private:
+    struct Numbered {
+        std::uint64_t number = 0;
+        PresentationPoint point;
+    };
+
+    bool Stays(Numbered const& one) const;
+
+    std::size_t most_;
+    std::uint64_t count_ = 0;
+    /// Of the others one of so many stays.
+    std::uint64_t every_ = 1;
+    std::vector<Numbered> points_;
+    Numbered lowest_;
+    Numbered highest_;
+};
+
 /// Gathers a `PlaybackLog` while frames are handed over and rendered.
 ///
 /// **Threads:** all operations from any thread.
 class PlaybackLogKeeper {
 public:
-    /// With `keepSound` what is sent is kept, 96 kB a second and session.
-    explicit PlaybackLogKeeper(bool keepSound) : keepSound_(keepSound) {}
+    /// With `keepAll` all that a report shows is kept, the sound that is sent among it: 100 kB a second and
+    /// session. Without, as much as a summary needs, a megabyte a session however long it takes.
+    explicit PlaybackLogKeeper(bool keepAll) : keepAll_(keepAll) {}
 
     /// Before the first frame: the instant that times count from.
     void SetStart(Kovra::JiffyTime start);
@@ -157,13 +190,14 @@ public:
 
 private:
     mutable std::mutex lock_;
-    bool const keepSound_;
+    bool const keepAll_;
     // --- guarded by lock
     Kovra::JiffyTime start_;
     PlaybackLog log_;
     std::map<Media::Pipeline::SessionId_t, std::size_t> numbers_;
     /// Of the log's sessions, in their order.
     std::vector<GrowingSound> sounds_;
+    std::vector<PointKeeper> points_;
 };
 
 } // namespace AudioHost

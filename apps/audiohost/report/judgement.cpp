@@ -32,6 +32,7 @@ constexpr double MadeGoodMilliSecPerSec = 0.4;
 /// Frames that speak for the beginning and the end: cursors move in steps, so that single ones say little.
 constexpr std::size_t BeginFrames = 10;
 constexpr std::size_t EndFrames = 25;
+static_assert(std::max(BeginFrames, EndFrames) <= PointKeeper::EndPoints);
 /// As close to its time as a session that begins.
 constexpr double CaughtUpMilliSec = 15.0;
 

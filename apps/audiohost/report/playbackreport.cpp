@@ -243,9 +243,9 @@ std::vector<ReportRecord> Records(PlaybackLog const& log) {
     std::vector<RecordToJoin> records;
     auto const add = [&records](std::vector<PlayEvent> const& events, std::optional<std::size_t> session) {
         for (PlayEvent const& event : events) {
-            std::int64_t const time = ToWholeMilliSec(event.timeNanoSec);
             bool const isFault = IsFault(event.kind);
-            records.push_back({{time, time, session, isFault, KindInWords(event.kind), event.text, 1},
+            records.push_back({{ToWholeMilliSec(event.timeNanoSec), ToWholeMilliSec(event.lastNanoSec),
+                                session, isFault, KindInWords(event.kind), event.text, event.count},
                                isFault || event.kind == EventKind_t::SmallGap});
         }
     };

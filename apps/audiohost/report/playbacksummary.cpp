@@ -51,7 +51,7 @@ std::string DescribeEvents(std::vector<PlayEvent> const& events) {
     for (PlayEvent const& event : events) {
         // Told in a sentence of their own.
         if (event.kind != EventKind_t::FrequencyChange) {
-            ++counts[event.kind];
+            counts[event.kind] += event.count;
         }
     }
     std::string text;

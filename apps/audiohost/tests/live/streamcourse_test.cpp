@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 #include <vector>
 
@@ -116,10 +117,31 @@ TEST(FollowStream, ThatStaysBrokenForAMinuteIsGivenUp) {
     EXPECT_EQ(fixture.news.back().error->GetCode(), ExitCode_t::NoStream);
 }
 
-TEST(FollowStream, ThatOpensButSendsNothingIsGivenUpToo) {
+// Nobody is asked when a description is opened.
+TEST(FollowStream, ThatOpensButSendsNothingIsBrokenUntilItsFirstPacketAndGivenUpToo) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken), Opening({}, Result_t::Broken),
+                        Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.after = Opening({}, Result_t::Broken);
+    fixture.Follow();
+    std::vector<News_t> kinds = fixture.Kinds();
+    ASSERT_GE(kinds.size(), 6U);
+    kinds.resize(6);
+    EXPECT_EQ(kinds, (std::vector<News_t>{News_t::Opened, News_t::Packet, News_t::Broke, News_t::Broke,
+                                          News_t::Opened, News_t::Packet}));
+    EXPECT_TRUE(fixture.news.back().error);
+    // After the last packet each waits for two seconds, with half a second between: a minute with the 25th.
+    EXPECT_EQ(fixture.opened, 3U + 25U);
+}
+
+TEST(FollowStream, ThatSendsNothingAtFirstIsOpenAllTheSame) {
     CourseFixture fixture;
     fixture.after = Opening({}, Result_t::Broken);
     fixture.Follow();
+    EXPECT_EQ(fixture.news.front().kind, News_t::Opened);
+    EXPECT_EQ(std::count_if(fixture.news.begin(), fixture.news.end(),
+                            [](StreamNews const& one) { return one.kind == News_t::Opened; }),
+              1);
     EXPECT_TRUE(fixture.news.back().error);
 }
 

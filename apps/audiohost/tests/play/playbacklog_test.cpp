@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include "listening/stats.h"
+
 namespace AudioHost {
 
 namespace {
@@ -26,6 +30,14 @@ Kovra::LogRecord Log(std::int64_t after, std::string const& message, std::uint64
     record.message = message;
     record.time = Kovra::JiffyTime(FirstNanoSec + after);
     return record;
+}
+
+std::vector<std::int64_t> NumbersOf(std::vector<PresentationPoint> const& points) {
+    std::vector<std::int64_t> numbers;
+    for (PresentationPoint const& point : points) {
+        numbers.push_back(point.timeNanoSec);
+    }
+    return numbers;
 }
 
 } // namespace
@@ -56,6 +68,77 @@ TEST(GrowingSound_Put, LeavesSilenceBeforeAndOverwrites) {
     // More than a piece at once.
     sound.Put(0, expected);
     EXPECT_TRUE(sound.Take() == expected);
+}
+
+TEST(PointKeeper_Add, KeepsAllUpToItsMost) {
+    PointKeeper keeper(100);
+    std::vector<std::int64_t> numbers;
+    for (std::int64_t i = 0; i < 100; ++i) {
+        keeper.Add({i, 0.0, 0.0});
+        numbers.push_back(i);
+    }
+    EXPECT_EQ(keeper.GetLatest()->timeNanoSec, 99);
+    EXPECT_EQ(NumbersOf(keeper.Take()), numbers);
+    EXPECT_EQ(keeper.GetLatest(), nullptr);
+    keeper.Add({7, 0.0, 0.0});
+    EXPECT_EQ(NumbersOf(keeper.Take()), std::vector<std::int64_t>{7});
+}
+
+TEST(PointKeeper_Add, OfALongRunKeepsItsEndsItsExtremesAndAnEvenShareOfTheRest) {
+    constexpr std::int64_t Count = 1'000'001;
+    constexpr std::int64_t Twentieth = Count / 20;
+    PointKeeper keeper(1'000);
+    for (std::int64_t i = 0; i < Count; ++i) {
+        double const error = i == 123'457 ? 90.0 : i == 765'431 ? -80.0 : static_cast<double>(i % 7);
+        keeper.Add({i, error, 0.0});
+    }
+    std::vector<PresentationPoint> const points = keeper.Take();
+    EXPECT_LE(points.size(), 1'000U);
+    std::vector<std::int64_t> const numbers = NumbersOf(points);
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    for (std::size_t i = 0; i < PointKeeper::EndPoints; ++i) {
+        EXPECT_EQ(numbers[i], static_cast<std::int64_t>(i));
+        EXPECT_EQ(numbers[numbers.size() - 1 - i], Count - 1 - static_cast<std::int64_t>(i));
+    }
+    for (std::int64_t const extreme : {123'457, 765'431}) {
+        EXPECT_TRUE(std::binary_search(numbers.begin(), numbers.end(), extreme));
+    }
+    // As many in each twentieth but for the ends.
+    for (std::int64_t from = Twentieth; from < Count - 2 * Twentieth; from += Twentieth) {
+        auto const within = std::count_if(numbers.begin(), numbers.end(), [from](std::int64_t number) {
+            return number >= from && number < from + Twentieth;
+        });
+        EXPECT_NEAR(static_cast<double>(within), static_cast<double>(numbers.size()) / 20.0, 4.0);
+    }
+}
+
+TEST(PlaybackLogKeeper_AddReport, WithoutAllTakesNoMoreMemoryTheLongerItRuns) {
+    PlaybackLogKeeper all(true);
+    PlaybackLogKeeper some(false);
+    for (PlaybackLogKeeper* keeper : {&all, &some}) {
+        keeper->SetStart(Kovra::JiffyTime(FirstNanoSec));
+        keeper->AddSession(7, {});
+        for (int i = 0; i < 40'000; ++i) {
+            keeper->AddReport(Report(7, i % 100 * NanoSecPerMilliSec));
+            keeper->AddLog(Log(i * 20 * NanoSecPerMilliSec, "AudioBuffer ignoring small gap (2 samples)", 7));
+            keeper->AddArrival(0, i);
+            keeper->AddStream(0, {});
+        }
+    }
+    SessionLog const whole = all.Take().sessions.at(0);
+    SessionLog const bounded = some.Take().sessions.at(0);
+    EXPECT_EQ(whole.points.size(), 40'000U);
+    EXPECT_EQ(whole.arrivals.size(), 40'000U);
+    EXPECT_EQ(whole.streamPoints.size(), 40'000U);
+    EXPECT_LE(bounded.points.size(), 16'384U);
+    EXPECT_TRUE(bounded.arrivals.empty());
+    EXPECT_EQ(bounded.streamPoints.size(), 1U);
+    for (SessionLog const& session : {whole, bounded}) {
+        EXPECT_EQ(session.jobsSucceeded, 40'000U);
+        EXPECT_EQ(session.events.size(), 1U);
+        EXPECT_EQ(CountEvents(session, EventKind_t::SmallGap), 40'000U);
+        EXPECT_NEAR(Listening::Percentile(ErrorsOf(session), 0.95), 95.0, 1.0);
+    }
 }
 
 TEST(PlaybackLogKeeper_AddReport, KeepsTheErrorOfWhatSucceededAndCountsTheRest) {
@@ -131,6 +214,7 @@ TEST(PlaybackLogKeeper_AddSent, PutsSoundAtItsPositionWhenItIsKept) {
     EXPECT_EQ(sound[960], 1);
     SessionLog const other = forgetting.Take().sessions[0];
     EXPECT_TRUE(other.sound.empty());
+    EXPECT_TRUE(other.handOvers.empty());
     EXPECT_EQ(other.sentNanoSec, 40 * NanoSecPerMilliSec);
 }
 
