@@ -8,12 +8,19 @@ import threading
 import time
 
 
+def stamp_of(packet):
+    """RTP's timestamp."""
+    return int.from_bytes(packet[4:8], "big")
+
+
 class Relay:
     def __init__(self, to_port, seed, jitter_seconds=0.0, loss=0.0, doubled=0.0):
         self.to = ("127.0.0.1", to_port)
         self.plan = random.Random(seed)
         self.jitter_seconds, self.loss, self.doubled = jitter_seconds, loss, doubled
-        self.came = self.dropped = 0
+        self.dropped = 0
+        # Of each packet that came: the instant, its timestamp.
+        self.arrivals = []
         self.waiting = []
         self.ends = threading.Event()
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
@@ -31,13 +38,13 @@ class Relay:
                 self.socket.sendto(heapq.heappop(self.waiting)[2], self.to)
 
     def take(self, packet):
-        self.came += 1
+        self.arrivals.append((time.monotonic(), stamp_of(packet)))
         if self.plan.random() < self.loss:
             self.dropped += 1
             return
         for copy in range(2 if self.plan.random() < self.doubled else 1):
             due = time.monotonic() + self.plan.random() * self.jitter_seconds
-            heapq.heappush(self.waiting, (due, 2 * self.came + copy, packet))
+            heapq.heappush(self.waiting, (due, 2 * len(self.arrivals) + copy, packet))
 
     def close(self):
         self.ends.set()
@@ -66,7 +73,7 @@ class Listener:
         return [int.from_bytes(packet[2:4], "big") for _, packet in self.packets]
 
     def stamps(self):
-        return [int.from_bytes(packet[4:8], "big") for _, packet in self.packets]
+        return [stamp_of(packet) for _, packet in self.packets]
 
     def payload(self):
         return b"".join(packet[12:] for _, packet in self.packets)

@@ -23,6 +23,9 @@ PART_SAMPLES, OFF_SAMPLES = SOURCE_HZ // 10, SOURCE_HZ // 100
 # A part is looked for so far around where the one before was, and elsewhere when it is not like what is there.
 NEAR_SAMPLES = SOURCE_HZ // 2
 LEAST_LIKENESS = 0.5
+# Fainter than this is no sound.
+LEAST_LEVEL = 300
+TRANSPORT_STREAM = ("-c:a", "mp2", "-b:a", "128k", "-f", "mpegts", "-pes_payload_size", "0")
 PLAY_SECONDS = 8
 HANG_SECONDS = 90
 
@@ -56,10 +59,11 @@ def free_port():
                     return port
 
 
-def is_bound(port):
-    """True when somebody receives what is sent to the port of UDP."""
-    return any(line.split()[1].endswith(f":{port:04X}")
-               for line in pathlib.Path("/proc/net/udp").read_text().splitlines()[1:])
+def is_bound(port, protocol="udp"):
+    """True when somebody takes what comes to the port."""
+    waits = {"udp": "07", "tcp": "0A"}[protocol]
+    sockets = [line.split() for line in pathlib.Path(f"/proc/net/{protocol}").read_text().splitlines()[1:]]
+    return any(socket[1].endswith(f":{port:04X}") and socket[3] == waits for socket in sockets)
 
 
 def likeness(part, piece):
@@ -74,7 +78,7 @@ def find_parts(heard, source):
     found = []
     for start in range(0, len(heard) // 2 - PART_SAMPLES, 2 * PART_SAMPLES):
         part = heard[2 * start:2 * (start + PART_SAMPLES)]
-        if audioop.rms(part, 2) <= 300:
+        if audioop.rms(part, 2) <= LEAST_LEVEL:
             continue
         if found:
             near = max(0, found[-1][1] + start - found[-1][0] - NEAR_SAMPLES)
@@ -95,6 +99,11 @@ def require_in_place(found, share=0.95, least_seconds=PLAY_SECONDS - 2):
     middle = statistics.median(offsets)
     fits = sum(abs(offset - middle) <= OFF_SAMPLES for offset in offsets)
     require(fits >= share * len(offsets), f"{fits} of {len(offsets)} parts are in place: {offsets}")
+
+
+def make_source(seed, loudness):
+    """Noise is nowhere like itself: what is found is what was sent."""
+    return audioop.mul(random.Random(seed).randbytes(2 * SOURCE_HZ * SOURCE_SECONDS), 2, loudness)
 
 
 class Witness:
@@ -125,13 +134,17 @@ class Stage:
         self.stack = stack
         self.hosts = []
         self.folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
-        # Noise is nowhere like itself: what is found is what was sent.
-        self.source = audioop.mul(random.Random(11).randbytes(2 * SOURCE_HZ * SOURCE_SECONDS), 2, 0.18)
-        raw = self.folder / "source.raw"
-        raw.write_bytes(self.source)
-        read = ["ffmpeg", "-v", "error", "-f", "s16le", "-ar", str(SOURCE_HZ), "-ac", "1", "-i", raw]
-        subprocess.run(read + ["-ar", "48000", self.folder / "sound.wav"], check=True)
-        subprocess.run(read + ["-ar", "48000", "-c:a", "aac", "-b:a", "96k", self.folder / "sound.aac"], check=True)
+        self.source = make_source(11, 0.18)
+        sound = self.write_sound("sound", self.source)
+        subprocess.run(["ffmpeg", "-v", "error", "-i", sound, "-c:a", "aac", "-b:a", "96k", self.folder / "sound.aac"],
+                       check=True)
+
+    def write_sound(self, name, source):
+        raw, sound = self.folder / f"{name}.raw", self.folder / f"{name}.wav"
+        raw.write_bytes(source)
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "s16le", "-ar", str(SOURCE_HZ), "-ac", "1", "-i", raw,
+                        "-ar", str(HEARD_HZ), sound], check=True)
+        return sound
 
     def start(self, command, **options):
         process = subprocess.Popen([str(word) for word in command], **options)
@@ -143,9 +156,22 @@ class Stage:
         require(server.stdout.readline() == "ready\n", "the server does not answer")
         return server
 
-    def send(self, *words):
-        return self.start(["ffmpeg", "-v", "error", "-re", "-i", self.folder / "sound.wav", *words],
+    def send(self, *words, sound="sound.wav", pace=("-re",)):
+        # Read 20 ms at a time, and so sent; by itself it is twice that.
+        return self.start(["ffmpeg", "-v", "error", *pace, "-max_size", str(HEARD_HZ // 50 * 2), "-i",
+                           self.folder / sound, *words],
                           stdin=subprocess.DEVNULL)
+
+    def send_rtp(self, to_port, sdp_port, sound="sound.wav", pace=("-re",)):
+        """G.711; the sender, and what describes it as if it sent to another port."""
+        sdp = (self.folder / sound).with_suffix(".sdp")
+        sdp.unlink(missing_ok=True)
+        sender = self.send("-ar", "8000", "-c:a", "pcm_mulaw", "-f", "rtp", "-sdp_file", sdp,
+                           f"rtp://127.0.0.1:{to_port}?pkt_size=172", sound=sound, pace=pace)
+        wait_until(lambda: sender.poll() is None and sdp.exists() and f"m=audio {to_port}" in sdp.read_text(),
+                   "nothing is sent")
+        sdp.write_text(sdp.read_text().replace(f"m=audio {to_port}", f"m=audio {sdp_port}"))
+        return sender, sdp
 
     def what_disturbed(self):
         """What the machine did that may have broken the sound; empty when nothing was seen."""
@@ -157,7 +183,7 @@ class Stage:
                     "-d", "mic", self.folder / "source.raw"])
 
     def play(self, *words, seconds=PLAY_SECONDS):
-        return Host(self, ["play", "--json", "--fail-on", "nothing", *words, "--seconds", seconds])
+        return Host(self, ["play", "--json", "--fail-on", "nothing", *words, "--seconds", seconds], seconds)
 
     def fail(self, code, sentence, *words):
         """The program ends with the code, says the sentence, and never the password."""
@@ -174,8 +200,9 @@ class Stage:
 class Host:
     """audiohost, and a recorder of what it plays."""
 
-    def __init__(self, stage, words):
+    def __init__(self, stage, words, seconds=0):
         stage.hosts.append(self)
+        self.hang_seconds = seconds + HANG_SECONDS
         self.witness = Witness()
         stage.stack.callback(self.witness.end)
         self.heard_path = stage.folder / "heard.raw"
@@ -227,12 +254,14 @@ class Host:
         sys.exit(f"check-live: it never said '{text}': {self.lines}")
 
     def wait(self):
-        self.code = self.process.wait(HANG_SECONDS)
+        self.code = self.process.wait(self.hang_seconds)
         for thread in self.threads:
             thread.join()
         # What looks for the sound lets no other thread run.
         self.witness.end()
         time.sleep(0.5)
+        # Of the recording, to a piece that the recorder still has.
+        self.heard_since = time.monotonic() - self.heard_path.stat().st_size / (2 * HEARD_HZ)
         self.recorder.terminate()
         self.recorder.wait()
 
@@ -242,6 +271,8 @@ class Host:
         require(self.code == 0, f"audiohost ended with {self.code}: {self.lines}")
         return json.loads(self.printed)["sessions"]
 
+    def heard(self):
+        return audioop.ratecv(self.heard_path.read_bytes(), 2, 1, HEARD_HZ, SOURCE_HZ, None)[0]
+
     def find_in(self, source):
-        heard, _ = audioop.ratecv(self.heard_path.read_bytes(), 2, 1, HEARD_HZ, SOURCE_HZ, None)
-        return find_parts(heard, source)
+        return find_parts(self.heard(), source)

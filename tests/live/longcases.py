@@ -1,0 +1,243 @@
+"""The cases of check-live that take half an hour and a hundred restarts: what grows, and what is worn out."""
+import audioop
+import bisect
+import json
+import signal
+import statistics
+import subprocess
+import time
+
+from relay import Relay
+from stage import (CHECKOUT, HANG_SECONDS, LEAST_LEVEL, PART_SAMPLES, SOURCE_HZ, SOURCE_SECONDS, TRANSPORT_STREAM,
+                   free_port, is_bound, make_source, require, wait_until)
+
+LONG_SECONDS = 1800
+SOURCE_SAMPLES = SOURCE_SECONDS * SOURCE_HZ
+# At the beginning and the end the delay is the middle one of so much sound.
+MEASURED_SECONDS = 60
+# A sender that is not followed is off by 540 ms after half an hour at 300 ppm; the cursor that the renderer follows
+# moves in steps of 10 ms.
+DELAY_SECONDS = 0.005
+
+RESTARTS = 20
+SOUNDS_SECONDS, AWAY_SECONDS = 4, 1
+NOTICED_SECONDS, BACK_SECONDS = 3, 1.5
+# A part, and what a recorder holds back.
+BLUR_SECONDS = 0.2
+
+STREAMS = 16
+# Of a sender in the sum of all: blocks of half a second stick out of the others' noise, 1 against 0.06, and half of
+# that is left when a block lies between two samples or its playback frequency is changing.
+BLOCK_SAMPLES, LEAST_FACTOR = SOURCE_HZ // 2, 0.35
+# What is in its place so far from where the block before was: more than the playback frequency does.
+NEAR_SAMPLES = SOURCE_HZ // 50
+
+# As in tests/support/process: what a process has more or less of by itself. Memory: the recordings of what is
+# told every quarter of a second, and what an allocator keeps.
+PASSING_RESOURCES, PASSING_BYTES = 5, 16 * 2**20
+
+
+def read_resources():
+    """Handles, threads and bytes that audiohost has."""
+    told = subprocess.run([CHECKOUT / "tools/setup/wine-run", CHECKOUT / "build/windows/bin/live_resources.exe",
+                           "audiohost.exe"], stdout=subprocess.PIPE, text=True, check=True)
+    return [int(word) for word in told.stdout.split()]
+
+
+def require_flat(before, after):
+    print(f"handles, threads, bytes: {before}, then {after}")
+    for was, now, passing in zip(before, after, (PASSING_RESOURCES, PASSING_RESOURCES, PASSING_BYTES)):
+        require(now <= was + passing, f"of handles, threads, bytes it had {before}, then {after}")
+
+
+def delays_of(found, arrivals):
+    """From the arrival of each part to when it is heard, but for a constant. Parts in their order (place heard, place in a
+    source that is sent again and again)."""
+    instants = [instant for instant, _ in arrivals]
+    samples = [(stamp - arrivals[0][1]) % 2**32 for _, stamp in arrivals]
+    delays, laps = [], 0
+    for before, (start, place) in zip([(0, 0)] + found, found):
+        laps += place < before[1] - SOURCE_SAMPLES // 2
+        sent = laps * SOURCE_SAMPLES + place
+        at = bisect.bisect_right(samples, sent) - 1
+        if 0 <= at < len(samples) - 1:
+            delays.append(start / SOURCE_HZ - instants[at] - (sent - samples[at]) / SOURCE_HZ)
+    return delays
+
+
+def case_fast_sender(stage):
+    """300 ppm fast for half an hour: nothing is lost, and no delay grows."""
+    port = free_port()
+    relay = Relay(port, seed=7, jitter_seconds=0.01)
+    stage.stack.callback(relay.close)
+    _, sdp = stage.send_rtp(relay.port, port, pace=("-readrate", "1.0003", "-stream_loop", "-1"))
+    played = stage.play(sdp, "--lead", "100", seconds=LONG_SECONDS)
+    time.sleep(MEASURED_SECONDS)
+    before = read_resources()
+    time.sleep(LONG_SECONDS - 2 * MEASURED_SECONDS)
+    require_flat(before, read_resources())
+    session = played.result()[0]
+    print(session)
+    require(session["stream"]["lossPercent"] == 0 and session["framesFailed"] == 0, f"sound is missing: {session}")
+    require(abs(session["stream"]["skewPpm"] - 300) < 10, f"the skew is told as {session['stream']}")
+    delays = delays_of(played.find_in(stage.source), relay.arrivals)
+    require(len(delays) * 2 * PART_SAMPLES > 0.99 * LONG_SECONDS * SOURCE_HZ, f"{len(delays)} parts were heard")
+    measured = MEASURED_SECONDS * SOURCE_HZ // (2 * PART_SAMPLES)
+    # Past its beginning, when the clocks are still being learnt.
+    began, ended = (statistics.median(part) for part in (delays[measured:2 * measured], delays[-measured:]))
+    off = sum(abs(delay - began) > 2 * DELAY_SECONDS for delay in delays)
+    print(f"the delay changed by {1000 * (ended - began):.2f} ms; {off} of {len(delays)} parts were off")
+    require(abs(ended - began) <= DELAY_SECONDS, f"the delay changed by {ended - began} s")
+    require(off < 0.01 * len(delays), f"{off} of {len(delays)} parts are off")
+
+
+def silences(heard):
+    """Of each stretch of half a second and more without sound: where it begins and where it ends."""
+    found, began = [], None
+    step = SOURCE_HZ // 100
+    for start in range(0, len(heard) // 2, step):
+        if audioop.rms(heard[2 * start:2 * (start + step)], 2) <= LEAST_LEVEL:
+            began = start if began is None else began
+            continue
+        if began is not None and start - began > SOURCE_HZ // 2:
+            found.append((began, start))
+        began = None
+    return found
+
+
+def restart_again_and_again(stage, serve, address, *words):
+    """Plays what is served; what was played, and the instants at which it was served again."""
+    server = serve()
+    played = stage.play(address, *words, seconds=RESTARTS * (SOUNDS_SECONDS + AWAY_SECONDS + 2 * NOTICED_SECONDS))
+    answers = []
+    for count in range(RESTARTS):
+        played.wait_for_line("jitter", since=time.monotonic())
+        if count == 1:
+            before = read_resources()
+        time.sleep(SOUNDS_SECONDS)
+        killed = time.monotonic()
+        server.kill()
+        server.wait()
+        noticed = played.wait_for_line("broken, opening again", since=killed) - killed
+        # Progress is told once a second.
+        require(noticed < NOTICED_SECONDS + 1, f"loss {count} is noticed after {noticed} s")
+        time.sleep(AWAY_SECONDS)
+        server = serve()
+        answers.append(time.monotonic())
+    played.wait_for_line("jitter", since=time.monotonic())
+    require_flat(before, read_resources())
+    time.sleep(SOUNDS_SECONDS)
+    played.process.send_signal(signal.SIGINT)
+    played.wait()
+    require(played.code == 130, f"ended with {played.code}")
+    ends = [played.heard_since + end / SOURCE_HZ for _, end in silences(played.heard())]
+    back = [min((end - answer for end in ends if end > answer - BLUR_SECONDS), default=HANG_SECONDS)
+            for answer in answers]
+    print("sound is back after", " ".join(f"{seconds:.2f}" for seconds in back), "s")
+    require(max(back) < BACK_SECONDS + BLUR_SECONDS, f"sound is back {back} s after it was there")
+    stream = json.loads(played.printed)["sessions"][0]["stream"]
+    require(stream["breaks"] == RESTARTS, f"it broke: {stream}")
+    return played
+
+
+def case_killed_rtsp(stage, *words):
+    port = free_port()
+    restart_again_and_again(stage, lambda: stage.serve(port), f"rtsp://127.0.0.1:{port}/pcmu", *words)
+
+
+def case_killed_http(stage):
+    port = free_port()
+    address = f"http://127.0.0.1:{port}/a"
+
+    def serve():
+        server = stage.send("-c:a", "aac", "-f", "adts", "-listen", "1", address)
+        wait_until(lambda: is_bound(port, "tcp"), "the server does not answer")
+        return server
+
+    restart_again_and_again(stage, serve, address)
+
+
+def case_killed_transport_stream(stage):
+    address = f"udp://127.0.0.1:{free_port()}"
+    restart_again_and_again(stage, lambda: stage.send(*TRANSPORT_STREAM, f"{address}?pkt_size=1316"), address)
+
+
+def case_killed_rtp(stage):
+    """Nobody answers there, but the delay can be seen: it is the one of before each time."""
+    port = free_port()
+    relay = Relay(port, seed=9)
+    stage.stack.callback(relay.close)
+    firsts = []
+
+    def serve():
+        firsts.append(len(relay.arrivals))
+        return stage.send_rtp(relay.port, port)[0]
+
+    played = restart_again_and_again(stage, serve, stage.folder / "sound.sdp", "--lead", "200")
+    found = played.find_in(stage.source)
+    breaks = [end for _, end in silences(played.heard())] + [len(played.heard())]
+    delays = []
+    for first, last, start, end in zip(firsts, firsts[1:] + [None], breaks, breaks[1:]):
+        # The first packets of a sender that begins are late.
+        arrivals = relay.arrivals[first:last]
+        earliest = min(instant - (stamp - arrivals[0][1]) % 2**32 / SOURCE_HZ for instant, stamp in arrivals)
+        delays.append(statistics.median((at - place) / SOURCE_HZ for at, place in found if start <= at < end) - earliest)
+    print("delays but for a constant", " ".join(f"{1000 * (delay - delays[0]):.1f}" for delay in delays), "ms")
+    require(max(delays) - min(delays) <= 2 * DELAY_SECONDS, f"the delays are {delays}")
+
+
+def case_streams(stage):
+    """Sixteen streams for half an hour, each found in the sum of all."""
+    sources, words = [], []
+    for number in range(STREAMS):
+        sources.append(make_source(number, 0.06))
+        sound = stage.write_sound(f"voice{number}", sources[-1])
+        port = free_port()
+        if number % 2 == 0:
+            words.append(stage.send_rtp(port, port, sound=sound, pace=("-re", "-stream_loop", "-1"))[1])
+        else:
+            words.append(f"udp://127.0.0.1:{port}")
+            stage.send(*TRANSPORT_STREAM, f"{words[-1]}?pkt_size=1316", sound=sound, pace=("-re", "-stream_loop", "-1"))
+    played = stage.play(*words, seconds=LONG_SECONDS)
+    time.sleep(MEASURED_SECONDS)
+    before = read_resources()
+    time.sleep(LONG_SECONDS - 2 * MEASURED_SECONDS)
+    require_flat(before, read_resources())
+    sessions = played.result()
+    heard = played.heard()
+    for session, source in zip(sessions, sources):
+        print(session)
+        require(session["stream"]["lossPercent"] == 0 and session["framesFailed"] == 0, f"sound is missing: {session}")
+        there, blocks = follow(heard, source)
+        print(f"{there} of {blocks} blocks are in place")
+        require(there >= 0.99 * blocks, f"{there} of {blocks} blocks of {session['name']} are in place")
+
+
+def follow(heard, source):
+    """How many blocks of one of several sounds, sent again and again, are where they are due, and how many are due."""
+    again = source + source[:2 * (BLOCK_SAMPLES + 2 * NEAR_SAMPLES)]
+    there = blocks = place = 0
+    for start in range(5 * SOURCE_HZ, len(heard) // 2 - 2 * SOURCE_HZ, BLOCK_SAMPLES):
+        block = heard[2 * start:2 * (start + BLOCK_SAMPLES)]
+        if blocks == 0:
+            place = audioop.findfit(again, block)[0]
+        near = (place - NEAR_SAMPLES) % SOURCE_SAMPLES
+        window = again[2 * near:2 * (near + BLOCK_SAMPLES + 2 * NEAR_SAMPLES)]
+        offset = audioop.findfit(window, block)[0]
+        factor = audioop.findfactor(block, window[2 * offset:2 * (offset + BLOCK_SAMPLES)])
+        is_there = factor >= LEAST_FACTOR
+        there += is_there
+        blocks += 1
+        place = ((near + offset if is_there else place) + BLOCK_SAMPLES) % SOURCE_SAMPLES
+    return there, blocks
+
+
+LONG_CASES = {
+    "fast-sender": case_fast_sender,
+    "killed-rtsp": case_killed_rtsp,
+    "killed-rtsp-tcp": lambda stage: case_killed_rtsp(stage, "--tcp"),
+    "killed-http": case_killed_http,
+    "killed-transport-stream": case_killed_transport_stream,
+    "killed-rtp": case_killed_rtp,
+    "streams": case_streams,
+}
