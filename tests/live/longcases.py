@@ -1,6 +1,7 @@
 """The cases of check-live that take half an hour and a hundred restarts: what grows, and what is worn out."""
 import audioop
 import bisect
+import datetime
 import json
 import signal
 import statistics
@@ -26,15 +27,21 @@ NOTICED_SECONDS, BACK_SECONDS = 3, 1.5
 BLUR_SECONDS = 0.2
 
 STREAMS = 16
-# Of a sender in the sum of all: blocks of half a second stick out of the others' noise, 1 against 0.06, and half of
-# that is left when a block lies between two samples or its playback frequency is changing.
-BLOCK_SAMPLES, LEAST_FACTOR = SOURCE_HZ // 2, 0.35
-# What is in its place so far from where the block before was: more than the playback frequency does.
-NEAR_SAMPLES = SOURCE_HZ // 50
+# Of a sender in the sum of all. A block sticks out of the others' noise, which explains 0.12 of it by chance and 0.3 at
+# the best of all places nearby; two thirds are left when it lies between two samples or its playback frequency changes,
+# by which it moves by less than a sample.
+BLOCK_SAMPLES, LEAST_FACTOR = SOURCE_HZ // 8, 0.35
+NEAR_SAMPLES = SOURCE_HZ // 500
+# Records of the renderer of what is heard as a break.
+BREAKS = "resetting", "stopping", "packet loss"
+BEGIN_SECONDS = 5
+# Not found for so many blocks, it is looked for everywhere: with a longer piece, as there are more places.
+LOST_BLOCKS, SEARCHED_SAMPLES = 8, SOURCE_HZ
 
-# As in tests/support/process: what a process has more or less of by itself. Memory: the recordings of what is
-# told every quarter of a second, and what an allocator keeps.
-PASSING_RESOURCES, PASSING_BYTES = 5, 16 * 2**20
+# As in tests/support/process: what a process has more or less of by itself, among it the event of a lock that was
+# contended for the first time, of which each stream has some. Memory: what a summary needs (a megabyte a stream at the
+# most), and what an allocator keeps.
+PASSING_RESOURCES, PASSING_BYTES = 5, 8 * 2**20
 
 
 def read_resources():
@@ -44,10 +51,11 @@ def read_resources():
     return [int(word) for word in told.stdout.split()]
 
 
-def require_flat(before, after):
+def require_flat(before, after, streams=1):
     print(f"handles, threads, bytes: {before}, then {after}")
-    for was, now, passing in zip(before, after, (PASSING_RESOURCES, PASSING_RESOURCES, PASSING_BYTES)):
-        require(now <= was + passing, f"of handles, threads, bytes it had {before}, then {after}")
+    passing = PASSING_RESOURCES + streams, PASSING_RESOURCES, PASSING_BYTES + streams * 2**20
+    require(all(now <= was + more for was, now, more in zip(before, after, passing)),
+            f"of handles, threads, bytes it had {before}, then {after}")
 
 
 def delays_of(found, arrivals):
@@ -202,7 +210,7 @@ def case_streams(stage):
     time.sleep(MEASURED_SECONDS)
     before = read_resources()
     time.sleep(LONG_SECONDS - 2 * MEASURED_SECONDS)
-    require_flat(before, read_resources())
+    require_flat(before, read_resources(), STREAMS)
     sessions = played.result()
     heard = played.heard()
     for session, source in zip(sessions, sources):
@@ -210,25 +218,42 @@ def case_streams(stage):
         require(session["stream"]["lossPercent"] == 0 and session["framesFailed"] == 0, f"sound is missing: {session}")
         there, blocks = follow(heard, source)
         print(f"{there} of {blocks} blocks are in place")
-        require(there >= 0.99 * blocks, f"{there} of {blocks} blocks of {session['name']} are in place")
+        # By chance one of a hundred that lie between two samples is below.
+        require(there >= 0.97 * blocks, f"{there} of {blocks} blocks of {session['name']} are in place")
+    lines = played.log_path.read_text().splitlines()
+    # Streams may begin with frames that are late already.
+    begun = instant_of(lines[0]) + datetime.timedelta(seconds=BEGIN_SECONDS)
+    breaks = [line for line in lines if any(word in line for word in BREAKS) and instant_of(line) > begun]
+    require(not breaks, f"{len(breaks)} breaks, the first: {breaks[:3]}")
+
+
+def instant_of(line):
+    """Of a record in the log, to the second."""
+    return datetime.datetime.fromisoformat(line[:19])
 
 
 def follow(heard, source):
     """How many blocks of one of several sounds, sent again and again, are where they are due, and how many are due."""
-    again = source + source[:2 * (BLOCK_SAMPLES + 2 * NEAR_SAMPLES)]
+    again = source + source[:2 * SEARCHED_SAMPLES]
     there = blocks = place = 0
+    missed = LOST_BLOCKS
     for start in range(5 * SOURCE_HZ, len(heard) // 2 - 2 * SOURCE_HZ, BLOCK_SAMPLES):
+        if missed >= LOST_BLOCKS:
+            place = audioop.findfit(again, heard[2 * start:2 * (start + SEARCHED_SAMPLES)])[0]
+            missed = 0
         block = heard[2 * start:2 * (start + BLOCK_SAMPLES)]
-        if blocks == 0:
-            place = audioop.findfit(again, block)[0]
         near = (place - NEAR_SAMPLES) % SOURCE_SAMPLES
         window = again[2 * near:2 * (near + BLOCK_SAMPLES + 2 * NEAR_SAMPLES)]
         offset = audioop.findfit(window, block)[0]
         factor = audioop.findfactor(block, window[2 * offset:2 * (offset + BLOCK_SAMPLES)])
-        is_there = factor >= LEAST_FACTOR
-        there += is_there
         blocks += 1
-        place = ((near + offset if is_there else place) + BLOCK_SAMPLES) % SOURCE_SAMPLES
+        if factor >= LEAST_FACTOR:
+            there += 1
+            missed = 0
+            place = near + offset
+        else:
+            missed += 1
+        place = (place + BLOCK_SAMPLES) % SOURCE_SAMPLES
     return there, blocks
 
 
