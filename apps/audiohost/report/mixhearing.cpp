@@ -39,10 +39,17 @@ std::string TellMixFinding(Listening::Finding const& finding) {
     return "came " + amount + (finding.amount > 0.0 ? " later" : " earlier") + " than the others";
 }
 
+/// What the output must have done to explain it. Where the output makes all sounds jump, the window with the
+/// jump in it may tell nothing of some of them: a hole is as much too long at the most.
+double LeastSizeMilliSec(Listening::Finding const& finding) {
+    double const blur =
+        finding.kind == MixKind_t::Hole ? static_cast<double>(Listening::CompareWindowSamples) : 0.0;
+    return Listening::SamplesToMilliSec(std::max(0.0, std::fabs(finding.amount) - blur));
+}
+
 Outcome_t JudgeFinding(PlaybackLog const& log, Listening::Finding const& finding) {
-    bool const isOutputs =
-        finding.kind != MixKind_t::NothingHeard &&
-        IsOutputsDoing(log, finding.place, std::fabs(Listening::SamplesToMilliSec(finding.amount)));
+    bool const isOutputs = finding.kind != MixKind_t::NothingHeard &&
+                           IsOutputsDoing(log, finding.place, LeastSizeMilliSec(finding));
     return isOutputs ? Outcome_t::OutputGlitch : Outcome_t::Bad;
 }
 

@@ -106,6 +106,20 @@ TEST(JudgeMix, OfWhatTheOutputsCursorExplainsIsTheOutputs) {
     EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
 }
 
+// The window in which the output made all sounds jump, a quarter second, may tell nothing of one.
+TEST(JudgeMix, OfAHoleWhereTheOutputJumpedIsTheOutputs) {
+    PlaybackLog log = MakeMixLog();
+    log.output.glitches = {StandOf(20.0)};
+    log.mix[0].missing = {{24000, 12000 + (20 + 15) * 48}};
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::OutputGlitch);
+    EXPECT_EQ(FindWhatFailed(log).sound, Outcome_t::OutputGlitch);
+    log.mix[0].missing = {{24000, 12000 + (20 + 15) * 48 + 1}};
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
+    log.mix[0].missing = {{24000, 4800}};
+    log.output.glitches.clear();
+    EXPECT_EQ(Judge(log).outcome, Outcome_t::Bad);
+}
+
 TEST(JudgeMix, OfLevelsTellsTheOneThatIsFurthestOff) {
     PlaybackLog log = MakeMixLog();
     log.askedGain = 0.5;
