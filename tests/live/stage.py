@@ -180,7 +180,7 @@ class Stage:
     def speak(self):
         """The microphone hears the source, from now on."""
         self.start(["pacat", "--raw", "--format=s16le", f"--rate={SOURCE_HZ}", "--channels=1", "--latency-msec=100",
-                    "-d", "mic", self.folder / "source.raw"])
+                    "-d", "mic", self.folder / "sound.raw"])
 
     def play(self, *words, seconds=PLAY_SECONDS):
         return Host(self, ["play", "--json", "--fail-on", "nothing", *words, "--seconds", seconds], seconds)
