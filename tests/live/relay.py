@@ -13,7 +13,24 @@ def stamp_of(packet):
     return int.from_bytes(packet[4:8], "big")
 
 
-class Relay:
+class Receiver:
+    """A port of UDP, and a thread that takes what comes to it."""
+
+    def __init__(self):
+        self.ends = threading.Event()
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.bind(("127.0.0.1", 0))
+        self.port = self.socket.getsockname()[1]
+        self.thread = threading.Thread(target=self.run)
+        self.thread.start()
+
+    def close(self):
+        self.ends.set()
+        self.thread.join()
+        self.socket.close()
+
+
+class Relay(Receiver):
     def __init__(self, to_port, seed, jitter_seconds=0.0, loss=0.0, doubled=0.0):
         self.to = ("127.0.0.1", to_port)
         self.plan = random.Random(seed)
@@ -22,12 +39,7 @@ class Relay:
         # Of each packet that came: the instant, its timestamp.
         self.arrivals = []
         self.waiting = []
-        self.ends = threading.Event()
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind(("127.0.0.1", 0))
-        self.port = self.socket.getsockname()[1]
-        self.thread = threading.Thread(target=self.run)
-        self.thread.start()
+        super().__init__()
 
     def run(self):
         while not self.ends.is_set():
@@ -46,23 +58,13 @@ class Relay:
             due = time.monotonic() + self.plan.random() * self.jitter_seconds
             heapq.heappush(self.waiting, (due, 2 * len(self.arrivals) + copy, packet))
 
-    def close(self):
-        self.ends.set()
-        self.thread.join()
-        self.socket.close()
 
-
-class Listener:
+class Listener(Receiver):
     """Takes what is sent to a port as RTP, with the instant of each packet."""
 
     def __init__(self):
         self.packets = []
-        self.ends = threading.Event()
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind(("127.0.0.1", 0))
-        self.port = self.socket.getsockname()[1]
-        self.thread = threading.Thread(target=self.run)
-        self.thread.start()
+        super().__init__()
 
     def run(self):
         while not self.ends.is_set():
@@ -84,8 +86,3 @@ class Listener:
         for instant, packet in self.packets:
             time.sleep(max(0.0, start + instant - self.packets[0][0] - time.monotonic()))
             self.socket.sendto(packet, ("127.0.0.1", port))
-
-    def close(self):
-        self.ends.set()
-        self.thread.join()
-        self.socket.close()

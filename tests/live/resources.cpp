@@ -10,28 +10,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "support/process/processresources.h"
+
 namespace {
 
-/// Handles are multiples of four, given out from the bottom. Each is tried, because Wine does not tell their
-/// number.
-constexpr std::uintptr_t HandleStep = 4;
-constexpr std::uintptr_t HandleLimit = 0x8000;
-
-unsigned CountHandles(HANDLE process) {
-    unsigned count = 0;
-    for (std::uintptr_t value = HandleStep; value < HandleLimit; value += HandleStep) {
-        HANDLE copy = nullptr;
-        if (DuplicateHandle(process, reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
-                            DUPLICATE_SAME_ACCESS) != 0) {
-            ++count;
-            CloseHandle(copy);
-        }
-    }
-    return count;
-}
-
 struct Resources {
-    unsigned handles = 0;
+    std::uint32_t handles = 0;
     unsigned long threads = 0;
     unsigned long long bytes = 0;
 };
@@ -42,7 +26,7 @@ bool AddProcess(PROCESSENTRY32 const& entry, Resources& sum) {
     memory.cb = sizeof memory;
     bool const isTold = process != nullptr && GetProcessMemoryInfo(process, &memory, sizeof memory) != 0;
     if (isTold) {
-        sum.handles += CountHandles(process);
+        sum.handles += TestSupport::CountHandlesOf(process);
         sum.threads += entry.cntThreads;
         sum.bytes += memory.WorkingSetSize;
     }

@@ -238,7 +238,7 @@ private:
               : status == AVERROR_EXIT
                   ? "nothing has come for " + std::to_string(StallLimitNanoSec / Kovra::NanoSecPerSec) + " s"
                   : "the connection is broken";
-        return Result_t::Broken;
+        return status == AVERROR_EXIT ? Result_t::Silent : Result_t::Broken;
     }
 
     /// A server that plays a recording tells how long it is, and leaves it at silence or hangs up in the end.

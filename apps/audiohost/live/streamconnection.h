@@ -42,13 +42,13 @@ struct LivePacket {
 /// **Threads:** one at a time.
 class StreamConnection {
 public:
-    enum class Result_t { Packet, Ended, Broken };
+    enum class Result_t { Packet, Ended, Broken, Silent };
 
     virtual ~StreamConnection() = default;
 
     virtual StreamFormat const& GetFormat() const = 0;
-    /// Waits for the next packet. `Broken` when it cannot come any more, or nothing has come for
-    /// `StallLimitNanoSec`; `why` then tells, as a part of a sentence.
+    /// Waits for the next packet. `Broken` when it cannot come any more, `Silent` when nothing has come for
+    /// `StallLimitNanoSec`, which is no better; `why` then tells, as a part of a sentence.
     virtual Result_t Read(LivePacket& packet, std::string& why) = 0;
 };
 

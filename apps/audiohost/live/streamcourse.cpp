@@ -58,30 +58,41 @@ void TellOpened(StreamFormat const& format, std::function<void(StreamNews)> cons
     tell(std::move(opened));
 }
 
+/// What came of a stream that was open.
+struct Reading {
+    Course_t course = Course_t::Over;
+    bool hasRead = false;
+    /// Without a packet.
+    std::int64_t waitedNanoSec = 0;
+};
+
 /// Reads a stream that is open until it ends or breaks. One that was open before is so again with its first
 /// packet: where nobody is asked, as with RTP by a description, opening it says nothing.
-Course_t ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(std::int64_t)> const& wait,
-                 std::function<void(StreamNews)> const& tell, bool& hasRead) {
+Reading ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(std::int64_t)> const& wait,
+                std::function<void(StreamNews)> const& tell) {
     StreamFormat const format = connection.GetFormat();
     if (isFirst) {
         TellOpened(format, tell);
     }
     Pace pace(format);
+    bool hasRead = false;
     for (;;) {
         StreamNews news = NewsOf(News_t::Packet);
         StreamConnection::Result_t const result = connection.Read(news.packet, news.text);
         if (result == StreamConnection::Result_t::Ended) {
             tell(NewsOf(News_t::Over));
-            return Course_t::Over;
+            return {};
         }
-        if (result == StreamConnection::Result_t::Broken) {
+        if (result != StreamConnection::Result_t::Packet) {
             StreamNews broke = NewsOf(format.isFinite ? News_t::Over : News_t::Broke, news.text);
             if (format.isFinite) {
                 // From its beginning again is not what was asked for.
                 broke.error = HostError(ExitCode_t::NoStream, "the stream broke off: " + news.text + ".");
             }
             tell(std::move(broke));
-            return format.isFinite ? Course_t::Over : Course_t::GoesOn;
+            bool const isSilent = result == StreamConnection::Result_t::Silent;
+            return {format.isFinite ? Course_t::Over : Course_t::GoesOn, hasRead,
+                    isSilent && !hasRead ? StallLimitNanoSec : 0};
         }
         if (!std::exchange(hasRead, true) && !isFirst) {
             TellOpened(format, tell);
@@ -89,7 +100,7 @@ Course_t ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(
         std::int64_t const ahead = pace.AheadNanoSec(news.packet);
         if (!wait(ahead)) {
             tell(NewsOf(News_t::Over));
-            return Course_t::Over;
+            return {};
         }
         if (ahead > 0) {
             news.packet.arrival = Kovra::JiffyTime::Now();
@@ -107,15 +118,15 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
     std::int64_t pause = FirstPauseNanoSec;
     std::int64_t paused = 0;
     for (;;) {
-        bool hasRead = false;
+        Reading reading;
         try {
             std::unique_ptr<StreamConnection> const connection = connect();
             bool const isFirst = !std::exchange(hasOpened, true);
-            if (ReadAll(*connection, isFirst, wait, tell, hasRead) == Course_t::Over) {
+            reading = ReadAll(*connection, isFirst, wait, tell);
+            if (reading.course == Course_t::Over) {
                 return;
             }
-            // What has waited in vain for its first packet.
-            paused += hasRead ? 0 : StallLimitNanoSec;
+            paused += reading.waitedNanoSec;
         } catch (HostError const& error) {
             StreamNews news = NewsOf(hasOpened ? News_t::Broke : News_t::Over, error.what());
             if (!hasOpened) {
@@ -125,7 +136,7 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
             }
             tell(std::move(news));
         }
-        if (hasRead) {
+        if (reading.hasRead) {
             pause = FirstPauseNanoSec;
             paused = 0;
         }

@@ -24,6 +24,19 @@ std::uint32_t CountHandles() {
     return count;
 }
 
+std::uint32_t CountHandlesOf(void* process) {
+    std::uint32_t count = 0;
+    for (std::uintptr_t value = HandleStep; value < HandleLimit; value += HandleStep) {
+        HANDLE copy = nullptr;
+        if (DuplicateHandle(process, reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
+                            DUPLICATE_SAME_ACCESS) != 0) {
+            ++count;
+            CloseHandle(copy);
+        }
+    }
+    return count;
+}
+
 std::uint32_t CountThreads() {
     HANDLE const snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     THREADENTRY32 entry = {};

@@ -11,6 +11,9 @@ constexpr std::uint32_t PassingResources = 5;
 /// Handles open in this process.
 std::uint32_t CountHandles();
 
+/// Those of another one: `process` is a handle that allows to duplicate them.
+std::uint32_t CountHandlesOf(void* process);
+
 /// Threads of this process.
 std::uint32_t CountThreads();
 

@@ -120,9 +120,9 @@ TEST(FollowStream, ThatStaysBrokenForAMinuteIsGivenUp) {
 // Nobody is asked when a description is opened.
 TEST(FollowStream, ThatOpensButSendsNothingIsBrokenUntilItsFirstPacketAndGivenUpToo) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken), Opening({}, Result_t::Broken),
-                        Opening({MakeTestPacket(0)}, Result_t::Broken)};
-    fixture.after = Opening({}, Result_t::Broken);
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Silent), Opening({}, Result_t::Silent),
+                        Opening({MakeTestPacket(0)}, Result_t::Silent)};
+    fixture.after = Opening({}, Result_t::Silent);
     fixture.Follow();
     std::vector<News_t> kinds = fixture.Kinds();
     ASSERT_GE(kinds.size(), 6U);
@@ -132,6 +132,17 @@ TEST(FollowStream, ThatOpensButSendsNothingIsBrokenUntilItsFirstPacketAndGivenUp
     EXPECT_TRUE(fixture.news.back().error);
     // After the last packet each waits for two seconds, with half a second between: a minute with the 25th.
     EXPECT_EQ(fixture.opened, 3U + 25U);
+}
+
+// A server that is starting may take a connection and close it at once, which takes no time.
+TEST(FollowStream, ThatIsClosedAtOnceIsTriedForAMinuteOfPauses) {
+    CourseFixture fixture;
+    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.after = Opening({}, Result_t::Broken);
+    fixture.Follow();
+    // 0.25 s and 120 times half a second.
+    EXPECT_EQ(fixture.waits.size(), 121U);
+    EXPECT_TRUE(fixture.news.back().error);
 }
 
 TEST(FollowStream, ThatSendsNothingAtFirstIsOpenAllTheSame) {
