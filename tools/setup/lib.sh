@@ -132,7 +132,7 @@ RunCounted() {
     printf -- '\n--- %s: %s\n' "$(date '+%F %T')" "$*" >>"$log"
     StepLogStart=$(stat -c %s "$log")
     StepShown=0
-    # Without descriptor 9, the lock of setup: what a step leaves running must not hold it.
+    # Without descriptor 9, the lock of setup or of a build: what a step leaves running must not hold it.
     setsid "$@" >>"$log" 2>&1 </dev/null 9>&- &
     StepPid=$!
     while kill -0 "$StepPid" 2>/dev/null; do
@@ -235,13 +235,26 @@ RunForwarding() {
 
 # --- building with CMake --------------------------------------------------------------------------
 
-# BuildPreset PRESET [TARGET...]: configures where needed and builds. On failure prints the errors.
+# BuildPreset PRESET [TARGET...]: configures where needed and builds. On failure prints the errors. One at a time: what
+# two builds of one tree write at the same time is neither's.
 BuildPreset() {
+    local status=0
+    mkdir -p "$Checkout/build/logs"
+    exec 9>"$Checkout/build/logs/$1.lock"
+    flock -n 9 || {
+        Say "build $1: waiting for another one"
+        flock 9
+    }
+    BuildPresetAlone "$@" || status=$?
+    exec 9>&-
+    return "$status"
+}
+
+BuildPresetAlone() {
     local preset=$1 log=$Checkout/build/logs/$1.log directory=$Checkout/build/$1
     local -a targets=()
     shift
     (($# == 0)) || targets=(--target "$@")
-    mkdir -p "$Checkout/build/logs"
     : >"$log"
     # Ninja configures again by itself when a CMakeLists.txt changes, but not for the presets.
     if [[ ! -e $directory/configured || $Checkout/CMakePresets.json -nt $directory/configured ]]; then
