@@ -183,6 +183,23 @@ TEST_F(CaptureBuffer_ReadFrames, AFrameWithoutMemoryIsLostWithThoseBehindIt) {
     EXPECT_THAT(sizes, ElementsAre(0U, 1U, 2U, 3U));
 }
 
+// What the host gets is what the meter shows.
+TEST_F(CaptureBuffer_ReadFrames, AFrameWithoutMemoryIsNotMetered) {
+    world.CaptureDevice().SetGenerator([](std::uint64_t sample) {
+        return static_cast<std::int16_t>(sample % 2 == 0 ? INT16_MIN : INT16_MAX);
+    });
+    Create();
+    for (std::uint64_t nth = 2; buffer->GetLineLevel() == 0.0F; ++nth) {
+        world.Clock().AdvanceMilliSec(UnitTest::FrameMilliSec);
+        UnitTest::Frames frames;
+        {
+            Failing const failing(Failure_t::Memory, nth);
+            UnitTest::InModule([&] { return buffer->ReadFrames(frames); });
+        }
+        EXPECT_EQ(buffer->GetLineLevel() == 0.0F, frames.empty());
+    }
+}
+
 TEST_F(PlaybackBuffer_Destruction, NeedsNoMemory) {
     ASSERT_TRUE(buffer->WriteFrame(UnitTest::ConstantFrame(Origin, 960, 100)));
     auto presentation = Ahead(50 * UnitTest::NanoSecPerMilliSec);

@@ -68,6 +68,18 @@ TEST_P(RendererAudio_FailureSweep, WhateverFailsNothingEscapesAndTheNextFrameSou
     RecordProperty("lives", static_cast<int>(lives));
 }
 
+TEST(PlaybackState_UpdateClientState, ThatFailsIsFalse) {
+    Simulation::TestWorld world;
+    Media::RendererAudio renderer;
+    auto const session = UnitTest::OpenSession(renderer);
+    session->SetClientState(Media::PipelineClientState_t());
+    for (auto const failure : {Failure_t::HostMemory, Failure_t::HostError, Failure_t::HostOther}) {
+        Failing const failing(failure, 1);
+        EXPECT_FALSE(UnitTest::InModule([&] { return session->UpdateClientState(); }));
+    }
+    EXPECT_TRUE(session->UpdateClientState());
+}
+
 INSTANTIATE_TEST_SUITE_P(All, RendererAudio_FailureSweep,
                          testing::Values(Sweep{Failure_t::Memory, 140, "Memory"},
                                          Sweep{Failure_t::Lock, 70, "Lock"},

@@ -38,7 +38,7 @@ CaptureWalk::Region FirstRegion(DirectSound::CaptureLock const& lock) {
 }
 
 CaptureWalk::Region SecondRegion(DirectSound::CaptureLock const& lock) {
-    return {lock.GetSecond(), lock.GetSecond() == nullptr ? 0 : lock.GetSecondBytes() / SampleSizeBytes};
+    return {lock.GetSecond(), lock.GetSecondBytes() / SampleSizeBytes};
 }
 
 /// DirectSound's memory is aligned for samples, and so are all regions, which are whole samples long; the

@@ -101,8 +101,8 @@ void RendererAudioPlaybackDevice::WaitAndService() {
 
     auto const guard = Hold(fields_->lock);
     auto const& buffers = fields_->registry.GetBuffers(guard);
-    for (std::size_t i = 0; i < buffers.size(); ++i) {
-        if (buffers[i] != nullptr && (index == WakeIndex || index == i)) {
+    for (std::size_t i = WakeIndex + 1; i < buffers.size(); ++i) {
+        if (index == WakeIndex || index == i) {
             buffers[i]->Service();
         }
     }

@@ -148,6 +148,10 @@ HRESULT CaptureBuffer::Lock(DWORD offset, DWORD bytes, RingMemory::Region& first
         case LockFault_t::ZeroBytes:
             first = {ring_.Address(offset), 0};
             break;
+        case LockFault_t::SecondAlone:
+            first = {nullptr, 0};
+            second = {ring_.Address(offset), bytes};
+            break;
         case LockFault_t::None:
             OpenLock(offset, bytes, mayWrap, first, second);
             break;

@@ -58,6 +58,8 @@ enum class LockFault_t {
     NullAddress,
     /// The address is right and the length 0.
     ZeroBytes,
+    /// Nothing first, and what was asked for second.
+    SecondAlone,
 };
 
 struct CaptureEndpoint : Endpoint {

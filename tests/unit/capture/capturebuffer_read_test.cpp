@@ -373,5 +373,19 @@ TEST_F(CaptureBuffer_SampleLineLevel, ALockOfNothingIsUnlockedAndItsBlocksAreLos
     world.TakeMisuse();
 }
 
+TEST_F(CaptureBuffer_SampleLineLevel, ALockOfASecondRegionAloneIsMetered) {
+    world.CaptureDevice().SetGenerator(FullScaleSquare);
+    Create();
+    world.AllowMisuse();
+    // As many blocks as are in the level: nothing else takes a place there.
+    Microphone().CaptureAtOnce(16 * 960);
+    EXPECT_EQ(buffer->SampleLineLevel(), 0);
+    Microphone().CaptureAtOnce(960);
+    world.CaptureDevice().SetLockFault(Simulation::CaptureSettings::LockFault_t::SecondAlone);
+    EXPECT_EQ(buffer->SampleLineLevel(), 0);
+    EXPECT_NEAR(buffer->GetLineLevel(), LevelOf(16), LevelTolerance);
+    world.TakeMisuse();
+}
+
 } // namespace
 } // namespace UnitTest

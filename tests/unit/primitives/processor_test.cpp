@@ -203,6 +203,13 @@ TEST(Processor_ReadLargestCacheBytes, AsksTheParameterLeafWhenTheDescriptorsSayS
     EXPECT_EQ(ReadLargestCacheBytes(processor), 16U * 2 * 64 * 4096);
 }
 
+TEST(Processor_ReadLargestCacheBytes, BeginsWithTheFirstCacheOfTheParameterLeaf) {
+    MadeUpProcessor processor(Intel, 4);
+    processor.Set(2, 0, {0x00FF0001, 0, 0, 0});
+    processor.Set(4, 0, {1, 7U << 22 | 63, 63, 0});
+    EXPECT_EQ(ReadLargestCacheBytes(processor), 8U * 64 * 64);
+}
+
 TEST(Processor_ReadLargestCacheBytes, EndsOnAProcessorThatTellsOfCachesWithoutEnd) {
     MadeUpProcessor processor(Intel, 4);
     processor.Set(2, 0, {0x00FF0001, 0, 0, 0});
