@@ -13,6 +13,8 @@ import tempfile
 import threading
 import time
 
+from relay import preferred
+
 HERE = pathlib.Path(__file__).resolve().parent
 CHECKOUT = HERE.parent.parent
 HEARD_HZ, SOURCE_HZ = 48000, 8000
@@ -113,7 +115,8 @@ class Witness:
         self.worst_seconds = 0.0
         self.ends = threading.Event()
         self.thread = threading.Thread(target=self.run)
-        self.thread.start()
+        with preferred():
+            self.thread.start()
 
     def run(self):
         last = time.monotonic()
@@ -147,7 +150,8 @@ class Stage:
         return sound
 
     def start(self, command, **options):
-        process = subprocess.Popen([str(word) for word in command], **options)
+        with preferred():
+            process = subprocess.Popen([str(word) for word in command], **options)
         self.stack.callback(lambda: (process.kill(), process.wait()))
         return process
 
@@ -216,8 +220,9 @@ class Host:
         self.lines = []
         self.printed = ""
         self.threads = [threading.Thread(target=self.read_lines), threading.Thread(target=self.read_object)]
-        for thread in self.threads:
-            thread.start()
+        with preferred():
+            for thread in self.threads:
+                thread.start()
         stage.stack.push(self.tell)
 
     def tell(self, kind, *_):
