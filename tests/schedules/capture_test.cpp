@@ -148,6 +148,18 @@ SCHEDULES_TEST(Schedules_Capture, AReaderBesideALookAtTheLevel) {
     stage.End();
 }
 
+SCHEDULES_TEST(Schedules_Capture, AReaderBesideAStop) {
+    Listening stage;
+    Frames frames;
+    int status = 1;
+    RunTogether(
+        {[&] { status = Listening::Read(*stage.proxy, frames); }, [&] { stage.proxy->StopBufferCapture(); }});
+    EndsIn("status " + std::to_string(status) + ", " + std::to_string(frames.size()) + " frames");
+    Listening::ExpectBlocks(std::move(frames));
+    stage.ExpectCaptureRegistered(0);
+    stage.End();
+}
+
 SCHEDULES_TEST(Schedules_Capture, AReaderBesideStopAndStart) {
     Listening stage;
     Frames frames;

@@ -25,7 +25,7 @@ namespace Schedules {
 namespace {
 
 /// From the third preemption on a bound is left out when it takes more.
-constexpr std::uint64_t RunLimit = 20'000;
+constexpr std::uint64_t RunLimit = 100'000;
 /// Schedules of priorities in a sample.
 constexpr std::uint64_t SampleRuns = 100;
 

@@ -19,6 +19,7 @@ constexpr std::uint32_t Ssse3Movbe = 3;
 constexpr std::uint32_t Sse41 = 4;
 constexpr std::uint32_t Avx = 5;
 } // namespace VariantIndex
+static_assert(VariantIndex::Avx + 1 == VariantCount);
 
 /// What the choice has to report besides the variant.
 namespace SelectionWarning {
