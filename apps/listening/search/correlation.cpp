@@ -94,6 +94,17 @@ std::vector<float> Correlate(AnyView pattern, AnyView text) {
     return result;
 }
 
+/// Beyond the second of four samples by `share` of the way to the third.
+float Between(float const* around, float share) {
+    float const a = around[0];
+    float const b = around[1];
+    float const c = around[2];
+    float const d = around[3];
+    float const cubic = 3.0F * (b - c) + d - a;
+    float const square = 2.0F * a - 5.0F * b + 4.0F * c - d;
+    return b + 0.5F * share * (c - a + share * (square + share * cubic));
+}
+
 template <typename AnyView>
 float Interpolate(AnyView signal, double place) {
     auto const below = static_cast<std::int64_t>(std::floor(place));
@@ -109,10 +120,21 @@ float Interpolate(AnyView signal, double place) {
                 at >= 0 && at < size ? static_cast<float>(signal[static_cast<std::size_t>(at)]) : 0.0F;
         }
     }
-    auto const [a, b, c, d] = around;
-    float const cubic = 3.0F * (b - c) + d - a;
-    float const square = 2.0F * a - 5.0F * b + 4.0F * c - d;
-    return b + 0.5F * share * (c - a + share * (square + share * cubic));
+    return Between(around.data(), share);
+}
+
+/// Places computed together, which a processor does at the same time.
+constexpr std::size_t PlacesTogether = 16;
+
+/// Values from `place` on, `step` apart, between samples that follow each other from `from` on.
+std::array<float, PlacesTogether> InterpolateTogether(float const* from, double share, double step) {
+    std::array<float, PlacesTogether> values = {};
+    for (std::size_t i = 0; i < PlacesTogether; ++i) {
+        auto const moved =
+            static_cast<float>(share + static_cast<double>(static_cast<int>(i)) * (step - 1.0));
+        values[i] = Between(from + i, moved);
+    }
+    return values;
 }
 
 } // namespace
@@ -146,6 +168,30 @@ float ValueAt(SignalView signal, double place) {
 
 float ValueAt(SampleView sound, double place) {
     return Interpolate(sound, place);
+}
+
+Signal ValuesAt(SignalView signal, double first, double step, std::size_t count) {
+    constexpr auto Together = static_cast<std::int64_t>(PlacesTogether);
+    auto const size = static_cast<std::int64_t>(signal.GetSize());
+    Signal values(count);
+    auto const placeOf = [&](std::size_t number) { return first + static_cast<double>(number) * step; };
+    std::size_t done = 0;
+    while (done < count) {
+        double const floor = std::floor(placeOf(done));
+        auto const below = static_cast<std::int64_t>(floor);
+        std::size_t const last = done + PlacesTogether - 1;
+        bool const isEven = last < count && below >= 1 && below + Together + 1 < size &&
+                            std::floor(placeOf(last)) == floor + static_cast<double>(Together - 1);
+        if (isEven) {
+            auto const together =
+                InterpolateTogether(signal.begin() + (below - 1), placeOf(done) - floor, step);
+            std::copy(together.begin(), together.end(), values.begin() + static_cast<std::ptrdiff_t>(done));
+        } else {
+            values[done] = ValueAt(signal, placeOf(done));
+        }
+        done += isEven ? PlacesTogether : 1;
+    }
+    return values;
 }
 
 } // namespace Listening

@@ -22,5 +22,7 @@ Samples ChangeSpeed(SampleView pattern, double speed);
 /// The value of `signal` at a place between its samples, by the four around it; 0 outside of it.
 float ValueAt(SignalView signal, double place);
 float ValueAt(SampleView sound, double place);
+/// The same at `count` places, from `first` on; `step` is nearly 1.
+Signal ValuesAt(SignalView signal, double first, double step, std::size_t count);
 
 } // namespace Listening

@@ -82,4 +82,27 @@ Signal ComparedSound::Cut(std::int64_t start, std::int64_t count) const {
     return result;
 }
 
+Signal const& KeptSound::PartAt(std::int64_t number) const {
+    std::int64_t const rest = number % PartsKept;
+    Part& part = parts_[static_cast<std::size_t>(rest < 0 ? rest + PartsKept : rest)];
+    if (part.samples.empty() || part.number != number) {
+        part = {number, sound_.Cut(number * PartSamples, PartSamples)};
+    }
+    return part.samples;
+}
+
+Signal KeptSound::Cut(std::int64_t start, std::int64_t count) const {
+    Signal result;
+    result.reserve(static_cast<std::size_t>(count));
+    while (count > 0) {
+        std::int64_t const within = (start % PartSamples + PartSamples) % PartSamples;
+        std::int64_t const taken = std::min(count, PartSamples - within);
+        SignalView const part = SignalView(PartAt((start - within) / PartSamples)).Cut(within, taken);
+        result.insert(result.end(), part.begin(), part.end());
+        start += taken;
+        count -= taken;
+    }
+    return result;
+}
+
 } // namespace Listening

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "listening/samples.h"
@@ -24,6 +25,31 @@ public:
 private:
     SampleView sound_;
     bool isTreble_;
+};
+
+/// A compared sound of which one stretch after the other is cut that overlap: keeps the parts used last, as
+/// smoothing them takes longer than most of what is done with them. For one thread.
+class KeptSound {
+public:
+    /// As that of `ComparedSound`.
+    KeptSound(SampleView sound, bool isTreble) : sound_(sound, isTreble) {}
+
+    Signal Cut(std::int64_t start, std::int64_t count) const;
+
+private:
+    /// Parts of one length, in a row.
+    struct Part {
+        std::int64_t number = 0;
+        Signal samples;
+    };
+    static constexpr std::int64_t PartSamples = 12000;
+    static constexpr std::int64_t PartsKept = 8;
+
+    Signal const& PartAt(std::int64_t number) const;
+
+    ComparedSound sound_;
+    /// Each where its number, divided by how many there are, leaves its rest.
+    mutable std::array<Part, PartsKept> parts_;
 };
 
 } // namespace Listening
