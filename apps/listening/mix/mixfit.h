@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "listening/samples.h"
@@ -26,6 +27,19 @@ struct MixTerm {
     double inflation = 1.0;
 };
 
+struct MixColumns;
+
+/// Terms as they lie in a window, with what was computed of them: a fit that begins near by has less to do.
+/// Copies share most of it.
+struct MixFit {
+    std::vector<MixTerm> terms;
+    /// What the terms leave of the window's energy.
+    double rest = 0.0;
+    /// One for each term, and the sums of products of all of them, a row for each.
+    std::vector<std::shared_ptr<MixColumns const>> columns;
+    std::vector<double> products;
+};
+
 /// Where a sound is most alike to a window, and how much.
 struct MixPlace {
     float likeness = 0.0F;
@@ -36,20 +50,18 @@ struct MixPlace {
 /// its gain, that is nearest. `CompareWindowSamples` long. The sounds have to outlive it. For one thread.
 class MixWindow {
 public:
-    MixWindow(std::vector<ComparedSound> const& sounds, ComparedSound const& heard, std::int64_t start);
+    MixWindow(std::vector<KeptSound> const& sounds, KeptSound const& heard, std::int64_t start);
 
     /// The window's own energy.
     double GetEnergy() const { return energy_; }
-    /// Moves all of `terms` by some samples to where they fit best, together, and sets their other members.
-    /// What they leave of the energy.
-    double Fit(std::vector<MixTerm>& terms) const;
-    /// Looks a term's sound up within `reach` of `lag`, in what the other terms leave: of
+    /// Moves all of `fit.terms` by some samples to where they fit best, together, and sets all else. Computes
+    /// anew only of which terms the place was changed; all of them where nothing was computed.
+    MixFit Fit(MixFit fit) const;
+    /// Looks a term's sound up within `reach` of `lag`, in what the other terms leave, after `Fit`: of
     /// places as good as the best the one nearest to `lag`.
-    MixPlace Search(std::vector<MixTerm> const& terms, std::size_t number, double lag,
-                    std::int64_t reach) const;
+    MixPlace Search(MixFit const& fit, std::size_t number, double lag, std::int64_t reach) const;
 
 private:
-    struct Solution;
     /// A part of a sound as it is compared, from `from` on.
     struct Part {
         std::int64_t from = 0;
@@ -57,15 +69,19 @@ private:
     };
 
     Part const& PartAround(std::size_t sound, double lag) const;
-    std::vector<Signal> MakeColumns(std::vector<MixTerm> const& terms) const;
-    void Move(std::vector<MixTerm>& terms) const;
-    Solution Solve(std::vector<Signal> const& columns) const;
+    std::shared_ptr<MixColumns const> MakeColumns(MixTerm const& term) const;
+    /// Brings what was computed to where the terms are.
+    void Update(MixFit& fit) const;
+    void Move(MixFit& fit) const;
+    /// What is left of the window without so much of the chosen columns.
+    Signal RestOf(MixFit const& fit, std::vector<std::size_t> const& chosen,
+                  std::vector<double> const& amounts) const;
 
-    std::vector<ComparedSound> const& sounds_;
+    std::vector<KeptSound> const& sounds_;
     std::int64_t const start_;
     Signal const heard_;
     double energy_ = 0.0;
-    /// Of each sound the part used last: smoothing it takes longer than all else that is done with it.
+    /// Of each sound the part used last.
     mutable std::vector<Part> parts_;
 };
 

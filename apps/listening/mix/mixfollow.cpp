@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "listening/mix/mixfit.h"
 #include "listening/search/fourier.h"
@@ -57,8 +58,8 @@ bool HasTreble(std::vector<SampleView> const& sounds) {
     return std::any_of(sounds.begin(), sounds.end(), [](SampleView sound) { return IsTreble(sound); });
 }
 
-std::vector<ComparedSound> Compared(std::vector<SampleView> const& sounds, bool isTreble) {
-    std::vector<ComparedSound> compared;
+std::vector<KeptSound> Compared(std::vector<SampleView> const& sounds, bool isTreble) {
+    std::vector<KeptSound> compared;
     compared.reserve(sounds.size());
     for (SampleView const& sound : sounds) {
         compared.emplace_back(sound, isTreble);
@@ -128,18 +129,19 @@ private:
     MixMoment FollowWindow(std::int64_t start) {
         MixWindow const window(sounds_, heard_, start);
         std::vector<MixTerm> const expected = Expect(start);
-        std::vector<MixTerm> terms = expected;
-        double rest = window.Fit(terms);
-        LookForWeak(window, expected, terms, rest);
-        MixMoment moment = {start, window.GetEnergy(), rest, std::vector<MixPoint>(sounds_.size())};
+        MixFit fit;
+        fit.terms = expected;
+        fit = window.Fit(std::move(fit));
+        LookForWeak(window, expected, fit);
+        MixMoment moment = {start, window.GetEnergy(), fit.rest, std::vector<MixPoint>(sounds_.size())};
         for (std::size_t i = 0; i < sounds_.size(); ++i) {
             moment.points[i].lag = ExpectedLag(i, start);
         }
-        double const loudest = LoudestGain(terms, rest);
-        for (MixTerm const& term : terms) {
+        double const loudest = LoudestGain(fit);
+        for (MixTerm const& term : fit.terms) {
             MixPoint& point = moment.points[term.sound];
             point.isClear = IsClear(window, term, loudest);
-            point.isHeard = point.isClear && IsHeard(term, rest, loudest);
+            point.isHeard = point.isClear && IsHeard(term, fit.rest, loudest);
             point.gain = term.gain;
             point.energy = term.energy;
             if (point.isHeard) {
@@ -183,28 +185,44 @@ private:
     }
 
     /// Looks for what is not where it was expected, the likest first: each that is found uncovers others.
-    void LookForWeak(MixWindow const& window, std::vector<MixTerm> const& expected,
-                     std::vector<MixTerm>& terms, double& rest) const {
-        std::vector<bool> isTried(terms.size());
+    void LookForWeak(MixWindow const& window, std::vector<MixTerm> const& expected, MixFit& fit) const {
+        std::vector<bool> isTried(fit.terms.size());
+        // The same as long as nothing is found.
+        std::vector<MixPlace> places = PlacesOfWeak(window, expected, fit, isTried);
         for (;;) {
-            std::size_t best = terms.size();
+            std::size_t best = places.size();
             MixPlace place;
-            double const loudest = LoudestGain(terms, rest);
-            for (std::size_t i = 0; i < terms.size(); ++i) {
-                if (!isTried[i] && IsWeak(window, terms[i], rest, loudest)) {
-                    MixPlace const found = window.Search(terms, i, expected[i].lag, ReachOf(terms[i].sound));
-                    best = found.likeness > place.likeness ? i : best;
-                    place = found.likeness > place.likeness ? found : place;
+            for (std::size_t i = 0; i < places.size(); ++i) {
+                if (!isTried[i] && places[i].likeness > place.likeness) {
+                    best = i;
+                    place = places[i];
                 }
             }
-            if (best == terms.size() || place.likeness < TriedLikeness) {
+            if (best == places.size() || place.likeness < TriedLikeness) {
                 return;
             }
-            if (Try(window, best, place.lag, terms, rest)) {
+            bool const isFound = Try(window, best, place.lag, fit);
+            if (isFound) {
                 std::fill(isTried.begin(), isTried.end(), false);
             }
             isTried[best] = true;
+            if (isFound) {
+                places = PlacesOfWeak(window, expected, fit, isTried);
+            }
         }
+    }
+
+    /// Where each that is weak is found, but for those tried: 0 for the others.
+    std::vector<MixPlace> PlacesOfWeak(MixWindow const& window, std::vector<MixTerm> const& expected,
+                                       MixFit const& fit, std::vector<bool> const& isTried) const {
+        std::vector<MixPlace> places(fit.terms.size());
+        double const loudest = LoudestGain(fit);
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            if (!isTried[i] && IsWeak(window, fit.terms[i], fit.rest, loudest)) {
+                places[i] = window.Search(fit, i, expected[i].lag, ReachOf(fit.terms[i].sound));
+            }
+        }
+        return places;
     }
 
     /// Not beyond the next place in which a sound that repeats itself would fit as well.
@@ -213,23 +231,21 @@ private:
                                     : std::min(CompareSearchSamples, periods_[sound] * 6 / 10);
     }
 
-    static bool Try(MixWindow const& window, std::size_t number, double lag, std::vector<MixTerm>& terms,
-                    double& rest) {
+    static bool Try(MixWindow const& window, std::size_t number, double lag, MixFit& fit) {
         for (double const slip : TriedSlips) {
-            std::vector<MixTerm> moved = terms;
-            moved[number].lag = lag;
-            moved[number].slip = slip;
-            double const left = window.Fit(moved);
-            if (left < TakenShare * rest) {
-                terms = std::move(moved);
-                rest = left;
+            MixFit moved = fit;
+            moved.terms[number].lag = lag;
+            moved.terms[number].slip = slip;
+            moved = window.Fit(std::move(moved));
+            if (moved.rest < TakenShare * fit.rest) {
+                fit = std::move(moved);
                 return true;
             }
         }
         return false;
     }
 
-    double LoudestGain(std::vector<MixTerm> const& terms, double rest) const {
+    double LoudestGain(MixFit const& fit) const {
         double loudest = 0.0;
         for (SoundInMixTrack const& track : tracks_) {
             loudest = std::max(loudest, track.usualGain);
@@ -237,8 +253,9 @@ private:
         if (loudest > 0.0) {
             return loudest;
         }
-        for (MixTerm const& term : terms) {
-            bool const isSure = term.inflation <= MaxInflation && term.gain * term.gain * term.energy > rest;
+        for (MixTerm const& term : fit.terms) {
+            bool const isSure =
+                term.inflation <= MaxInflation && term.gain * term.gain * term.energy > fit.rest;
             loudest = isSure ? std::max(loudest, term.gain) : loudest;
         }
         return loudest;
@@ -283,8 +300,8 @@ private:
     SampleView const recording_;
     LagRange const range_;
     bool const isTreble_;
-    std::vector<ComparedSound> const sounds_;
-    ComparedSound const heard_;
+    std::vector<KeptSound> const sounds_;
+    KeptSound const heard_;
     std::vector<SoundInMixTrack> tracks_;
     std::int64_t begin_ = 0;
 };
