@@ -44,10 +44,13 @@ static_assert(StretchSamples % StepSamples == 0 && CompareWindowSamples % Stretc
 double SumOfProducts(float const* a, float const* b) {
     std::array<float, Lanes> sums = {};
     for (std::size_t i = 0; i < StretchSamples; i += StepSamples) {
-        for (std::size_t lane = i; lane < i + Lanes; ++lane) {
-            sums[lane - i] +=
-                (a[lane] * b[lane] + a[lane + Lanes] * b[lane + Lanes]) +
-                (a[lane + 2 * Lanes] * b[lane + 2 * Lanes] + a[lane + 3 * Lanes] * b[lane + 3 * Lanes]);
+        for (std::size_t lane = 0; lane < Lanes; ++lane) {
+            std::size_t const first = i + lane;
+            std::size_t const second = first + Lanes;
+            std::size_t const third = second + Lanes;
+            std::size_t const fourth = third + Lanes;
+            sums[lane] +=
+                (a[first] * b[first] + a[second] * b[second]) + (a[third] * b[third] + a[fourth] * b[fourth]);
         }
     }
     return std::accumulate(sums.begin(), sums.end(), 0.0);
