@@ -55,6 +55,16 @@ LoadDependencies() {
     source "$Checkout/build/dependencies.sh"
 }
 
+# The command that starts Windows programs, into Wine. Many a kernel puts the heap anywhere within a gigabyte: once in a
+# thousand starts where Windows' shared data has to be, and Wine ends with 1 and without a word. Some containers forbid
+# to ask for a fixed place.
+WineDirectory=/usr/lib/wine
+Wine=()
+UseWine() {
+    Wine=("$WineDirectory/wine64")
+    ! setarch --addr-no-randomize true 2>/dev/null || Wine=(setarch --addr-no-randomize "${Wine[@]}")
+}
+
 # PreferSound PID: as sound programs do where they may, so that what is heard is not the doing of the compiler that
 # runs beside them. What the process starts from then on is preferred too. A lower nice value alone would not do:
 # where the kernel groups processes by session, it counts only within the session.

@@ -32,23 +32,23 @@ END
 MaxRegistryBytes=400000
 
 CreatePrefix() {
-    local wine=/usr/lib/wine/wine64
+    UseWine
     export WINEPREFIX=$1 WINEDEBUG=-all WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
-    "$wine" wineboot.exe --init
+    "${Wine[@]}" wineboot.exe --init
     # PulseAudio alone: with ALSA as second choice a machine without a server gets a device that
     # leads nowhere instead of none.
-    "$wine" reg.exe add 'HKCU\Software\Wine\Drivers' /v Audio /d pulse /f
+    "${Wine[@]}" reg.exe add 'HKCU\Software\Wine\Drivers' /v Audio /d pulse /f
     # A crash has to end the program with its exit code, not to wait for a person at a dialog.
-    "$wine" reg.exe add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f
-    "$wine" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d 'false' /f
-    "$wine" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Auto /d 1 /f
+    "${Wine[@]}" reg.exe add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f
+    "${Wine[@]}" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d 'false' /f
+    "${Wine[@]}" reg.exe add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Auto /d 1 /f
     WriteSlimRegistry >"$WINEPREFIX/slim.reg"
-    "$wine" regedit.exe "$WINEPREFIX/slim.reg"
+    "${Wine[@]}" regedit.exe "$WINEPREFIX/slim.reg"
     rm "$WINEPREFIX/slim.reg"
     # Ends the server, which writes the registry to its files.
-    /usr/lib/wine/wineserver64 -k || true
-    /usr/lib/wine/wineserver64 -w
+    "$WineDirectory/wineserver64" -k || true
+    "$WineDirectory/wineserver64" -w
     (($(stat -c %s "$WINEPREFIX/system.reg") <= MaxRegistryBytes)) || {
         echo 'the registry is as large as before'
         return 1
