@@ -30,7 +30,8 @@ LEAST_LEVEL = 300
 TRANSPORT_STREAM = ("-c:a", "mp2", "-b:a", "128k", "-f", "mpegts", "-pes_payload_size", "0")
 PLAY_SECONDS = 8
 HANG_SECONDS = 90
-
+# Below those that senders get for themselves, which may take a port before its receiver does.
+PORTS = list(range(16000, 32000, 2))
 
 # A thread that only sleeps and comes back later than this was held up by the machine, and so were the others.
 NAP_SECONDS, STALL_SECONDS = 0.01, 0.08
@@ -49,16 +50,16 @@ def wait_until(holds, sentence):
 
 
 def free_port():
-    """An even one, as RTP wants, with the next one free, too."""
+    """An even one, as RTP wants, with the next one free, too; another each time."""
     while True:
+        port = random.choice(PORTS)
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as one, socket.socket(
-                socket.AF_INET, socket.SOCK_DGRAM) as two:
-            one.bind(("127.0.0.1", 0))
-            port = one.getsockname()[1]
-            with contextlib.suppress(OSError):
-                if port % 2 == 0:
-                    two.bind(("127.0.0.1", port + 1))
-                    return port
+                socket.AF_INET, socket.SOCK_DGRAM) as two, socket.socket() as three, contextlib.suppress(OSError):
+            one.bind(("127.0.0.1", port))
+            two.bind(("127.0.0.1", port + 1))
+            three.bind(("127.0.0.1", port))
+            PORTS.remove(port)
+            return port
 
 
 def is_bound(port, protocol="udp"):
@@ -227,8 +228,9 @@ class Host:
 
     def tell(self, kind, *_):
         """What went on, for who looks for the cause of a failure."""
-        if kind is not None and self.log_path.exists():
-            sys.stderr.write(self.log_path.read_text() + "\n".join(line for _, line in self.lines) + self.printed)
+        if kind is not None:
+            log = self.log_path.read_text() if self.log_path.exists() else ""
+            sys.stderr.write(log + "\n".join(line for _, line in self.lines) + self.printed)
 
     def what_disturbed(self):
         """Besides the witness, audiohost watches a sound of its own that nobody disturbs but the output."""
@@ -257,6 +259,12 @@ class Host:
                     return instant
             time.sleep(0.02)
         sys.exit(f"check-live: it never said '{text}': {self.lines}")
+
+    def go_on(self, seconds):
+        """Waits while it plays."""
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            code = self.process.wait(seconds)
+            sys.exit(f"check-live: audiohost ended with {code}: {self.lines}")
 
     def wait(self):
         self.code = self.process.wait(self.hang_seconds)
