@@ -189,14 +189,16 @@ TEST_F(CaptureBuffer_ReadFrames, AFrameWithoutMemoryIsNotMetered) {
         return static_cast<std::int16_t>(sample % 2 == 0 ? INT16_MIN : INT16_MAX);
     });
     Create();
+    constexpr std::uint64_t MoreThanAReadAsksFor = 50;
     for (std::uint64_t nth = 2; buffer->GetLineLevel() == 0.0F; ++nth) {
+        ASSERT_LT(nth, MoreThanAReadAsksFor);
         world.Clock().AdvanceMilliSec(UnitTest::FrameMilliSec);
         UnitTest::Frames frames;
         {
             Failing const failing(Failure_t::Memory, nth);
             UnitTest::InModule([&] { return buffer->ReadFrames(frames); });
         }
-        EXPECT_EQ(buffer->GetLineLevel() == 0.0F, frames.empty());
+        ASSERT_EQ(buffer->GetLineLevel() == 0.0F, frames.empty());
     }
 }
 

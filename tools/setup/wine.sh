@@ -59,8 +59,8 @@ MakeWinePrefix() {
     [[ ! -d $WinePrefix ]] || return 0
     local log=$Cache/logs/wine.log
     rm -rf "$WinePrefix.partial"
-    export -f CreatePrefix WriteSlimRegistry
-    export MaxRegistryBytes
+    export -f CreatePrefix WriteSlimRegistry UseWine
+    export MaxRegistryBytes WineDirectory
     # shellcheck disable=SC2016
     RunStep 'Wine prefix' "$log" 0 '' bash -euc 'CreatePrefix "$1"' bash "$WinePrefix.partial" ||
         FailWithLog 'the Wine prefix could not be made' "$log"

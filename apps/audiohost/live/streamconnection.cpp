@@ -234,11 +234,13 @@ private:
         if ((status == AVERROR_EOF && told_.isFinite) || HasPlayedAll()) {
             return Result_t::Ended;
         }
+        // The library and our watch wait equally long.
+        bool const isSilent = status == AVERROR_EXIT || status == AVERROR(ETIMEDOUT);
         why = status == AVERROR_EOF ? "the sender has ended it"
-              : status == AVERROR_EXIT
+              : isSilent
                   ? "nothing has come for " + std::to_string(StallLimitNanoSec / Kovra::NanoSecPerSec) + " s"
                   : "the connection is broken";
-        return status == AVERROR_EXIT ? Result_t::Silent : Result_t::Broken;
+        return isSilent ? Result_t::Silent : Result_t::Broken;
     }
 
     /// A server that plays a recording tells how long it is, and leaves it at silence or hangs up in the end.

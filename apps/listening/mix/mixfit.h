@@ -35,8 +35,10 @@ struct MixFit {
     std::vector<MixTerm> terms;
     /// What the terms leave of the window's energy.
     double rest = 0.0;
-    /// One for each term, and the sums of products of all of them, a row for each.
+    /// One for each term.
     std::vector<std::shared_ptr<MixColumns const>> columns;
+    /// Sums of products of each column of each term with each, a row for each; of two terms in the later
+    /// one's rows.
     std::vector<double> products;
 };
 

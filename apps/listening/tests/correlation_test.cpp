@@ -53,6 +53,24 @@ TEST(NormalisedCorrelation, SilenceIsLikeNothing) {
     EXPECT_EQ(NormalisedCorrelation(Samples(500, 0), MakeVoice(600))[0], 0.0F);
 }
 
+// Sixteen at once where that is possible, which is not to be seen: before the beginning and behind the end,
+// too.
+TEST(ValuesAt, AreThoseOfEachPlace) {
+    Samples const voice = MakeVoice(500);
+    Signal const signal(voice.begin(), voice.end());
+    for (double const step : {1.0, 0.9989, 1.0011}) {
+        for (double first = -20.0; first < -18.0; first += 0.0625) {
+            Signal const values = ValuesAt(signal, first, step, 540);
+            ASSERT_EQ(values.size(), 540U);
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                // Single precision, of values up to some thousands.
+                ASSERT_NEAR(values[i], ValueAt(signal, first + static_cast<double>(i) * step), 0.05)
+                    << i << " from " << first << " by " << step;
+            }
+        }
+    }
+}
+
 TEST(NormalisedCorrelation, OfALongerPatternOrAnEmptyOneIsEmpty) {
     EXPECT_TRUE(NormalisedCorrelation(Samples(3, 9), Samples(2, 9)).empty());
     EXPECT_TRUE(NormalisedCorrelation(Samples(), Samples(2, 9)).empty());
