@@ -49,6 +49,13 @@ Listening::Samples GrowingSound::Take() {
     return sound;
 }
 
+PointKeeper::PointKeeper(std::size_t most) : most_(most) {
+    // What grows by itself takes twice as much, and leaves holes where it was.
+    if (most < points_.max_size()) {
+        points_.reserve(most + 1);
+    }
+}
+
 bool PointKeeper::Stays(Numbered const& one) const {
     return one.number < EndPoints || one.number + EndPoints >= count_ ||
            one.number * GoldenRatio <= std::numeric_limits<std::uint64_t>::max() / every_ ||

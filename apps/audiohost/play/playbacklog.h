@@ -126,7 +126,7 @@ class PointKeeper {
 public:
     static constexpr std::size_t EndPoints = 25;
 
-    explicit PointKeeper(std::size_t most) : most_(most) {}
+    explicit PointKeeper(std::size_t most);
 
     void Add(PresentationPoint const& point);
     /// Null when there is none.
