@@ -61,6 +61,14 @@ def require_flat(before, after, streams=1):
             f"of handles, threads, bytes it had {before}, then {after}")
 
 
+def require_flat_to_the_end(played, streams=1):
+    """Of what plays for LONG_SECONDS."""
+    played.go_on(SETTLED_SECONDS)
+    before = read_resources()
+    played.go_on(LONG_SECONDS - SETTLED_SECONDS - MEASURED_SECONDS)
+    require_flat(before, read_resources(), streams)
+
+
 def delays_of(found, arrivals):
     """From the arrival of each part to when it is heard, but for a constant. Parts in their order (place heard, place in a
     source that is sent again and again)."""
@@ -83,6 +91,7 @@ def case_fast_sender(stage):
     stage.stack.callback(relay.close)
     _, sdp = stage.send_rtp(relay.port, port, pace=("-readrate", "1.0003", "-stream_loop", "-1"))
     played = stage.play(sdp, "--lead", LONG_LEAD, seconds=LONG_SECONDS)
+    require_flat_to_the_end(played)
     session = played.result()[0]
     print(session)
     require(session["stream"]["lossPercent"] == 0 and session["framesFailed"] == 0, f"sound is missing: {session}")
@@ -206,10 +215,7 @@ def case_streams(stage):
             words.append(f"udp://127.0.0.1:{port}")
             stage.send(*TRANSPORT_STREAM, f"{words[-1]}?pkt_size=1316", sound=sound, pace=("-re", "-stream_loop", "-1"))
     played = stage.play(*words, "--lead", LONG_LEAD, seconds=LONG_SECONDS)
-    played.go_on(SETTLED_SECONDS)
-    before = read_resources()
-    played.go_on(LONG_SECONDS - SETTLED_SECONDS - MEASURED_SECONDS)
-    require_flat(before, read_resources(), STREAMS)
+    require_flat_to_the_end(played, STREAMS)
     sessions = played.result()
     heard = played.heard()
     for session, source in zip(sessions, sources):
