@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "streamlead.h"
 #include "streamline.h"
@@ -29,10 +30,15 @@ constexpr int FramesToBelieve = 5;
 constexpr std::int64_t TimeToBelieveNanoSec = 200 * NanoSecPerMilliSec;
 constexpr std::int64_t MinAgreementNanoSec = 100 * NanoSecPerMilliSec;
 
-/// What a report may be off by: two clocks of a sender by a hundredth of a second, and the crystals'
-/// difference.
+/// What a report may be off by: a sender reads its two clocks one after the other, and crystals differ.
 constexpr std::int64_t ReportLimitNanoSec = 50 * NanoSecPerMilliSec;
 constexpr std::int64_t ReportDriftPerMillion = 1'000;
+/// What a report is of may be further ahead of its arrival or behind it than frames are: senders have queues.
+constexpr std::int64_t ReportReachNanoSec = 5 * NanoSecPerSec;
+
+/// Rates of timestamps that can be counted with.
+constexpr std::int64_t MaxTicksPerSec = std::int64_t{1} << 33U;
+constexpr unsigned int MaxWrapBits = 64;
 
 /// RFC 3550, section 6.4.1.
 constexpr std::int64_t JitterGain = 16;
@@ -45,8 +51,13 @@ std::int64_t ToNanoSec(std::int64_t ticks, std::int64_t ticksPerSec) {
     if (sec >= MaxSec || sec <= -MaxSec) {
         return ticks < 0 ? -MaxSec * NanoSecPerSec : MaxSec * NanoSecPerSec;
     }
-    // Rates of timestamps are below 2^33 a second.
     return sec * NanoSecPerSec + ticks % ticksPerSec * NanoSecPerSec / ticksPerSec;
+}
+
+StreamClockSettings_t Limit(StreamClockSettings_t settings) {
+    settings.ticksPerSec = std::clamp<std::int64_t>(settings.ticksPerSec, 1, MaxTicksPerSec);
+    settings.wrapBits = std::clamp(settings.wrapBits, 1U, MaxWrapBits);
+    return settings;
 }
 
 /// Wraps, as ticks do.
@@ -59,17 +70,21 @@ std::uint64_t ToTicks(std::int64_t nanoSec, std::int64_t ticksPerSec) {
 
 struct StreamClock::State {
     explicit State(StreamClockSettings_t const& settings_)
-        : settings(settings_),
+        : settings(Limit(settings_)),
           lead(settings_.leadNanoSec, settings_.isLeadAdapted, settings_.maxLeadNanoSec) {}
 
+    /// Of all that the two may stand for, the shortest way from `before` to `ticks`.
+    std::int64_t TicksSince(std::uint64_t before, std::uint64_t ticks) const;
     /// The instant on the stream's own timeline: of all that `ticks` may stand for, the nearest to what is
     /// expected.
     std::int64_t StreamOf(std::uint64_t ticks, std::int64_t arrival) const;
     std::int64_t LimitNanoSec() const;
     void Begin(std::uint64_t ticks, std::int64_t stream, std::int64_t arrival);
-    StreamPlacement_t HoldOut(std::uint64_t ticks, std::int64_t stream, std::int64_t arrival);
+    StreamPlacement_t HoldOut(std::uint64_t ticks, std::int64_t arrival);
     StreamPlacement_t PlaceInLine(std::int64_t stream, std::int64_t arrival);
     void WatchJitter(std::int64_t delay);
+    /// With this frame, or with the next one when this one has something to tell already.
+    void Tell(StreamPlacement_t& placement, StreamEvent_t const& event);
 
     StreamClockSettings_t const settings;
     StreamLine line;
@@ -82,15 +97,16 @@ struct StreamClock::State {
     std::uint64_t anchorTicks = 0;
     std::int64_t anchorStream = 0;
 
-    /// Frames in a row that fit another timeline; the earliest of them.
+    /// Frames in a row that fit another timeline; the first and the earliest of them.
     int strangers = 0;
     std::int64_t strangersSince = 0;
-    std::int64_t firstStranger = 0;
+    std::uint64_t firstTicks = 0;
     std::uint64_t earliestTicks = 0;
-    std::int64_t earliestStream = 0;
     std::int64_t earliestArrival = 0;
+    std::int64_t earliestDelay = 0;
 
     std::int64_t lastDelay = 0;
+    StreamEvent_t untold;
 
     /// Sender's clock minus the timeline, by the reports; when; and what the last refused one said.
     std::optional<std::int64_t> wallOffset;
@@ -98,17 +114,21 @@ struct StreamClock::State {
     std::optional<std::int64_t> refusedOffset;
 };
 
-std::int64_t StreamClock::State::StreamOf(std::uint64_t ticks, std::int64_t arrival) const {
-    std::int64_t const sinceAnchor = line.LatestStream(arrival) - anchorStream;
-    std::uint64_t const expected = anchorTicks + ToTicks(sinceAnchor, settings.ticksPerSec);
-    std::uint64_t difference = ticks - expected;
-    if (settings.wrapBits < 64) {
+std::int64_t StreamClock::State::TicksSince(std::uint64_t before, std::uint64_t ticks) const {
+    std::uint64_t difference = ticks - before;
+    if (settings.wrapBits < MaxWrapBits) {
         // The sign of the low bits, spread over those above.
         std::uint64_t const sign = std::uint64_t{1} << (settings.wrapBits - 1);
         difference = ((difference & (2 * sign - 1)) ^ sign) - sign;
     }
-    auto const sinceTicks = static_cast<std::int64_t>(expected + difference - anchorTicks);
-    return anchorStream + ToNanoSec(sinceTicks, settings.ticksPerSec);
+    return static_cast<std::int64_t>(difference);
+}
+
+std::int64_t StreamClock::State::StreamOf(std::uint64_t ticks, std::int64_t arrival) const {
+    std::int64_t const sinceAnchor = line.LatestStream(arrival) - anchorStream;
+    std::uint64_t const expected = anchorTicks + ToTicks(sinceAnchor, settings.ticksPerSec);
+    std::uint64_t const unwrapped = expected + static_cast<std::uint64_t>(TicksSince(expected, ticks));
+    return anchorStream + ToNanoSec(static_cast<std::int64_t>(unwrapped - anchorTicks), settings.ticksPerSec);
 }
 
 std::int64_t StreamClock::State::LimitNanoSec() const {
@@ -129,19 +149,21 @@ void StreamClock::State::Begin(std::uint64_t ticks, std::int64_t stream, std::in
     refusedOffset.reset();
 }
 
-StreamPlacement_t StreamClock::State::HoldOut(std::uint64_t ticks, std::int64_t stream,
-                                              std::int64_t arrival) {
-    std::int64_t const delay = arrival - stream;
+StreamPlacement_t StreamClock::State::HoldOut(std::uint64_t ticks, std::int64_t arrival) {
     std::int64_t const agreement = std::max(MinAgreementNanoSec, line.SpreadNanoSec());
-    if (strangers == 0 || std::abs(delay - firstStranger) > agreement) {
+    // Against the first of them, not the line: from there it may be too far for nanoseconds.
+    std::int64_t delay =
+        arrival - strangersSince - ToNanoSec(TicksSince(firstTicks, ticks), settings.ticksPerSec);
+    if (strangers == 0 || std::abs(delay) > agreement) {
         strangers = 0;
         strangersSince = arrival;
-        firstStranger = delay;
+        firstTicks = ticks;
+        delay = 0;
     }
-    if (strangers == 0 || delay < earliestArrival - earliestStream) {
+    if (strangers == 0 || delay < earliestDelay) {
         earliestTicks = ticks;
-        earliestStream = stream;
         earliestArrival = arrival;
+        earliestDelay = delay;
     }
     ++strangers;
     if (strangers < FramesToBelieve || arrival - strangersSince < TimeToBelieveNanoSec) {
@@ -151,21 +173,22 @@ StreamPlacement_t StreamClock::State::HoldOut(std::uint64_t ticks, std::int64_t 
         return placement;
     }
     std::int64_t const joined = line.LatestStream(earliestArrival);
-    std::int64_t const span = earliestStream - joined;
+    std::int64_t const span = StreamOf(earliestTicks, earliestArrival) - joined;
     Begin(earliestTicks, joined, earliestArrival);
     ++figures.restarts;
-    StreamPlacement_t placement = PlaceInLine(stream - span, arrival);
-    placement.event = {StreamEvent_t::Kind_t::Restarted, span};
+    StreamPlacement_t placement = PlaceInLine(StreamOf(ticks, arrival), arrival);
+    Tell(placement, {StreamEvent_t::Kind_t::Restarted, span});
     return placement;
 }
 
 StreamPlacement_t StreamClock::State::PlaceInLine(std::int64_t stream, std::int64_t arrival) {
     StreamPlacement_t placement;
+    placement.event = std::exchange(untold, {});
     strangers = 0;
     std::int64_t const change = line.Add(stream, arrival);
     if (change != 0) {
         ++figures.routeChanges;
-        placement.event = {StreamEvent_t::Kind_t::RouteChanged, change};
+        Tell(placement, {StreamEvent_t::Kind_t::RouteChanged, change});
     }
     WatchJitter(arrival - stream);
     lead.Follow(line.SpreadNanoSec(), line.CountBuckets() >= SettledBuckets, arrival);
@@ -175,7 +198,7 @@ StreamPlacement_t StreamClock::State::PlaceInLine(std::int64_t stream, std::int6
         placement.verdict = StreamPlacement_t::Verdict_t::TooLate;
         std::int64_t const raised = lead.Raise(arrival - earliest, arrival);
         if (raised != 0) {
-            placement.event = {StreamEvent_t::Kind_t::LeadRaised, raised};
+            Tell(placement, {StreamEvent_t::Kind_t::LeadRaised, raised});
         }
     }
     placement.timestamp = Kovra::SysTime(stream);
@@ -186,6 +209,10 @@ StreamPlacement_t StreamClock::State::PlaceInLine(std::int64_t stream, std::int6
 void StreamClock::State::WatchJitter(std::int64_t delay) {
     figures.jitterNanoSec += (std::abs(delay - lastDelay) - figures.jitterNanoSec) / JitterGain;
     lastDelay = delay;
+}
+
+void StreamClock::State::Tell(StreamPlacement_t& placement, StreamEvent_t const& event) {
+    (placement.event.kind == StreamEvent_t::Kind_t::None ? placement.event : untold) = event;
 }
 
 StreamClock::StreamClock(StreamClockSettings_t const& settings) : state_(std::make_unique<State>(settings)) {}
@@ -205,12 +232,12 @@ StreamPlacement_t StreamClock::Place(std::uint64_t ticks, Kovra::JiffyTime arriv
         state.Begin(ticks, joined, arrival);
         ++state.figures.restarts;
         StreamPlacement_t placement = state.PlaceInLine(joined, arrival);
-        placement.event = {StreamEvent_t::Kind_t::Restarted, span};
+        state.Tell(placement, {StreamEvent_t::Kind_t::Restarted, span});
         return placement;
     }
     std::int64_t const stream = state.StreamOf(ticks, arrival);
     if (std::abs(arrival - state.line.EarliestArrival(stream)) > state.LimitNanoSec()) {
-        return state.HoldOut(ticks, stream, arrival);
+        return state.HoldOut(ticks, arrival);
     }
     return state.PlaceInLine(stream, arrival);
 }
@@ -226,16 +253,18 @@ StreamEvent_t StreamClock::Report(Kovra::SysTime wallTime, std::uint64_t ticks, 
         return {};
     }
     std::int64_t const stream = state.StreamOf(ticks, arrival.NanoSec());
-    if (std::abs(arrival.NanoSec() - state.line.EarliestArrival(stream)) > state.LimitNanoSec()) {
+    if (state.strangers != 0 ||
+        std::abs(arrival.NanoSec() - state.line.EarliestArrival(stream)) > ReportReachNanoSec) {
         // Of a timeline that is not certain yet.
         return {};
     }
     std::int64_t const offset = (wallTime - Kovra::SysTime(stream)).NanoSec();
     auto const isNear = [&](std::int64_t other) {
-        std::int64_t const driftNanoSec =
-            std::abs(stream - state.wallStream) / 1'000'000 * ReportDriftPerMillion;
-        return std::abs((Kovra::SysTime(offset) - Kovra::SysTime(other)).NanoSec()) <=
-               ReportLimitNanoSec + driftNanoSec;
+        std::int64_t const limit =
+            ReportLimitNanoSec + std::abs(stream - state.wallStream) / 1'000'000 * ReportDriftPerMillion;
+        // Not by the magnitude: the smallest number has none.
+        std::int64_t const difference = (Kovra::SysTime(offset) - Kovra::SysTime(other)).NanoSec();
+        return difference >= -limit && difference <= limit;
     };
     if (state.wallOffset && !isNear(*state.wallOffset) &&
         !(state.refusedOffset && isNear(*state.refusedOffset))) {

@@ -43,11 +43,14 @@ constexpr std::size_t YoungBuckets = 40;
 /// Frames so much earlier than the line, in mean heights of the earliest of all, are none of the jitter's.
 constexpr double DoubtFactor = 20.0;
 constexpr std::int64_t MinDoubtNanoSec = NanoSecPerMilliSec / 4;
+/// What a route may begin too late by. More, and it is not the jitter of a line that can be heard.
+constexpr std::int64_t FirstDoubtNanoSec = 50 * NanoSecPerMilliSec;
 /// Early frames that lie further apart do not confirm each other.
 constexpr std::int64_t EarlyLimitNanoSec = 2'000 * NanoSecPerMilliSec;
 
 /// The earliest frame of m buckets is beyond x with a probability of exp(-m x / mean): with 2e-12, once in
-/// thousands of days. Fewer buckets may be a gap in a burst, more are no quicker than the window itself.
+/// thousands of days. Fewer buckets may be a gap in a burst, more are no quicker than the window itself. Of
+/// buckets with fewer frames than usual, as in a pause, each counts for as much of one.
 constexpr double SurpriseFactor = 27.0;
 constexpr std::size_t MinLateBuckets = 4;
 constexpr std::size_t MaxLateBuckets = 20;
@@ -101,6 +104,12 @@ std::int64_t StreamLine::Add(std::int64_t stream, std::int64_t arrival) {
     if (Residual(stream, arrival) < -DoubtNanoSec()) {
         return FollowEarly(stream, arrival);
     }
+    // What came so late has not taken a way so short.
+    if (earlyCount_ > 0 && Residual(stream, arrival) -
+                                   Residual(early_[earlyCount_ - 1].stream, early_[earlyCount_ - 1].arrival) >
+                               std::max(SpreadNanoSec(), FirstDoubtNanoSec)) {
+        earlyCount_ = 0;
+    }
     std::int64_t const number = BucketOf(stream);
     std::int64_t change = 0;
     if (number > buckets_.back().number) {
@@ -128,7 +137,7 @@ std::int64_t StreamLine::Residual(std::int64_t stream, std::int64_t arrival) con
 std::int64_t StreamLine::DoubtNanoSec() const {
     std::size_t const count = buckets_.size() - routeBegin_;
     if (count < FewBuckets) {
-        return INT64_MAX;
+        return FirstDoubtNanoSec;
     }
     return std::max<std::int64_t>(MinDoubtNanoSec,
                                   std::llround(DoubtFactor * meanResidual_ / static_cast<double>(count)));
@@ -166,9 +175,12 @@ std::int64_t StreamLine::FollowLate() {
     std::size_t const count = buckets_.size();
     std::size_t const begin = BeginOfLast(HeightBuckets);
     double before = 0.0;
+    double framesBefore = 0.0;
     for (std::size_t i = begin; i < count; ++i) {
         before += HeightOf(buckets_[i]);
+        framesBefore += buckets_[i].frames;
     }
+    double frames = 0.0;
     double least = 1e18;
     double minButFirst = 1e18;
     for (std::size_t run = 1; run <= MaxLateBuckets && count - begin >= run + std::max(run, FewBuckets);
@@ -177,9 +189,12 @@ std::int64_t StreamLine::FollowLate() {
         minButFirst = least;
         least = std::min(least, residual);
         before -= residual;
-        double const mean = std::max(MinMeanNanoSec, before / static_cast<double>(count - begin - run));
-        if (run >= MinLateBuckets && least >= MinChangeNanoSec &&
-            least * static_cast<double>(run) > SurpriseFactor * mean) {
+        framesBefore -= buckets_[count - run].frames;
+        frames += buckets_[count - run].frames;
+        auto const bucketsBefore = static_cast<double>(count - begin - run);
+        double const mean = std::max(MinMeanNanoSec, before / bucketsBefore);
+        double const weight = std::min(static_cast<double>(run), frames * bucketsBefore / framesBefore);
+        if (run >= MinLateBuckets && least >= MinChangeNanoSec && least * weight > SurpriseFactor * mean) {
             // The first bucket of the run may have frames of both routes.
             auto const change = std::llround(minButFirst);
             routeBegin_ = count - run + 1;
@@ -208,10 +223,11 @@ void StreamLine::Take(std::int64_t stream, std::int64_t arrival) {
             buckets_.erase(buckets_.begin());
             routeBegin_ -= routeBegin_ > 0 ? 1 : 0;
         }
-        buckets_.push_back({number, stream, arrival - stream, residual});
+        buckets_.push_back({number, stream, arrival - stream, residual, 1});
         return;
     }
     Bucket& bucket = buckets_.back();
+    ++bucket.frames;
     bucket.most = std::max(bucket.most, residual);
     // A frame of an earlier bucket came late, and is not the earliest of any.
     if (number == bucket.number && residual < Residual(bucket.stream, bucket.stream + bucket.delay)) {
@@ -260,8 +276,14 @@ void StreamLine::ForgetStart() {
     }
     buckets_.erase(buckets_.begin(), buckets_.begin() + static_cast<std::ptrdiff_t>(begin));
     routeBegin_ = 0;
+    for (Bucket& bucket : buckets_) {
+        bucket.most += EarliestArrival(bucket.stream);
+    }
     slope_ = fitted.slope;
     FitHeight();
+    for (Bucket& bucket : buckets_) {
+        bucket.most -= EarliestArrival(bucket.stream);
+    }
 }
 
 StreamLine::Fitted StreamLine::FitFrom(std::size_t begin) const {

@@ -52,6 +52,7 @@ private:
         std::int64_t delay = 0;
         /// The greatest delay beyond the line.
         std::int64_t most = 0;
+        std::int32_t frames = 0;
     };
 
     /// A frame that came before it could.

@@ -23,6 +23,8 @@ constexpr std::int64_t RecoveredFrame = ChangeFrame + 2 * FramesPerSec;
 constexpr std::int64_t LastFrame = RecoveredFrame + 2 * FramesPerSec;
 /// Of a clock that has begun anew two seconds before: what is left of 16 ms of jitter.
 constexpr std::int64_t RecoveredErrorNanoSec = 1'500'000;
+/// A sender's clock is 78 ppm ahead of its timestamps' in a second: less than a tick of 48 kHz, twice.
+constexpr std::int64_t WallErrorNanoSec = 100'000;
 #ifdef UNDER_ADDRESS_SANITIZER
 constexpr int Seeds = 20;
 #else
@@ -38,7 +40,7 @@ struct Change {
     /// The host says so.
     bool isAsked = false;
     std::int64_t restartsTold = 1;
-    /// Every five seconds there is a report, that lies by so much after the change.
+    /// Every second there is a report; the first one after the change lies by so much.
     bool hasReports = false;
     std::int64_t lieNanoSec = 0;
 };
@@ -71,7 +73,6 @@ std::vector<Change> MakeChanges() {
         {"WrapOfMpegTs", MakeSender(90'000, 33, 1'800 * atChange), keep, false, 0},
         {"NewSource", Sender(), anywhere, true},
         {"ReportsThatLie", Sender(), keep, false, 0, true, 1'700'000'000},
-        {"NoReports", Sender(), anywhere, false, 1, false},
         {"RestartWithReports", Sender(), anywhere, false, 1, true},
     };
 }
@@ -95,7 +96,7 @@ struct Told {
 };
 
 /// One stream through its change; false when a frame after the time to recover was not placed where it
-/// belongs.
+/// belongs, or captured when it was.
 bool Live(Change const& change, std::uint64_t seed, Told& told) {
     std::mt19937_64 random(seed);
     std::uint64_t const chosen = random();
@@ -109,11 +110,12 @@ bool Live(Change const& change, std::uint64_t seed, Told& told) {
     settings.wrapBits = change.sender.wrapBits;
     Media::StreamClock clock(settings);
     std::int64_t lastTimestamp = 0;
+    bool wallTimesAreRight = true;
     bool isAsked = change.isAsked;
     for (;;) {
         Packet const packet = network.Next();
         if (packet.number > LastFrame) {
-            return true;
+            return wallTimesAreRight;
         }
         if (isAsked && packet.number >= ChangeFrame) {
             isAsked = false;
@@ -122,8 +124,9 @@ bool Live(Change const& change, std::uint64_t seed, Told& told) {
         Media::StreamPlacement_t const placement =
             clock.Place(packet.ticks, Kovra::JiffyTime(packet.arrivalNanoSec));
         told.Count(placement.event.kind);
-        if (change.hasReports && packet.number % (5 * FramesPerSec) == 7) {
-            std::int64_t const lie = packet.number < ChangeFrame ? 0 : change.lieNanoSec;
+        if (change.hasReports && packet.number % FramesPerSec == 7) {
+            bool const isLie = packet.number / FramesPerSec == ChangeFrame / FramesPerSec;
+            std::int64_t const lie = isLie ? change.lieNanoSec : 0;
             told.Count(clock
                            .Report(Kovra::SysTime(packet.sentNanoSec + lie), packet.ticks,
                                    Kovra::JiffyTime(packet.arrivalNanoSec))
@@ -146,6 +149,12 @@ bool Live(Change const& change, std::uint64_t seed, Told& told) {
             return false;
         }
         lastTimestamp = placement.timestamp.NanoSec();
+        if (packet.number >= RecoveredFrame) {
+            auto const wallTime = clock.GetWallTime(placement.timestamp);
+            wallTimesAreRight =
+                wallTimesAreRight && wallTime.has_value() == change.hasReports &&
+                (!wallTime || std::abs(wallTime->NanoSec() - packet.sentNanoSec) <= WallErrorNanoSec);
+        }
     }
 }
 
@@ -169,13 +178,14 @@ TEST(SenderSilence, IsNeitherARestartNorALoss) {
     sender.skewPartsPerMillion = -100;
     VirtualNetwork network(SeverityOf('C'), sender, 3);
     std::mt19937_64 random(5);
-    // Speech and pauses of up to 30 seconds, in turns.
+    // Speech and pauses of up to 30 seconds, with comfort noise now and then, in turns.
     std::vector<std::int64_t> turns{0};
     while (turns.back() < 30'000) {
         turns.push_back(turns.back() + 20 + static_cast<std::int64_t>(random() % 1'500));
     }
     network.SetSilence([&](std::int64_t number) {
-        return (std::upper_bound(turns.begin(), turns.end(), number) - turns.begin()) % 2 == 0;
+        return number % 20 != 0 &&
+               (std::upper_bound(turns.begin(), turns.end(), number) - turns.begin()) % 2 == 0;
     });
     ClockCourse const course = RunClock(network, sender, {}, 600 * NanoSecPerSec);
     EXPECT_GT(course.frames, 10'000);
@@ -186,11 +196,28 @@ TEST(SenderSilence, IsNeitherARestartNorALoss) {
 
 TEST(SenderBursts, AreDueByTheirTimestamps) {
     Sender const sender;
-    VirtualNetwork network(SeverityOf('C'), sender, 4);
+    VirtualNetwork network(OnOneRoute(SeverityOf('C')), sender, 4);
     network.SetBurst(5);
-    ClockCourse const course = RunClock(network, sender, {}, 300 * NanoSecPerSec);
-    // The first of five waits 80 ms for the last.
-    EXPECT_EQ(course.tooLate + course.outOfLine + course.otherEvents + course.routeChangesTold, 0);
+    Media::StreamClockSettings_t settings;
+    settings.ticksPerSec = sender.ticksPerSec;
+    // The first of five waits 80 ms for the last, and jitter comes on top.
+    settings.leadNanoSec = 120'000'000;
+    Media::StreamClock clock(settings);
+    std::int64_t least = INT64_MAX;
+    std::int64_t most = INT64_MIN;
+    for (Packet packet = network.Next(); packet.number < 300 * FramesPerSec; packet = network.Next()) {
+        Media::StreamPlacement_t const placement =
+            clock.Place(packet.ticks, Kovra::JiffyTime(packet.arrivalNanoSec));
+        ASSERT_EQ(placement.event.kind, Kind_t::None);
+        ASSERT_EQ(placement.verdict, Verdict_t::Play);
+        if (packet.number > 60 * FramesPerSec) {
+            std::int64_t const due = placement.due.NanoSec() - packet.number * NanoSecPerSec / FramesPerSec;
+            least = std::min(least, due);
+            most = std::max(most, due);
+        }
+    }
+    // One frame of five tells the way: what wanders by J / 80 with all of them wanders five times as far.
+    EXPECT_LE(static_cast<double>(most - least) * 1e-6, 5.0 * SeverityOf('C').jitterMilliSec / 80.0);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 #include "livestream.h"
@@ -55,15 +56,45 @@ TEST(StreamClock_Route, LateFramesOfASecondAreNoOtherRoute) {
     EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
 }
 
+TEST(StreamClock_Route, FewFramesInAPauseAreNone) {
+    LiveStream stream;
+    std::mt19937_64 random(1);
+    auto const jitter = [&] { return static_cast<std::int64_t>(random() % (16 * NanoSecPerMilliSec)); };
+    for (int turn = 0; turn < 50; ++turn) {
+        for (int i = 0; i < 500; ++i) {
+            stream.Next(jitter());
+        }
+        // Comfort noise: a frame of twenty is sent.
+        for (int i = 0; i < 25; ++i) {
+            stream.number += 19;
+            stream.Next(jitter());
+        }
+    }
+    EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
+}
+
+TEST(StreamClock_Route, ThatIsLongerFromTheFirstSecondsOnIsNoSpread) {
+    LiveStream stream;
+    stream.Play(100);
+    // Two seconds of each are known when it comes to light.
+    for (int i = 0; i < 110; ++i) {
+        stream.Next((30 + i % 2 * 8) * NanoSecPerMilliSec);
+    }
+    EXPECT_TRUE(IsNear(stream.clock.GetFigures().spreadNanoSec, 8 * NanoSecPerMilliSec, NanoSecPerMilliSec));
+}
+
 struct Jump {
     char const* name;
     std::uint64_t ticks;
+    unsigned int wrapBits = 32;
 };
 
 class StreamClock_Restart : public ::testing::TestWithParam<Jump> {};
 
 TEST_P(StreamClock_Restart, GoesOnWhereTheStreamHasBeen) {
-    LiveStream stream;
+    StreamClockSettings_t settings = LiveStream::MakeSettings();
+    settings.wrapBits = GetParam().wrapBits;
+    LiveStream stream(settings);
     stream.Play(1000);
     stream.firstTicks += GetParam().ticks;
     StreamPlacement_t told;
@@ -86,7 +117,10 @@ INSTANTIATE_TEST_SUITE_P(Jumps, StreamClock_Restart,
                                            Jump{"ASecondBack", std::uint64_t(0) - 48'000},
                                            Jump{"AnHourAhead", 3'600ULL * 48'000},
                                            Jump{"AnHourBack", std::uint64_t(0) - 3'600ULL * 48'000},
-                                           Jump{"HalfOfTheRange", std::uint64_t{1} << 31U}),
+                                           Jump{"HalfOfTheRange", std::uint64_t{1} << 31U},
+                                           Jump{"ACenturyAhead", 160'000'000'000'000, 64},
+                                           Jump{"ACenturyBack", std::uint64_t(0) - 160'000'000'000'000, 64},
+                                           Jump{"HalfOf64Bits", std::uint64_t{1} << 63U, 64}),
                          [](auto const& info_) { return std::string(info_.param.name); });
 
 TEST(StreamClock_Restart, BeginsWithTheEarliestOfTheFramesThatAgree) {
@@ -118,6 +152,22 @@ TEST(StreamClock_Restart, TellsHowFarTheTimestampsWent) {
     StreamPlacement_t told;
     PlayUntilTold(stream, Kind_t::Restarted, 0, told);
     EXPECT_TRUE(IsNear(told.event.spanNanoSec, 10 * NanoSecPerSec));
+}
+
+TEST(StreamClock_Restart, WithALeadRaisedByTheSameFrameIsToldWithTheNextOne) {
+    StreamClockSettings_t settings = LiveStream::MakeAdapted();
+    settings.leadNanoSec = 40 * NanoSecPerMilliSec;
+    LiveStream stream(settings);
+    stream.Play(100);
+    stream.Next(60 * NanoSecPerMilliSec);
+    stream.Next(60 * NanoSecPerMilliSec);
+    stream.firstTicks += 480'000;
+    stream.Play(10);
+    EXPECT_EQ(stream.Next(60 * NanoSecPerMilliSec).event.kind, Kind_t::LeadRaised);
+    StreamPlacement_t const next = stream.Next();
+    EXPECT_EQ(next.event.kind, Kind_t::Restarted);
+    EXPECT_TRUE(IsNear(next.event.spanNanoSec, 10 * NanoSecPerSec));
+    EXPECT_EQ(stream.Next().event.kind, Kind_t::None);
 }
 
 TEST(StreamClock_Restart, AskedForIsDoneWithTheNextFrame) {
@@ -188,6 +238,65 @@ TEST(StreamClock_Report, ThatLiesIsToldAndLeftOutAndMovesNothing) {
     EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
                        WallNanoSec + stream.SentNanoSec(750)));
     EXPECT_EQ(Report(stream).kind, Kind_t::None);
+}
+
+/// What is told of a report that is off by so much, so long after the first one.
+Kind_t ToldOf(std::int64_t errorNanoSec, std::int64_t seconds) {
+    LiveStream stream;
+    stream.Play(500);
+    Report(stream);
+    stream.Play(50 * seconds);
+    return Report(stream, errorNanoSec).kind;
+}
+
+TEST(StreamClock_Report, MayBeOffByFiveHundredthsOfASecondAndAThousandthOfTheTime) {
+    for (std::int64_t const sign : {1, -1}) {
+        for (std::int64_t const seconds : {0, 10}) {
+            SCOPED_TRACE(sign * seconds);
+            std::int64_t const limit = 50 + seconds;
+            EXPECT_EQ(ToldOf(sign * (limit - 1) * NanoSecPerMilliSec, seconds), Kind_t::None);
+            EXPECT_EQ(ToldOf(sign * (limit + 1) * NanoSecPerMilliSec, seconds), Kind_t::ReportRefused);
+        }
+    }
+}
+
+TEST(StreamClock_Report, OfWhatASenderHasInItsQueueIsBelieved) {
+    for (std::int64_t const frames : {-200, 200}) {
+        LiveStream stream;
+        stream.Play(500);
+        stream.clock.Report(Kovra::SysTime(WallNanoSec + stream.SentNanoSec(500 + frames)),
+                            stream.TicksOf(500 + frames), JiffyTime(stream.SentNanoSec(500)));
+        StreamPlacement_t const placement = stream.Next();
+        ASSERT_TRUE(stream.clock.GetWallTime(placement.timestamp));
+        EXPECT_TRUE(IsNear(stream.clock.GetWallTime(placement.timestamp)->NanoSec(),
+                           WallNanoSec + stream.SentNanoSec(500)));
+    }
+}
+
+TEST(StreamClock_Report, OfATimelineThatIsNotCertainYetIsPassedOver) {
+    for (std::int64_t const ticks : {-480'000, -48'000, 48'000, 480'000}) {
+        LiveStream stream;
+        stream.Play(500);
+        Report(stream);
+        stream.firstTicks += static_cast<std::uint64_t>(ticks);
+        stream.Play(5);
+        EXPECT_EQ(Report(stream).kind, Kind_t::None);
+        StreamPlacement_t placement;
+        PlayUntilTold(stream, Kind_t::Restarted, 0, placement);
+        EXPECT_FALSE(stream.clock.GetWallTime(placement.timestamp));
+    }
+}
+
+TEST(StreamClock_Report, AtTheEndsOfTimeIsToldAsAnyOther) {
+    LiveStream stream;
+    stream.Play(500);
+    auto const report = [&](std::int64_t wallNanoSec) {
+        return stream.clock
+            .Report(Kovra::SysTime(wallNanoSec), stream.TicksOf(500), JiffyTime(stream.SentNanoSec(500)))
+            .kind;
+    };
+    EXPECT_EQ(report(INT64_MAX), Kind_t::None);
+    EXPECT_EQ(report(INT64_MIN), Kind_t::ReportRefused);
 }
 
 TEST(StreamClock_Report, ASenderThatHasSetItsClockIsBelievedTheSecondTime) {

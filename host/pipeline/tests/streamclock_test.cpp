@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -144,6 +145,64 @@ TEST(StreamClock_Stamps, OneWrongOneIsLeftOutAndMovesNothing) {
     }
 }
 
+TEST(StreamClock_Stamps, AreOutOfLineBeyondTheLimitInEitherDirection) {
+    struct Limit {
+        std::int64_t framesBefore;
+        std::int64_t milliSec;
+    };
+    // A second until eight quarters of a second are known, then two fifths.
+    for (Limit const limit : {Limit{80, 1'000}, Limit{500, 400}}) {
+        SCOPED_TRACE(limit.milliSec);
+        for (std::int64_t const sign : {1, -1}) {
+            LiveStream stream;
+            stream.Play(limit.framesBefore);
+            EXPECT_NE(stream.Next(sign * (limit.milliSec - 1) * NanoSecPerMilliSec).verdict,
+                      Verdict_t::OutOfLine);
+            EXPECT_EQ(stream.Next(sign * (limit.milliSec + 1) * NanoSecPerMilliSec).verdict,
+                      Verdict_t::OutOfLine);
+        }
+    }
+}
+
+TEST(StreamClock_Stamps, ThatAreAheadAgainAndAgainMoveNothing) {
+    // Just within the limit of what fits the line, three of them within two seconds, also in the first ones.
+    for (std::int64_t const milliSec : {60, 300, 390}) {
+        SCOPED_TRACE(milliSec);
+        LiveStream stream;
+        for (std::int64_t i = 0; i < 3'000; ++i) {
+            if (i % 25 == 24) {
+                stream.Next(-milliSec * NanoSecPerMilliSec);
+            } else {
+                StreamPlacement_t const right = stream.Next();
+                ASSERT_EQ(right.verdict, Verdict_t::Play) << i;
+                ASSERT_TRUE(IsNear(right.due.NanoSec(), stream.DueNanoSec(i))) << i;
+            }
+        }
+        EXPECT_EQ(stream.clock.GetFigures().routeChanges, 0);
+    }
+}
+
+TEST(StreamClock_Stamps, OneAheadInTheFirstSecondsMovesNothing) {
+    for (std::int64_t const before : {25, 50, 100, 150}) {
+        SCOPED_TRACE(before);
+        LiveStream stream;
+        stream.Play(before);
+        stream.Next(-300 * NanoSecPerMilliSec);
+        for (int i = 0; i < 100; ++i) {
+            StreamPlacement_t const right = stream.Next();
+            ASSERT_EQ(right.verdict, Verdict_t::Play);
+            ASSERT_TRUE(IsNear(right.due.NanoSec(), stream.DueNanoSec(stream.number - 1)));
+        }
+    }
+}
+
+TEST(StreamClock_Place, StartThatWasLateByMoreThanJitterIsMadeGoodByThreeFrames) {
+    LiveStream stream;
+    stream.Next(300 * NanoSecPerMilliSec);
+    EXPECT_TRUE(IsNear(stream.Play(2).due.NanoSec(), stream.DueNanoSec(2) + 300 * NanoSecPerMilliSec));
+    EXPECT_TRUE(IsNear(stream.Next().due.NanoSec(), stream.DueNanoSec(3)));
+}
+
 TEST(StreamClock_Stamps, TwoThatAreALittleEarlyMoveNothing) {
     LiveStream stream;
     stream.Play(500);
@@ -164,6 +223,28 @@ TEST(StreamClock_Stamps, AsFarBackAsTheyCanBeAreOutOfLine) {
     EXPECT_EQ(clock.Place(std::uint64_t{1} << 63U, JiffyTime(NanoSecPerSec)).verdict, Verdict_t::OutOfLine);
 }
 
+TEST(StreamClock_Settings, BeyondTheirRangesAreTakenForTheNearest) {
+    for (std::int64_t const ticksPerSec : {INT64_MIN, std::int64_t{0}, std::int64_t{1}, INT64_MAX}) {
+        for (unsigned int const wrapBits : {0U, 1U, 64U, ~0U}) {
+            StreamClockSettings_t settings;
+            settings.ticksPerSec = ticksPerSec;
+            settings.wrapBits = wrapBits;
+            StreamClock clock(settings);
+            settings.ticksPerSec = std::clamp<std::int64_t>(ticksPerSec, 1, std::int64_t{1} << 33U);
+            settings.wrapBits = std::clamp(wrapBits, 1U, 64U);
+            StreamClock likewise(settings);
+            for (std::int64_t frame = 0; frame < 100; ++frame) {
+                auto const ticks = static_cast<std::uint64_t>(frame * settings.ticksPerSec / 50);
+                JiffyTime const arrival(NanoSecPerSec + frame * FrameNanoSec);
+                StreamPlacement_t const placement = clock.Place(ticks, arrival);
+                StreamPlacement_t const expected = likewise.Place(ticks, arrival);
+                ASSERT_EQ(placement.verdict, expected.verdict);
+                ASSERT_EQ(placement.due, expected.due);
+            }
+        }
+    }
+}
+
 TEST(StreamClock_Stamps, OfAnyKindAtAnyTimeDoNoHarm) {
     std::mt19937_64 random(1);
     for (unsigned int const bits : {8U, 32U, 33U, 64U}) {
@@ -171,6 +252,7 @@ TEST(StreamClock_Stamps, OfAnyKindAtAnyTimeDoNoHarm) {
         settings.wrapBits = bits;
         StreamClock clock(settings);
         std::int64_t arrival = 0;
+        std::int64_t played = 0;
         for (int i = 0; i < 20'000; ++i) {
             arrival += static_cast<std::int64_t>(random() % (std::uint64_t{1} << random() % 45U)) - 1000;
             std::uint64_t const ticks = random() >> random() % 64U;
@@ -178,12 +260,15 @@ TEST(StreamClock_Stamps, OfAnyKindAtAnyTimeDoNoHarm) {
             clock.Report(Kovra::SysTime(static_cast<std::int64_t>(random())), ticks, JiffyTime(arrival));
             if (placement.verdict == Verdict_t::Play) {
                 ASSERT_GE(placement.due.NanoSec(), arrival);
+                ++played;
             }
             if (random() % 1000 == 0) {
                 clock.Restart();
             }
         }
-        EXPECT_EQ(clock.GetFigures().frames, 20'000);
+        StreamFigures_t const figures = clock.GetFigures();
+        EXPECT_EQ(figures.frames, 20'000);
+        EXPECT_EQ(played + figures.tooLate + figures.outOfLine, figures.frames);
     }
 }
 
@@ -203,6 +288,13 @@ TEST(StreamClock_Skew, IsMeasuredAndFollowed) {
         EXPECT_NEAR(static_cast<double>(placement.due.NanoSec()), static_cast<double>(arrival + LeadNanoSec),
                     1e4);
     }
+}
+
+TEST(StreamClock_Figures, JitterFollowsByASixteenth) {
+    LiveStream stream;
+    stream.Play(100);
+    stream.Next(16 * NanoSecPerMilliSec);
+    EXPECT_EQ(stream.clock.GetFigures().jitterNanoSec, NanoSecPerMilliSec);
 }
 
 TEST(StreamClock_Figures, TellFramesJitterAndSpread) {

@@ -105,8 +105,13 @@ TEST(StreamLead_Adapted, NeverPassesItsLimit) {
 TEST(StreamLead_Adapted, ChangesAtOnceWhenNothingIsHeard) {
     LiveStream stream(LiveStream::MakeAdapted());
     PlayWithSpread(stream, 16 * NanoSecPerMilliSec, 20);
+    stream.Next();
     EXPECT_GT(LeadOf(stream), 90 * NanoSecPerMilliSec);
-    stream.number += 100;
+    // A second and a half between two frames is heard, longer is not.
+    stream.number += 74;
+    stream.Next();
+    EXPECT_GT(LeadOf(stream), 90 * NanoSecPerMilliSec);
+    stream.number += 75;
     stream.Next();
     EXPECT_NEAR(static_cast<double>(LeadOf(stream)), 36e6, 0.1e6);
 }

@@ -12,10 +12,10 @@ namespace Media {
 
 /// How a stream counts its time, and how late it shall be heard.
 struct StreamClockSettings_t {
-    /// How fast the stream's timestamps count, at least 1.
+    /// How fast the stream's timestamps count, 1 to 2^33; another rate is taken for the nearest of these.
     std::int64_t ticksPerSec = 90'000;
     /// They begin anew after two to the power of so many: 32 for RTP, 33 for MPEG-TS, 64 for who has them
-    /// unwrapped.
+    /// unwrapped. 1 to 64; another number is taken for the nearest of these.
     unsigned int wrapBits = 32;
     /// From the earliest that a frame can arrive to when it shall be heard. When adapted: at first.
     std::int64_t leadNanoSec = 100 * Kovra::NanoSecPerMilliSec;
@@ -66,6 +66,7 @@ struct StreamPlacement_t {
     Kovra::SysTime timestamp;
     /// When the frame shall be heard. Not set for what is out of line.
     Kovra::JiffyTime due;
+    /// One at a time: what came to light with it waits for the next frame.
     StreamEvent_t event;
 };
 
@@ -110,7 +111,9 @@ public:
 
     /// A sender report (RTCP): `wallTime` of the sender's clock is the instant of `ticks`. Moves nothing that
     /// is due, as the arrivals know better; `None`, or `ReportRefused` when it disagrees with the reports
-    /// before it. Two that agree with each other replace those.
+    /// before it. Two that agree with each other replace those. One that is of more than five seconds from
+    /// now, or comes with frames out of line, is passed over: it may be of a timeline that is not certain
+    /// yet.
     StreamEvent_t Report(Kovra::SysTime wallTime, std::uint64_t ticks, Kovra::JiffyTime arrival);
 
     /// When the sender captured the frame placed at `timestamp`, on its own clock, by its reports: lines up
