@@ -66,11 +66,15 @@ std::string DescribeCoding(AVCodecParameters const& stream, bool isCoded) {
            (isCoded ? ", decoded by the renderer" : ", handed over as 48 kHz mono PCM");
 }
 
-Listening::Samples SoundOfFrames::Decode(std::shared_ptr<Media::FrameAud> const& frame) {
+Listening::Samples SoundOfFrames::Decode(std::shared_ptr<Media::FrameAud>& frame) {
     std::vector<std::shared_ptr<Media::FrameAud>> frames = codec_.Decode({frame});
-    if (!frames.empty() && frames.front()->GetFrequency() != Listening::SoundRateHz) {
+    bool const isMono = frames.empty() || frames.front()->GetNumChannels() == 1;
+    if (!frames.empty() && (!isMono || frames.front()->GetFrequency() != Listening::SoundRateHz)) {
         frames = codec_.Transcode(frames, Media::MediaCoding_t::RawPcm, 1, Listening::SoundRateHz,
                                   frames.front()->GetDuration(), false);
+    }
+    if (!isMono && !frames.empty()) {
+        frame = frames.back();
     }
     Listening::Samples sound;
     Kovra::BufferInfo const* const info = frames.empty() ? nullptr : frames.back()->GetConstBufferBegin();

@@ -18,13 +18,15 @@ boost::intrusive_ptr<Media::ParamsAud> MakeCodedParams(AVCodecParameters const& 
 /// Coding, rate, channels, and who decodes it, in words.
 std::string DescribeCoding(AVCodecParameters const& stream, bool isCoded);
 
-/// Finds the sound that coded frames stand for in the way that the renderer does.
+/// Finds the sound that coded frames of a mono stream stand for in the way that the renderer does.
 ///
 /// **Threads:** one at a time.
 class SoundOfFrames {
 public:
-    /// Mono at `SoundRateHz`; empty where nothing can be decoded.
-    Listening::Samples Decode(std::shared_ptr<Media::FrameAud> const& frame);
+    /// Mono at `SoundRateHz`; empty where nothing can be decoded. A frame that has several channels after all,
+    /// as no description or header said, is replaced by their mix, which is raw: the renderer would take them
+    /// for one.
+    Listening::Samples Decode(std::shared_ptr<Media::FrameAud>& frame);
 
 private:
     Media::AudioCodecProxy codec_;

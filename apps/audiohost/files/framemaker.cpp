@@ -50,7 +50,8 @@ public:
             return false;
         }
         Place(*packet, next);
-        auto frame = std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
+        std::shared_ptr<Media::FrameAud> frame =
+            std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
         frame->AttachBuffers(CopyToBuffer(packet->data, static_cast<std::size_t>(packet->size)));
         frame->SetDuration(Kovra::SysTime(next.durationNanoSec));
         next.sound = sound_.Decode(frame);
@@ -119,7 +120,8 @@ public:
         next.positionNanoSec = sent_ * Listening::NanoSecPerSec / rateHz_;
         sent_ += static_cast<std::int64_t>(count);
         next.durationNanoSec = sent_ * Listening::NanoSecPerSec / rateHz_ - next.positionNanoSec;
-        auto frame = std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
+        std::shared_ptr<Media::FrameAud> frame =
+            std::make_shared<Media::FrameAud>(stamper_.Stamp(next.positionNanoSec), params_);
         frame->AttachBuffers(CopyToBuffer(held_.Take(count), count));
         frame->SetDuration(Kovra::SysTime(next.durationNanoSec));
         next.sound = sound_.Decode(frame);

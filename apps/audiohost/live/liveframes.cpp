@@ -13,7 +13,7 @@ namespace AudioHost {
 
 namespace {
 
-/// Samples in an AAC frame.
+/// Samples in an AAC frame, where nothing tells.
 constexpr std::int64_t AacFrameSamples = 1024;
 
 class CodedLiveFrames : public LiveFrameMaker {
@@ -31,10 +31,13 @@ public:
         std::size_t const size = packet.packet.data.size();
         // G.711 has a byte a sample.
         std::int64_t const samples = isAac_ ? AacFrameSamples : static_cast<std::int64_t>(size);
+        bool const isTold = isAac_ && packet.packet.durationNanoSec > 0;
         MediaFrame& media = frame.media;
         media.positionNanoSec = packet.stampNanoSec;
-        media.durationNanoSec = samples * Listening::NanoSecPerSec / rateHz_;
-        auto made = std::make_shared<Media::FrameAud>(stamper_.Stamp(packet.stampNanoSec), params_);
+        media.durationNanoSec =
+            isTold ? packet.packet.durationNanoSec : samples * Listening::NanoSecPerSec / rateHz_;
+        std::shared_ptr<Media::FrameAud> made =
+            std::make_shared<Media::FrameAud>(stamper_.Stamp(packet.stampNanoSec), params_);
         made->AttachBuffers(CopyToBuffer(packet.packet.data.data(), size));
         made->SetDuration(Kovra::SysTime(media.durationNanoSec));
         media.sound = sound_.Decode(made);

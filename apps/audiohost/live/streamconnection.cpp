@@ -18,8 +18,9 @@ namespace {
 constexpr std::int64_t CloseLimitNanoSec = 300 * Kovra::NanoSecPerMilliSec;
 /// MPEG-TS counts its time so; the other containers' times come unwrapped.
 constexpr int TransportStreamWrapBits = 33;
-/// Enough to find the programme of a transport stream, and what a coded stream says of itself.
-constexpr char const* ProbeBytes = "65536";
+/// Enough to find the programme of a transport stream, and what a coded stream says of itself, beside a
+/// picture that nobody looks at.
+constexpr char const* ProbeBytes = "5000000";
 constexpr char const* ProbeMicroSec = "1000000";
 
 /// Windows' own number for it, which the library does not translate.
@@ -212,6 +213,7 @@ private:
         if (!IsComplete(*stream_->codecpar) || !avcodec_find_decoder(stream_->codecpar->codec_id)) {
             throw HostError(ExitCode_t::NotAudio, shown_ + " is in a coding that cannot be decoded here.");
         }
+        AskDecoder(*stream_->codecpar);
         told_.parameters = {avcodec_parameters_alloc(),
                             [](AVCodecParameters* parameters) { avcodec_parameters_free(&parameters); }};
         if (!told_.parameters || avcodec_parameters_copy(told_.parameters.get(), stream_->codecpar) < 0) {
@@ -225,6 +227,36 @@ private:
         told_.hasOwnHeaders = name == "aac" || stream_->codecpar->extradata_size == 0;
         told_.isAhead = scheme_ == Scheme_t::Http;
         told_.isFinite = scheme_ == Scheme_t::Http && avio_size(format_->pb) > 0;
+    }
+
+    /// AAC tells its channels and how long its packets sound to a decoder only: a description may leave the
+    /// first out, and RTP does the second.
+    void AskDecoder(AVCodecParameters& parameters) {
+        if (parameters.codec_id != AV_CODEC_ID_AAC) {
+            return;
+        }
+        AVCodec const* const decoder = avcodec_find_decoder(parameters.codec_id);
+        decoder_.reset(avcodec_alloc_context3(decoder));
+        frame_.reset(av_frame_alloc());
+        if (!decoder_ || !frame_) {
+            throw std::bad_alloc();
+        }
+        if (avcodec_parameters_to_context(decoder_.get(), &parameters) < 0 ||
+            avcodec_open2(decoder_.get(), decoder, nullptr) < 0) {
+            decoder_.reset();
+        } else if (decoder_->ch_layout.nb_channels > 0 &&
+                   av_channel_layout_copy(&parameters.ch_layout, &decoder_->ch_layout) < 0) {
+            throw std::bad_alloc();
+        }
+    }
+
+    /// Of the first packet that can be decoded; all are alike.
+    void FindSpan() {
+        if (decoder_ && avcodec_send_packet(decoder_.get(), packet_.get()) >= 0 &&
+            avcodec_receive_frame(decoder_.get(), frame_.get()) >= 0 && IsRateOfSound(frame_->sample_rate)) {
+            spanNanoSec_ = frame_->nb_samples * Kovra::NanoSecPerSec / frame_->sample_rate;
+            decoder_.reset();
+        }
     }
 
     Result_t EndBy(int status, std::string& why) const {
@@ -245,8 +277,9 @@ private:
 
     /// A server that plays a recording tells how long it is, and leaves it at silence or hangs up in the end.
     bool HasPlayedAll() const {
-        std::int64_t const whole = format_->duration > 0
-                                       ? av_rescale(format_->duration, Kovra::NanoSecPerSec, AV_TIME_BASE)
+        constexpr std::int64_t NanoSecPerUnit = Kovra::NanoSecPerSec / AV_TIME_BASE;
+        std::int64_t const whole = format_->duration > 0 && format_->duration < INT64_MAX / NanoSecPerUnit
+                                       ? format_->duration * NanoSecPerUnit
                                        : INT64_MAX;
         std::int64_t const played = av_rescale(static_cast<std::int64_t>(lastTicks_ - firstTicks_),
                                                Kovra::NanoSecPerSec, told_.ticksPerSec);
@@ -257,8 +290,12 @@ private:
         packet.arrival = Kovra::JiffyTime::Now();
         packet.data.assign(packet_->data, packet_->data + packet_->size);
         AVRational const nanoSec = {1, static_cast<int>(Kovra::NanoSecPerSec)};
-        packet.durationNanoSec = std::clamp<std::int64_t>(
-            av_rescale_q(packet_->duration, stream_->time_base, nanoSec), 0, Kovra::NanoSecPerSec);
+        FindSpan();
+        packet.durationNanoSec =
+            spanNanoSec_ > 0
+                ? spanNanoSec_
+                : std::clamp<std::int64_t>(av_rescale_q(packet_->duration, stream_->time_base, nanoSec), 0,
+                                           Kovra::NanoSecPerSec);
         std::int64_t const stamp = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
         if (stamp == AV_NOPTS_VALUE) {
             // The second frame of a packet of several.
@@ -283,6 +320,10 @@ private:
     PacketPointer packet_;
     AVStream* stream_ = nullptr;
     StreamFormat told_;
+    /// Until it has told what a packet sounds for; 0 where nothing tells it.
+    CodecPointer decoder_;
+    FramePointer frame_;
+    std::int64_t spanNanoSec_ = 0;
     bool hasRead_ = false;
     std::uint64_t firstTicks_ = 0;
     std::uint64_t lastTicks_ = 0;

@@ -173,6 +173,33 @@ TEST(MediaFile_Aac, InAdtsIsHandedOverFrameByFrameWithoutConfiguration) {
     ExpectSound(sound, reading.sound);
 }
 
+// As broadcasts do where something else is put in.
+TEST(MediaFile_Aac, ThatGetsASecondChannelOnTheWayIsMixedByTheHostFromThereOn) {
+    TestFolder const folder;
+    Listening::Samples const sound = Listening::MakeVoice(48'000);
+    EncodeFile(folder.PathOf("mono.aac"), "adts", "aac", sound, 48'000);
+    EncodeFile(folder.PathOf("stereo.aac"), "adts", "aac", sound, 48'000, 2);
+    Reading const mono = ReadAll(folder.PathOf("mono.aac"));
+    Reading const both = ReadAll(folder.Write(
+        "both.aac", ReadFile(folder.PathOf("mono.aac")) + ReadFile(folder.PathOf("stereo.aac"))));
+    ASSERT_GT(both.frames.size(), mono.frames.size());
+    Listening::Samples given;
+    for (std::size_t i = 0; i < both.frames.size(); ++i) {
+        bool const isCoded = i < mono.frames.size();
+        ASSERT_EQ(both.frames[i]->GetCoding(),
+                  isCoded ? Media::MediaCoding_t::Aac : Media::MediaCoding_t::RawPcm)
+            << i;
+        ASSERT_EQ(both.frames[i]->GetNumChannels(), 1U);
+        if (!isCoded) {
+            std::string const data = DataOf(*both.frames[i]);
+            std::size_t const held = given.size();
+            given.resize(held + data.size() / sizeof(std::int16_t));
+            std::memcpy(given.data() + held, data.data(), data.size());
+        }
+    }
+    ExpectSound(sound, given);
+}
+
 TEST(MediaFile_Aac, InM4aCarriesItsConfigurationAndStartsAtZero) {
     TestFolder const folder;
     Listening::Samples const sound = Listening::MakeVoice(88200);

@@ -43,6 +43,24 @@ TEST(LiveFrames, OfMonoG711GoOnCoded) {
     EXPECT_EQ(frame.due.NanoSec(), FirstNanoSec + 7);
 }
 
+TEST(LiveFrames, OfMonoAacLastAsLongAsItsPacketsTell) {
+    StreamFormat format = MakeTestFormat();
+    format.parameters->codec_id = AV_CODEC_ID_AAC;
+    format.parameters->sample_rate = 24'000;
+    auto const maker = CreateLiveFrameMaker(format, "a stream");
+    EXPECT_TRUE(maker->IsCoded());
+    // 1024 samples where nothing is told.
+    for (std::int64_t const told : {20'000'000, 85'333'333, 0}) {
+        PlacedPacket packet = MakePlaced(FirstNanoSec, 100);
+        packet.packet.durationNanoSec = told;
+        LiveFrame frame;
+        ASSERT_TRUE(maker->Make(packet, frame));
+        EXPECT_EQ(frame.media.durationNanoSec, told != 0 ? told : 42'666'666);
+        EXPECT_EQ(frame.media.frame->GetDuration().NanoSec(), frame.media.durationNanoSec);
+        EXPECT_EQ(frame.endNanoSec, FirstNanoSec + frame.media.durationNanoSec);
+    }
+}
+
 TEST(LiveFrames, OfAllElseAreCountedSoundWithoutSeams) {
     auto const maker = CreateLiveFrameMaker(MakePcmFormat(), "a stream");
     EXPECT_FALSE(maker->IsCoded());

@@ -36,7 +36,7 @@ std::string Number(std::uint32_t value, int bytes) {
     return text;
 }
 
-CodecPointer OpenEncoder(char const* name, int rateHz, bool hasGlobalHeader) {
+CodecPointer OpenEncoder(char const* name, int rateHz, int channels, bool hasGlobalHeader) {
     AVCodec const* const codec = avcodec_find_encoder_by_name(name);
     Require(codec != nullptr, "no such encoder");
     CodecPointer encoder(avcodec_alloc_context3(codec));
@@ -45,7 +45,7 @@ CodecPointer OpenEncoder(char const* name, int rateHz, bool hasGlobalHeader) {
     encoder->bit_rate = 128000;
     encoder->time_base = {1, rateHz};
     encoder->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
-    av_channel_layout_default(&encoder->ch_layout, 1);
+    av_channel_layout_default(&encoder->ch_layout, channels);
     if (hasGlobalHeader) {
         encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
@@ -62,10 +62,13 @@ FramePointer MakeFrame(AVCodecContext const& encoder, Listening::SampleView soun
     Require(av_channel_layout_copy(&frame->ch_layout, &encoder.ch_layout) >= 0, "no memory");
     Require(av_frame_get_buffer(frame.get(), 0) >= 0, "no memory");
     for (std::size_t i = 0; i < sound.GetSize(); ++i) {
-        if (encoder.sample_fmt == AV_SAMPLE_FMT_FLTP) {
-            reinterpret_cast<float*>(frame->data[0])[i] = sound[i] / 32768.0F;
-        } else {
-            reinterpret_cast<std::int16_t*>(frame->data[0])[i] = sound[i];
+        for (int channel = 0; channel < encoder.ch_layout.nb_channels; ++channel) {
+            if (encoder.sample_fmt == AV_SAMPLE_FMT_FLTP) {
+                reinterpret_cast<float*>(frame->data[channel])[i] = sound[i] / 32768.0F;
+            } else {
+                Require(channel == 0, "only mono is interleaved");
+                reinterpret_cast<std::int16_t*>(frame->data[0])[i] = sound[i];
+            }
         }
     }
     return frame;
@@ -127,12 +130,12 @@ std::string BytesOf(Listening::Samples const& samples) {
 }
 
 void EncodeFile(std::string const& path, char const* muxer, char const* encoderName,
-                Listening::Samples const& sound, int rateHz) {
+                Listening::Samples const& sound, int rateHz, int channels) {
     AVFormatContext* context = nullptr;
     Require(avformat_alloc_output_context2(&context, nullptr, muxer, path.c_str()) >= 0, "no such muxer");
     std::unique_ptr<AVFormatContext, CloseOutput> const output(context);
     CodecPointer const encoder =
-        OpenEncoder(encoderName, rateHz, (context->oformat->flags & AVFMT_GLOBALHEADER) != 0);
+        OpenEncoder(encoderName, rateHz, channels, (context->oformat->flags & AVFMT_GLOBALHEADER) != 0);
     AVStream* const stream = avformat_new_stream(context, nullptr);
     Require(stream && avcodec_parameters_from_context(stream->codecpar, encoder.get()) >= 0, "no stream");
     stream->time_base = encoder->time_base;

@@ -42,8 +42,9 @@ struct WavFormat {
 std::string MakeWav(WavFormat const& format, std::string const& data);
 std::string BytesOf(Listening::Samples const& samples);
 
-/// Codes mono sound into a file with the library's own encoder and muxer. The encoder's delay goes with it.
+/// Codes sound, the same in all channels, into a file with the library's own encoder and muxer. The encoder's
+/// delay goes with it.
 void EncodeFile(std::string const& path, char const* muxer, char const* encoder,
-                Listening::Samples const& sound, int rateHz);
+                Listening::Samples const& sound, int rateHz, int channels = 1);
 
 } // namespace AudioHost
