@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 namespace AudioHost {
@@ -61,9 +62,8 @@ void TellOpened(StreamFormat const& format, std::function<void(StreamNews)> cons
 /// What came of a stream that was open.
 struct Reading {
     Course_t course = Course_t::Over;
-    bool hasRead = false;
-    /// Without a packet.
-    std::int64_t waitedNanoSec = 0;
+    /// It held for a while: whatever comes now is another break.
+    bool wasBack = false;
 };
 
 /// Reads a stream that is open until it ends or breaks. One that was open before is so again with its first
@@ -75,7 +75,7 @@ Reading ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(s
         TellOpened(format, tell);
     }
     Pace pace(format);
-    bool hasRead = false;
+    std::optional<Kovra::JiffyTime> first;
     for (;;) {
         StreamNews news = NewsOf(News_t::Packet);
         StreamConnection::Result_t const result = connection.Read(news.packet, news.text);
@@ -90,11 +90,10 @@ Reading ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(s
                 broke.error = HostError(ExitCode_t::NoStream, "the stream broke off: " + news.text + ".");
             }
             tell(std::move(broke));
-            bool const isSilent = result == StreamConnection::Result_t::Silent;
-            return {format.isFinite ? Course_t::Over : Course_t::GoesOn, hasRead,
-                    isSilent && !hasRead ? StallLimitNanoSec : 0};
+            return {format.isFinite ? Course_t::Over : Course_t::GoesOn,
+                    first && Kovra::JiffyTime::Now().GetDiffSysTime(*first).NanoSec() >= BackNanoSec};
         }
-        if (!std::exchange(hasRead, true) && !isFirst) {
+        if (!first && !isFirst) {
             TellOpened(format, tell);
         }
         std::int64_t const ahead = pace.AheadNanoSec(news.packet);
@@ -105,6 +104,7 @@ Reading ReadAll(StreamConnection& connection, bool isFirst, std::function<bool(s
         if (ahead > 0) {
             news.packet.arrival = Kovra::JiffyTime::Now();
         }
+        first = first.value_or(news.packet.arrival);
         tell(std::move(news));
     }
 }
@@ -116,7 +116,7 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
                   std::function<void(StreamNews)> const& tell) {
     bool hasOpened = false;
     std::int64_t pause = FirstPauseNanoSec;
-    std::int64_t paused = 0;
+    Kovra::JiffyTime broke = Kovra::JiffyTime::Now();
     for (;;) {
         Reading reading;
         try {
@@ -126,7 +126,6 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
             if (reading.course == Course_t::Over) {
                 return;
             }
-            paused += reading.waitedNanoSec;
         } catch (HostError const& error) {
             StreamNews news = NewsOf(hasOpened ? News_t::Broke : News_t::Over, error.what());
             if (!hasOpened) {
@@ -136,11 +135,14 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
             }
             tell(std::move(news));
         }
-        if (reading.hasRead) {
+        // Counted from here, not from the last packet: that a machine has slept since is no reason to give
+        // up.
+        Kovra::JiffyTime const now = Kovra::JiffyTime::Now();
+        if (reading.wasBack) {
             pause = FirstPauseNanoSec;
-            paused = 0;
+            broke = now;
         }
-        if (paused >= GiveUpNanoSec) {
+        if (now.GetDiffSysTime(broke).NanoSec() >= GiveUpNanoSec) {
             StreamNews news = NewsOf(News_t::Over);
             news.error = HostError(ExitCode_t::NoStream, "the stream broke and did not come back.");
             tell(std::move(news));
@@ -150,7 +152,6 @@ void FollowStream(std::function<std::unique_ptr<StreamConnection>()> const& conn
             tell(NewsOf(News_t::Over));
             return;
         }
-        paused += pause;
         pause = std::min(2 * pause, LongestPauseNanoSec);
     }
 }

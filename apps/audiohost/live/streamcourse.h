@@ -16,7 +16,10 @@ namespace AudioHost {
 /// pause.
 constexpr std::int64_t FirstPauseNanoSec = 250 * Kovra::NanoSecPerMilliSec;
 constexpr std::int64_t LongestPauseNanoSec = 500 * Kovra::NanoSecPerMilliSec;
-/// One that has paused for so long since it broke, or waited for a packet, is given up.
+/// One that holds for so long from its first packet on is back. A server that sends one and hangs up each
+/// time gets the longest pauses, and is given up.
+constexpr std::int64_t BackNanoSec = StallLimitNanoSec;
+/// One that has not been back for so long since it broke is given up.
 constexpr std::int64_t GiveUpNanoSec = 60 * Kovra::NanoSecPerSec;
 /// What comes as fast as it is read is held to its own time; a timestamp further off begins a new one.
 constexpr std::int64_t MaxAheadNanoSec = 10 * Kovra::NanoSecPerSec;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 #include <vector>
 
 #include "support/teststream.h"
@@ -17,9 +16,50 @@ using Result_t = StreamConnection::Result_t;
 using Kovra::NanoSecPerMilliSec;
 using Kovra::NanoSecPerSec;
 
+/// Time that passes only in openings, waits and reads.
+class MadeUpTime : public Kovra::ClockSource {
+public:
+    MadeUpTime() { Kovra::SetClockSource(this); }
+    ~MadeUpTime() override { Kovra::SetClockSource(nullptr); }
+    MadeUpTime(MadeUpTime const&) = delete;
+    MadeUpTime& operator=(MadeUpTime const&) = delete;
+
+    std::int64_t SystemNanoSec() const override { return nanoSec; }
+    std::int64_t MonotonicNanoSec() const override { return nanoSec; }
+
+    std::int64_t nanoSec = NanoSecPerSec;
+};
+
+/// Its packets come when their timestamps say, since it was opened.
+class TimedConnection : public TestConnection {
+public:
+    TimedConnection(MadeUpTime& time, StreamFormat const& format, std::deque<LivePacket> packets,
+                    Result_t end)
+        : TestConnection(format, std::move(packets), end), time_(time), opened_(time.nanoSec) {}
+
+    Result_t Read(LivePacket& packet, std::string& why) override {
+        Result_t const result = TestConnection::Read(packet, why);
+        if (result == Result_t::Silent) {
+            time_.nanoSec += StallLimitNanoSec;
+        }
+        if (result == Result_t::Packet && !GetFormat().isAhead) {
+            time_.nanoSec = opened_ + static_cast<std::int64_t>(packet.ticks);
+            packet.arrival = Kovra::JiffyTime(time_.nanoSec);
+        }
+        return result;
+    }
+
+private:
+    MadeUpTime& time_;
+    std::int64_t const opened_;
+};
+
 /// Follows a stream whose openings and waits are made up.
 struct CourseFixture {
+    MadeUpTime time;
     std::vector<std::function<std::unique_ptr<StreamConnection>()>> openings;
+    /// How long each takes.
+    std::int64_t openingNanoSec = 0;
     /// What comes after them.
     std::function<std::unique_ptr<StreamConnection>()> after = [] {
         return std::unique_ptr<StreamConnection>();
@@ -30,15 +70,22 @@ struct CourseFixture {
     std::vector<std::int64_t> waits;
     std::vector<StreamNews> news;
 
+    std::function<std::unique_ptr<StreamConnection>()> Opening(
+        std::deque<LivePacket> const& packets, Result_t end, StreamFormat const& format = MakeTestFormat()) {
+        return [=] { return std::make_unique<TimedConnection>(time, format, packets, end); };
+    }
+
     void Follow() {
         FollowStream(
             [this] {
                 std::size_t const number = opened++;
+                time.nanoSec += openingNanoSec;
                 return number < openings.size() ? openings[number]() : after();
             },
             [this](std::int64_t nanoSec) {
                 if (nanoSec > 0) {
                     waits.push_back(nanoSec);
+                    time.nanoSec += nanoSec;
                 }
                 return waits.size() <= allowedWaits;
             },
@@ -53,12 +100,6 @@ struct CourseFixture {
         return kinds;
     }
 };
-
-std::function<std::unique_ptr<StreamConnection>()> Opening(std::deque<LivePacket> const& packets,
-                                                           Result_t end,
-                                                           StreamFormat const& format = MakeTestFormat()) {
-    return [=] { return std::make_unique<TestConnection>(format, packets, end); };
-}
 
 std::unique_ptr<StreamConnection> Refuse() {
     throw HostError(ExitCode_t::NoStream, "nobody there.");
@@ -79,7 +120,7 @@ TEST(FollowStream, ThatDoesNotOpenTellsWhyAndIsNotTriedAgain) {
 
 TEST(FollowStream, ThatEndsIsOverWithoutAnError) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0), MakeTestPacket(20)}, Result_t::Ended)};
+    fixture.openings = {fixture.Opening({MakeTestPacket(0), MakeTestPacket(20)}, Result_t::Ended)};
     fixture.Follow();
     EXPECT_EQ(fixture.Kinds(),
               (std::vector<News_t>{News_t::Opened, News_t::Packet, News_t::Packet, News_t::Over}));
@@ -89,40 +130,65 @@ TEST(FollowStream, ThatEndsIsOverWithoutAnError) {
 
 TEST(FollowStream, ThatBreaksIsOpenedAgainAfterPausesThatGrowToHalfASecond) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken),
+    fixture.openings = {fixture.Opening({MakeTestPacket(0)}, Result_t::Broken),
                         Refuse,
                         Refuse,
                         Refuse,
                         Refuse,
-                        Opening({MakeTestPacket(0)}, Result_t::Broken),
-                        Opening({MakeTestPacket(0)}, Result_t::Ended)};
+                        fixture.Opening({MakeTestPacket(0), MakeTestPacket(1999)}, Result_t::Broken),
+                        fixture.Opening({MakeTestPacket(0), MakeTestPacket(2000)}, Result_t::Broken),
+                        fixture.Opening({MakeTestPacket(0)}, Result_t::Ended)};
     fixture.Follow();
     std::int64_t const quarter = NanoSecPerSec / 4;
-    // A packet begins it all anew.
+    // Two seconds of packets begin it all anew.
     EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{quarter, 2 * quarter, 2 * quarter, 2 * quarter,
-                                                        2 * quarter, quarter}));
-    EXPECT_EQ(fixture.opened, 7U);
+                                                        2 * quarter, 2 * quarter, quarter}));
+    EXPECT_EQ(fixture.opened, 8U);
     EXPECT_FALSE(fixture.news.back().error);
 }
 
-TEST(FollowStream, ThatStaysBrokenForAMinuteIsGivenUp) {
+// Openings may wait long for an answer.
+TEST(FollowStream, ThatStaysBrokenForAMinuteIsGivenUpHoweverLongItsOpeningsTake) {
+    for (std::int64_t const openingNanoSec : {std::int64_t{0}, 2 * NanoSecPerSec, OpenLimitNanoSec}) {
+        CourseFixture fixture;
+        fixture.openings = {fixture.Opening({MakeTestPacket(0), MakeTestPacket(100'000)}, Result_t::Broken)};
+        fixture.after = Refuse;
+        fixture.openingNanoSec = openingNanoSec;
+        std::int64_t const broke = fixture.time.nanoSec + openingNanoSec + 100 * NanoSecPerSec;
+        fixture.Follow();
+        EXPECT_GE(fixture.time.nanoSec - broke, 60 * NanoSecPerSec);
+        EXPECT_LT(fixture.time.nanoSec - broke, 60 * NanoSecPerSec + openingNanoSec + LongestPauseNanoSec);
+        ASSERT_TRUE(fixture.news.back().error);
+        EXPECT_EQ(fixture.news.back().error->GetCode(), ExitCode_t::NoStream);
+    }
+}
+
+TEST(FollowStream, ThatSendsAPacketAndHangsUpEachTimeIsGivenUpToo) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
-    fixture.after = Refuse;
+    fixture.after = fixture.Opening({MakeTestPacket(0)}, Result_t::Broken);
     fixture.Follow();
-    std::int64_t const paused = std::accumulate(fixture.waits.begin(), fixture.waits.end(), std::int64_t{0});
-    EXPECT_GE(paused, 60 * NanoSecPerSec);
-    EXPECT_LT(paused - fixture.waits.back(), 60 * NanoSecPerSec);
-    ASSERT_TRUE(fixture.news.back().error);
-    EXPECT_EQ(fixture.news.back().error->GetCode(), ExitCode_t::NoStream);
+    // 0.25 s and 120 times half a second.
+    EXPECT_EQ(fixture.waits.size(), 121U);
+    EXPECT_TRUE(fixture.news.back().error);
+}
+
+// Some senders are silent while nobody speaks.
+TEST(FollowStream, ThatSendsAPacketNowAndThenIsNotGivenUp) {
+    CourseFixture fixture;
+    fixture.after = fixture.Opening({MakeTestPacket(0)}, Result_t::Silent);
+    fixture.allowedWaits = 1000;
+    fixture.Follow();
+    EXPECT_EQ(fixture.opened, 1001U);
+    EXPECT_FALSE(fixture.news.back().error);
 }
 
 // Nobody is asked when a description is opened.
 TEST(FollowStream, ThatOpensButSendsNothingIsBrokenUntilItsFirstPacketAndGivenUpToo) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Silent), Opening({}, Result_t::Silent),
-                        Opening({MakeTestPacket(0)}, Result_t::Silent)};
-    fixture.after = Opening({}, Result_t::Silent);
+    fixture.openings = {fixture.Opening({MakeTestPacket(0)}, Result_t::Silent),
+                        fixture.Opening({}, Result_t::Silent),
+                        fixture.Opening({MakeTestPacket(0)}, Result_t::Silent)};
+    fixture.after = fixture.Opening({}, Result_t::Silent);
     fixture.Follow();
     std::vector<News_t> kinds = fixture.Kinds();
     ASSERT_GE(kinds.size(), 6U);
@@ -137,8 +203,8 @@ TEST(FollowStream, ThatOpensButSendsNothingIsBrokenUntilItsFirstPacketAndGivenUp
 // A server that is starting may take a connection and close it at once, which takes no time.
 TEST(FollowStream, ThatIsClosedAtOnceIsTriedForAMinuteOfPauses) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
-    fixture.after = Opening({}, Result_t::Broken);
+    fixture.openings = {fixture.Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.after = fixture.Opening({}, Result_t::Broken);
     fixture.Follow();
     // 0.25 s and 120 times half a second.
     EXPECT_EQ(fixture.waits.size(), 121U);
@@ -147,7 +213,7 @@ TEST(FollowStream, ThatIsClosedAtOnceIsTriedForAMinuteOfPauses) {
 
 TEST(FollowStream, ThatSendsNothingAtFirstIsOpenAllTheSame) {
     CourseFixture fixture;
-    fixture.after = Opening({}, Result_t::Broken);
+    fixture.after = fixture.Opening({}, Result_t::Broken);
     fixture.Follow();
     EXPECT_EQ(fixture.news.front().kind, News_t::Opened);
     EXPECT_EQ(std::count_if(fixture.news.begin(), fixture.news.end(),
@@ -160,7 +226,7 @@ TEST(FollowStream, WithAnEndOfItsOwnThatBreaksOffIsNotBegunAgain) {
     CourseFixture fixture;
     StreamFormat format = MakeTestFormat();
     format.isFinite = true;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken, format)};
+    fixture.openings = {fixture.Opening({MakeTestPacket(0)}, Result_t::Broken, format)};
     fixture.Follow();
     EXPECT_EQ(fixture.opened, 1U);
     ASSERT_TRUE(fixture.news.back().error);
@@ -169,7 +235,7 @@ TEST(FollowStream, WithAnEndOfItsOwnThatBreaksOffIsNotBegunAgain) {
 
 TEST(FollowStream, EndsAtOnceWhenThePauseIsEnded) {
     CourseFixture fixture;
-    fixture.openings = {Opening({MakeTestPacket(0)}, Result_t::Broken)};
+    fixture.openings = {fixture.Opening({MakeTestPacket(0)}, Result_t::Broken)};
     fixture.allowedWaits = 0;
     fixture.Follow();
     EXPECT_EQ(fixture.opened, 1U);
@@ -188,7 +254,7 @@ TEST(FollowStream, ThatComesAsFastAsItIsReadIsHeldToItsOwnTime) {
     }
     // One that comes late is not held.
     packets[2].arrival = Kovra::JiffyTime(2 * NanoSecPerSec);
-    fixture.openings = {Opening(packets, Result_t::Ended, format)};
+    fixture.openings = {fixture.Opening(packets, Result_t::Ended, format)};
     fixture.Follow();
     EXPECT_EQ(fixture.waits, (std::vector<std::int64_t>{20 * NanoSecPerMilliSec, 20 * NanoSecPerMilliSec}));
 }
