@@ -1,5 +1,6 @@
 #include "live/livestream.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -26,6 +27,14 @@ void Note(std::string const& text) {
 void LiveStream::Shared::Tell(StreamNews one) {
     std::lock_guard<std::mutex> const guard(lock);
     news.push_back(std::move(one));
+    if (news.size() > MaxNews) {
+        auto const oldest = std::find_if(news.begin(), news.end(), [](StreamNews const& some) {
+            return some.kind == StreamNews::Kind_t::Packet;
+        });
+        if (oldest != news.end()) {
+            news.erase(oldest);
+        }
+    }
 }
 
 bool LiveStream::Shared::Wait(std::int64_t nanoSec) {
@@ -119,7 +128,7 @@ StreamState LiveStream::GetState() const {
     return state;
 }
 
-std::vector<StreamNews> LiveStream::TakeNews(bool& hasEnded) {
+std::deque<StreamNews> LiveStream::TakeNews(bool& hasEnded) {
     std::lock_guard<std::mutex> const guard(shared_->lock);
     hasEnded = shared_->hasEnded;
     return std::exchange(shared_->news, {});

@@ -2,13 +2,15 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "live/liveframes.h"
 #include "live/packetorder.h"
@@ -21,6 +23,10 @@ namespace AudioHost {
 
 /// Breaks, and what the stream clock notices, are told as records of this channel.
 constexpr char const* StreamChannel = "AudioHost.Stream";
+
+/// What comes while nobody takes it, as other streams are still being opened. More could not wait for its
+/// turn.
+constexpr std::size_t MaxNews = MaxWaitingPackets;
 
 /// A stream that is played: a thread reads it and opens it again when it breaks; its packets are placed in
 /// time, put into their order, and become frames.
@@ -68,14 +74,15 @@ private:
         std::mutex lock;
         std::condition_variable changed;
         // --- guarded by lock
-        std::vector<StreamNews> news;
+        std::deque<StreamNews> news;
         bool hasEnded = false;
 
+        /// Beyond `MaxNews` the oldest packet is dropped, and missing as if it had been lost on the way.
         void Tell(StreamNews one);
         bool Wait(std::int64_t nanoSec);
     };
 
-    std::vector<StreamNews> TakeNews(bool& hasEnded);
+    std::deque<StreamNews> TakeNews(bool& hasEnded);
     void Hear(StreamNews& news);
     void GiveUp(HostError const& error);
     void Begin(StreamFormat const& format);

@@ -1,11 +1,21 @@
 #include "play/logwatch.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "pipeline/statistics.h"
 
 namespace AudioHost {
+
+namespace {
+
+/// Up to the first number.
+std::string_view SentenceOf(std::string_view text) {
+    return text.substr(0, text.find_first_of("+-0123456789"));
+}
+
+} // namespace
 
 char const* KindInWords(EventKind_t kind) {
     switch (kind) {
@@ -32,11 +42,16 @@ char const* KindInWords(EventKind_t kind) {
 }
 
 void AddEvent(PlayEvent event, std::vector<PlayEvent>& events) {
-    bool const isRepeat = event.kind == EventKind_t::SmallGap || event.kind == EventKind_t::PacketLoss;
-    auto const before = std::find_if(events.rbegin(), events.rend(),
-                                     [&](PlayEvent const& one) { return one.kind == event.kind; });
-    if (!isRepeat || before == events.rend() ||
-        event.timeNanoSec - before->lastNanoSec > Media::EpisodeQuietNanoSec) {
+    bool const isOther = event.kind == EventKind_t::Other;
+    bool const mayRepeat =
+        isOther || event.kind == EventKind_t::SmallGap || event.kind == EventKind_t::PacketLoss;
+    auto const before = std::find_if(events.rbegin(), events.rend(), [&](PlayEvent const& one) {
+        return one.kind == event.kind && (!isOther || SentenceOf(one.text) == SentenceOf(event.text));
+    });
+    bool const isRepeat = mayRepeat && before != events.rend() &&
+                          event.timeNanoSec - before->lastNanoSec <= Media::EpisodeQuietNanoSec;
+    bool const isFull = before != events.rend() && events.size() >= MaxEvents;
+    if (!isRepeat && !isFull) {
         events.push_back(std::move(event));
         return;
     }

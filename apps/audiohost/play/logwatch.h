@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,8 +25,12 @@ struct PlayEvent {
 /// In a person's words: "playback started".
 char const* KindInWords(EventKind_t kind);
 
-/// Adds the latest one. Small gaps and lost packets, which may come with every frame, are joined to one of
-/// their kind that was there within two seconds.
+/// What is kept of a session, two megabytes: a change of the playback frequency every ten seconds of a day.
+constexpr std::size_t MaxEvents = 10'000;
+
+/// Adds the latest one. Joined to one like it that was there within two seconds: small gaps and lost packets,
+/// which may come with every frame, and other records that differ in their numbers alone, as of a stream that
+/// breaks again and again. Beyond `MaxEvents` whatever has happened before is joined to the last time it did.
 void AddEvent(PlayEvent event, std::vector<PlayEvent>& events);
 
 } // namespace AudioHost

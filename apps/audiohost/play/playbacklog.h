@@ -156,8 +156,8 @@ private:
 class PlaybackLogKeeper {
 public:
     /// With `keepAll` all that a report shows is kept, the sound that is sent among it: 100 kB a second and
-    /// session. Without, as much as a summary needs, a megabyte a session and the records that are not
-    /// joined, however long it takes.
+    /// session. Without, as much as a summary needs, a megabyte a session and its records, however long it
+    /// takes.
     explicit PlaybackLogKeeper(bool keepAll) : keepAll_(keepAll) {}
 
     /// Before the first frame: the instant that times count from.

@@ -190,6 +190,20 @@ TEST(LiveFeeder_Run, StopsAtTheLimitThoughTheStreamGoesOn) {
     EXPECT_LE(fixture.time.MonotonicNanoSec(), OpenedNanoSec + 1'000 * NanoSecPerMilliSec);
 }
 
+// Other streams may take their time to open.
+TEST(LiveFeeder_Run, OfMoreThanCanWaitPlaysTheLatest) {
+    LiveFixture fixture;
+    std::vector<std::int64_t> milliSecs(MaxNews + 500);
+    for (std::size_t i = 0; i < milliSecs.size(); ++i) {
+        milliSecs[i] = 200 + 20 * static_cast<std::int64_t>(i);
+    }
+    fixture.Feed(fixture.Open(milliSecs), 0);
+    // The word that it has ended waits, too, so that 501 packets are dropped.
+    ASSERT_EQ(fixture.renderer.rendered.size(), MaxNews - 1);
+    std::int64_t const due = OpenedNanoSec + (200 + 501 * 20) * NanoSecPerMilliSec + LeadNanoSec;
+    EXPECT_LE(std::abs(fixture.renderer.rendered[0].presentationNanoSec - due), 1'000);
+}
+
 TEST(LiveStream_WaitUntilOpen, OfAStreamThatDoesNotOpenThrowsItsError) {
     LiveStream stream("a stream",
                       [](LiveStream::StopFlag const&) -> std::unique_ptr<StreamConnection> {

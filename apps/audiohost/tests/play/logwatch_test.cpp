@@ -45,6 +45,40 @@ TEST(LogWatch_AddEvent, JoinsNothingElse) {
         EXPECT_EQ(AddAll({{kind, 0, "one"}, {kind, 1, "two"}}).size(), 2U);
     }
     EXPECT_EQ(AddAll({{EventKind_t::PacketLoss, 0, "one"}, {EventKind_t::PacketLoss, 1, "two"}}).size(), 1U);
+    EXPECT_EQ(AddAll({{EventKind_t::Other, 0, "one"}, {EventKind_t::Other, 1, "two"}}).size(), 2U);
+}
+
+// A server may hang up as often as it likes.
+TEST(LogWatch_AddEvent, JoinsWhatAStreamTellsAgainAndAgain) {
+    std::vector<PlayEvent> told;
+    for (std::int64_t i = 0; i < 1'000; ++i) {
+        std::int64_t const time = i * NanoSecPerSec / 2;
+        std::string const span = (i % 2 == 0 ? "+" : "-") + std::to_string(4'000 + i);
+        told.push_back({EventKind_t::Other, time, "the stream broke: the sender has ended it"});
+        told.push_back({EventKind_t::Other, time + 1, "the stream is open again"});
+        told.push_back({EventKind_t::Other, time + 2, "the sender's timestamps begin anew, " + span + " ms"});
+    }
+    std::vector<PlayEvent> const events = AddAll(told);
+    ASSERT_EQ(events.size(), 3U);
+    for (PlayEvent const& event : events) {
+        EXPECT_EQ(event.count, 1'000U);
+    }
+    EXPECT_EQ(events[1].text, "the stream is open again");
+    EXPECT_EQ(events[1].lastNanoSec, 999 * NanoSecPerSec / 2 + 1);
+}
+
+TEST(LogWatch_AddEvent, OfMoreThanIsKeptCountsTheRestToTheLastOfItsKind) {
+    std::vector<PlayEvent> told;
+    for (std::size_t i = 0; i < MaxEvents + 5; ++i) {
+        told.push_back({EventKind_t::FrequencyChange, static_cast<std::int64_t>(i) * NanoSecPerSec, "one"});
+    }
+    // What has not been there yet is news.
+    told.push_back({EventKind_t::IdleStop, 0, "another"});
+    std::vector<PlayEvent> const events = AddAll(told);
+    ASSERT_EQ(events.size(), MaxEvents + 1);
+    EXPECT_EQ(events[MaxEvents - 2].count, 1U);
+    EXPECT_EQ(events[MaxEvents - 1].count, 6U);
+    EXPECT_EQ(events[MaxEvents].kind, EventKind_t::IdleStop);
 }
 
 } // namespace AudioHost
