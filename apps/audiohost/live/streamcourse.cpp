@@ -1,7 +1,6 @@
 #include "live/streamcourse.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <utility>
 
@@ -29,8 +28,10 @@ public:
             return 0;
         }
         std::int64_t const now = packet.arrival.NanoSec();
-        std::int64_t const ahead = hasBegun_ ? due_ + SpanNanoSec(packet.ticks) - now : 0;
-        if (!hasBegun_ || std::abs(ahead) > MaxAheadNanoSec) {
+        // A server may stamp anything.
+        std::int64_t const due = av_sat_add64(due_, SpanNanoSec(packet.ticks));
+        std::int64_t const ahead = hasBegun_ ? av_sat_sub64(due, now) : 0;
+        if (!hasBegun_ || ahead > MaxAheadNanoSec || ahead < -MaxAheadNanoSec) {
             hasBegun_ = true;
             ticks_ = packet.ticks;
             due_ = now;
