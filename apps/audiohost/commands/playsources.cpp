@@ -83,8 +83,8 @@ std::vector<std::unique_ptr<LiveStream>> OpenStreams(PlayOptions const& options)
     Transport_t const transport = options.isTcp ? Transport_t::Tcp : Transport_t::Udp;
     std::vector<std::unique_ptr<LiveStream>> streams;
     for (std::string const& address : options.streams) {
-        std::string const name =
-            IsSessionDescription(address) ? FileNameOf(address) : WithoutCredentials(address);
+        bool const isFile = address.find("://") == std::string::npos;
+        std::string const name = isFile ? FileNameOf(address) : WithoutCredentials(address);
         streams.push_back(std::make_unique<LiveStream>(
             name,
             [address, transport](LiveStream::StopFlag const& stop) {

@@ -229,9 +229,17 @@ void RequireTalk(CLI::App const& play, PlayOptions const& options) {
     }
 }
 
-/// CLI11's own texts end without a hint; ours say where help is.
-std::string Complain(CLI::ParseError const& error) {
-    std::string text = WithoutCredentials(error.what());
+/// CLI11's own texts end without a hint; ours say where help is. It tells the arguments without quotation
+/// marks, so that only they themselves show where a password ends.
+std::string Complain(CLI::ParseError const& error, std::vector<std::string> const& arguments) {
+    std::string text = error.what();
+    for (std::string const& argument : arguments) {
+        std::size_t const place = text.find(argument);
+        if (place != std::string::npos) {
+            text.replace(place, argument.size(), WithoutCredentials(argument));
+        }
+    }
+    text = TextWithoutCredentials(text);
     std::replace(text.begin(), text.end(), '\n', ' ');
     return text + "\nRun audiohost --help, or audiohost COMMAND --help, for the options.";
 }
@@ -305,7 +313,7 @@ CommandLine ReadCommandLine(std::vector<std::string> const& arguments) {
         result.text = version.what();
     } catch (CLI::ParseError const& error) {
         result.code = ExitCode_t::Usage;
-        result.text = Complain(error);
+        result.text = Complain(error, arguments);
     }
     return result;
 }

@@ -17,6 +17,21 @@ bool IsOfScheme(char letter) {
            letter == '.';
 }
 
+/// Of an address that goes on at `place`, behind its scheme, until `end`.
+void EraseCredentials(std::string& text, std::size_t place, std::size_t end) {
+    std::size_t const at = text.rfind('@', end - 1);
+    // "udp://@:5000" has no credentials: the sign stands for "whoever sends".
+    if (at == std::string::npos || at <= place) {
+        return;
+    }
+    // A password may have all signs in it, a / too, though it should not. So where there may be one the last
+    // @ counts, be it one of the path's: less is shown then than could be.
+    bool const isOfHost = at < std::min(text.find_first_of("/?#", place), end);
+    if (isOfHost || text.find(':', place) < at) {
+        text.erase(place, at + 1 - place);
+    }
+}
+
 } // namespace
 
 bool IsSessionDescription(std::string const& text) {
@@ -34,24 +49,21 @@ bool IsStream(std::string const& text) {
     return isAddress || IsSessionDescription(text);
 }
 
-std::string WithoutCredentials(std::string const& text) {
+std::string WithoutCredentials(std::string const& address) {
+    std::string shown = address;
+    std::size_t const scheme = shown.find(AfterScheme);
+    if (scheme != std::string::npos) {
+        EraseCredentials(shown, scheme + AfterSchemeSize, shown.size());
+    }
+    return shown;
+}
+
+std::string TextWithoutCredentials(std::string const& text) {
     std::string shown = text;
     std::size_t place = 0;
     while ((place = shown.find(AfterScheme, place)) != std::string::npos) {
         place += AfterSchemeSize;
-        std::size_t const end = std::min(shown.find_first_of(" \t\n'\"", place), shown.size());
-        std::size_t const at = shown.rfind('@', end == 0 ? 0 : end - 1);
-        // "udp://@:5000" has no credentials: the sign stands for "whoever sends".
-        if (at == std::string::npos || at <= place || at >= end) {
-            continue;
-        }
-        // A password may have all signs in it, a / too, though it should not. So where there may be one the
-        // last
-        // @ counts, be it one of the path's: less is shown then than could be.
-        bool const isOfHost = at < std::min(shown.find_first_of("/?#", place), end);
-        if (isOfHost || shown.find(':', place) < at) {
-            shown.erase(place, at + 1 - place);
-        }
+        EraseCredentials(shown, place, std::min(shown.find_first_of(" \t\n'\"", place), shown.size()));
     }
     return shown;
 }

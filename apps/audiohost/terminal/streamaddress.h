@@ -11,7 +11,11 @@ bool IsStream(std::string const& text);
 /// True for the path of a session's description.
 bool IsSessionDescription(std::string const& text);
 
-/// `text` with the name and password of every address in it left out, for whatever is shown or kept.
-std::string WithoutCredentials(std::string const& text);
+/// `address`, or whatever else stands alone, with its name and password left out, for all that is shown or
+/// kept. They may have every sign in them.
+std::string WithoutCredentials(std::string const& address);
+
+/// The same of a text that has addresses in it, each until a blank or a quotation mark.
+std::string TextWithoutCredentials(std::string const& text);
 
 } // namespace AudioHost
