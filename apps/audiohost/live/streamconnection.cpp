@@ -23,8 +23,12 @@ constexpr int TransportStreamWrapBits = 33;
 constexpr char const* ProbeBytes = "5000000";
 constexpr char const* ProbeMicroSec = "1000000";
 
-/// Windows' own number for it, which the library does not translate.
+/// Windows' own numbers, which the library does not translate.
+constexpr int WinsockAddressInUse = 10'048;
+constexpr int WinsockNetworkUnreachable = 10'051;
+constexpr int WinsockConnectionReset = 10'054;
 constexpr int WinsockConnectionRefused = 10'061;
+constexpr int WinsockHostUnreachable = 10'065;
 
 enum class Scheme_t { Rtsp, Description, TransportStream, Http };
 
@@ -45,36 +49,6 @@ Scheme_t KindOf(std::string const& address) {
     throw HostError(ExitCode_t::Usage, "'" + WithoutCredentials(address) +
                                            "' is no address that can be played: rtsp://, udp://, http://, or "
                                            "a file that ends in .sdp.");
-}
-
-std::string ReasonOf(int status) {
-    switch (status) {
-        case AVERROR_HTTP_UNAUTHORIZED:
-        case AVERROR_HTTP_FORBIDDEN:
-            return "asks for a name and a password, or refuses those in the address";
-        case AVERROR_HTTP_NOT_FOUND:
-            return "has nothing under this path";
-        case AVERROR_EXIT:
-        case AVERROR(ETIMEDOUT):
-            return "does not answer: nobody listens there, or the way to it is closed";
-        case AVERROR(ECONNREFUSED):
-        case AVERROR(WinsockConnectionRefused):
-            return "refuses the connection: nothing listens there";
-        case AVERROR(EIO):
-            return "cannot be reached: there is no such host, or no way to it";
-        case AVERROR(EADDRINUSE):
-            return "cannot be received: another program has its port";
-        case AVERROR_INVALIDDATA:
-        case AVERROR_PROTOCOL_NOT_FOUND:
-            return "sends nothing that can be understood";
-        case AVERROR_EOF:
-            return "ends at once";
-        default: {
-            char text[AV_ERROR_MAX_STRING_SIZE] = {};
-            av_strerror(status, text, sizeof(text));
-            return std::string("cannot be opened: ") + text;
-        }
-    }
 }
 
 /// Ends the library's waits.
@@ -176,14 +150,15 @@ private:
             avformat_open_input(&context, isDescription ? path.c_str() : address.c_str(), format, &settings);
         av_dict_free(&settings);
         if (status < 0) {
-            throw HostError(ExitCode_t::NoStream, shown_ + " " + ReasonOf(status) + ".");
+            throw HostError(ExitCode_t::NoStream, shown_ + " " + ReasonOf(status, isDescription) + ".");
         }
         format_.reset(context);
         if (NeedsLook()) {
             status = avformat_find_stream_info(format_.get(), nullptr);
             if (status < 0 || watch_->IsOver()) {
-                throw HostError(ExitCode_t::NoStream,
-                                shown_ + " " + ReasonOf(status < 0 ? status : AVERROR_EXIT) + ".");
+                throw HostError(
+                    ExitCode_t::NoStream,
+                    shown_ + " " + ReasonOf(status < 0 ? status : AVERROR_EXIT, isDescription) + ".");
             }
         }
     }
@@ -331,6 +306,45 @@ private:
 };
 
 } // namespace
+
+std::string ReasonOf(int status, bool isDescription) {
+    switch (status) {
+        case AVERROR_HTTP_UNAUTHORIZED:
+        case AVERROR_HTTP_FORBIDDEN:
+            return "asks for a name and a password, or refuses those in the address";
+        case AVERROR_HTTP_NOT_FOUND:
+            return "has nothing under this path";
+        case AVERROR_EXIT:
+        case AVERROR(ETIMEDOUT):
+            return "does not answer: nobody listens there, or the way to it is closed";
+        case AVERROR(ECONNREFUSED):
+        case AVERROR(WinsockConnectionRefused):
+            return "refuses the connection: nothing listens there";
+        case AVERROR(WinsockConnectionReset):
+            return "breaks off the connection";
+        case AVERROR(WinsockNetworkUnreachable):
+        case AVERROR(WinsockHostUnreachable):
+            return "cannot be reached: there is no way to it";
+        case AVERROR(EIO):
+            return "cannot be reached: there is no such host, no way to it, or each address sends on to "
+                   "another";
+        case AVERROR(WinsockAddressInUse):
+            return "cannot be received: another program has its port";
+        case AVERROR_PROTOCOL_NOT_FOUND:
+            return "sends on to an address of a kind that cannot be played, such as https";
+        case AVERROR_INVALIDDATA:
+            // The library tells one from the other by its log alone.
+            return isDescription ? "cannot be received: another program has its port, or it is no description"
+                                 : "sends nothing that can be understood";
+        case AVERROR_EOF:
+            return "ends at once";
+        default: {
+            char text[AV_ERROR_MAX_STRING_SIZE] = {};
+            av_strerror(status, text, sizeof(text));
+            return std::string("cannot be opened: ") + text;
+        }
+    }
+}
 
 std::unique_ptr<StreamConnection> OpenStream(std::string const& address, Transport_t transport,
                                              std::shared_ptr<std::atomic<bool>> stop) {

@@ -59,6 +59,9 @@ constexpr std::int64_t OpenLimitNanoSec = 5 * Kovra::NanoSecPerSec;
 
 enum class Transport_t { Udp, Tcp };
 
+/// What is said behind the address of a stream that cannot be opened, by the library's status.
+std::string ReasonOf(int status, bool isDescription);
+
 /// Opens `address` (rtsp, udp or http; or the path of a session's description). `stop` ends every wait in
 /// here and in the connection within a fifth of a second, but not the system's look-up of a host's name.
 /// Throws `HostError`: `Usage` for another scheme, `FileMissing`, `NoStream` (cannot be reached, refused, no
