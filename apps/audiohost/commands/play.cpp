@@ -57,8 +57,8 @@ struct Player {
     std::size_t number = 0;
 };
 
-std::vector<Player> OpenPlayers(PlayOptions const& options, std::istream* in, Pacer& stop) {
-    std::vector<Player> players;
+/// `players` has those that were opened before one failed, too.
+void OpenPlayers(PlayOptions const& options, std::istream* in, Pacer& stop, std::vector<Player>& players) {
     for (std::unique_ptr<SoundSource>& source : OpenSources(options, in)) {
         players.push_back({std::move(source), nullptr});
     }
@@ -70,7 +70,15 @@ std::vector<Player> OpenPlayers(PlayOptions const& options, std::istream* in, Pa
             break;
         }
     }
-    return players;
+}
+
+/// Those that nothing feeds any more, all at once: each may take its time to end.
+void StopStreams(std::vector<Player> const& players) {
+    for (Player const& player : players) {
+        if (player.stream) {
+            player.stream->Stop();
+        }
+    }
 }
 
 void WarnOfTooMany(std::size_t sessions, std::ostream& out) {
@@ -152,7 +160,7 @@ struct Talking {
 };
 
 PlaybackLog PlayAll(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
-                    PlayFigures& figures, std::vector<Player> players, Talking& talking) {
+                    PlayFigures& figures, std::vector<Player>& players, Talking& talking) {
     OpenRenderer(surroundings.renderer);
     AtEnd const close([&] { surroundings.renderer.Shutdown(); });
     Media::Pipeline::SetAudioRenderer(&surroundings.renderer);
@@ -265,13 +273,17 @@ void RequirePlayed(PlaybackLog const& log) {
 ExitCode_t Play(PlayOptions const& options, Surroundings const& surroundings, OutputAccess* output,
                 CaptureAccess* capture) {
     Talking talking{
-        options.talk.address.empty() ? nullptr : OpenTalk(options.talk, surroundings.out), capture, {}};
-    std::vector<Player> players = OpenPlayers(options, surroundings.in, surroundings.stop);
+        options.talk.address.empty() ? nullptr : OpenTalk(options.talk, surroundings.stop, surroundings.out),
+        capture,
+        {}};
+    std::vector<Player> players;
+    AtEnd const stop([&players] { StopStreams(players); });
+    OpenPlayers(options, surroundings.in, surroundings.stop, players);
     RequireWritable(options.reportPath);
     LogTo(options.logPath);
     WarnOfTooMany(players.size(), surroundings.out);
     PlayFigures figures(options, surroundings);
-    PlaybackLog log = PlayAll(options, surroundings, output, figures, std::move(players), talking);
+    PlaybackLog log = PlayAll(options, surroundings, output, figures, players, talking);
     // What is asked to be silent cannot be found again.
     bool const isAudible = options.volume.value_or(1.0F) > 0.0F;
     if (!options.heardPath.empty() && isAudible) {

@@ -29,10 +29,15 @@ std::int64_t LimitSamples(TalkOptions const& options) {
 
 } // namespace
 
-std::unique_ptr<RtpSender> OpenTalk(TalkTarget const& target, std::ostream& out) {
-    auto sender = std::make_unique<RtpSender>(target.address, target.codec);
-    TellDescription(target, sender->GetDescription(), out);
-    return sender;
+std::unique_ptr<RtpSender> OpenTalk(TalkTarget const& target, Pacer& stop, std::ostream& out) {
+    // It asks for the host's name.
+    auto sender = AskUntilStopped<std::unique_ptr<RtpSender>>(
+        [target] { return std::make_unique<RtpSender>(target.address, target.codec); }, stop);
+    if (!sender) {
+        throw HostError(ExitCode_t::Interrupted, "interrupted before anything was sent.");
+    }
+    TellDescription(target, (*sender)->GetDescription(), out);
+    return std::move(*sender);
 }
 
 void TellTalk(TalkTarget const& target, RtpSender const& sender, Take const& take, std::ostream& out) {
@@ -57,7 +62,7 @@ void TellTalk(TalkTarget const& target, RtpSender const& sender, Take const& tak
 }
 
 ExitCode_t Talk(TalkOptions const& options, Surroundings const& surroundings, CaptureAccess& capture) {
-    std::unique_ptr<RtpSender> const sender = OpenTalk(options.target, surroundings.out);
+    std::unique_ptr<RtpSender> const sender = OpenTalk(options.target, surroundings.stop, surroundings.out);
     LogTo(options.logPath);
     Take const take = TakeSound(surroundings, capture, false, LimitSamples(options),
                                 [&sender](Listening::SampleView sound) { sender->Send(sound); });

@@ -14,8 +14,8 @@ namespace AudioHost {
 
 /// Opens the way to the target, and tells the description that a receiver needs: in the target's file, or
 /// else on `out`. Throws `HostError`: `Usage` when the address is none or the file cannot be written,
-/// `NoStream` when there is no such host.
-std::unique_ptr<RtpSender> OpenTalk(TalkTarget const& target, std::ostream& out);
+/// `NoStream` when there is no such host, `Interrupted` when the person asked to stop before it was found.
+std::unique_ptr<RtpSender> OpenTalk(TalkTarget const& target, Pacer& stop, std::ostream& out);
 
 /// What was sent, a line. Throws what broke it off, and `HostError` (`NoStream`) when the network took none
 /// of it, having told the line on `out`.

@@ -1,7 +1,6 @@
 #include "live/livestream.h"
 
 #include <algorithm>
-#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -64,7 +63,7 @@ LiveStream::LiveStream(std::string name, Connect connect, Settings settings)
 LiveStream::~LiveStream() {
     Stop();
     std::unique_lock<std::mutex> guard(shared_->lock);
-    bool const hasEnded = shared_->changed.wait_for(guard, EndLimit, [this] { return shared_->hasEnded; });
+    bool const hasEnded = shared_->changed.wait_until(guard, *endBy_, [this] { return shared_->hasEnded; });
     guard.unlock();
     if (hasEnded) {
         reader_.join();
@@ -74,6 +73,7 @@ LiveStream::~LiveStream() {
 }
 
 void LiveStream::Stop() {
+    endBy_ = endBy_.value_or(std::chrono::steady_clock::now() + EndLimit);
     std::lock_guard<std::mutex> const guard(shared_->lock);
     *shared_->stop = true;
     shared_->changed.notify_all();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -46,8 +47,8 @@ public:
 
     /// Starts to open it. `name` is shown and kept: without credentials.
     LiveStream(std::string name, Connect connect, Settings settings);
-    /// Waits for the reading thread for a second at most: it may be asking for a host's name, which nothing
-    /// ends, and is left to itself then.
+    /// Waits for the reading thread until a second after `Stop` at most: it may be asking for a host's name,
+    /// which nothing ends, and is left to itself then.
     ~LiveStream();
     LiveStream(LiveStream const&) = delete;
     LiveStream& operator=(LiveStream const&) = delete;
@@ -64,7 +65,8 @@ public:
     bool IsOver() const { return isOver_ && order_.IsEmpty(); }
     StreamState GetState() const;
 
-    /// Lets the reading end, without waiting for it.
+    /// Lets the reading end, without waiting for it. Several that are stopped one after the other before the
+    /// first of them goes end together.
     void Stop();
 
 private:
@@ -92,6 +94,8 @@ private:
     Settings const settings_;
     std::shared_ptr<Shared> const shared_ = std::make_shared<Shared>();
     std::thread reader_;
+    /// Since it was stopped.
+    std::optional<std::chrono::steady_clock::time_point> endBy_;
 
     std::string description_;
     std::unique_ptr<Media::StreamClock> clock_;

@@ -1,7 +1,5 @@
 #include "terminal/stopsignal.h"
 
-#include <chrono>
-
 namespace AudioHost {
 
 bool StopSignal::Request() {

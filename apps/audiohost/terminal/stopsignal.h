@@ -1,7 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
+#include <functional>
+#include <future>
 #include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
 
 #include "kovra/time.h"
 
@@ -32,5 +38,23 @@ private:
     std::condition_variable changed_;
     bool isRequested_ = false;
 };
+
+/// What `ask` answers, or throws. Nothing when the person asked to stop meanwhile: `ask`, which nothing ends,
+/// runs on a thread of its own, is left to itself then, and must have all that it needs.
+template <typename Answer>
+std::optional<Answer> AskUntilStopped(std::function<Answer()> ask, Pacer& pacer) {
+    constexpr std::chrono::milliseconds Poll(20);
+    std::packaged_task<Answer()> task(std::move(ask));
+    std::future<Answer> answer = task.get_future();
+    std::thread asking(std::move(task));
+    while (answer.wait_for(Poll) != std::future_status::ready) {
+        if (!pacer.WaitUntil(Kovra::JiffyTime::Now())) {
+            asking.detach();
+            return std::nullopt;
+        }
+    }
+    asking.join();
+    return answer.get();
+}
 
 } // namespace AudioHost

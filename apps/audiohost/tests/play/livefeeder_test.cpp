@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <future>
 #include <thread>
@@ -250,6 +251,30 @@ TEST(LiveFeeder_Run, TellsBreaksAndWhatTheClockNoticesOnTheTimeOfThePlayback) {
     EXPECT_EQ(told, (std::vector<std::string>{
                         "the sender's timestamps begin anew, +5000.0 ms from where they would be",
                         "the stream broke: it broke"}));
+}
+
+TEST(LiveFeeder, OfManyStreamsThatNothingEndsWaitsForAllTogether) {
+    StopSignal time;
+    PlaybackLogKeeper keeper(false);
+    TestRenderer renderer;
+    Media::Pipeline pipeline(renderer, 1, [](auto const&) {});
+    std::promise<void> answer;
+    auto const connect = [answered = answer.get_future().share()](
+                             LiveStream::StopFlag const&) -> std::unique_ptr<StreamConnection> {
+        answered.wait();
+        throw HostError(ExitCode_t::NoStream, "too late.");
+    };
+    auto feeder = std::make_unique<LiveFeeder>(pipeline, keeper, time);
+    constexpr std::size_t Streams = 5;
+    for (std::size_t i = 0; i < Streams; ++i) {
+        feeder->Add(Media::Pipeline::InvalidSession, i,
+                    std::make_unique<LiveStream>("a stream", connect, LiveStream::Settings()));
+    }
+    auto const start = std::chrono::steady_clock::now();
+    feeder.reset();
+    // A second each, were it one after the other.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(Streams - 1));
+    answer.set_value();
 }
 
 TEST(LiveStream_WaitUntilOpen, EndsWhenThePersonAsksToStopAndSoDoesTheOpening) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+#include <stdexcept>
 #include <thread>
 
 namespace AudioHost {
@@ -28,6 +30,23 @@ TEST(StopSignal_Request, TellsWhenItIsNotTheFirst) {
     EXPECT_FALSE(stop.Request());
     EXPECT_TRUE(stop.IsRequested());
     EXPECT_FALSE(stop.WaitUntil(Kovra::JiffyTime()));
+}
+
+TEST(AskUntilStopped, AnswersOrThrowsWhatWasAsked) {
+    StopSignal stop;
+    EXPECT_EQ(AskUntilStopped<int>([] { return 3; }, stop), 3);
+    EXPECT_THROW(AskUntilStopped<int>([]() -> int { throw std::out_of_range("none"); }, stop),
+                 std::out_of_range);
+}
+
+TEST(AskUntilStopped, LeavesWhatNothingEndsWhenThePersonAsksToStop) {
+    StopSignal stop;
+    std::promise<int> answer;
+    std::function<int()> const ask = [answered = answer.get_future().share()] { return answered.get(); };
+    std::thread person([&stop] { stop.Request(); });
+    EXPECT_EQ(AskUntilStopped<int>(ask, stop), std::nullopt);
+    person.join();
+    answer.set_value(3);
 }
 
 } // namespace AudioHost
