@@ -15,7 +15,7 @@ std::string FormatStream(StreamState const& state) {
         return "broken, opening again";
     }
     return "jitter " + FormatFixed(Listening::ToMilliSec(state.clock.jitterNanoSec), 1) + " ms  loss " +
-           FormatFixed(state.GetLossPercent(), 1) + " %  sender " +
+           FormatFixed(state.GetLossPercent(), 1) + " %  skew " +
            FormatSigned(state.clock.skewPartsPerMillion, 0) + " ppm  lead " +
            FormatFixed(Listening::ToMilliSec(state.clock.leadNanoSec), 0) + " ms";
 }

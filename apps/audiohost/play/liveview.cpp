@@ -1,6 +1,7 @@
 #include "play/liveview.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace AudioHost {
 
@@ -15,22 +16,20 @@ int LiveView::IntervalMilliSec(bool hasScreen) {
     return hasScreen ? ScreenIntervalMilliSec : TableIntervalMilliSec;
 }
 
-void LiveView::Show(Media::PipelineStatistics_t const& statistics, std::vector<std::string> const& streams) {
+void LiveView::Show(Media::PipelineStatistics_t const& statistics, std::vector<StreamLine> const& streams) {
     if (!screen_) {
         out_ << FormatLiveLine(statistics) << std::endl;
-        for (std::string const& stream : streams) {
-            out_ << stream << std::endl;
+        for (StreamLine const& stream : streams) {
+            out_ << stream.name << "  " << stream.figures << std::endl;
         }
         return;
     }
     std::size_t const rows = screen_->GetRows();
     std::size_t const columns = screen_->GetColumns();
     std::vector<std::string> lines = FormatLiveTable(statistics, names_, columns, rows);
-    std::size_t const width = columns - std::min<std::size_t>(columns, 1);
-    for (std::string const& stream : streams) {
+    for (std::string& stream : FormatStreamTable(streams, columns)) {
         if (lines.size() + 1 < rows) {
-            lines.push_back(stream.substr(0, width));
-            lines.back().resize(width, ' ');
+            lines.push_back(std::move(stream));
         }
     }
     // A window that has become lower holds no more of the old table.

@@ -65,11 +65,11 @@ std::string StreamsText(std::vector<PlaybackLogKeeper::Progress> const& sessions
 
 } // namespace
 
-std::vector<std::string> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
-    std::vector<std::string> lines;
+std::vector<StreamLine> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
+    std::vector<StreamLine> lines;
     for (PlaybackLogKeeper::Progress const& session : sessions) {
         if (session.stream) {
-            lines.push_back(session.name + "  " + FormatStream(*session.stream));
+            lines.push_back({session.name, FormatStream(*session.stream)});
         }
     }
     return lines;
@@ -88,8 +88,16 @@ std::string FormatProgress(std::vector<PlaybackLogKeeper::Progress> const& sessi
         failed += session.jobsFailed;
     }
     std::string const total = duration > 0 ? " / " + FormatClock(duration) : "";
-    return FormatClock(sent) + total + "  error " + ErrorsText(sessions) + "  " + FrequenciesText(sessions) +
-           "  " + std::to_string(failed) + " failed" + StreamsText(sessions);
+    bool const isAllLive = std::all_of(sessions.begin(), sessions.end(),
+                                       [](auto const& session) { return session.stream.has_value(); });
+    std::string text = FormatClock(sent) + total + "  error " + ErrorsText(sessions);
+    if (!isAllLive) {
+        text += "  " + FrequenciesText(sessions);
+    }
+    if (!isAllLive || failed > 0) {
+        text += "  " + std::to_string(failed) + " failed";
+    }
+    return text + StreamsText(sessions);
 }
 
 } // namespace AudioHost

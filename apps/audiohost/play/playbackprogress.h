@@ -3,14 +3,17 @@
 #include <string>
 #include <vector>
 
+#include "play/livetable.h"
 #include "play/playbacklog.h"
 
 namespace AudioHost {
 
-/// One line about all sessions, at most 79 characters for up to three of them.
-/// What is told of each stream among them, a line each, for beside or below other figures.
-std::vector<std::string> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions);
+/// What is told of each stream among them, for below other figures.
+std::vector<StreamLine> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions);
 
+/// One line about all sessions, at most 79 characters for up to three files or for one stream, as long as its
+/// figures are what they usually are. Streams alone tell no playback frequency, which follows from their
+/// skew, and of failures only that there are some.
 std::string FormatProgress(std::vector<PlaybackLogKeeper::Progress> const& sessions);
 
 } // namespace AudioHost

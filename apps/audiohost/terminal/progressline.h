@@ -22,7 +22,8 @@ public:
 
     /// How often to call `Show`.
     int GetIntervalMilliSec() const;
-    /// On a terminal that is too narrow the end is cut off: a line that wraps could not be rewritten.
+    /// `text` is ASCII, a place each. On a terminal that is too narrow the end is cut off: a line that wraps
+    /// could not be rewritten.
     void Show(std::string const& text);
     /// Ends the line, so that what follows starts on a new one.
     void End();

@@ -20,7 +20,7 @@ StreamState MakeState() {
 } // namespace
 
 TEST(StreamState, TellsJitterLossSkewAndLead) {
-    EXPECT_EQ(FormatStream(MakeState()), "jitter 2.3 ms  loss 2.0 %  sender +12 ppm  lead 120 ms");
+    EXPECT_EQ(FormatStream(MakeState()), "jitter 2.3 ms  loss 2.0 %  skew +12 ppm  lead 120 ms");
     EXPECT_EQ(
         DescribeStream(MakeState()),
         "The stream: jitter 2.3 ms, 2.00 % of the sound missing, 3 packets left out, the sender's clock at "

@@ -154,6 +154,18 @@ TEST(FormatLiveTable, NamesOfAnyLettersKeepTheColumns) {
     EXPECT_EQ(nameOf("cut \xC3"), "cut ? ");
 }
 
+TEST(FormatStreamTable, CutsTheNameAndNotTheFiguresAndNoCharacter) {
+    std::string const figures = "jitter 12.3 ms  loss 0.3 %  skew +123 ppm  lead 250 ms";
+    std::string const office = "rtsp://b\xC3\xBCro";
+    EXPECT_THAT(FormatStreamTable({{office + ".example/a/b/path", figures}, {"b", "broken"}}, 80),
+                ElementsAre(office + ".example/a/b  " + figures,
+                            "b" + std::string(22, ' ') + "  broken" + std::string(48, ' ')));
+    // Windows too narrow for both.
+    EXPECT_THAT(FormatStreamTable({{office, figures}}, 21), ElementsAre(office + "   jitter"));
+    EXPECT_THAT(FormatStreamTable({{"\xC3\xBC\xC3\xBC", figures}}, 2), ElementsAre("\xC3\xBC"));
+    EXPECT_THAT(FormatStreamTable({}, 80), ElementsAre());
+}
+
 TEST(FormatLiveLine, TellsOfAllSessionsInOneLine) {
     PipelineStatistics_t statistics = MakeSessions(2);
     statistics.sessions[1].jumps.Add(Kovra::JiffyTime(0));
@@ -179,16 +191,16 @@ TEST(LiveView_Show, OnATerminalWritesTheTableOverInPlaceAndScrollsNothing) {
 TEST(LiveView_Show, HasTheStreamsBelowTheSessionsAsFarAsThereIsRoom) {
     TestScreen screen;
     LiveView view(screen, &screen, {});
-    view.Show(MakeSessions(1), {std::string(100, 'x'), "second"});
+    view.Show(MakeSessions(1), {{"first", "lead 100 ms"}, {"second", "lead 40 ms"}});
     std::vector<std::string> const lines = screen.Read();
-    EXPECT_EQ(lines[2], std::string(79, 'x'));
-    EXPECT_EQ(lines[3].substr(0, 6), "second");
+    EXPECT_EQ(lines[2], "first" + std::string(79 - 5 - 11, ' ') + "lead 100 ms");
+    EXPECT_EQ(lines[3], "second" + std::string(79 - 6 - 11, ' ') + "lead 40 ms");
     TestScreen full;
-    LiveView(full, &full, {}).Show(MakeSessions(63), {"second"});
+    LiveView(full, &full, {}).Show(MakeSessions(63), {{"second", "lead 40 ms"}});
     EXPECT_EQ(full.scrolled, 0U);
     std::ostringstream out;
-    LiveView(out, nullptr, {}).Show(MakeSessions(1), {"second"});
-    EXPECT_EQ(out.str(), FormatLiveLine(MakeSessions(1)) + "\nsecond\n");
+    LiveView(out, nullptr, {}).Show(MakeSessions(1), {{std::string(100, 'x'), "lead 40 ms"}});
+    EXPECT_EQ(out.str(), FormatLiveLine(MakeSessions(1)) + "\n" + std::string(100, 'x') + "  lead 40 ms\n");
 }
 
 TEST(LiveView_Show, FollowsAWindowThatBecomesSmaller) {

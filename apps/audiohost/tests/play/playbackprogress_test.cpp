@@ -46,7 +46,7 @@ TEST(FormatProgress, OfStreamsTellsTheOneThatHasLostMostOrIsBroken) {
     PlaybackLogKeeper::Progress bad = good;
     bad.stream->handedNanoSec = 90;
     bad.stream->missingNanoSec = 10;
-    std::string const end = "0 failed  jitter 0.0 ms  loss 10.0 %  sender 0 ppm  lead 0 ms";
+    std::string const end = " ms  jitter 0.0 ms  loss 10.0 %  skew 0 ppm  lead 0 ms";
     for (auto const& sessions : {std::vector<PlaybackLogKeeper::Progress>{good, bad}, {bad, good}}) {
         std::string const text = FormatProgress(sessions);
         EXPECT_EQ(text.substr(text.size() - std::min(text.size(), end.size())), end);
@@ -56,11 +56,32 @@ TEST(FormatProgress, OfStreamsTellsTheOneThatHasLostMostOrIsBroken) {
     EXPECT_NE(FormatProgress({bad, good}).find("broken"), std::string::npos);
 }
 
+// Whole in the 79 places of a usual window.
+TEST(FormatProgress, OfAStreamTellsAllOfItsFigures) {
+    PlaybackLogKeeper::Progress stream = At(7'403 * NanoSecPerSec, -1.3, 47960);
+    stream.durationNanoSec = 0;
+    stream.stream = StreamState();
+    stream.stream->clock.jitterNanoSec = 12'300'000;
+    stream.stream->clock.leadNanoSec = 250'000'000;
+    stream.stream->clock.skewPartsPerMillion = 123.0;
+    stream.stream->handedNanoSec = 997;
+    stream.stream->missingNanoSec = 3;
+    EXPECT_EQ(FormatProgress({stream}),
+              "123:23.0  error -1.3 ms  jitter 12.3 ms  loss 0.3 %  skew +123 ppm  lead 250 ms");
+    stream.jobsFailed = 2;
+    std::string const figures = "jitter 12.3 ms  loss 0.3 %  skew +123 ppm  lead 250 ms";
+    EXPECT_EQ(FormatProgress({stream}), "123:23.0  error -1.3 ms  2 failed  " + figures);
+    EXPECT_EQ(FormatProgress({stream, At(0, 0.0, 48000)}),
+              "123:23.0 / 0:12.0  error -1.3/0.0 ms  47960/48000 Hz  2 failed  " + figures);
+}
+
 TEST(FormatStreams, HasALineForEachStreamAndNoneForAFile) {
     PlaybackLogKeeper::Progress stream = At(NanoSecPerSec, 0.0, 48000);
     stream.stream = StreamState();
-    EXPECT_EQ(FormatStreams({At(NanoSecPerSec, 0.0, 48000), stream}),
-              std::vector<std::string>{"a  jitter 0.0 ms  loss 0.0 %  sender 0 ppm  lead 0 ms"});
+    auto const lines = FormatStreams({At(NanoSecPerSec, 0.0, 48000), stream});
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].name, "a");
+    EXPECT_EQ(lines[0].figures, "jitter 0.0 ms  loss 0.0 %  skew 0 ppm  lead 0 ms");
 }
 
 } // namespace AudioHost
