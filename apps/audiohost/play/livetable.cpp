@@ -160,6 +160,7 @@ std::vector<std::string> FormatStreamTable(std::vector<StreamLine> const& stream
     }
     std::size_t const nameWidth = std::max(MinNameWidth, width - std::min(width, used));
     std::vector<std::string> lines;
+    lines.reserve(streams.size());
     for (StreamLine const& stream : streams) {
         lines.push_back(FitName(FitName(stream.name, nameWidth) + gap + stream.figures, width));
     }
