@@ -148,7 +148,7 @@ def restart_again_and_again(stage, serve, address, *words):
     time.sleep(SOUNDS_SECONDS)
     played.process.send_signal(signal.SIGINT)
     played.wait()
-    require(played.code == 130, f"ended with {played.code}")
+    played.require_ended_with(130)
     ends = [played.heard_since + end / SOURCE_HZ for _, end in silences(played.heard())]
     back = [min((end - answer for end in ends if end > answer - BLUR_SECONDS), default=HANG_SECONDS)
             for answer in answers]
