@@ -151,17 +151,17 @@ std::vector<std::string> FormatLiveTable(PipelineStatistics_t const& statistics,
     return lines;
 }
 
-std::vector<std::string> FormatStreamTable(std::vector<StreamLine> const& streams, std::size_t columns) {
+std::vector<std::string> FormatStreamTable(std::vector<StreamRow> const& streams, std::size_t columns) {
     std::size_t const width = std::max<std::size_t>(columns, 2) - 1;
     std::string const gap = "  ";
     std::size_t used = 0;
-    for (StreamLine const& stream : streams) {
+    for (StreamRow const& stream : streams) {
         used = std::max(used, gap.size() + stream.figures.size());
     }
     std::size_t const nameWidth = std::max(MinNameWidth, width - std::min(width, used));
     std::vector<std::string> lines;
     lines.reserve(streams.size());
-    for (StreamLine const& stream : streams) {
+    for (StreamRow const& stream : streams) {
         lines.push_back(FitName(FitName(stream.name, nameWidth) + gap + stream.figures, width));
     }
     return lines;

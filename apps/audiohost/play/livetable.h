@@ -23,14 +23,14 @@ std::vector<std::string> FormatLiveTable(Media::PipelineStatistics_t const& stat
                                          SessionNames const& names, std::size_t columns, std::size_t rows);
 
 /// What is told of a stream besides.
-struct StreamLine {
+struct StreamRow {
     std::string name;
     std::string figures;
 };
 
 /// A line each, the figures below each other: no line longer than `columns` - 1 places. What is too long is
 /// cut in its name, which keeps twelve places.
-std::vector<std::string> FormatStreamTable(std::vector<StreamLine> const& streams, std::size_t columns);
+std::vector<std::string> FormatStreamTable(std::vector<StreamRow> const& streams, std::size_t columns);
 
 /// All sessions together in one plain line of at most 79 characters.
 std::string FormatLiveLine(Media::PipelineStatistics_t const& statistics);

@@ -16,10 +16,10 @@ int LiveView::IntervalMilliSec(bool hasScreen) {
     return hasScreen ? ScreenIntervalMilliSec : TableIntervalMilliSec;
 }
 
-void LiveView::Show(Media::PipelineStatistics_t const& statistics, std::vector<StreamLine> const& streams) {
+void LiveView::Show(Media::PipelineStatistics_t const& statistics, std::vector<StreamRow> const& streams) {
     if (!screen_) {
         out_ << FormatLiveLine(statistics) << std::endl;
-        for (StreamLine const& stream : streams) {
+        for (StreamRow const& stream : streams) {
             out_ << stream.name << "  " << stream.figures << std::endl;
         }
         return;

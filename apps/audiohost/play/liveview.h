@@ -21,7 +21,7 @@ public:
     /// How often to call `Show`, with a screen or without.
     static int IntervalMilliSec(bool hasScreen);
     /// `streams` stand below the sessions, cut to the window.
-    void Show(Media::PipelineStatistics_t const& statistics, std::vector<StreamLine> const& streams = {});
+    void Show(Media::PipelineStatistics_t const& statistics, std::vector<StreamRow> const& streams = {});
 
 private:
     std::ostream& out_;

@@ -65,8 +65,8 @@ std::string StreamsText(std::vector<PlaybackLogKeeper::Progress> const& sessions
 
 } // namespace
 
-std::vector<StreamLine> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
-    std::vector<StreamLine> lines;
+std::vector<StreamRow> FormatStreams(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
+    std::vector<StreamRow> lines;
     for (PlaybackLogKeeper::Progress const& session : sessions) {
         if (session.stream) {
             lines.push_back({session.name, FormatStream(*session.stream)});

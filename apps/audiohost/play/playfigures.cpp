@@ -67,7 +67,7 @@ std::optional<int> PlayFigures::GetIntervalMilliSec() const {
     return isLive_ ? std::optional(std::min(viewIntervalMilliSec_, TraceIntervalMilliSec)) : std::nullopt;
 }
 
-void PlayFigures::Show(std::vector<StreamLine> const& streams) {
+void PlayFigures::Show(std::vector<StreamRow> const& streams) {
     WriteTrace();
     if (!isLive_) {
         return;
@@ -85,14 +85,14 @@ void PlayFigures::WriteTrace() {
     }
 }
 
-void PlayFigures::ShowView(std::vector<StreamLine> const& streams) {
+void PlayFigures::ShowView(std::vector<StreamRow> const& streams) {
     if (!view_) {
         view_.emplace(surroundings_.out, screen_, names_);
     }
     view_->Show(pipeline_->GetStatistics(), streams);
 }
 
-void PlayFigures::TakeStatistics(std::vector<StreamLine> const& streams) {
+void PlayFigures::TakeStatistics(std::vector<StreamRow> const& streams) {
     // What is still in the log's queue counts.
     Kovra::LogManager::Instance().Flush();
     WriteTrace();

@@ -38,9 +38,9 @@ public:
     std::optional<int> GetIntervalMilliSec() const;
     /// `streams` stand below the table. Writes the trace on, and shows the table when it is time for
     /// that. To be called at that interval, else once a second or more often, while the pipeline is attached.
-    void Show(std::vector<StreamLine> const& streams = {});
+    void Show(std::vector<StreamRow> const& streams = {});
     /// Before the sessions end: their statistics so far, shown for the last time.
-    void TakeStatistics(std::vector<StreamLine> const& streams = {});
+    void TakeStatistics(std::vector<StreamRow> const& streams = {});
 
     /// Writes the files that were asked for, when all is over, and says so. Throws `HostError` (`Internal`)
     /// when one could not be written.
@@ -48,7 +48,7 @@ public:
 
 private:
     void WriteTrace();
-    void ShowView(std::vector<StreamLine> const& streams);
+    void ShowView(std::vector<StreamRow> const& streams);
 
     Surroundings const& surroundings_;
     std::string const tracePath_;

@@ -265,7 +265,7 @@ TEST(LiveFeeder, OfManyStreamsThatNothingEndsWaitsForAllTogether) {
         throw HostError(ExitCode_t::NoStream, "too late.");
     };
     auto feeder = std::make_unique<LiveFeeder>(pipeline, keeper, time);
-    constexpr std::size_t Streams = 5;
+    constexpr std::size_t Streams = 20;
     for (std::size_t i = 0; i < Streams; ++i) {
         feeder->Add(Media::Pipeline::InvalidSession, i,
                     std::make_unique<LiveStream>("a stream", connect, LiveStream::Settings()));
