@@ -23,9 +23,9 @@ std::string DescribeCoding(AVCodecParameters const& stream, bool isCoded);
 /// **Threads:** one at a time.
 class SoundOfFrames {
 public:
-    /// Mono at `SoundRateHz`; empty where nothing can be decoded. A frame that has several channels after all,
-    /// as no description or header said, is replaced by their mix, which is raw: the renderer would take them
-    /// for one.
+    /// Mono at `SoundRateHz`; empty where nothing can be decoded. A frame that has several channels after
+    /// all, as no description or header said, is replaced by their mix, which is raw: the renderer would take
+    /// them for one.
     Listening::Samples Decode(std::shared_ptr<Media::FrameAud>& frame);
 
 private:
