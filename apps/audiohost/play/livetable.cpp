@@ -111,6 +111,7 @@ SessionStatistics_t GetAll(PipelineStatistics_t const& statistics) {
 std::vector<SessionStatistics_t const*> Choose(std::vector<SessionStatistics_t> const& sessions,
                                                std::size_t count) {
     std::vector<SessionStatistics_t const*> chosen;
+    chosen.reserve(sessions.size());
     for (SessionStatistics_t const& session : sessions) {
         chosen.push_back(&session);
     }

@@ -33,6 +33,7 @@ std::string ErrorsText(std::vector<PlaybackLogKeeper::Progress> const& sessions)
 
 std::string FrequenciesText(std::vector<PlaybackLogKeeper::Progress> const& sessions) {
     std::vector<std::string> texts;
+    texts.reserve(sessions.size());
     for (PlaybackLogKeeper::Progress const& session : sessions) {
         texts.push_back(FrequencyText(session.hz));
     }

@@ -68,7 +68,7 @@ private:
             EXPECT_LT(line.size(), columns) << line;
             lines_.resize(std::max(lines_.size(), row_ + 1));
             std::string& old = lines_[row_++];
-            old = line + old.substr(std::min(old.size(), line.size()));
+            old.replace(0, line.size(), line);
             old.erase(old.find_last_not_of(' ') + 1);
             scrolled = row_ >= rows ? row_ - rows + 1 : scrolled;
         }
