@@ -184,9 +184,15 @@ Json FromDevices(std::vector<SoundDevice> const& devices) {
 }
 
 Json FromOutput(Listening::OutputLog const& output) {
+    Json places = Json::array();
+    for (Listening::OutputGlitch const& glitch : output.glitches) {
+        places.push_back(
+            {{"atSeconds", SecondsOf(glitch.startNanoSec)}, {"milliSec", Rounded(glitch.GetSizeMilliSec())}});
+    }
     return {{"isWatched", output.isWatched},
             {"glitches", output.glitches.size()},
-            {"worstMilliSec", Rounded(output.worstMilliSec)}};
+            {"worstMilliSec", Rounded(output.worstMilliSec)},
+            {"places", std::move(places)}};
 }
 
 Json FromRate(std::optional<Rate> const& rate) {

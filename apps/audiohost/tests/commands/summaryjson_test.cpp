@@ -81,6 +81,23 @@ TEST(FormatSummaryJson, OfAPlaybackHasItsSchemaVerdictAndFigures) {
     EXPECT_TRUE(object["heard"]["jumps"].empty());
 }
 
+TEST(FormatSummaryJson, OfAnOutputTellsWhenItStoodStill) {
+    PlaybackLog log = MakeHeardLog();
+    EXPECT_EQ(Parse(log)["output"]["places"], nlohmann::json::array());
+    Listening::OutputGlitch glitch;
+    glitch.startNanoSec = 1'500'000'000;
+    glitch.lateMilliSec = 40.0;
+    log.output.isWatched = true;
+    log.output.glitches = {glitch};
+    log.output.worstMilliSec = 41.0;
+    EXPECT_EQ(
+        Parse(log)["output"],
+        (nlohmann::json{{"isWatched", true},
+                        {"glitches", 1},
+                        {"worstMilliSec", 41.0},
+                        {"places", nlohmann::json::array({{{"atSeconds", 1.5}, {"milliSec", 40.0}}})}}));
+}
+
 TEST(FormatSummaryJson, OfSeveralSessionsTellsWhatBecameOfEach) {
     using Hearing_t = Listening::SoundInMix::Hearing_t;
     PlaybackLog log = MakeHeardLog();
