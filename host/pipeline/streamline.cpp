@@ -43,8 +43,10 @@ constexpr std::size_t YoungBuckets = 40;
 /// Frames so much earlier than the line, in mean heights of the earliest of all, are none of the jitter's.
 constexpr double DoubtFactor = 20.0;
 constexpr std::int64_t MinDoubtNanoSec = NanoSecPerMilliSec / 4;
-/// What a route may begin too late by. More, and it is not the jitter of a line that can be heard.
-constexpr std::int64_t FirstDoubtNanoSec = 50 * NanoSecPerMilliSec;
+/// What a route may begin too late by: the first frame of a burst comes with the last.
+constexpr std::int64_t FirstDoubtNanoSec = 100 * NanoSecPerMilliSec;
+/// Delays may differ by so much where they have not been seen to.
+constexpr std::int64_t MinSpreadNanoSec = 50 * NanoSecPerMilliSec;
 /// Early frames that lie further apart do not confirm each other.
 constexpr std::int64_t EarlyLimitNanoSec = 2'000 * NanoSecPerMilliSec;
 
@@ -107,7 +109,7 @@ std::int64_t StreamLine::Add(std::int64_t stream, std::int64_t arrival) {
     // What came so late has not taken a way so short.
     if (earlyCount_ > 0 && Residual(stream, arrival) -
                                    Residual(early_[earlyCount_ - 1].stream, early_[earlyCount_ - 1].arrival) >
-                               std::max(SpreadNanoSec(), FirstDoubtNanoSec)) {
+                               std::max(SpreadNanoSec(), MinSpreadNanoSec)) {
         earlyCount_ = 0;
     }
     std::int64_t const number = BucketOf(stream);

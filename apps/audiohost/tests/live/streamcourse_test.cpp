@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/testclock.h"
 #include "support/teststream.h"
 
 namespace AudioHost {
@@ -16,25 +17,10 @@ using Result_t = StreamConnection::Result_t;
 using Kovra::NanoSecPerMilliSec;
 using Kovra::NanoSecPerSec;
 
-/// Time that passes only in openings, waits and reads.
-class MadeUpTime : public Kovra::ClockSource {
-public:
-    MadeUpTime() { Kovra::SetClockSource(this); }
-    ~MadeUpTime() override { Kovra::SetClockSource(nullptr); }
-    MadeUpTime(MadeUpTime const&) = delete;
-    MadeUpTime& operator=(MadeUpTime const&) = delete;
-
-    std::int64_t SystemNanoSec() const override { return nanoSec; }
-    std::int64_t MonotonicNanoSec() const override { return nanoSec; }
-
-    std::int64_t nanoSec = NanoSecPerSec;
-};
-
 /// Its packets come when their timestamps say, since it was opened.
 class TimedConnection : public TestConnection {
 public:
-    TimedConnection(MadeUpTime& time, StreamFormat const& format, std::deque<LivePacket> packets,
-                    Result_t end)
+    TimedConnection(TestClock& time, StreamFormat const& format, std::deque<LivePacket> packets, Result_t end)
         : TestConnection(format, std::move(packets), end), time_(time), opened_(time.nanoSec) {}
 
     Result_t Read(LivePacket& packet, std::string& why) override {
@@ -50,13 +36,14 @@ public:
     }
 
 private:
-    MadeUpTime& time_;
+    TestClock& time_;
     std::int64_t const opened_;
 };
 
 /// Follows a stream whose openings and waits are made up.
 struct CourseFixture {
-    MadeUpTime time;
+    /// Passes only in openings, waits and reads.
+    TestClock time;
     std::vector<std::function<std::unique_ptr<StreamConnection>()>> openings;
     /// How long each takes.
     std::int64_t openingNanoSec = 0;

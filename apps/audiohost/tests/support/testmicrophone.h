@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,23 +8,10 @@
 #include "kovra/time.h"
 #include "listening/samples.h"
 #include "record/microphone.h"
+#include "support/testclock.h"
 #include "terminal/stopsignal.h"
 
 namespace AudioHost {
-
-/// The process's time for as long as it lives: stands still unless it is moved.
-class TestClock : public Kovra::ClockSource {
-public:
-    TestClock() { Kovra::SetClockSource(this); }
-    ~TestClock() override { Kovra::SetClockSource(nullptr); }
-    TestClock(TestClock const&) = delete;
-    TestClock& operator=(TestClock const&) = delete;
-
-    std::int64_t SystemNanoSec() const override { return nanoSec; }
-    std::int64_t MonotonicNanoSec() const override { return nanoSec; }
-
-    std::atomic<std::int64_t> nanoSec{1'000'000'000'000};
-};
 
 /// Moves the clock to where one waits for. The person asks to stop in the first wait that ends later than
 /// `stopNanoSec` after its construction.
