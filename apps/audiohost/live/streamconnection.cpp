@@ -138,7 +138,11 @@ private:
         av_dict_set_int(&settings, "timeout", StallLimitNanoSec / Listening::NanoSecPerMicroSec, 0);
         av_dict_set(&settings, "analyzeduration", ProbeMicroSec, 0);
         av_dict_set(&settings, "probesize", ProbeBytes, 0);
-        if (scheme_ != Scheme_t::Http) {
+        if (scheme_ == Scheme_t::Http) {
+            // AAC and MP3 have no timestamps to wait for, which would take a second of a live stream; how long
+            // the first frame is shows with the second.
+            av_dict_set(&settings, "max_ts_probe", "2", 0);
+        } else {
             // What was looked at comes too late to be heard.
             context->flags |= AVFMT_FLAG_NOBUFFER;
         }
