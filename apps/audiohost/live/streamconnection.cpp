@@ -139,8 +139,8 @@ private:
         av_dict_set(&settings, "analyzeduration", ProbeMicroSec, 0);
         av_dict_set(&settings, "probesize", ProbeBytes, 0);
         if (scheme_ == Scheme_t::Http) {
-            // AAC and MP3 have no timestamps to wait for, which would take a second of a live stream; how long
-            // the first frame is shows with the second.
+            // AAC and MP3 have no timestamps to wait for, which would take a second of a live stream; how
+            // long the first frame is shows with the second.
             av_dict_set(&settings, "max_ts_probe", "2", 0);
         } else {
             // What was looked at comes too late to be heard.
