@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "files/pcmdecoder.h"
-#include "listening/samples.h"
 #include "terminal/hosterror.h"
 #include "terminal/streamaddress.h"
 
@@ -134,8 +133,6 @@ private:
         av_dict_set(&settings, "allowed_media_types", "audio", 0);
         // What waits in a queue of the library has lost the time of its arrival; ours keeps it.
         av_dict_set(&settings, "reorder_queue_size", "0", 0);
-        // For connecting, too: on Windows the library does not notice that a connection is refused.
-        av_dict_set_int(&settings, "timeout", StallLimitNanoSec / Listening::NanoSecPerMicroSec, 0);
         av_dict_set(&settings, "analyzeduration", ProbeMicroSec, 0);
         av_dict_set(&settings, "probesize", ProbeBytes, 0);
         if (scheme_ == Scheme_t::Http) {
@@ -153,17 +150,14 @@ private:
         int status =
             avformat_open_input(&context, isDescription ? path.c_str() : address.c_str(), format, &settings);
         av_dict_free(&settings);
+        if (status >= 0) {
+            format_.reset(context);
+            status = NeedsLook() ? avformat_find_stream_info(format_.get(), nullptr) : 0;
+        }
+        // Of a wait that was ended the library may tell what was there before it, or that it got nonsense.
+        status = watch_->IsOver() ? AVERROR_EXIT : status;
         if (status < 0) {
             throw HostError(ExitCode_t::NoStream, shown_ + " " + ReasonOf(status, isDescription) + ".");
-        }
-        format_.reset(context);
-        if (NeedsLook()) {
-            status = avformat_find_stream_info(format_.get(), nullptr);
-            if (status < 0 || watch_->IsOver()) {
-                throw HostError(
-                    ExitCode_t::NoStream,
-                    shown_ + " " + ReasonOf(status < 0 ? status : AVERROR_EXIT, isDescription) + ".");
-            }
         }
     }
 
@@ -245,8 +239,7 @@ private:
         if ((status == AVERROR_EOF && told_.isFinite) || HasPlayedAll()) {
             return Result_t::Ended;
         }
-        // The library and our watch wait equally long.
-        bool const isSilent = status == AVERROR_EXIT || status == AVERROR(ETIMEDOUT);
+        bool const isSilent = watch_->IsOver();
         why = status == AVERROR_EOF ? "the sender has ended it"
               : isSilent
                   ? "nothing has come for " + std::to_string(StallLimitNanoSec / Kovra::NanoSecPerSec) + " s"
