@@ -113,7 +113,7 @@ def case_fast_sender(stage):
     require(abs(session["stream"]["skewPpm"] - 300) < 10, f"the skew is told as {session['stream']}")
     delays = delays_of(played.find_in(stage.source), relay.arrivals)
     require(len(delays) * 2 * PART_SAMPLES > 0.99 * LONG_SECONDS * SOURCE_HZ, f"{len(delays)} parts were heard")
-    stalls = [(place["atSeconds"], place["milliSec"] / 1000) for place in json.loads(played.printed)["output"]["places"]]
+    stalls = stalls_of(played)
     changes, off, seconds = changes_of(delays, stalls)
     print(f"of {seconds} s between {len(stalls)} glitches of the output the delay changed by "
           f"{' '.join(f'{1000 * change:.1f}' for change in changes)} ms; {off} parts were off")
@@ -161,11 +161,11 @@ def silences(heard):
     return found
 
 
-def glitches_of(played, heard):
-    """The seconds of what was heard at which the output stood still: told from the first frame on, which is the first
-    sound but for the lead."""
-    first = first_sound(heard)
-    return [first + place["atSeconds"] for place in json.loads(played.printed)["output"]["places"]]
+def stalls_of(played, begins=0.0):
+    """At which second the output stood still, and for how many; told from the first frame on, which is the first sound
+    but for the lead."""
+    return [(begins + place["atSeconds"], place["milliSec"] / 1000)
+            for place in json.loads(played.printed)["output"]["places"]]
 
 
 def first_sound(heard):
@@ -255,10 +255,13 @@ def case_killed_rtp(stage):
         delays.append(statistics.median((at - place) / SOURCE_HZ for at, place in found if start <= at < end) - earliest)
     print("delays but for a constant", " ".join(f"{1000 * (delay - delays[0]):.1f}" for delay in delays), "ms")
     # What came before the output stood still is not as far behind its cursor as what came after it.
-    glitches = glitches_of(played, heard)
+    stalls = stalls_of(played, first_sound(heard))
     groups = [[delays[0]]]
     for delay, start, end in zip(delays[1:], breaks, breaks[2:]):
-        if any(start <= place * SOURCE_HZ < end for place in glitches):
+        stood = sum(stood for place, stood in stalls if start <= place * SOURCE_HZ < end)
+        if stood > 0:
+            moved = delay - groups[-1][-1]
+            require(abs(moved) <= stood + 2 * DELAY_SECONDS, f"the output stood still for {stood} s, and moved by {moved} s")
             groups.append([])
         groups[-1].append(delay)
     require(len(groups) <= RESTARTS // 2, f"the output stood still between {len(groups)} groups of restarts")
@@ -281,7 +284,7 @@ def case_streams(stage):
     require_flat_to_the_end(played, STREAMS)
     sessions = played.result()
     heard = played.heard()
-    glitches = glitches_of(played, heard)
+    glitches = [place for place, _ in stalls_of(played, first_sound(heard))]
     lost = []
     for number, (session, source) in enumerate(zip(sessions, sources)):
         print(session)
