@@ -7,6 +7,7 @@ import math
 import os
 import pathlib
 import random
+import select
 import socket
 import statistics
 import subprocess
@@ -244,7 +245,7 @@ class Host:
                                      "--latency-msec=20", "-d", "out.monitor", self.heard_path])
         self.process = stage.start([CHECKOUT / "tools/setup/wine-run", CHECKOUT / "build/windows/bin/audiohost.exe",
                                     *words, "--log", self.log_path],
-                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         # With the instant of each.
         self.lines = []
         self.printed = ""
@@ -268,12 +269,27 @@ class Host:
             return output["worstMilliSec"] / 1000 if output["glitches"] > 0 else 0.0
         return 0.0
 
+    def read(self, pipe):
+        """What audiohost writes until it ends. Wine's desktop, which it may have started, has the pipe open for longer."""
+        while True:
+            has_ended = self.process.poll() is not None
+            if select.select([pipe], [], [], NAP_SECONDS)[0]:
+                written = os.read(pipe.fileno(), 65536)
+                if not written:
+                    return
+                yield written
+            elif has_ended:
+                return
+
     def read_lines(self):
-        for line in self.process.stderr:
-            self.lines.append((time.monotonic(), line.rstrip()))
+        begun = b""
+        for written in self.read(self.process.stderr):
+            *lines, begun = (begun + written).split(b"\n")
+            self.lines += [(time.monotonic(), line.decode().rstrip()) for line in lines]
+        self.lines.append((time.monotonic(), begun.decode().rstrip()))
 
     def read_object(self):
-        self.printed = self.process.stdout.read()
+        self.printed = b"".join(self.read(self.process.stdout)).decode()
 
     def wait_for_line(self, text, since=0.0):
         deadline = time.monotonic() + HANG_SECONDS
